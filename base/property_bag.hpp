@@ -1,0 +1,88 @@
+// The property bag: a keyed, nestable, self-describing store of named values, in which an object is
+// kept as a nested bag together with the name of its class.
+//
+// Keys compare without regard to case. Reading converts between kinds of numbers and texts as
+// Automation values do; what cannot convert is an error with the key in its text. A key that is not
+// there reads as the default, a key that nobody asks for is passed over.
+//
+// The contents as bytes (all numbers little-endian):
+//   "TBG1"  then the entries of the outermost bag, one after the other:
+//   entry   = key length (16 bits), key, kind (8 bits), payload length (32 bits), payload
+//   object  = class name length (16 bits), class name, then the entries of the nested bag
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace tarn {
+
+class Persistable;
+
+class PropertyBag {
+ public:
+  /// A nested object: the class that it belongs to and its own values.
+  struct Object;
+
+  /// Bounds of what contents may hold; more is error 321.
+  static constexpr std::size_t kMaxContents = 4U << 20U;
+  static constexpr std::size_t kMaxEntries = 512;  ///< of one bag
+  static constexpr int kMaxDepth = 16;
+
+  PropertyBag();
+  PropertyBag(PropertyBag&&) noexcept;
+  PropertyBag& operator=(PropertyBag&&) noexcept;
+  ~PropertyBag();
+
+  /// Each write stores the value unless it equals its default. Writing a key again replaces it.
+  void WriteBoolean(std::string_view key, bool value, bool defaultValue);
+  void WriteInteger(std::string_view key, std::int16_t value, std::int16_t defaultValue);
+  void WriteLong(std::string_view key, std::int32_t value, std::int32_t defaultValue);
+  void WriteDouble(std::string_view key, double value, double defaultValue);
+  void WriteText(std::string_view key, std::string_view value, std::string_view defaultValue);
+  /// Writes the class name and lets the object write its own values. An object is always stored.
+  void WriteObject(std::string_view key, const Persistable& object);
+
+  /// Each read gives the default where the key is missing. Error 13 where the value cannot convert,
+  /// 6 where it does not fit.
+  bool ReadBoolean(std::string_view key, bool defaultValue) const;
+  std::int16_t ReadInteger(std::string_view key, std::int16_t defaultValue) const;
+  std::int32_t ReadLong(std::string_view key, std::int32_t defaultValue) const;
+  double ReadDouble(std::string_view key, double defaultValue) const;
+  std::string ReadText(std::string_view key, std::string_view defaultValue) const;
+  /// Null where the key is missing; error 13 where the value is not an object.
+  const Object* FindObject(std::string_view key) const;
+
+  bool IsEmpty() const { return entries_.empty(); }
+
+  /// The whole contents as bytes. Error 6 where a key, value or the whole exceeds its bound.
+  std::string Contents() const;
+  /// Trusts nothing: error 321 for bytes that are no contents, or cut short, or too deep.
+  static PropertyBag FromContents(std::string_view contents);
+
+ private:
+  using Value =
+      std::variant<std::int16_t, std::int32_t, double, bool, std::string, std::unique_ptr<Object>>;
+  struct Entry {
+    std::string key;
+    Value value;
+  };
+
+  const Value* Find(std::string_view key) const;
+  void Store(std::string_view key, Value value);
+  double ReadNumber(std::string_view key, const Value& value) const;
+  void AppendEntries(std::string& bytes, int depth) const;
+  static PropertyBag FromEntries(std::string_view bytes, int depth);
+
+  std::vector<Entry> entries_;
+};
+
+struct PropertyBag::Object {
+  std::string className;
+  PropertyBag bag;
+};
+
+}  // namespace tarn

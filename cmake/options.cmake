@@ -1,0 +1,43 @@
+# Compiler options of every target of the project, carried by the interface library tarn_options.
+add_library(tarn_options INTERFACE)
+target_include_directories(tarn_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(
+  tarn_options
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wnon-virtual-dtor
+            -Woverloaded-virtual
+            -Wimplicit-fallthrough
+            # g++ 12 sees overlapping copies in "text" + std::string that are not there.
+            $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+            -Werror)
+
+if(TARN_SANITIZE)
+  set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_options(${sanitizers})
+  add_link_options(${sanitizers})
+endif()
+
+if(TARN_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    message(FATAL_ERROR "The fuzz targets need clang++")
+  endif()
+  # Coverage of the code under test; the fuzz targets themselves bring libFuzzer's main.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+if(WIN32)
+  # A program that needs no other file beside it.
+  add_link_options(-static)
+  add_compile_definitions(UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+endif()
+
+# tarn_library(name SOURCES ... USES ...): one folder of the project.
+function(tarn_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC tarn_options ${ARG_USES})
+endfunction()

@@ -1,0 +1,36 @@
+// Files by name. Names are UTF-8; a relative name resolves against the current directory.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/text_stream.hpp"
+
+namespace tarn {
+
+class Files {
+ public:
+  Files() = default;
+  Files(const Files&) = delete;
+  Files& operator=(const Files&) = delete;
+  virtual ~Files() = default;
+
+  /// Opens for appending, creating the file when missing. Errors: 75 no such folder, 70 no
+  /// permission, 57 another failure.
+  virtual std::unique_ptr<TextStream> OpenForAppending(const std::string& name) = 0;
+
+  /// The first `maxBytes` of a file, or all of it when shorter. Errors: 53 no such file, 70, 57.
+  virtual std::string Read(const std::string& name, std::size_t maxBytes) = 0;
+
+  /// Gives a file these bytes at its beginning; a longer old file keeps its tail behind them. The
+  /// new file is written whole beside the old one and then takes its place, so a crash or a full
+  /// disk leaves the old file as it was. Errors: 75, 70, 61, 57.
+  virtual void WriteAtBeginning(const std::string& name, std::string_view bytes) = 0;
+
+  /// The name with its folder; what a relative name means now.
+  virtual std::string AbsoluteName(const std::string& name) = 0;
+};
+
+}  // namespace tarn

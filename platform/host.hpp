@@ -1,0 +1,38 @@
+// What the operating system gives, in one hand.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/files.hpp"
+#include "platform/message_loop.hpp"
+#include "platform/serial_port.hpp"
+#include "platform/settings_store.hpp"
+#include "platform/user_locale.hpp"
+
+namespace tarn {
+
+/// Outlives everything that was created through it. One thread: that of the loop.
+class Host {
+ public:
+  Host() = default;
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+  virtual ~Host() = default;
+
+  virtual MessageLoop& Loop() = 0;
+  virtual SettingsStore& Settings() = 0;
+  virtual UserLocale& Locale() = 0;
+  virtual tarn::Files& Files() = 0;
+  virtual std::shared_ptr<SerialPort> CreateSerialPort() = 0;
+
+  /// The folder of the running program.
+  virtual std::string ProgramFolder() = 0;
+
+  /// One line for whoever looks after the program: what went wrong where no client could be told.
+  /// A text that repeats is passed over for a while, so that a fault of every reading shows once.
+  virtual void Trace(std::string_view text) = 0;
+};
+
+}  // namespace tarn

@@ -1,0 +1,38 @@
+// The host of the operating system that the program was built for, and what only the tools ask of
+// it.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/console.hpp"
+#include "platform/host.hpp"
+#include "platform/terminal_line.hpp"
+
+namespace tarn {
+
+/// What the program around the server decides.
+struct HostOptions {
+  /// Port number to device, for the ports that do not go by the system's own names.
+  std::map<int, std::string> portMap;
+  /// Where the settings store lives: a file on POSIX, a key below HKEY_CURRENT_USER\Software on
+  /// Windows. Empty: the place of the Automation server.
+  std::string settingsPlace;
+  /// Where traces go; to standard error when empty.
+  std::function<void(std::string_view)> trace;
+};
+
+class NativeHost : public Host {
+ public:
+  /// The program's own console; one at a time.
+  virtual std::unique_ptr<Console> CreateConsole() = 0;
+  /// A line's far end, for simulated terminals. Errors as TerminalLine::Attach.
+  virtual std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) = 0;
+};
+
+std::unique_ptr<NativeHost> CreateNativeHost(HostOptions options);
+
+}  // namespace tarn

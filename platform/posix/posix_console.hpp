@@ -1,0 +1,46 @@
+// The console on the standard descriptors, with signals as events of the loop.
+#pragma once
+
+#include <signal.h>
+#include <termios.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "platform/console.hpp"
+#include "platform/posix/posix_message_loop.hpp"
+#include "platform/posix/posix_support.hpp"
+
+namespace tarn {
+
+/// Signals that were ignored when the program started (nohup, a shell's background job) stay so.
+class PosixConsole final : public Console {
+ public:
+  explicit PosixConsole(PosixMessageLoop& loop);
+  ~PosixConsole() override;
+
+  bool IsTerminal() const override;
+  Size ScreenSize() const override;
+  void ReadKeys() override;
+  void WatchInputEnd() override;
+  void Write(std::string_view text) override;
+
+ private:
+  void OnSignal();
+  void OnKeys();
+  void OnInput();
+  void PostRaise(Event<>& event);
+
+  PosixMessageLoop& loop_;
+  sigset_t formerMask_{};
+  std::optional<termios> formerState_;    ///< of standard input, once keys are read
+  std::atomic<bool> outputGone_ = false;  ///< Write may run on a thread of its own
+  OwnedFd signals_;
+  PosixMessageLoop::Watch signalWatch_;
+  PosixMessageLoop::Watch inputWatch_;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< for posted work
+};
+
+}  // namespace tarn

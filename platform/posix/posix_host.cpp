@@ -1,0 +1,51 @@
+#include "platform/posix/posix_host.hpp"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "platform/posix/posix_console.hpp"
+#include "platform/posix/posix_terminal_line.hpp"
+
+namespace tarn {
+namespace {
+
+void TraceToStandardError(std::string_view text) {
+  const std::string line = "tarn: " + std::string(text) + "\n";
+  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+}  // namespace
+
+PosixHost::PosixHost(HostOptions options)
+    : trace_(options.trace ? std::move(options.trace) : TraceToStandardError),
+      settings_(std::move(options.settingsPlace)),
+      ports_{std::move(options.portMap), [this](std::string_view text) { Trace(text); }},
+      loop_([this](std::string_view text) { Trace(text); }) {
+  // A reader that went away shows as a failed write, not as the end of the program.
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+std::shared_ptr<SerialPort> PosixHost::CreateSerialPort() {
+  return std::make_shared<PosixSerialPort>(loop_, ports_);
+}
+
+std::string PosixHost::ProgramFolder() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+std::unique_ptr<Console> PosixHost::CreateConsole() {
+  return std::make_unique<PosixConsole>(loop_);
+}
+
+std::unique_ptr<TerminalLine> PosixHost::CreateTerminalLine(const std::string& place) {
+  return std::make_unique<PosixTerminalLine>(loop_, place);
+}
+
+std::unique_ptr<NativeHost> CreateNativeHost(HostOptions options) {
+  return std::make_unique<PosixHost>(std::move(options));
+}
+
+}  // namespace tarn

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/native_host.hpp"
+#include "platform/posix/posix_files.hpp"
+#include "platform/posix/posix_locale.hpp"
+#include "platform/posix/posix_message_loop.hpp"
+#include "platform/posix/posix_serial_port.hpp"
+#include "platform/posix/posix_settings_store.hpp"
+#include "platform/trace_filter.hpp"
+
+namespace tarn {
+
+class PosixHost final : public NativeHost {
+ public:
+  explicit PosixHost(HostOptions options);
+
+  MessageLoop& Loop() override { return loop_; }
+  SettingsStore& Settings() override { return settings_; }
+  UserLocale& Locale() override { return locale_; }
+  tarn::Files& Files() override { return files_; }
+  std::shared_ptr<SerialPort> CreateSerialPort() override;
+  std::string ProgramFolder() override;
+  void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
+  std::unique_ptr<Console> CreateConsole() override;
+  std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
+
+ private:
+  TraceFilter trace_;
+  PosixLocale locale_;
+  PosixFiles files_{locale_};
+  PosixSettingsStore settings_;
+  PortTable ports_;
+  PosixMessageLoop loop_;
+};
+
+}  // namespace tarn

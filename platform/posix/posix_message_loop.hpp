@@ -1,0 +1,64 @@
+// The message loop on epoll.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "platform/loop_base.hpp"
+#include "platform/posix/posix_support.hpp"
+
+namespace tarn {
+
+class PosixMessageLoop final : public LoopBase {
+ public:
+  /// Gets the epoll events. They are a hint: a nested RunUntil may have served them already, so the
+  /// descriptor must not block.
+  using Ready = std::function<void(std::uint32_t events)>;
+
+  /// One watched descriptor; letting go of it ends the watching. Goes before its descriptor closes.
+  class Watch {
+   public:
+    Watch() = default;
+    Watch(Watch&& other) noexcept
+        : loop_(std::exchange(other.loop_, nullptr)), id_(other.id_), fd_(other.fd_) {}
+    Watch& operator=(Watch&& other) noexcept;
+    ~Watch() { Reset(); }
+
+    void Events(std::uint32_t events);
+    void Reset();
+
+   private:
+    friend class PosixMessageLoop;
+    Watch(PosixMessageLoop& loop, std::uint64_t id, int fd) : loop_(&loop), id_(id), fd_(fd) {}
+
+    PosixMessageLoop* loop_ = nullptr;
+    std::uint64_t id_ = 0;
+    int fd_ = -1;
+  };
+
+  explicit PosixMessageLoop(TraceSink trace);
+  ~PosixMessageLoop() override { DropPosted(); }
+
+  double Now() const override;
+
+  /// Throws std::system_error where the descriptor cannot be watched (EPERM: a plain file).
+  [[nodiscard]] Watch WatchFd(int fd, std::uint32_t events, Ready ready);
+
+ protected:
+  void WaitAndDispatch(double milliseconds) override;
+  void Wake() override;
+
+ private:
+  OwnedFd epoll_;
+  OwnedFd wakeUp_;
+  // Numbers are never used twice, so an event that waits for a watch that is gone finds nobody,
+  // also when its descriptor's number is in use again.
+  std::map<std::uint64_t, std::shared_ptr<Ready>> watches_;
+  std::uint64_t lastId_ = 0;
+  Watch wakeUpWatch_;
+};
+
+}  // namespace tarn

@@ -1,0 +1,50 @@
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "base/automation_error.hpp"
+#include "platform/program.hpp"
+
+namespace tarn {
+namespace {
+
+std::string HomeFolder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') return home;
+  const passwd* user = getpwuid(getuid());
+  return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "/";
+}
+
+/// The folder that a variable names; the usual one below the home folder where it names none. The
+/// rules for these variables say that a relative name counts as none.
+std::string UserFolder(const char* variable, const char* usual) {
+  if (const char* folder = std::getenv(variable); folder != nullptr && *folder == '/')
+    return folder;
+  return HomeFolder() + "/" + usual;
+}
+
+}  // namespace
+
+std::vector<std::string> ProgramArguments(int argc, const char* const* argv) {
+  return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
+std::string ProgramSettingsPlace(std::string_view program) {
+  return UserFolder("XDG_CONFIG_HOME", ".config") + "/" + std::string(program) + "/settings.ini";
+}
+
+std::string ProgramDataFolder(std::string_view program) {
+  const std::string folder =
+      UserFolder("XDG_STATE_HOME", ".local/state") + "/" + std::string(program);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) {
+    throw AutomationError(ErrorNumber::PathFileAccess,
+                          "The folder " + folder + " cannot be made: " + error.message());
+  }
+  return folder;
+}
+
+}  // namespace tarn

@@ -1,0 +1,23 @@
+// A text file open for appending.
+#pragma once
+
+#include <string_view>
+
+namespace tarn {
+
+class TextStream {
+ public:
+  TextStream() = default;
+  TextStream(const TextStream&) = delete;
+  TextStream& operator=(const TextStream&) = delete;
+  virtual ~TextStream() = default;
+
+  /// Appends a line and CR LF, in the single-byte code page ("?" for what it does not have). Lines
+  /// are gathered and written in blocks.
+  /// Errors: 61 the disk is full, 57 another failure, 91 the stream is closed.
+  virtual void WriteLine(std::string_view text) = 0;
+  /// Writes out what is gathered and closes; a second call does nothing. Errors as WriteLine's.
+  virtual void Close() = 0;
+};
+
+}  // namespace tarn

@@ -1,0 +1,234 @@
+#include "platform/win32/win32_files.hpp"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+#include <utility>
+
+#include "platform/win32/win32_error.hpp"
+#include "platform/win32/win32_handle.hpp"
+#include "platform/win32/win32_text.hpp"
+
+namespace tarn {
+namespace {
+
+constexpr std::size_t kBlock = 4096;
+constexpr std::size_t kCopyBlock = 64U << 10U;
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+ErrorNumber FileErrorNumber(DWORD code) {
+  switch (code) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_DIRECTORY:
+    case ERROR_INVALID_DRIVE:
+      return ErrorNumber::PathFileAccess;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+    case ERROR_WRITE_PROTECT:
+      return ErrorNumber::PermissionDenied;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+      return ErrorNumber::DiskFull;
+    default:
+      return ErrorNumber::DeviceInputOutput;
+  }
+}
+
+/// The number where it is one of those that an operation is said to have, else 57.
+[[noreturn]] void ThrowFileError(const std::string& name, DWORD code,
+                                 std::initializer_list<ErrorNumber> known) {
+  const ErrorNumber number = FileErrorNumber(code);
+  const bool isKnown = std::find(known.begin(), known.end(), number) != known.end();
+  ThrowSystemError(isKnown ? number : ErrorNumber::DeviceInputOutput, "The file " + name, code);
+}
+
+bool IsFolder(const std::string& name) {
+  const DWORD attributes = GetFileAttributesW(ToWide(name).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+/// Of the writing of a file. The system says "access denied" of a folder, too.
+[[noreturn]] void ThrowWriteError(const std::string& name, DWORD code = GetLastError()) {
+  if (code == ERROR_ACCESS_DENIED && IsFolder(name)) code = ERROR_DIRECTORY;
+  ThrowFileError(
+      name, code,
+      {ErrorNumber::PathFileAccess, ErrorNumber::PermissionDenied, ErrorNumber::DiskFull});
+}
+
+/// Writes as much as the disk takes; returns how much that was.
+std::size_t WriteSome(HANDLE file, std::string_view bytes) {
+  DWORD written = 0;
+  const auto count = static_cast<DWORD>(std::min(bytes.size(), kCopyBlock));
+  if (!WriteFile(file, bytes.data(), count, &written, nullptr)) return 0;
+  if (written == 0 && count > 0) SetLastError(ERROR_DISK_FULL);
+  return written;
+}
+
+void WriteWhole(HANDLE file, std::string_view bytes, const std::string& name) {
+  while (!bytes.empty()) {
+    const std::size_t written = WriteSome(file, bytes);
+    if (written == 0) ThrowWriteError(name);
+    bytes.remove_prefix(written);
+  }
+}
+
+std::string ReadBlock(HANDLE file, std::size_t size, const std::string& name) {
+  std::string block(std::min(size, kCopyBlock), '\0');
+  DWORD count = 0;
+  if (!ReadFile(file, block.data(), static_cast<DWORD>(block.size()), &count, nullptr)) {
+    ThrowFileError(name, GetLastError(), {ErrorNumber::PermissionDenied});
+  }
+  block.resize(count);
+  return block;
+}
+
+OwnedHandle OpenToRead(const std::string& name) {
+  return OwnedHandle(CreateFileW(ToWide(name).c_str(), GENERIC_READ, kShareAll, nullptr,
+                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool IsMissing(DWORD code) {
+  return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
+}
+
+/// Lines gathered into blocks. While the disk takes none of them, the gathered ones are kept and
+/// tried again with the next line.
+class Win32TextStream final : public TextStream {
+ public:
+  Win32TextStream(const UserLocale& locale, OwnedHandle file, std::string name)
+      : locale_(locale), file_(std::move(file)), name_(std::move(name)) {}
+  ~Win32TextStream() override {
+    try {
+      Close();
+    } catch (const AutomationError&) {
+      // Nobody is left to be told; who wants to know calls Close.
+    }
+  }
+
+  void WriteLine(std::string_view text) override {
+    if (!file_) ThrowObjectNotSet("The text stream is closed");
+    const std::string line = locale_.ToBytes(text) + "\r\n";
+    if (gathered_.size() + line.size() > kBlock) WriteGathered(file_.Get());
+    gathered_ += line;
+  }
+
+  void Close() override {
+    if (!file_) return;
+    const OwnedHandle file = std::move(file_);  // closed whatever happens
+    WriteGathered(file.Get());
+  }
+
+ private:
+  void WriteGathered(HANDLE file) {
+    while (!gathered_.empty()) {
+      const std::size_t written = WriteSome(file, gathered_);
+      if (written == 0) ThrowFileError(name_, GetLastError(), {ErrorNumber::DiskFull});
+      gathered_.erase(0, written);
+    }
+  }
+
+  const UserLocale& locale_;
+  OwnedHandle file_;
+  std::string name_;
+  std::string gathered_;
+};
+
+/// A new file beside another one whose place it is to take; it goes again unless it does.
+class Replacement {
+ public:
+  explicit Replacement(const std::string& name)
+      : name_(name),
+        temporary_(ToWide(name + "." + std::to_string(GetCurrentProcessId()) + ".tmp")),
+        file_(CreateFileW(temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                          FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    if (!file_) ThrowWriteError(name_);
+  }
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+  ~Replacement() {
+    file_.Reset();
+    if (!taken_) DeleteFileW(temporary_.c_str());
+  }
+
+  void Write(std::string_view bytes) { WriteWhole(file_.Get(), bytes, name_); }
+
+  void TakePlace() {
+    if (!FlushFileBuffers(file_.Get())) ThrowWriteError(name_);
+    file_.Reset();
+    taken_ = MoveFileExW(temporary_.c_str(), ToWide(name_).c_str(),
+                         MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    if (!taken_) ThrowWriteError(name_);
+  }
+
+ private:
+  std::string name_;
+  std::wstring temporary_;
+  OwnedHandle file_;
+  bool taken_ = false;
+};
+
+/// What the old file has behind the new beginning. Nothing where there is no old file.
+void CopyTail(const std::string& name, std::size_t from, Replacement& replacement) {
+  const OwnedHandle old = OpenToRead(name);
+  if (!old) {
+    if (const DWORD code = GetLastError(); !IsMissing(code)) ThrowWriteError(name, code);
+    return;
+  }
+  LARGE_INTEGER position;
+  position.QuadPart = static_cast<LONGLONG>(from);
+  if (!SetFilePointerEx(old.Get(), position, nullptr, FILE_BEGIN)) ThrowWriteError(name);
+  for (;;) {
+    const std::string block = ReadBlock(old.Get(), kCopyBlock, name);
+    if (block.empty()) return;
+    replacement.Write(block);
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<TextStream> Win32Files::OpenForAppending(const std::string& name) {
+  // Others may read the log while it is written, and move it away.
+  OwnedHandle file(CreateFileW(ToWide(name).c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
+                               OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) ThrowWriteError(name);
+  return std::make_unique<Win32TextStream>(locale_, std::move(file), name);
+}
+
+std::string Win32Files::Read(const std::string& name, std::size_t maxBytes) {
+  const OwnedHandle file = OpenToRead(name);
+  if (!file) {
+    const DWORD code = GetLastError();
+    if (IsMissing(code)) ThrowSystemError(ErrorNumber::FileNotFound, "The file " + name, code);
+    ThrowFileError(name, code, {ErrorNumber::PermissionDenied});
+  }
+  std::string bytes;
+  while (bytes.size() < maxBytes) {
+    const std::string block = ReadBlock(file.Get(), maxBytes - bytes.size(), name);
+    if (block.empty()) break;
+    bytes += block;
+  }
+  return bytes;
+}
+
+void Win32Files::WriteAtBeginning(const std::string& name, std::string_view bytes) {
+  Replacement replacement(name);
+  replacement.Write(bytes);
+  CopyTail(name, bytes.size(), replacement);
+  replacement.TakePlace();
+}
+
+std::string Win32Files::AbsoluteName(const std::string& name) {
+  const std::wstring wide = ToWide(name);
+  const DWORD size = GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);  // the zero included
+  std::wstring absolute(size, L'\0');
+  absolute.resize(GetFullPathNameW(wide.c_str(), size, absolute.data(), nullptr));
+  return absolute.empty() ? name : FromWide(absolute);
+}
+
+}  // namespace tarn

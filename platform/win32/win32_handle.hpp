@@ -1,0 +1,41 @@
+// Owners of what the system hands out and wants back.
+#pragma once
+
+#include <windows.h>
+
+#include <utility>
+
+namespace tarn {
+
+/// A kernel object's handle; none is nullptr, also where the system says INVALID_HANDLE_VALUE.
+class OwnedHandle {
+ public:
+  OwnedHandle() = default;
+  explicit OwnedHandle(HANDLE handle)
+      : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
+  OwnedHandle(OwnedHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  OwnedHandle& operator=(OwnedHandle&& other) noexcept {
+    if (this != &other) {
+      Reset();
+      handle_ = std::exchange(other.handle_, nullptr);
+    }
+    return *this;
+  }
+  ~OwnedHandle() { Reset(); }
+
+  HANDLE Get() const { return handle_; }
+  explicit operator bool() const { return handle_ != nullptr; }
+
+  void Reset() {
+    if (handle_ != nullptr) CloseHandle(handle_);
+    handle_ = nullptr;
+  }
+
+ private:
+  HANDLE handle_ = nullptr;
+};
+
+/// An event, not signalled. Error 57 where the system has none left.
+OwnedHandle CreateEventHandle(bool manualReset);
+
+}  // namespace tarn

@@ -1,0 +1,65 @@
+#include "platform/win32/win32_host.hpp"
+
+#include <cstdio>
+
+#include "platform/win32/win32_console.hpp"
+#include "platform/win32/win32_serial_port.hpp"
+#include "platform/win32/win32_terminal_line.hpp"
+#include "platform/win32/win32_text.hpp"
+
+namespace tarn {
+namespace {
+
+void TraceToStandardError(std::string_view text) {
+  const std::string line = "tarn: " + std::string(text) + "\n";
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  std::fflush(stderr);
+}
+
+}  // namespace
+
+Win32Host::Win32Host(HostOptions options)
+    : trace_(options.trace ? std::move(options.trace) : TraceToStandardError),
+      portMap_(std::move(options.portMap)),
+      settings_(options.settingsPlace),
+      openPorts_(std::make_shared<Win32PortTable>()),
+      loop_([this](std::string_view text) { Trace(text); }) {}
+
+std::shared_ptr<SerialPort> Win32Host::CreateSerialPort() {
+  return std::make_shared<Win32SerialPort>(Win32SerialPort::Surroundings{
+      loop_, openPorts_, [this](std::int16_t number) { return DeviceOf(number); },
+      [this](std::string_view text) { Trace(text); }});
+}
+
+std::string Win32Host::DeviceOf(std::int16_t number) const {
+  const auto mapped = portMap_.find(number);
+  return mapped != portMap_.end() ? mapped->second : "COM" + std::to_string(number);
+}
+
+std::string Win32Host::ProgramFolder() {
+  std::wstring name(MAX_PATH, L'\0');
+  DWORD length = 0;
+  while ((length = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()))) ==
+         name.size()) {
+    name.resize(name.size() * 2);
+  }
+  name.resize(length);
+  name.resize(name.find_last_of(L'\\') + 1);
+  if (name.size() > 3) name.pop_back();  // but the root of a drive keeps its backslash
+  return FromWide(name);
+}
+
+std::unique_ptr<Console> Win32Host::CreateConsole() {
+  return std::make_unique<Win32Console>(loop_);
+}
+
+std::unique_ptr<TerminalLine> Win32Host::CreateTerminalLine(const std::string& place) {
+  return std::make_unique<Win32TerminalLine>(
+      loop_, openPorts_, [this](std::string_view text) { Trace(text); }, place);
+}
+
+std::unique_ptr<NativeHost> CreateNativeHost(HostOptions options) {
+  return std::make_unique<Win32Host>(std::move(options));
+}
+
+}  // namespace tarn

@@ -1,0 +1,46 @@
+// The host on Windows.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/native_host.hpp"
+#include "platform/trace_filter.hpp"
+#include "platform/win32/win32_files.hpp"
+#include "platform/win32/win32_locale.hpp"
+#include "platform/win32/win32_message_loop.hpp"
+#include "platform/win32/win32_settings_store.hpp"
+
+namespace tarn {
+
+class Win32PortTable;
+
+class Win32Host final : public NativeHost {
+ public:
+  explicit Win32Host(HostOptions options);
+
+  MessageLoop& Loop() override { return loop_; }
+  SettingsStore& Settings() override { return settings_; }
+  UserLocale& Locale() override { return locale_; }
+  tarn::Files& Files() override { return files_; }
+  std::shared_ptr<SerialPort> CreateSerialPort() override;
+  std::string ProgramFolder() override;
+  void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
+  std::unique_ptr<Console> CreateConsole() override;
+  std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
+
+ private:
+  std::string DeviceOf(std::int16_t number) const;
+
+  TraceFilter trace_;
+  std::map<int, std::string> portMap_;
+  Win32Locale locale_;
+  Win32Files files_{locale_};
+  Win32SettingsStore settings_;
+  std::shared_ptr<Win32PortTable> openPorts_;
+  Win32MessageLoop loop_;
+};
+
+}  // namespace tarn

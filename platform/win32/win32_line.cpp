@@ -1,0 +1,277 @@
+#include "platform/win32/win32_line.hpp"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <utility>
+
+#include "platform/serial_port.hpp"
+#include "platform/win32/win32_error.hpp"
+
+namespace tarn {
+namespace {
+
+// Small, so that a line without a pause is handed over often: a read ends when its buffer is full
+// or the line has been quiet for a moment.
+constexpr std::size_t kReadSize = 256;
+constexpr std::size_t kWriteSize = 1024;
+// Milliseconds. How long a read that brought nothing keeps the next one waiting, and how long a
+// driver may take to let go of its port.
+constexpr DWORD kBackOff = 20;
+constexpr DWORD kStopLimit = 2000;
+
+/// An overlapped read or write and its event.
+struct Operation {
+  Operation() { overlapped.hEvent = event.Get(); }
+
+  /// After ReadFile or WriteFile; false when it could not even begin. One that ended at once has
+  /// its event signalled and is collected like any other.
+  bool Begun(BOOL started) {
+    pending = started || GetLastError() == ERROR_IO_PENDING;
+    return pending;
+  }
+
+  OwnedHandle event = CreateEventHandle(true);
+  OVERLAPPED overlapped{};
+  bool pending = false;
+};
+
+}  // namespace
+
+/// What the loop and the line's thread share. It outlives the line where something that was posted,
+/// or a driver that does not let go, still holds it.
+struct Win32Line::State : std::enable_shared_from_this<State> {
+  State(MessageLoop& l, Win32OpenPort p) : loop(l), port(std::move(p)) {}
+
+  void Arrived(std::string_view bytes);
+  void Gone(DWORD code);
+  void Deliver();
+
+  MessageLoop& loop;
+  Win32OpenPort port;  // the thread's, once it runs
+  OwnedHandle stop = CreateEventHandle(true);
+  OwnedHandle output = CreateEventHandle(false);  ///< there is something to send
+  OwnedHandle finished = CreateEventHandle(true);
+  std::shared_ptr<Listener> listener;  ///< the loop's; none once the line is destroyed
+
+  std::mutex mutex;  // for what follows
+  bool stopped = false;
+  bool announced = false;
+  std::string input;
+  std::string queue;
+  std::size_t sending = 0;  ///< bytes of the write under way
+};
+
+/// The loop is not touched once the line is destroyed: its owner may end the loop then.
+void Win32Line::State::Arrived(std::string_view bytes) {
+  const std::lock_guard lock(mutex);
+  if (stopped) return;
+  input.append(bytes);
+  if (input.size() > SerialPort::kMaxWaitingInput) {
+    input.erase(0, input.size() - SerialPort::kMaxWaitingInput);
+  }
+  if (std::exchange(announced, true)) return;
+  loop.Post([state = shared_from_this()] { state->Deliver(); });
+}
+
+void Win32Line::State::Gone(DWORD code) {
+  const std::lock_guard lock(mutex);
+  if (stopped) return;
+  loop.Post([state = shared_from_this(), code] {
+    if (const auto told = state->listener) told->gone(SystemMessage(code));
+  });
+}
+
+void Win32Line::State::Deliver() {
+  std::string bytes;
+  {
+    const std::lock_guard lock(mutex);
+    announced = false;
+    bytes.swap(input);
+  }
+  const auto told = listener;
+  if (told && !bytes.empty()) told->arrived(bytes);
+}
+
+/// What runs on the line's thread.
+class Win32Line::Worker {
+ public:
+  explicit Worker(State& state) : state_(state), port_(state.port.handle.Get()) {}
+
+  void Run() {
+    BeginRead();
+    while (error_ == 0 && Turn()) {
+    }
+    Cancel(read_);
+    Cancel(write_);
+    state_.port.handle.Reset();
+    state_.port.claim = {};
+    if (error_ != 0) state_.Gone(error_);
+    SetEvent(state_.finished.Get());
+  }
+
+ private:
+  /// Waits for one thing to do and does it; false when the line is to stop.
+  bool Turn() {
+    // The first one signalled comes first. Reading is last: a line that never pauses must not keep
+    // what is to be sent waiting.
+    const std::array<HANDLE, 4> handles = {state_.stop.Get(), state_.output.Get(),
+                                           write_.event.Get(), read_.event.Get()};
+    const DWORD limit = read_.pending ? INFINITE : kBackOff;
+    switch (WaitForMultipleObjects(handles.size(), handles.data(), FALSE, limit)) {
+      case WAIT_OBJECT_0:
+        return false;
+      case WAIT_OBJECT_0 + 1:
+        if (!write_.pending) BeginWrite();
+        break;
+      case WAIT_OBJECT_0 + 2:
+        EndWrite();
+        break;
+      case WAIT_OBJECT_0 + 3:
+        EndRead();
+        return true;
+      case WAIT_TIMEOUT:
+        break;
+      default:
+        error_ = GetLastError();
+    }
+    if (error_ == 0 && !read_.pending) BeginRead();
+    return true;
+  }
+
+  void BeginRead() {
+    if (!read_.Begun(ReadFile(port_, readBytes_.data(), kReadSize, nullptr, &read_.overlapped))) {
+      error_ = GetLastError();
+    }
+  }
+
+  void EndRead() {
+    DWORD count = 0;
+    const DWORD code = Collect(read_, count);
+    // Wine ends a read with the time-out, and without a byte, while a write is under way.
+    const bool harmless = code == 0 || code == ERROR_TIMEOUT || code == ERROR_OPERATION_ABORTED;
+    if (!harmless) {
+      error_ = code;
+    } else if (count > 0) {
+      state_.Arrived({readBytes_.data(), count});
+      BeginRead();
+    } else {
+      CheckDevice();
+    }
+  }
+
+  /// After a read that brought nothing: the driver's whim, or the device has gone and the driver
+  /// does not say so there. Asking again at once could go on for ever, so the next read comes
+  /// later.
+  void CheckDevice() {
+    DWORD lineErrors = 0;
+    if (!ClearCommError(port_, &lineErrors, nullptr)) error_ = GetLastError();
+  }
+
+  void BeginWrite() {
+    {
+      const std::lock_guard lock(state_.mutex);
+      const std::size_t count = std::min(state_.queue.size(), kWriteSize);
+      writeBytes_.assign(state_.queue, 0, count);
+      state_.queue.erase(0, count);
+      state_.sending = count;
+    }
+    WriteRest();
+  }
+
+  void WriteRest() {
+    if (writeBytes_.empty()) return;
+    if (!write_.Begun(WriteFile(port_, writeBytes_.data(), static_cast<DWORD>(writeBytes_.size()),
+                                nullptr, &write_.overlapped))) {
+      error_ = GetLastError();
+    }
+  }
+
+  void EndWrite() {
+    DWORD count = 0;
+    const DWORD code = Collect(write_, count);
+    // There is no limit on the time of a write, so one that ends without a byte has failed.
+    if (count == 0) {
+      error_ = code != 0 ? code : ERROR_WRITE_FAULT;
+      return;
+    }
+    writeBytes_.erase(0, count);
+    {
+      const std::lock_guard lock(state_.mutex);
+      state_.sending = writeBytes_.size();
+    }
+    if (writeBytes_.empty()) {
+      BeginWrite();
+    } else {
+      WriteRest();
+    }
+  }
+
+  /// What an operation that has ended brought, and its error code or 0.
+  DWORD Collect(Operation& operation, DWORD& count) {
+    operation.pending = false;
+    ResetEvent(operation.event.Get());
+    const BOOL good = GetOverlappedResult(port_, &operation.overlapped, &count, FALSE);
+    return good ? 0 : GetLastError();
+  }
+
+  /// Waits for the end of it: until then the driver may write into the buffers.
+  void Cancel(Operation& operation) {
+    if (!operation.pending) return;
+    CancelIoEx(port_, &operation.overlapped);
+    DWORD count = 0;
+    GetOverlappedResult(port_, &operation.overlapped, &count, TRUE);
+    operation.pending = false;
+  }
+
+  State& state_;
+  HANDLE port_;
+  Operation read_;
+  Operation write_;
+  std::array<char, kReadSize> readBytes_;
+  std::string writeBytes_;
+  DWORD error_ = 0;
+};
+
+Win32Line::Win32Line(MessageLoop& loop, Win32OpenPort port, Listener listener)
+    : state_(std::make_shared<State>(loop, std::move(port))) {
+  state_->listener = std::make_shared<Listener>(std::move(listener));
+  auto worker = std::make_unique<Worker>(*state_);
+  thread_ = std::thread([state = state_, worker = std::move(worker)] { worker->Run(); });
+}
+
+Win32Line::~Win32Line() {
+  state_->listener.reset();
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->stopped = true;
+  }
+  SetEvent(state_->stop.Get());
+  // A driver whose device was torn off may never let go. Its thread is left to wait alone then,
+  // with the port in use, rather than the whole server with it.
+  if (WaitForSingleObject(state_->finished.Get(), kStopLimit) == WAIT_OBJECT_0) {
+    thread_.join();
+  } else {
+    thread_.detach();
+  }
+}
+
+std::size_t Win32Line::Queued() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->queue.size() + state_->sending;
+}
+
+void Win32Line::Send(std::string_view bytes) {
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->queue.append(bytes);
+  }
+  SetEvent(state_->output.Get());
+}
+
+void Win32Line::DiscardInput() {
+  const std::lock_guard lock(state_->mutex);
+  state_->input.clear();
+}
+
+}  // namespace tarn

@@ -1,0 +1,44 @@
+#include <windows.h>
+// Needs the types of the header above.
+#include <shellapi.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "base/automation_error.hpp"
+#include "platform/program.hpp"
+#include "platform/win32/win32_text.hpp"
+
+namespace tarn {
+
+/// What main gets here went through a code page and may have lost characters.
+std::vector<std::string> ProgramArguments(int /*argc*/, const char* const* /*argv*/) {
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; wide != nullptr && i < count; ++i) arguments.push_back(FromWide(wide[i]));
+  LocalFree(wide);
+  return arguments;
+}
+
+std::string ProgramSettingsPlace(std::string_view program) {
+  return std::string(program);
+}
+
+std::string ProgramDataFolder(std::string_view program) {
+  const wchar_t* parent = _wgetenv(L"LOCALAPPDATA");
+  if (parent == nullptr) {
+    throw AutomationError(ErrorNumber::PathFileAccess,
+                          "This account has no application data folder");
+  }
+  const std::string folder = FromWide(parent) + "\\" + std::string(program);
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(parent) / program, error);
+  if (error) {
+    throw AutomationError(ErrorNumber::PathFileAccess,
+                          "The folder " + folder + " cannot be made: " + error.message());
+  }
+  return folder;
+}
+
+}  // namespace tarn

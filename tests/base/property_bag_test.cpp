@@ -1,0 +1,220 @@
+#include "base/property_bag.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <string>
+
+#include "base/automation_error.hpp"
+#include "base/keyed_collection.hpp"
+#include "base/persistable.hpp"
+
+namespace tarn {
+namespace {
+
+/// An object of everything that a bag can hold, some levels deep.
+class Nested final : public Persistable {
+ public:
+  explicit Nested(int levels) : levels_(levels) {}
+  std::string_view ClassName() const override { return "Nested"; }
+  void WriteProperties(PropertyBag& bag) const override {
+    bag.WriteText("Text", "text \xC3\xA4 \"quoted\"", "");
+    bag.WriteInteger("Integer", -5, 0);
+    bag.WriteLong("Long", 70000, 0);
+    bag.WriteDouble("Double", 12.5, 0);
+    bag.WriteBoolean("Flag", true, false);
+    if (levels_ > 0) bag.WriteObject("Inner", Nested(levels_ - 1));
+  }
+
+ private:
+  int levels_;
+};
+
+std::string SampleContents() {
+  PropertyBag bag;
+  bag.WriteObject("Scale1", Nested(2));
+  bag.WriteText("Empty", "", "x");
+  bag.WriteLong("Last", std::numeric_limits<std::int32_t>::min(), 0);
+  return bag.Contents();
+}
+
+ErrorNumber NumberOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const AutomationError& error) {
+    return error.Number();
+  }
+  return ErrorNumber{0};
+}
+
+TEST(PropertyBag, RoundTripKeepsValuesAndClassNames) {
+  const PropertyBag bag = PropertyBag::FromContents(SampleContents());
+  EXPECT_EQ(bag.ReadText("empty", "default"), "");
+  EXPECT_EQ(bag.ReadLong("LAST", 0), std::numeric_limits<std::int32_t>::min());
+  const PropertyBag::Object* object = bag.FindObject("scale1");
+  for (int level = 0; level < 3; ++level) {
+    ASSERT_NE(object, nullptr) << level;
+    EXPECT_EQ(object->className, "Nested");
+    EXPECT_EQ(object->bag.ReadText("Text", ""), "text \xC3\xA4 \"quoted\"");
+    EXPECT_EQ(object->bag.ReadInteger("Integer", 0), -5);
+    EXPECT_EQ(object->bag.ReadLong("Long", 0), 70000);
+    EXPECT_EQ(object->bag.ReadDouble("Double", 0), 12.5);
+    EXPECT_TRUE(object->bag.ReadBoolean("Flag", false));
+    object = object->bag.FindObject("Inner");
+  }
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(SampleContents(), SampleContents());
+}
+
+TEST(PropertyBag, TheContentsAreFixedBytes) {
+  PropertyBag bag;
+  bag.WriteInteger("Com", 3, 1);
+  bag.WriteObject("C", Nested(-1));
+  PropertyBag inner;
+  Nested(-1).WriteProperties(inner);
+  const std::string entries = inner.Contents().substr(4);
+  std::string expected(
+      "TBG1\x03\x00"
+      "Com\x02\x02\x00\x00\x00\x03\x00"
+      "\x01\x00"
+      "C\x09",
+      20);
+  const auto length = static_cast<char>(2 + 6 + entries.size());
+  expected += std::string{length, 0, 0, 0, 6, 0} + "Nested" + entries;
+  EXPECT_EQ(bag.Contents(), expected);
+}
+
+TEST(PropertyBag, AValueThatEqualsItsDefaultIsNotStored) {
+  PropertyBag bag;
+  bag.WriteText("A", "x", "x");
+  bag.WriteInteger("B", 1, 1);
+  bag.WriteLong("C", 2, 2);
+  bag.WriteDouble("D", 2.5, 2.5);
+  bag.WriteBoolean("E", true, true);
+  EXPECT_TRUE(bag.IsEmpty());
+  EXPECT_EQ(bag.ReadText("A", "y"), "y");
+  EXPECT_EQ(bag.ReadInteger("B", 7), 7);
+  EXPECT_EQ(bag.FindObject("F"), nullptr);
+}
+
+TEST(PropertyBag, ConvertsAsAutomationValuesDo) {
+  PropertyBag bag;
+  bag.WriteText("Number", " 12.5 ", "");
+  bag.WriteText("True", "true", "");
+  bag.WriteText("Word", "banana", "");
+  bag.WriteDouble("Half", 2.5, 0);
+  bag.WriteDouble("Huge", 1e10, 0);
+  bag.WriteBoolean("Flag", true, false);
+  bag.WriteLong("Long", 70000, 0);
+  EXPECT_EQ(bag.ReadDouble("Number", 0), 12.5);
+  EXPECT_EQ(bag.ReadLong("Number", 0), 12);
+  EXPECT_TRUE(bag.ReadBoolean("True", false));
+  EXPECT_EQ(bag.ReadInteger("Half", 0), 2);
+  EXPECT_EQ(bag.ReadLong("Flag", 0), -1);
+  EXPECT_EQ(bag.ReadText("Flag", ""), "True");
+  EXPECT_EQ(bag.ReadText("Half", ""), "2.5");
+  EXPECT_EQ(NumberOf([&] { bag.ReadInteger("Long", 0); }), ErrorNumber::Overflow);
+  EXPECT_EQ(NumberOf([&] { bag.ReadLong("Huge", 0); }), ErrorNumber::Overflow);
+  EXPECT_EQ(NumberOf([&] { bag.ReadLong("Word", 0); }), ErrorNumber::TypeMismatch);
+  EXPECT_EQ(NumberOf([&] { bag.ReadBoolean("Word", false); }), ErrorNumber::TypeMismatch);
+  EXPECT_EQ(NumberOf([&] { bag.FindObject("Word"); }), ErrorNumber::TypeMismatch);
+  try {
+    bag.ReadDouble("Word", 0);
+    ADD_FAILURE() << "a word is no number";
+  } catch (const AutomationError& error) {
+    EXPECT_NE(error.Description().find("Word"), std::string::npos) << error.Description();
+  }
+}
+
+TEST(PropertyBag, TruncationAtEveryLengthIsAnErrorOrACompleteSmallerBag) {
+  const std::string contents = SampleContents();
+  int complete = 0;
+  for (std::size_t length = 0; length < contents.size(); ++length) {
+    try {
+      // Only a cut between two outermost entries leaves a bag that is whole.
+      const PropertyBag bag = PropertyBag::FromContents(contents.substr(0, length));
+      EXPECT_EQ(bag.Contents(), contents.substr(0, length));
+      ++complete;
+    } catch (const AutomationError& error) {
+      EXPECT_EQ(error.Number(), ErrorNumber::InvalidFileFormat) << length;
+    }
+  }
+  EXPECT_EQ(complete, 3);
+}
+
+TEST(PropertyBag, EverySingleFlippedByteIsReadOrRefused) {
+  const std::string contents = SampleContents();
+  int refused = 0;
+  for (std::size_t at = 0; at < contents.size(); ++at) {
+    for (const int bits : {0x01, 0x80, 0xFF}) {
+      std::string flipped = contents;
+      flipped[at] = static_cast<char>(flipped[at] ^ bits);
+      try {
+        const PropertyBag bag = PropertyBag::FromContents(flipped);
+        EXPECT_LE(bag.Contents().size(), contents.size());
+      } catch (const AutomationError& error) {
+        EXPECT_EQ(error.Number(), ErrorNumber::InvalidFileFormat);
+        ++refused;
+      }
+    }
+  }
+  EXPECT_GT(refused, 100);
+}
+
+TEST(PropertyBag, BoundsDepthAndNumberOfEntries) {
+  PropertyBag deep;
+  deep.WriteObject("Inner", Nested(PropertyBag::kMaxDepth + 1));
+  EXPECT_EQ(NumberOf([&] { deep.Contents(); }), ErrorNumber::Overflow);
+
+  std::string nested;  // objects within objects, deeper than is written
+  for (int level = 0; level <= PropertyBag::kMaxDepth; ++level) {
+    const std::string payload = std::string("\x01\x00X", 3) + nested;
+    const auto size = static_cast<char>(payload.size());
+    nested = std::string("\x01\x00K\x09", 4) + std::string{size, 0, 0, 0} + payload;
+  }
+  EXPECT_EQ(NumberOf([&] { PropertyBag::FromContents("TBG1" + nested); }),
+            ErrorNumber::InvalidFileFormat);
+
+  std::string many = "TBG1";
+  for (int i = 0; i < 100000; ++i) {
+    many += std::string{4, 0} + std::string(reinterpret_cast<const char*>(&i), 4) +
+            std::string("\x0B\x02\x00\x00\x00\xFF\xFF", 7);
+  }
+  EXPECT_EQ(NumberOf([&] { PropertyBag::FromContents(many); }), ErrorNumber::InvalidFileFormat);
+}
+
+TEST(PropertyBag, AKindOfALaterProgramIsPassedOver) {
+  const std::string contents = std::string(
+                                   "TBG1\x01\x00"
+                                   "A\x63\x01\x00\x00\x00Z",
+                                   13) +
+                               std::string(
+                                   "\x01\x00"
+                                   "B\x02\x02\x00\x00\x00\x05\x00",
+                                   10);
+  const PropertyBag bag = PropertyBag::FromContents(contents);
+  EXPECT_EQ(bag.ReadInteger("A", 9), 9);
+  EXPECT_EQ(bag.ReadInteger("B", 9), 5);
+}
+
+TEST(KeyedCollection, FindsByKeyWithoutRegardToCaseAndByPosition) {
+  KeyedCollection<int> items;
+  items.Add(1, "WeightData");
+  items.Add(2);
+  items.Add(3, "PrintData");
+  EXPECT_EQ(*items.Find("weightDATA"), 1);
+  EXPECT_EQ(items.Find(""), nullptr);
+  EXPECT_EQ(items.Find("Weight"), nullptr);
+  EXPECT_EQ(*items.At(2), 2);
+  EXPECT_EQ(items.At(0), nullptr);
+  EXPECT_EQ(items.At(4), nullptr);
+  EXPECT_EQ(NumberOf([&] { items.Add(4, "PRINTDATA"); }), ErrorNumber::KeyAlreadyPresent);
+  EXPECT_EQ(NumberOf([&] { items.Remove(4); }), ErrorNumber::SubscriptOutOfRange);
+  items.Remove(1);
+  EXPECT_EQ(*items.At(1), 2);
+  EXPECT_EQ(items.Find("WeightData"), nullptr);
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,177 @@
+// A host for unit tests: a clock that the test turns, ports whose bytes the test delivers, files
+// and settings in memory. Nothing here waits, sleeps or touches the machine.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/automation_error.hpp"
+#include "platform/host.hpp"
+#include "platform/loop_base.hpp"
+#include "platform/receive_buffer.hpp"
+#include "platform/trace_filter.hpp"
+
+namespace tarn {
+
+/// The clock starts at 0 and moves only when the test says so, or in RunUntil, which jumps to
+/// whatever is due next.
+class FakeLoop final : public LoopBase {
+ public:
+  using LoopBase::LoopBase;
+  ~FakeLoop() override { DropPosted(); }
+
+  double Now() const override { return now_; }
+
+  /// Moves the clock on, stops at every due moment on the way and does there what is due.
+  void Advance(double milliseconds);
+  /// Does what is due now, also what this work posts; the clock stands still.
+  void RunPending();
+  /// Moves the clock without any work: a loop that was kept busy and comes late.
+  void ComeLate(double milliseconds) { now_ += milliseconds; }
+
+ protected:
+  void WaitAndDispatch(double milliseconds) override;
+  void Wake() override {}
+
+ private:
+  double now_ = 0;
+};
+
+class FakeSerialPort final : public SerialPort {
+ public:
+  using OpenPorts = std::set<std::int16_t>;
+
+  /// `openPorts` is what all the ports of a host share: a number that is open there is in use.
+  FakeSerialPort(MessageLoop& loop, std::shared_ptr<OpenPorts> openPorts);
+  ~FakeSerialPort() override;
+
+  /// Bytes arrive now; Receive is raised from here when due. Nothing happens while closed.
+  void Deliver(std::string_view bytes);
+  /// The line goes away.
+  void Unplug() { Close(); }
+
+  std::string written;             ///< everything sent
+  std::vector<std::string> calls;  ///< writes of properties, Open, Close, ClearInput, in order
+  std::optional<AutomationError> failOpen;  ///< thrown when the port is to open
+  bool stalled = false;  ///< the line takes nothing: output fills the queue up to its bound
+
+  void PortNumber(std::int16_t number) override;
+  std::int16_t PortNumber() const override { return number_; }
+  void Settings(std::string_view settings) override;
+  std::string Settings() const override { return settings_; }
+  void ReceiveThreshold(std::int16_t length) override;
+  std::int16_t ReceiveThreshold() const override { return buffer_.Threshold(); }
+  void EndCharacter(std::optional<char> end) override;
+  std::optional<char> EndCharacter() const override { return buffer_.EndCharacter(); }
+  void PortOpen(bool open) override;
+  bool PortOpen() const override { return open_; }
+  std::int32_t InBufferCount() const override { return buffer_.Readable(); }
+  void ClearInput() override;
+  std::optional<char> Input() override { return buffer_.Read(); }
+  void Output(std::string_view bytes) override;
+  std::string DeviceName() const override;
+
+ private:
+  void Open();
+  void Close();
+  void RequireClosed() const;
+
+  std::shared_ptr<OpenPorts> openPorts_;
+  std::int16_t number_ = 1;
+  std::string settings_ = "9600,n,8,1";
+  bool open_ = false;
+  std::size_t queued_ = 0;
+  ReceiveBuffer buffer_;
+};
+
+class FakeSettingsStore final : public SettingsStore {
+ public:
+  std::optional<std::string> Get(std::string_view section, std::string_view key) override;
+  void Set(std::string_view section, std::string_view key, std::string_view value) override;
+
+  /// By "section/key" in lower case.
+  std::map<std::string, std::string> values;
+  bool failReads = false;   ///< error 57
+  bool failWrites = false;  ///< error 57
+};
+
+/// The code page is Latin-1.
+class FakeLocale final : public UserLocale {
+ public:
+  std::string DecimalSeparator() const override { return decimal; }
+  std::string GroupSeparator() const override { return group; }
+  std::string DateText() const override { return dateText; }
+  std::string TimeText() const override { return timeText; }
+  std::string ToBytes(std::string_view text) const override;
+  std::string FromBytes(std::string_view bytes) const override;
+
+  std::string decimal = ".";
+  std::string group = ",";
+  std::string dateText = "6/1/2024";
+  std::string timeText = "12:34:56";
+};
+
+/// The current folder is kFolder; a name below it and the relative name are the same file.
+class FakeFiles final : public Files {
+ public:
+  static constexpr std::string_view kFolder = "/current/";
+  using Failures = std::map<std::string, AutomationError>;
+
+  explicit FakeFiles(const UserLocale& locale) : locale_(locale) {}
+
+  std::unique_ptr<TextStream> OpenForAppending(const std::string& name) override;
+  std::string Read(const std::string& name, std::size_t maxBytes) override;
+  void WriteAtBeginning(const std::string& name, std::string_view bytes) override;
+  std::string AbsoluteName(const std::string& name) override;
+
+  std::map<std::string, std::string> contents;  ///< by name without kFolder
+  // By name without kFolder: what the operation throws instead of doing its work.
+  Failures failOpen;   ///< OpenForAppending
+  Failures failRead;   ///< Read
+  Failures failWrite;  ///< WriteAtBeginning and WriteLine
+  Failures failClose;  ///< the first Close of a text stream; it counts as closed
+
+ private:
+  class Stream;
+  static std::string Key(std::string_view name);
+
+  const UserLocale& locale_;
+};
+
+class FakeHost final : public Host {
+ public:
+  FakeHost();
+
+  MessageLoop& Loop() override { return loop; }
+  SettingsStore& Settings() override { return store; }
+  UserLocale& Locale() override { return locale; }
+  tarn::Files& Files() override { return files; }
+  std::shared_ptr<SerialPort> CreateSerialPort() override;
+  std::string ProgramFolder() override { return programFolder; }
+  void Trace(std::string_view text) override { filter_(text, loop.Now()); }
+
+ private:
+  TraceFilter filter_;
+  std::shared_ptr<FakeSerialPort::OpenPorts> openPorts_;
+
+ public:
+  std::vector<std::string> traces;
+  std::string programFolder = "/program";
+  FakeSettingsStore store;
+  FakeLocale locale;
+  FakeFiles files{locale};
+  FakeLoop loop;
+  std::vector<std::shared_ptr<FakeSerialPort>> ports;  ///< in order of creation
+};
+
+}  // namespace tarn

@@ -1,0 +1,216 @@
+// The order of work of a message loop, and its timers.
+#include <algorithm>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/fakes/fake_host.hpp"
+#include "tests/platform/platform_contract.hpp"
+
+namespace tarn {
+namespace {
+
+using ::testing::ElementsAre;
+
+class LoopContract : public PlatformContract {
+ protected:
+  struct Ticker {
+    std::unique_ptr<Timer> timer;
+    Subscription subscription;
+  };
+
+  Ticker StartTimer(std::int32_t milliseconds, std::function<void()> tick) {
+    Ticker ticker{Loop().CreateTimer(), {}};
+    ticker.subscription = ticker.timer->Tick.Subscribe(std::move(tick));
+    ticker.timer->Interval(milliseconds);
+    ticker.timer->Enabled(true);
+    return ticker;
+  }
+
+  std::function<void()> Note(const std::string& what) {
+    return [this, what] { notes.push_back(what); };
+  }
+
+  std::vector<std::string> notes;
+};
+TARN_CONTRACT(LoopContract);
+
+TEST_P(LoopContract, RunsPostedWorkInOrderAndWhatItPostsAfterIt) {
+  Loop().Post([&] {
+    Loop().Post(Note("posted inside"));
+    notes.push_back("first");
+  });
+  Loop().Post(Note("second"));
+  ASSERT_TRUE(Becomes([&] { return notes.size() == 3; }));
+  EXPECT_THAT(notes, ElementsAre("first", "second", "posted inside"));
+}
+
+TEST_P(LoopContract, RunsTimersInTheOrderOfStarting) {
+  std::vector<Ticker> tickers;
+  for (const char* name : {"a", "b", "c"}) tickers.push_back(StartTimer(20, Note(name)));
+  const auto first = [&](const char* name) { return std::find(notes.begin(), notes.end(), name); };
+  ASSERT_TRUE(Becomes([&] { return first("c") != notes.end(); }));
+  EXPECT_LT(first("a"), first("b"));
+  EXPECT_LT(first("b"), first("c"));
+}
+
+TEST_P(LoopContract, ATimerOfIntervalZeroNeitherTicksNorStarves) {
+  const Ticker zero = StartTimer(0, Note("zero"));
+  const Ticker other = StartTimer(1, Note("other"));
+  ASSERT_TRUE(Becomes([&] { return notes.size() >= 3; }));
+  EXPECT_THAT(notes, ::testing::Each("other"));
+}
+
+TEST_P(LoopContract, AnExceptionIsTracedAndTheLoopGoesOn) {
+  Loop().Post([] { throw AutomationError(ErrorNumber::Overflow, "too much"); });
+  const Ticker ticker = StartTimer(1, [&] {
+    notes.emplace_back("tick");
+    throw std::runtime_error("tock");
+  });
+  ASSERT_TRUE(Becomes([&] { return notes.size() >= 3; }));
+  EXPECT_THAT(harness->Traces(), ElementsAre("error 6: too much", "fault: tock"));
+}
+
+TEST_P(LoopContract, ATimerMayGoOrChangeInsideItsTick) {
+  Ticker destroyed;
+  destroyed = StartTimer(1, [&] {
+    notes.emplace_back("destroyed");
+    destroyed.timer.reset();
+  });
+  Ticker disabled;
+  disabled = StartTimer(1, [&] {
+    notes.emplace_back("disabled");
+    disabled.timer->Enabled(false);
+  });
+  Ticker slowed;
+  slowed = StartTimer(1, [&] {
+    notes.emplace_back("slowed");
+    slowed.timer->Interval(1'000'000);
+  });
+  int ticks = 0;
+  const Ticker other = StartTimer(1, [&] { ++ticks; });
+  ASSERT_TRUE(Becomes([&] { return ticks >= 5 && notes.size() >= 3; }));
+  EXPECT_THAT(notes, ::testing::UnorderedElementsAre("destroyed", "disabled", "slowed"));
+}
+
+TEST_P(LoopContract, ANestedRunUntilLetsTheRestGoOn) {
+  int ticks = 0;
+  const Ticker ticker = StartTimer(1, [&] { ++ticks; });
+  Loop().Post([&] {
+    notes.emplace_back("begin");
+    const bool held = Loop().RunUntil([&] { return ticks >= 3 && notes.size() >= 2; }, 30000);
+    notes.emplace_back(held ? "held" : "timed out");
+    EXPECT_FALSE(Loop().RunUntil([] { return false; }, 5));
+    notes.emplace_back("end");
+  });
+  Loop().Post(Note("other"));
+  ASSERT_TRUE(Becomes([&] { return notes.size() == 4; }));
+  EXPECT_THAT(notes, ElementsAre("begin", "other", "held", "end"));
+}
+
+TEST_P(LoopContract, QuitEndsRunAlsoBeforehandAndFromWithin) {
+  Loop().Quit();
+  Loop().Run();
+  int ticks = 0;
+  const Ticker ticker = StartTimer(1, [&] {
+    if (++ticks == 3) Loop().Quit();
+  });
+  Loop().Run();
+  EXPECT_GE(ticks, 3);  // a tick more where the turn that ends it comes late
+}
+
+TEST_P(LoopContract, WorkThatNeverRanGoesWhileTheLoopStands) {
+  // The timer stops itself when it goes, and posts from its owner's destructor.
+  struct Owner {
+    explicit Owner(MessageLoop& theLoop) : loop(theLoop), timer(theLoop.CreateTimer()) {}
+    MessageLoop& loop;
+    std::unique_ptr<Timer> timer;
+    ~Owner() {
+      loop.Post([] {});
+    }
+  };
+  auto owner = std::make_shared<Owner>(Loop());
+  owner->timer->Interval(10);
+  owner->timer->Enabled(true);
+  const std::weak_ptr<Owner> watched = owner;
+  Loop().Post([owner] {});
+  owner.reset();
+  harness->Restart();
+  EXPECT_TRUE(watched.expired());
+}
+
+TEST(NativeLoop, AnotherThreadWakesIt) {
+  const auto harness = MakeNativeHarness();
+  MessageLoop& loop = harness->Host().Loop();
+  std::thread::id ranOn;
+  std::thread other([&] {
+    loop.Post([&] { ranOn = std::this_thread::get_id(); });
+    loop.Quit();
+  });
+  loop.Run();
+  other.join();
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+class FakeClockTimer : public ::testing::Test {
+ protected:
+  FakeClockTimer() {
+    subscription = timer->Tick.Subscribe([this] { ticks.push_back(loop.Now()); });
+  }
+
+  FakeLoop loop{[](std::string_view) {}};
+  std::unique_ptr<Timer> timer = loop.CreateTimer();
+  std::vector<double> ticks;
+  Subscription subscription;
+};
+
+TEST_F(FakeClockTimer, KeepsItsPeriodsAndGivesOneTickForThoseItMissed) {
+  timer->Interval(10);
+  timer->Enabled(true);
+  loop.Advance(25);
+  EXPECT_THAT(ticks, ElementsAre(10, 20));
+  loop.ComeLate(30);  // 55: the ticks of 30, 40 and 50 are one
+  loop.Advance(10);
+  EXPECT_THAT(ticks, ElementsAre(10, 20, 55, 60));
+  loop.ComeLate(15);  // 80, a period's end itself
+  loop.Advance(10);
+  EXPECT_THAT(ticks, ElementsAre(10, 20, 55, 60, 80, 90));
+}
+
+TEST_F(FakeClockTimer, StartsAFullPeriodWhenWrittenOrEnabledButNotWhenEnabledAgain) {
+  timer->Enabled(true);
+  loop.Advance(3);
+  timer->Interval(10);  // 13
+  loop.Advance(7);
+  timer->Enabled(true);
+  loop.Advance(4);      // now 14
+  timer->Interval(10);  // 24
+  loop.Advance(9);
+  timer->Enabled(false);
+  loop.Advance(100);  // now 123
+  timer->Enabled(true);
+  loop.Advance(10);
+  EXPECT_THAT(ticks, ElementsAre(13, 133));
+  EXPECT_EQ(ErrorOf([&] { timer->Interval(-1); }), 380);
+  EXPECT_EQ(timer->Interval(), 10);
+}
+
+TEST_F(FakeClockTimer, TimersOfOneMomentTickInTheOrderOfTheirStartBehindPostedWork) {
+  std::vector<std::string> notes;
+  const auto other = loop.CreateTimer();
+  const auto first = timer->Tick.Subscribe([&] { notes.emplace_back("20"); });
+  const auto second = other->Tick.Subscribe([&] { notes.emplace_back("10"); });
+  timer->Interval(20);
+  timer->Enabled(true);
+  other->Interval(10);
+  other->Enabled(true);
+  loop.Advance(20);
+  EXPECT_THAT(notes, ElementsAre("10", "20", "10"));
+  notes.clear();
+  loop.ComeLate(20);
+  loop.Post([&] { notes.emplace_back("posted"); });
+  loop.RunPending();
+  EXPECT_THAT(notes, ElementsAre("posted", "10", "20"));
+}
+
+}  // namespace
+}  // namespace tarn

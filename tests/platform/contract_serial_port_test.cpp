@@ -1,0 +1,251 @@
+// The serial-port control.
+#include "tests/platform/platform_contract.hpp"
+
+namespace tarn {
+namespace {
+
+using ::testing::ElementsAre;
+
+class SerialPortContract : public PlatformContract {
+ protected:
+  void SetUp() override {
+    if (!harness->ConnectLine()) GTEST_SKIP() << "no pair of ports is named";
+    port = NewPort();
+  }
+
+  std::shared_ptr<SerialPort> NewPort() {
+    auto made = TheHost().CreateSerialPort();
+    made->PortNumber(Harness::kPort);
+    return made;
+  }
+
+  std::string ReadAll() {
+    std::string bytes;
+    while (const auto c = port->Input()) bytes += *c;
+    return bytes;
+  }
+
+  /// Opens the port and collects what each event has to read.
+  void OpenAndCollect() {
+    port->PortOpen(true);
+    subscription = port->Receive.Subscribe([this] { events.push_back(ReadAll()); });
+  }
+
+  std::string Collected() const {
+    std::string all;
+    for (const std::string& event : events) all += event;
+    return all;
+  }
+
+  std::shared_ptr<SerialPort> port;
+  std::vector<std::string> events;
+  Subscription subscription;
+};
+TARN_CONTRACT(SerialPortContract);
+
+TEST_P(SerialPortContract, RefusesToOpenWhatItCannot) {
+  for (const char* settings : {"", "9600,e,7", "9600,x,8,1", "fast"}) {
+    port->Settings(settings);
+    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 380) << settings;
+  }
+  port->Settings("9600,e,7,2");
+  port->PortNumber(0);
+  EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 8002);
+  port->PortNumber(Harness::kPort);
+  EXPECT_FALSE(port->PortOpen());
+  EXPECT_EQ(port->DeviceName(), "");
+  EXPECT_EQ(ErrorOf([&] { port->Output("x"); }), 8018);
+
+  port->PortOpen(true);
+  EXPECT_TRUE(port->PortOpen());
+  EXPECT_NE(port->DeviceName(), "");
+  port->PortOpen(true);
+  EXPECT_EQ(ErrorOf([&] { port->PortNumber(2); }), 8000);
+  EXPECT_EQ(ErrorOf([&] { port->Settings("300,n,8,1"); }), 8000);
+  EXPECT_EQ(port->Settings(), "9600,e,7,2");
+}
+
+TEST_P(SerialPortContract, IsInUseUntilItClosesOrGoes) {
+  port->PortOpen(true);
+  auto other = NewPort();
+  EXPECT_EQ(ErrorOf([&] { other->PortOpen(true); }), 8005);
+  EXPECT_FALSE(other->PortOpen());
+  other->PortOpen(false);
+  port->PortOpen(false);
+  other->PortOpen(true);
+  EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 8005);
+  harness->ForgetPorts();
+  other.reset();
+  port->PortOpen(true);
+  EXPECT_TRUE(port->PortOpen());
+}
+
+TEST_P(SerialPortContract, RaisesReceiveFromTheThresholdOn) {
+  port->ReceiveThreshold(0);
+  EXPECT_EQ(port->ReceiveThreshold(), 1);
+  port->ReceiveThreshold(16);
+  OpenAndCollect();
+  harness->Deliver("0123456789abcde");
+  ASSERT_TRUE(Becomes([&] { return port->InBufferCount() == 15; }));
+  RunSomeTurns();
+  EXPECT_THAT(events, ElementsAre());
+  harness->Deliver("f");
+  ASSERT_TRUE(Becomes([&] { return !events.empty(); }));
+  EXPECT_THAT(events, ElementsAre("0123456789abcdef"));
+  EXPECT_EQ(port->Input(), std::nullopt);
+}
+
+TEST_P(SerialPortContract, ShowsWholeFramesWhereAnEndCharacterIsSet) {
+  port->ReceiveThreshold(4);
+  port->EndCharacter('\r');
+  OpenAndCollect();
+  harness->Deliver("abcdef");
+  RunSomeTurns();
+  EXPECT_EQ(port->InBufferCount(), 0);
+  harness->Deliver("g\r");
+  ASSERT_TRUE(Becomes([&] { return !events.empty(); }));
+  EXPECT_THAT(events, ElementsAre("abcdefg\r"));
+  harness->Deliver("garbage");
+  ASSERT_TRUE(Becomes([&] { return events.size() == 2; }));
+  EXPECT_EQ(events[1], "garbage");
+}
+
+TEST_P(SerialPortContract, EveryByteValuePasses) {
+  std::string bytes;
+  for (int i = 0; i < 256; ++i) bytes += static_cast<char>(i);
+  OpenAndCollect();
+  harness->Deliver(bytes);
+  ASSERT_TRUE(Becomes([&] { return Collected().size() == bytes.size(); }));
+  EXPECT_EQ(Collected(), bytes);
+  port->Output(bytes);
+  ASSERT_TRUE(Becomes([&] { return harness->Sent().size() == bytes.size(); }));
+  EXPECT_EQ(harness->Sent(), bytes);
+}
+
+TEST_P(SerialPortContract, RaisesAgainWhileAHandlerTakesSome) {
+  std::string taken;
+  int eventCount = 0;
+  port->ReceiveThreshold(2);
+  port->PortOpen(true);
+  subscription = port->Receive.Subscribe([&] {
+    ++eventCount;
+    if (taken.size() < 4) taken += {*port->Input(), *port->Input()};
+  });
+  harness->Deliver("abcdef");
+  ASSERT_TRUE(Becomes([&] { return taken == "abcd" && port->InBufferCount() == 2; }));
+  const int eventsBefore = eventCount;
+  RunSomeTurns();
+  EXPECT_EQ(eventCount, eventsBefore) << "nobody takes the rest";
+}
+
+TEST_P(SerialPortContract, ClearAndOpeningEmptyTheBuffer) {
+  port->ReceiveThreshold(100);
+  OpenAndCollect();
+  for (const bool reopen : {false, true}) {
+    harness->Deliver("old");
+    ASSERT_TRUE(Becomes([&] { return port->InBufferCount() == 3; }));
+    if (reopen) {
+      port->PortOpen(false);
+      EXPECT_EQ(port->InBufferCount(), 0);
+      EXPECT_EQ(port->Input(), std::nullopt);
+      port->PortOpen(true);
+    } else {
+      port->ClearInput();
+    }
+    EXPECT_EQ(port->InBufferCount(), 0);
+  }
+  port->ReceiveThreshold(1);
+  harness->Deliver("new");
+  ASSERT_TRUE(Becomes([&] { return Collected() == "new"; }));
+}
+
+TEST_P(SerialPortContract, WhatArrivesInsideAHandlerIsRaisedAfterIt) {
+  int depth = 0;
+  port->ReceiveThreshold(3);
+  port->PortOpen(true);
+  subscription = port->Receive.Subscribe([&] {
+    EXPECT_EQ(++depth, 1);
+    events.push_back(ReadAll());
+    if (events.size() < 3) {
+      port->Output("?");
+      harness->Deliver("and");
+    }
+    --depth;
+  });
+  harness->Deliver("one");
+  ASSERT_TRUE(Becomes([&] { return events.size() == 3; }));
+  EXPECT_THAT(events, ElementsAre("one", "and", "and"));
+}
+
+TEST_P(SerialPortContract, MayCloseInsideAHandler) {
+  int eventCount = 0;
+  port->PortOpen(true);
+  subscription = port->Receive.Subscribe([&] {
+    ++eventCount;
+    port->PortOpen(false);
+    EXPECT_EQ(port->Input(), std::nullopt);
+  });
+  harness->Deliver("abc");
+  ASSERT_TRUE(Becomes([&] { return eventCount > 0; }));
+  RunSomeTurns();
+  EXPECT_EQ(eventCount, 1);
+  EXPECT_FALSE(port->PortOpen());
+  OpenAndCollect();
+  harness->Deliver("x");
+  ASSERT_TRUE(Becomes([&] { return Collected() == "x"; }));
+}
+
+TEST_P(SerialPortContract, MayGoInsideAHandler) {
+  int eventCount = 0;
+  port->PortOpen(true);
+  const std::weak_ptr<SerialPort> watched = port;
+  const auto first = port->Receive.Subscribe([&] {
+    ++eventCount;
+    harness->ForgetPorts();
+    port.reset();
+  });
+  const auto second = port->Receive.Subscribe([&] { ++eventCount; });
+  harness->Deliver("abc");
+  ASSERT_TRUE(Becomes([&] { return watched.expired(); }));
+  RunSomeTurns();
+  EXPECT_EQ(eventCount, 1);
+}
+
+TEST_P(SerialPortContract, OutputWaitsInABoundedQueueAndArrivesWhole) {
+  port->PortOpen(true);
+  harness->Stall();
+  std::string accepted;
+  int error = 0;
+  for (char mark = 'a'; error == 0 && accepted.size() < 64 * SerialPort::kMaxQueuedOutput; ++mark) {
+    const std::string chunk(1000, mark);
+    error = ErrorOf([&] { port->Output(chunk); });
+    if (error == 0) accepted += chunk;
+    if (mark == 'z') mark = 'a';
+  }
+  EXPECT_EQ(error, 57);
+  EXPECT_GT(accepted.size() + 1000, SerialPort::kMaxQueuedOutput);
+  EXPECT_TRUE(port->PortOpen());
+  ASSERT_TRUE(Becomes([&] { return harness->Sent().size() >= accepted.size(); }));
+  RunSomeTurns();
+  EXPECT_TRUE(harness->Sent() == accepted);
+}
+
+TEST_P(SerialPortContract, ALineThatGoesAwayClosesThePort) {
+  if (!harness->CanUnplug()) GTEST_SKIP() << "these lines stay";
+  OpenAndCollect();
+  harness->Deliver("last words");
+  ASSERT_TRUE(Becomes([&] { return Collected() == "last words"; }));
+  harness->Unplug();
+  ASSERT_TRUE(Becomes([&] { return !port->PortOpen(); }));
+  RunSomeTurns();
+  EXPECT_EQ(Collected(), "last words");
+  EXPECT_EQ(ErrorOf([&] { port->Output("x"); }), 8018);
+  EXPECT_EQ(port->DeviceName(), "");
+  harness->PlugIn();
+  port->PortOpen(true);
+  harness->Deliver(" again");
+  ASSERT_TRUE(Becomes([&] { return Collected() == "last words again"; }));
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,136 @@
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "platform/native_host.hpp"
+#include "tests/platform/platform_contract.hpp"
+
+namespace tarn {
+namespace {
+
+namespace fs = std::filesystem;
+
+#ifdef _WIN32
+constexpr bool kLinesAreMade = false;
+#else
+constexpr bool kLinesAreMade = true;
+#endif
+
+std::string Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+std::string UniqueName() {
+  return "tarn-test-" + std::to_string(std::random_device{}());
+}
+
+class NativeHarness final : public Harness {
+ public:
+  NativeHarness() {
+    fs::create_directories(folder_);
+    Start();
+  }
+
+  ~NativeHarness() override {
+    line_.reset();
+    host_.reset();
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+  }
+
+  tarn::Host& Host() override { return *host_; }
+  const std::vector<std::string>& Traces() const override { return traces_; }
+  std::string FileName(const std::string& name) override { return (folder_ / name).string(); }
+
+  void Restart() override {
+    subscription_.Reset();
+    line_.reset();
+    host_.reset();
+    Start();
+  }
+
+  void MakeUnusable(const std::string& fileName) override { fs::create_directory(fileName); }
+
+  bool ConnectLine() override {
+    if (LinePlace().empty()) return false;
+    line_ = host_->CreateTerminalLine(LinePlace());
+    subscription_ = line_->Received.Subscribe([this](std::string_view bytes) { sent_ += bytes; });
+    return true;
+  }
+
+  void Deliver(std::string_view bytes) override { ASSERT_EQ(line_->Write(bytes), bytes.size()); }
+  std::string Sent() override { return sent_; }
+  bool CanUnplug() const override { return kLinesAreMade || !UnplugFile().empty(); }
+
+  void Unplug() override {
+    if (kLinesAreMade) {
+      line_->Detach();
+    } else {
+      std::ofstream{UnplugFile()};
+    }
+  }
+
+  void PlugIn() override {
+    if (kLinesAreMade) {
+      line_->Attach();
+      return;
+    }
+    ASSERT_TRUE(Becomes([this] { return !line_->IsAttached(); })) << "this end stays";
+    fs::remove(UnplugFile());
+    ASSERT_TRUE(Becomes([this] { return Attaches(); })) << "the pair does not come back";
+  }
+
+ private:
+  std::string PortPlace() const {
+    return kLinesAreMade ? (folder_ / "line").string() : Variable("TARN_TEST_PORT_A");
+  }
+  std::string LinePlace() const {
+    return kLinesAreMade ? (folder_ / "line").string() : Variable("TARN_TEST_PORT_B");
+  }
+
+  /// What stands for pulling the plug of the pair, where that can be done.
+  static std::string UnplugFile() { return Variable("TARN_TEST_UNPLUG"); }
+
+  bool Attaches() {
+    try {
+      line_->Attach();
+    } catch (const AutomationError&) {
+      return false;
+    }
+    return true;
+  }
+
+  /// Asks now and then, since no event of the loop tells of it.
+  bool Becomes(const std::function<bool()>& condition) {
+    const auto again = host_->Loop().CreateTimer();
+    again->Interval(50);
+    again->Enabled(true);
+    return host_->Loop().RunUntil(condition, 30000);
+  }
+
+  void Start() {
+    HostOptions options;
+    options.portMap[kPort] = PortPlace();
+    options.settingsPlace = kLinesAreMade ? FileName("store/settings.ini") : storeKey_;
+    options.trace = [this](std::string_view text) { traces_.emplace_back(text); };
+    host_ = CreateNativeHost(std::move(options));
+  }
+
+  fs::path folder_ = fs::temp_directory_path() / UniqueName();
+  std::string storeKey_ = UniqueName();
+  std::vector<std::string> traces_;
+  std::string sent_;
+  std::unique_ptr<NativeHost> host_;
+  std::unique_ptr<TerminalLine> line_;
+  Subscription subscription_;
+};
+
+}  // namespace
+
+std::unique_ptr<Harness> MakeNativeHarness() {
+  return std::make_unique<NativeHarness>();
+}
+
+}  // namespace tarn

@@ -1,0 +1,153 @@
+// The console: a terminal's keys, signals, the ends of input and output.
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <utility>
+
+#include "platform/posix/posix_keys.hpp"
+#include "platform/posix/posix_support.hpp"
+#include "tests/platform/posix_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Puts another file in a standard descriptor's place for the time of a test.
+class Redirected {
+ public:
+  Redirected(int standard, int fd) : standard_(standard), former_(::dup(standard)) {
+    ::dup2(fd, standard);
+  }
+  Redirected(const Redirected&) = delete;
+  Redirected& operator=(const Redirected&) = delete;
+  ~Redirected() { ::dup2(former_.Get(), standard_); }
+
+ private:
+  int standard_;
+  OwnedFd former_;
+};
+
+class PosixConsoleTest : public PosixLineTest {
+ protected:
+  bool RunUntil(const std::function<bool()>& condition) {
+    return host->Loop().RunUntil(condition, 30000);
+  }
+};
+
+TEST_F(PosixConsoleTest, TellsTheKeysOfATerminalAndGivesItBackAsItWas) {
+  const auto line = host->CreateTerminalLine(Name("line"));
+  const OwnedFd terminal(::open(Name("line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  termios cooked{};
+  ::tcgetattr(terminal.Get(), &cooked);
+  cooked.c_lflag |= ICANON | ECHO | ISIG;
+  ::tcsetattr(terminal.Get(), TCSADRAIN, &cooked);
+  std::string echo;
+  const auto echoed = line->Received.Subscribe([&](std::string_view bytes) { echo += bytes; });
+  {
+    const Redirected input(STDIN_FILENO, terminal.Get());
+    const auto console = host->CreateConsole();
+    console->ReadKeys();
+    std::vector<std::pair<Console::Key, char>> keys;
+    const auto subscription = console->KeyPressed.Subscribe(
+        [&](Console::Key key, char character) { keys.emplace_back(key, character); });
+    line->Write("q\x1b[B");
+    ASSERT_TRUE(RunUntil([&] { return keys.size() == 2; }));
+    EXPECT_THAT(keys, ElementsAre(std::pair(Console::Key::Character, 'q'),
+                                  std::pair(Console::Key::Down, '\0')));
+  }
+  EXPECT_EQ(echo, "");
+  termios after{};
+  ::tcgetattr(terminal.Get(), &after);
+  EXPECT_EQ(after.c_lflag, cooked.c_lflag);
+  EXPECT_EQ(after.c_cc[VSUSP], cooked.c_cc[VSUSP]);
+}
+
+TEST_F(PosixConsoleTest, AnnouncesSignalsTheEndOfInputAndALostReader) {
+  std::array<int, 2> in{};
+  std::array<int, 2> out{};
+  ASSERT_EQ(::pipe(in.data()), 0);
+  ASSERT_EQ(::pipe(out.data()), 0);
+  OwnedFd inRead(in[0]), inWrite(in[1]), outRead(out[0]), outWrite(out[1]);
+  const Redirected input(STDIN_FILENO, inRead.Get());
+  int interrupted = 0;
+  int inputEnded = 0;
+  const auto console = host->CreateConsole();
+  const auto first = console->Interrupted.Subscribe([&] { ++interrupted; });
+  const auto second = console->InputEnded.Subscribe([&] { ++inputEnded; });
+
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const int before = interrupted;
+    ::raise(signal);
+    EXPECT_TRUE(RunUntil([&] { return interrupted == before + 1; })) << signal;
+  }
+  console->WatchInputEnd();
+  ASSERT_EQ(::write(inWrite.Get(), "ignored", 7), 7);
+  EXPECT_FALSE(host->Loop().RunUntil([&] { return inputEnded > 0; }, 20));
+  inWrite.Reset();
+  EXPECT_TRUE(RunUntil([&] { return inputEnded == 1; }));
+
+  interrupted = 0;
+  {
+    const Redirected output(STDOUT_FILENO, outWrite.Get());
+    outWrite.Reset();
+    console->Write("hello");
+    std::array<char, 16> read{};
+    EXPECT_EQ(::read(outRead.Get(), read.data(), read.size()), 5);
+    outRead.Reset();
+    console->Write("nobody");
+    console->Write("nobody");
+    EXPECT_EQ(interrupted, 0) << "it comes from the loop";
+  }
+  EXPECT_TRUE(RunUntil([&] { return interrupted > 0; }));
+  EXPECT_FALSE(host->Loop().RunUntil([&] { return interrupted > 1; }, 20));
+}
+
+TEST_F(PosixConsoleTest, ASignalThatWasIgnoredStaysIgnored) {
+  const auto former = std::signal(SIGHUP, SIG_IGN);
+  int interrupted = 0;
+  const auto console = host->CreateConsole();
+  const auto subscription = console->Interrupted.Subscribe([&] { ++interrupted; });
+  ::raise(SIGHUP);
+  ::raise(SIGTERM);
+  EXPECT_TRUE(RunUntil([&] { return interrupted > 0; }));
+  EXPECT_FALSE(host->Loop().RunUntil([&] { return interrupted > 1; }, 20));
+  std::signal(SIGHUP, former);
+}
+
+TEST(PosixKeys, SequencesAreKeys) {
+  using Key = Console::Key;
+  struct Case {
+    std::string_view bytes;
+    std::string keys;
+  };
+  const Case cases[] = {
+      {"aZ ", "aZ "},
+      {"\x1b[A\x1bOB", "UD"},
+      {"\x1b[5~\x1b[6~", "<>"},
+      {"\x1b[H\x1b[1~x", "HHx"},
+      {"\x1b[F\x1b[4~", "EE"},
+      {"\r\n", "nn"},
+      {"\x1b", "!"},
+      {"\x1b\x1b[A", "!U"},
+      {"\x7f\b", "bb"},
+      {"\x1b[1;5Cq", "q"},
+      {"\x1b[2", ""},
+      {"\x01\t\xC3\xA4z", "z"},
+  };
+  for (const Case& c : cases) {
+    std::string told;
+    ForEachKey(c.bytes, [&](Key key, char character) {
+      constexpr std::string_view kMarks = "?UD<>HEn!b";
+      EXPECT_EQ(character != 0, key == Key::Character);
+      told += key == Key::Character ? character : kMarks[static_cast<std::size_t>(key)];
+    });
+    EXPECT_EQ(told, c.keys) << ::testing::PrintToString(c.bytes);
+  }
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,143 @@
+// Files, settings and the console's pipes as only Windows has them.
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+#include "platform/native_host.hpp"
+#include "platform/win32/win32_console.hpp"
+#include "platform/win32/win32_settings_store.hpp"
+#include "platform/win32/win32_text.hpp"
+#include "tests/platform/win32_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+class Win32FilesTest : public ::testing::Test {
+ protected:
+  OwnedHandle Open(const std::string& name, DWORD share) {
+    return OwnedHandle(CreateFileW(ToWide(name).c_str(), GENERIC_READ, share, nullptr,
+                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  }
+  std::size_t FilesBeside(const std::string& name) const {
+    const auto folder = std::filesystem::path(ToWide(name)).parent_path();
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder),
+                                                  std::filesystem::directory_iterator()));
+  }
+
+  const std::unique_ptr<Harness> harness = MakeNativeHarness();
+  Files& files = harness->Host().Files();
+};
+
+TEST_F(Win32FilesTest, AFileThatCannotBeReplacedStaysAsItWas) {
+  const std::string name = harness->FileName(
+      "Gr\xC3\xB6\xC3\x9F"
+      "e.scl");
+  files.WriteAtBeginning(name, "old content");
+  {
+    const OwnedHandle reader = Open(name, FILE_SHARE_READ);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(name, "new"); }), 70);
+    EXPECT_EQ(ErrorOf([&] { files.OpenForAppending(name); }), 70);
+    EXPECT_EQ(FilesBeside(name), 1U) << "the new file that was to take its place is left over";
+  }
+  EXPECT_EQ(files.Read(name, 100), "old content");
+  files.WriteAtBeginning(name, "new");
+  EXPECT_EQ(files.Read(name, 100), "new content");
+  EXPECT_EQ(FilesBeside(name), 1U);
+}
+
+TEST_F(Win32FilesTest, TheLogCanBeReadAndMovedWhileItIsWritten) {
+  const std::string name = harness->FileName("log");
+  const auto log = files.OpenForAppending(name);
+  for (int i = 0; i < 100; ++i) log->WriteLine(std::string(98, 'x'));
+  EXPECT_GE(files.Read(name, 100'000).size(), 4000U) << "whole blocks are on the disk";
+  const std::string moved = harness->FileName("moved");
+  EXPECT_TRUE(MoveFileW(ToWide(name).c_str(), ToWide(moved).c_str()));
+  log->Close();
+  EXPECT_EQ(files.Read(moved, 100'000).size(), 10'000U);
+}
+
+TEST(Win32SettingsStore, ReadsLongTextsAndNothingButTexts) {
+  const std::string place = "tarn-test-store";
+  Win32SettingsStore store(place);
+  const std::string text(3000, 't');
+  store.Set("Settings", "Long", text);
+  EXPECT_EQ(store.Get("Settings", "Long"), text);
+  const DWORD number = 7;
+  const std::wstring key = ToWide("Software\\" + place + "\\Settings");
+  RegSetKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Number", REG_DWORD, &number, sizeof number);
+  EXPECT_EQ(ErrorOf([&] { store.Get("Settings", "Number"); }), 57);
+  EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, ToWide("Software\\" + place).c_str()), ERROR_SUCCESS);
+}
+
+/// A pipe in the place of one of the standard handles.
+class StandardPipe {
+ public:
+  explicit StandardPipe(DWORD which) : which_(which), former_(GetStdHandle(which)) {
+    HANDLE readEnd = nullptr;
+    HANDLE writeEnd = nullptr;
+    CreatePipe(&readEnd, &writeEnd, nullptr, 0);
+    reader = OwnedHandle(readEnd);
+    writer = OwnedHandle(writeEnd);
+    SetStdHandle(which, which == STD_INPUT_HANDLE ? readEnd : writeEnd);
+  }
+  StandardPipe(const StandardPipe&) = delete;
+  StandardPipe& operator=(const StandardPipe&) = delete;
+  ~StandardPipe() { SetStdHandle(which_, former_); }
+
+  OwnedHandle reader;
+  OwnedHandle writer;
+
+ private:
+  DWORD which_;
+  HANDLE former_;
+};
+
+class Win32ConsoleTest : public Win32LoopTest {};
+
+TEST_F(Win32ConsoleTest, TellsTheEndOfAPipeAndNothingOnceItIsGone) {
+  int ends = 0;
+  std::vector<OwnedHandle> readers;  // the thread that reads a pipe may outlast the console
+  for (const bool consoleStays : {true, false}) {
+    StandardPipe pipe(STD_INPUT_HANDLE);
+    auto console = std::make_unique<Win32Console>(loop);
+    const auto subscription = console->InputEnded.Subscribe([&] { ++ends; });
+    EXPECT_FALSE(console->IsTerminal());
+    console->ReadKeys();  // does nothing
+    console->WatchInputEnd();
+    DWORD written = 0;
+    ASSERT_TRUE(WriteFile(pipe.writer.Get(), "noise", 5, &written, nullptr));
+    if (!consoleStays) console.reset();
+    pipe.writer.Reset();
+    readers.push_back(std::move(pipe.reader));
+    if (consoleStays) {
+      ASSERT_TRUE(Becomes([&] { return ends == 1; }));
+    }
+  }
+  EXPECT_FALSE(loop.RunUntil([&] { return ends != 1; }, 20));
+}
+
+TEST_F(Win32ConsoleTest, WritesWholeFromAnyThreadAndTellsThatNobodyReads) {
+  StandardPipe pipe(STD_OUTPUT_HANDLE);
+  Win32Console console(loop);
+  int interruptions = 0;
+  const auto subscription = console.Interrupted.Subscribe([&] { ++interruptions; });
+  const std::string text(100'000, 'w');  // more than a pipe holds
+  std::thread writer([&] { console.Write(text); });
+  std::string received;
+  std::string block(4096, '\0');
+  DWORD count = 0;
+  while (received.size() < text.size() &&
+         ReadFile(pipe.reader.Get(), block.data(), 4096, &count, nullptr)) {
+    received.append(block, 0, count);
+  }
+  writer.join();
+  EXPECT_TRUE(received == text);
+  pipe.reader.Reset();
+  std::thread([&] { console.Write("to nobody"); }).join();
+  EXPECT_EQ(interruptions, 0) << "raised on another thread";
+  ASSERT_TRUE(Becomes([&] { return interruptions == 1; }));
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,117 @@
+#!/bin/bash
+# Runs a Windows program of this project under Wine, with a pair of COM ports that are joined to
+# each other.
+#
+#   tests/wine/run_under_wine.sh PROGRAM [ARGS...]
+#
+# A PROGRAM whose name ends in .exe runs under Wine; any other one runs as it is, with the
+# environment in place (WINEPREFIX and so on), and may start Wine itself. The two ends of the pair
+# are in TARN_TEST_PORT_A and TARN_TEST_PORT_B; while a file of the name in TARN_TEST_UNPLUG exists,
+# the pair is gone, as when an adapter is unplugged. The exit status is the program's own; 125 says
+# that the surroundings could not be prepared.
+#
+# The prefix is the project's own, below build/wine, so nothing of the user's is touched. One program
+# at a time: a lock keeps a second one waiting, since both would use the same ports.
+#
+#   TARN_WINE_LIMIT   seconds that the program may take (default 600)
+set -u
+
+if [ $# -eq 0 ]; then
+  echo "usage: $0 PROGRAM [ARGS...]" >&2
+  exit 125
+fi
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+home=$root/build/wine
+noise=$home/wineserver.log
+mkdir -p "$home/prefix" || exit 125
+
+export WINEPREFIX=$home/prefix WINEARCH=win64 WINEDEBUG=-all
+# Without these Wine asks for its add-ons and writes menu entries.
+export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=d'
+unset DISPLAY WAYLAND_DISPLAY
+
+# Every child that stays must not inherit descriptor 9, or it would hold the lock.
+exec 9>"$home/lock"
+flock 9
+
+fail() {
+  echo "run_under_wine: $1" >&2
+  exit 125
+}
+
+# The server keeps running for a while, so that the next program starts at once, and then ends by
+# itself. It is started here, since it writes to the standard error of whoever starts it: megabytes
+# when a pseudo-terminal goes. Status 2 says that one runs already.
+start_server() {
+  [ "$(stat -c %s "$noise" 2>/dev/null || echo 0)" -lt 20000000 ] || : >"$noise"
+  timeout 60 wineserver -p30 >>"$noise" 2>&1 </dev/null 9>&-
+  local status=$?
+  [ $status -eq 0 ] || [ $status -eq 2 ] || fail "the wineserver does not start, see $noise"
+}
+
+prepare_prefix() {
+  [ -e "$WINEPREFIX/.prepared" ] && return
+  timeout 300 wineboot -i >>"$noise" 2>&1 </dev/null 9>&- || fail "wineboot failed, see $noise"
+  touch "$WINEPREFIX/.prepared"
+}
+
+# Wine's device manager takes away the COM ports that it finds when it starts, so it has to run
+# before they are made.
+start_services() {
+  timeout 120 wine cmd /c exit >>"$noise" 2>&1 </dev/null 9>&- || fail "Wine does not start"
+}
+
+# In the background: the pair, and its absence while the program wants it so. Ends with this script
+# even where that was ended by force.
+keep_joined() {
+  trap 'kill "$pair" 2>/dev/null; exit' TERM
+  while kill -0 $$ 2>/dev/null; do
+    socat "pty,raw,echo=0,link=$ports/a" "pty,raw,echo=0,link=$ports/b" &
+    pair=$!
+    while [ ! -e "$ports/unplugged" ] && kill -0 $$ 2>/dev/null; do sleep 0.1; done
+    kill "$pair"
+    wait "$pair"
+    while [ -e "$ports/unplugged" ] && kill -0 $$ 2>/dev/null; do sleep 0.1; done
+  done
+}
+
+join_ports() {
+  ports=$(mktemp -d "$home/ports.XXXXXX") || fail "no folder for the ports"
+  keep_joined >>"$noise" 2>&1 </dev/null 9>&- &
+  joiner=$!
+  for _ in $(seq 200); do
+    [ -e "$ports/a" ] && [ -e "$ports/b" ] && break
+    sleep 0.05
+  done
+  [ -e "$ports/a" ] && [ -e "$ports/b" ] || fail "socat does not join the ports"
+  ln -sfn "$ports/a" "$WINEPREFIX/dosdevices/com5"
+  ln -sfn "$ports/b" "$WINEPREFIX/dosdevices/com6"
+  export TARN_TEST_PORT_A=COM5 TARN_TEST_PORT_B=COM6
+  export TARN_TEST_UNPLUG=$ports/unplugged
+  case $1 in *.exe) TARN_TEST_UNPLUG=Z:$TARN_TEST_UNPLUG ;; esac
+}
+
+joiner=
+ports=
+tidy() {
+  rm -f "$WINEPREFIX/dosdevices/com5" "$WINEPREFIX/dosdevices/com6"
+  if [ -n "$joiner" ]; then
+    kill "$joiner" 2>/dev/null
+    wait "$joiner" 2>/dev/null
+  fi
+  [ -z "$ports" ] || rm -rf "$ports"
+}
+trap tidy EXIT
+trap 'exit 125' INT TERM
+
+start_server
+prepare_prefix
+start_services
+join_ports "$1"
+
+limit=${TARN_WINE_LIMIT:-600}
+case $1 in
+  *.exe) timeout -k 10 "$limit" wine "$@" 9>&- ;;
+  *) timeout -k 10 "$limit" "$@" 9>&- ;;
+esac
