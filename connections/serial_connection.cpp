@@ -1,0 +1,145 @@
+#include "connections/serial_connection.hpp"
+
+#include <array>
+#include <cstddef>
+#include <utility>
+
+#include "base/automation_error.hpp"
+
+namespace tarn {
+namespace {
+
+template <class Index, std::size_t Count>
+std::string_view PieceAt(const std::array<std::string_view, Count>& pieces, Index index) {
+  const auto position = static_cast<std::size_t>(index);  // a negative index becomes a huge one
+  return position < Count ? pieces[position] : std::string_view();
+}
+
+constexpr std::array<std::string_view, 13> kBaudRates = {
+    "110,",   "300,",   "1200,",   "2400,",   "4800,",   "9600,",  "19200,",
+    "38400,", "57600,", "115200,", "230400,", "460800,", "921600,"};
+constexpr std::array<std::string_view, 5> kParities = {"n,", "e,", "o,", "s,", "m,"};
+constexpr std::array<std::string_view, 5> kDataBits = {"8,", "7,", "6,", "5,", "4,"};
+constexpr std::array<std::string_view, 3> kStopBits = {"1", "1.5", "2"};
+
+}  // namespace
+
+std::string_view BaudRatePiece(CommBaudRate index) {
+  return PieceAt(kBaudRates, index);
+}
+std::string_view ParityPiece(CommParity index) {
+  return PieceAt(kParities, index);
+}
+std::string_view DataBitsPiece(CommDataBits index) {
+  return PieceAt(kDataBits, index);
+}
+std::string_view StopBitsPiece(CommStopBits index) {
+  return PieceAt(kStopBits, index);
+}
+
+SerialConnection::SerialConnection(ScaleSite& site)
+    : mvarSaxPort(site.System().CreateSerialPort()) {}
+
+SerialConnection::~SerialConnection() {
+  try {
+    Disconnect();
+  } catch (const std::exception&) {
+    // The port goes with this object; a failure to close has nobody left to be told.
+  }
+}
+
+void SerialConnection::InitProperties() {
+  ComPort(1);
+  BaudRate(CommBaudRate::Baud_9600);
+  Parity(CommParity::Even);
+  DataBits(CommDataBits::Seven);
+  StopBits(CommStopBits::Two);
+  IsBidirectional(false);
+}
+
+void SerialConnection::ReadProperties(const PropertyBag& bag) {
+  ComPort(bag.ReadInteger("ComPort", 1));
+  BaudRate(CommBaudRate{bag.ReadLong("BaudRate", 5)});
+  Parity(CommParity{bag.ReadLong("Parity", 1)});
+  DataBits(CommDataBits{bag.ReadLong("DataBits", 1)});
+  StopBits(CommStopBits{bag.ReadLong("StopBits", 2)});
+  IsBidirectional(bag.ReadBoolean("IsBidirectional", false));
+}
+
+void SerialConnection::WriteProperties(PropertyBag& bag) const {
+  bag.WriteInteger("ComPort", comPort_, 1);
+  bag.WriteLong("BaudRate", static_cast<std::int32_t>(baudRate_), 5);
+  bag.WriteLong("Parity", static_cast<std::int32_t>(parity_), 1);
+  bag.WriteLong("DataBits", static_cast<std::int32_t>(dataBits_), 1);
+  bag.WriteLong("StopBits", static_cast<std::int32_t>(stopBits_), 2);
+  bag.WriteBoolean("IsBidirectional", isBidirectional_, false);
+}
+
+void SerialConnection::ComPort(std::int16_t number) {
+  comPort_ = number;
+  PropertyChanged.Raise("ComPort");
+}
+
+template <class Index>
+void SerialConnection::WriteLineSetting(Index& setting, Index value, std::string_view name) {
+  setting = value;
+  ReopenIfOpen();
+  PropertyChanged.Raise(name);
+}
+
+void SerialConnection::BaudRate(CommBaudRate index) {
+  WriteLineSetting(baudRate_, index, "BaudRate");
+}
+void SerialConnection::Parity(CommParity index) {
+  WriteLineSetting(parity_, index, "Parity");
+}
+void SerialConnection::DataBits(CommDataBits index) {
+  WriteLineSetting(dataBits_, index, "DataBits");
+}
+void SerialConnection::StopBits(CommStopBits index) {
+  WriteLineSetting(stopBits_, index, "StopBits");
+}
+
+void SerialConnection::ReopenIfOpen() {
+  if (!mvarSaxPort || !mvarSaxPort->PortOpen()) return;
+  Disconnect();
+  Connect();
+}
+
+void SerialConnection::ReceiveThresholdLength(std::int16_t length) {
+  receiveThresholdLength_ = length;
+  receiveEndCharacter_.reset();
+}
+
+void SerialConnection::IsBidirectional(bool value) {
+  isBidirectional_ = value;
+  PropertyChanged.Raise("IsBidirectional");
+}
+
+/// A baud rate that is no index deliberately leaves the text of the last call in place, so that the
+/// pieces after it are appended once more; the port then refuses the text. The bound keeps a client
+/// that tries for ever from growing it for ever.
+const std::string& SerialConnection::BuildSettings() {
+  if (const auto baud = BaudRatePiece(baudRate_); !baud.empty()) settings_ = baud;
+  if (settings_.size() > kLongestSettings) return settings_;
+  settings_ += ParityPiece(parity_);
+  settings_ += DataBitsPiece(dataBits_);
+  settings_ += StopBitsPiece(stopBits_);
+  return settings_;
+}
+
+void SerialConnection::Connect() {
+  SerialPort& port = Required(mvarSaxPort, "The serial connection has no port");
+  port.PortNumber(comPort_);
+  port.Settings(BuildSettings());
+  port.ReceiveThreshold(receiveThresholdLength_);
+  port.EndCharacter(receiveEndCharacter_);
+  port.ClearInput();
+  port.PortOpen(true);
+}
+
+void SerialConnection::Disconnect() {
+  if (mvarSaxPort) mvarSaxPort->PortOpen(false);
+}
+
+}  // namespace tarn

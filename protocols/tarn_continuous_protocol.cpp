@@ -1,0 +1,149 @@
+#include "protocols/tarn_continuous_protocol.hpp"
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "base/automation_error.hpp"
+#include "base/number_text.hpp"
+#include "scale/tarn_scale.hpp"
+#include "scale/weight_data.hpp"
+
+namespace tarn {
+
+TarnContinuousProtocol::TarnContinuousProtocol(ScaleSite& site)
+    : Protocol(ProtocolType::TarnContinuousStandard),
+      decimalSeparator_(site.System().Locale().DecimalSeparator()) {}
+
+void TarnContinuousProtocol::InitProperties() {
+  pType(ProtocolType::TarnContinuousStandard);
+}
+
+void TarnContinuousProtocol::ReadProperties(const PropertyBag& bag) {
+  pType(ProtocolType{bag.ReadLong("Ptype", 1)});
+}
+
+void TarnContinuousProtocol::WriteProperties(PropertyBag& bag) const {
+  bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()), 1);
+}
+
+bool TarnContinuousProtocol::IsShortLayout() const {
+  return pType() == ProtocolType::TarnContinuousShort ||
+         pType() == ProtocolType::TarnContinuousShortSetpoint;
+}
+
+void TarnContinuousProtocol::pType(ProtocolType type) {
+  Protocol::pType(type);
+  FrameLength = IsShortLayout() ? kShortFrameLength : kStandardFrameLength;
+}
+
+void TarnContinuousProtocol::Connection(std::shared_ptr<_Connection> connection) {
+  if (!connection) {
+    onReceive_.Reset();
+    mvarComPort.reset();
+    serialConnection_.reset();
+    return;
+  }
+  auto serial = std::dynamic_pointer_cast<SerialConnection>(std::move(connection));
+  if (!serial) return;  // what was held before stays
+  serialConnection_ = std::move(serial);
+  mvarComPort = serialConnection_->SaxPort();
+  onReceive_ = mvarComPort ? mvarComPort->Receive.Subscribe([this] { mvarComPort_Receive(); })
+                           : Subscription();
+}
+
+void TarnContinuousProtocol::Connect() {
+  SerialConnection& serial = Required(serialConnection_, "The protocol has no serial connection");
+  const auto scale = myScale();
+  serial.ReceiveThresholdLength(FrameLength);
+  serial.ReceiveEndCharacter(kCarriageReturn);
+  Required(scale, "The protocol has no scale").ActivityTimeoutTime(500);
+  scale->UpdateRate(0);
+}
+
+void TarnContinuousProtocol::Send(std::string_view bytes) {
+  Required(mvarComPort, "The protocol has no serial connection").Output(bytes);
+}
+
+void TarnContinuousProtocol::C() {
+  Send("C");
+}
+void TarnContinuousProtocol::T() {
+  Send("T");
+}
+void TarnContinuousProtocol::P() {
+  Send("P");
+}
+void TarnContinuousProtocol::Z() {
+  Send("Z");
+}
+void TarnContinuousProtocol::SetTare(double& TareValue) {
+  Send(GeneralNumberText(TareValue) + "T");
+}
+
+/// Two rules find the frames again on a disturbed line: an STX anywhere begins a frame, and only a
+/// text of exactly the right length counts, wherever it began. Nothing is carried from one event to
+/// the next: characters of a pass that found no frame are lost.
+void TarnContinuousProtocol::mvarComPort_Receive() {
+  // Handlers of the record's events may replace this protocol or close the port.
+  const auto self = shared_from_this();
+  const auto port = mvarComPort;
+  std::string collected;
+  do {
+    for (int i = 0; i < kCharactersPerPass; ++i) {
+      const std::optional<char> character = port->Input();
+      if (!character) break;
+      if (*character == kStx)
+        collected.clear();
+      else
+        collected.push_back(*character);
+      if (*character == kCarriageReturn) break;
+    }
+    if (collected.size() == static_cast<std::size_t>(FrameLength)) {
+      const auto scale = myScale();
+      Required(scale, "The protocol has no scale").ActivityLED(true);
+      ParseFrame(collected);
+      scale->watchdog(false);
+    }
+  } while (port->InBufferCount() >= FrameLength);
+}
+
+/// Whatever fails in a frame abandons it at once; what it has written to the record by then stays
+/// written until the no-data state replaces it.
+void TarnContinuousProtocol::ParseFrame(std::string_view text) {
+  const auto record = WeightData();
+  tarn::WeightData& weight = Required(record, "The protocol has no weight record");
+  try {
+    PublishFrame(text, weight);
+  } catch (const std::exception&) {
+    weight.NoDataError(true);
+  }
+}
+
+void TarnContinuousProtocol::PublishFrame(std::string_view text, tarn::WeightData& record) {
+  ContinuousFrame frame;
+  frame.ReadStatusAndWeight(text);
+  record.NetWeight(frame.NetWeight(decimalSeparator_));
+
+  if (IsShortLayout()) {
+    frame.NoTareAndGross();
+    record.TareWeight(frame.TareText);
+    record.GrossWeight(frame.GrossText);
+  } else {
+    frame.ReadTareAndGross(text);
+    record.GrossWeight(frame.GrossWeight(decimalSeparator_));
+    record.TareWeight(frame.TareWeight(decimalSeparator_));
+  }
+
+  record.Motion(frame.Motion());
+  // Deliberately before the units and the range of the same frame: a request is served by the
+  // commit below, or by an earlier event of this frame.
+  if (frame.PrintRequest()) {
+    const auto scale = myScale();
+    Required(scale, "The protocol has no scale").printRequest(false);
+  }
+  record.Units(std::string(frame.Units()));
+  record.OutOfRange(frame.OutOfRange());
+}
+
+}  // namespace tarn

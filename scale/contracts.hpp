@@ -1,0 +1,134 @@
+// The two contracts through which a scale talks to the world: the connection (how bytes reach the
+// terminal) and the protocol (how they are read and written). Any protocol may be paired with any
+// connection; a protocol that cannot use the one that it is given says so when it connects.
+//
+// Objects are shared, since clients hold them too: an old connection or protocol lives on while a
+// client holds it. Everything happens on the thread of the message loop.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "base/persistable.hpp"
+#include "scale/enumerations.hpp"
+
+namespace tarn {
+
+class PrintData;
+class TarnRecordTemplateData;
+class TarnScale;
+class WeightData;
+
+class _Connection : public Persistable {
+ public:
+  /// Whether commands may be sent to the terminal over this link; the scale asks before it passes a
+  /// command on. A plain setting.
+  virtual bool IsBidirectional() const = 0;
+  virtual void IsBidirectional(bool value) = 0;
+  virtual ConnectionType Ctype() const = 0;
+  virtual void Disconnect() = 0;
+  /// Errors of the port or socket reach the caller.
+  virtual void Connect() = 0;
+};
+
+/// The contract's own implementation, which connects nothing.
+class Connection : public _Connection {
+ public:
+  std::string_view ClassName() const override { return "Connection"; }
+  bool IsBidirectional() const override { return isBidirectional_; }
+  void IsBidirectional(bool value) override { isBidirectional_ = value; }
+  ConnectionType Ctype() const override { return ConnectionType::none; }
+  void Disconnect() override {}
+  void Connect() override {}
+
+ private:
+  bool isBidirectional_ = false;
+};
+
+class _Protocol : public Persistable {
+ public:
+  /// The references that the scale hands in when it binds the protocol. The scale is not owned.
+  virtual std::shared_ptr<TarnScale> myScale() const = 0;
+  virtual void myScale(const std::shared_ptr<TarnScale>& scale) = 0;
+  virtual std::shared_ptr<tarn::WeightData> WeightData() const = 0;
+  virtual void WeightData(std::shared_ptr<tarn::WeightData> record) = 0;
+  virtual std::shared_ptr<tarn::PrintData> PrintData() const = 0;
+  virtual void PrintData(std::shared_ptr<tarn::PrintData> record) = 0;
+  virtual std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const = 0;
+  virtual void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) = 0;
+  virtual std::shared_ptr<_Connection> Connection() const = 0;
+  virtual void Connection(std::shared_ptr<_Connection> connection) = 0;
+
+  virtual ProtocolType pType() const = 0;
+  virtual void pType(ProtocolType type) = 0;
+
+  virtual void Disconnect() = 0;
+  /// Start talking over Connection; called before the connection itself connects, so that the
+  /// protocol can prepare the port.
+  virtual void Connect() = 0;
+  virtual ProtocolClass TypeToClass(ProtocolType type) const = 0;
+
+  /// Zero, print, tare, preset tare (weight in the terminal's unit), clear tare. A command that has
+  /// no meaning for a dialect does nothing.
+  virtual void Z() = 0;
+  virtual void P() = 0;
+  virtual void T() = 0;
+  virtual void SetTare(double& TareValue) = 0;
+  virtual void C() = 0;
+};
+
+/// The contract's own implementation: keeps what it is given, speaks to nobody. The protocols build
+/// upon it.
+class Protocol : public _Protocol {
+ public:
+  explicit Protocol(ProtocolType type = ProtocolType::NoProtType) : pType_(type) {}
+
+  std::string_view ClassName() const override { return "Protocol"; }
+
+  std::shared_ptr<TarnScale> myScale() const override { return myScale_.lock(); }
+  void myScale(const std::shared_ptr<TarnScale>& scale) override { myScale_ = scale; }
+  std::shared_ptr<tarn::WeightData> WeightData() const override { return mvarWeightData; }
+  void WeightData(std::shared_ptr<tarn::WeightData> record) override {
+    mvarWeightData = std::move(record);
+  }
+  std::shared_ptr<tarn::PrintData> PrintData() const override { return mvarPrintData; }
+  void PrintData(std::shared_ptr<tarn::PrintData> record) override {
+    mvarPrintData = std::move(record);
+  }
+  std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const override {
+    return mvarTemplateData;
+  }
+  void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) override {
+    mvarTemplateData = std::move(record);
+  }
+  std::shared_ptr<_Connection> Connection() const override { return mvarConnection; }
+  void Connection(std::shared_ptr<_Connection> connection) override {
+    mvarConnection = std::move(connection);
+  }
+  ProtocolType pType() const override { return pType_; }
+  void pType(ProtocolType type) override {
+    pType_ = type;
+    PropertyChanged.Raise("Ptype");
+  }
+  void Disconnect() override {}
+  void Connect() override {}
+  ProtocolClass TypeToClass(ProtocolType type) const override { return tarn::TypeToClass(type); }
+  void Z() override {}
+  void P() override {}
+  void T() override {}
+  void SetTare(double& /*TareValue*/) override {}
+  void C() override {}
+
+ protected:
+  std::shared_ptr<tarn::WeightData> mvarWeightData;
+  std::shared_ptr<tarn::PrintData> mvarPrintData;
+  std::shared_ptr<tarn::TarnRecordTemplateData> mvarTemplateData;
+  std::shared_ptr<_Connection> mvarConnection;
+
+ private:
+  std::weak_ptr<TarnScale> myScale_;
+  ProtocolType pType_;
+};
+
+}  // namespace tarn

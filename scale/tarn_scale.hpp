@@ -1,0 +1,165 @@
+// One configured weighing point.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/event.hpp"
+#include "base/keyed_collection.hpp"
+#include "base/persistable.hpp"
+#include "scale/activity_timer.hpp"
+#include "scale/contracts.hpp"
+#include "scale/data_object.hpp"
+#include "scale/print_data.hpp"
+#include "scale/scale_site.hpp"
+#include "scale/summit_data.hpp"
+#include "scale/tarn_record_template_data.hpp"
+#include "scale/weight_data.hpp"
+
+namespace tarn {
+
+/// A scale owns its connection and protocol, its records and its watchdog. It starts and stops
+/// communication, passes operator commands on, paces its clients' updates and notices silence.
+///
+/// Make one with Create, then call InitProperties or ReadProperties once. Errors of the protocol
+/// and the connection pass through every member unchanged.
+class TarnScale final : public Persistable, public std::enable_shared_from_this<TarnScale> {
+ public:
+  static constexpr std::string_view kClassName = "TarnScale";
+  /// The watchdog's shortest period when it follows the update interval, in milliseconds.
+  static constexpr std::int32_t kShortestTimeout = 500;
+
+  static std::shared_ptr<TarnScale> Create(std::shared_ptr<ScaleSite> site);
+  ~TarnScale() override;
+
+  std::string_view ClassName() const override { return kClassName; }
+  void InitProperties() override;
+  void ReadProperties(const PropertyBag& bag) override;
+  void WriteProperties(PropertyBag& bag) const override;
+
+  // Published members, in the order of the interface.
+
+  /// True when no message came since the last time-out; protocols write False on every message.
+  bool watchdog() const { return watchdog_; }
+  void watchdog(bool value) { watchdog_ = value; }
+
+  std::shared_ptr<Timer> UpdateTimer() const { return updateTimer_; }
+  void UpdateTimer(std::shared_ptr<Timer> timer);
+  std::shared_ptr<tarn::ActivityTimer> ActivityTimer() const { return activityTimer_; }
+  void ActivityTimer(std::shared_ptr<tarn::ActivityTimer> timer);
+
+  /// Updates per second; 0 or less gives none. A running timer keeps its interval until RunScale.
+  void UpdateRate(double rate);
+  double UpdateRate() const { return updateRate_; }
+
+  /// Milliseconds of silence until the watchdog looks; 0 leaves it off. RunScale overwrites it when
+  /// the scale has an update interval.
+  void ActivityTimeoutTime(std::int32_t milliseconds) { activityTimeoutTime_ = milliseconds; }
+  std::int32_t ActivityTimeoutTime() const { return activityTimeoutTime_; }
+
+  /// Connects and starts the timers; false, and nothing connected, when the scale is disabled.
+  /// Error 91 without an update timer, and on a scale that has left its server.
+  bool RunScale();
+  /// Stops the timers, blanks the weights and closes the connection. The protocol is not told.
+  void StopScale();
+
+  /// True: copies the reading into PrintData now. False: with the next reading without motion.
+  void printRequest(bool NoWait = false);
+  bool PRState() const { return printRequested_; }
+
+  std::shared_ptr<_Protocol> Protocol() const { return protocol_; }
+  void Protocol(std::shared_ptr<_Protocol> protocol);
+  std::shared_ptr<_Connection> Connection() const { return connection_; }
+  void Connection(std::shared_ptr<_Connection> connection);
+
+  void AliasName(std::string name);
+  const std::string& AliasName() const { return aliasName_; }
+  bool Disabled() const { return disabled_; }
+  void Disabled(bool disabled);
+  bool ActivityLED() const { return activityLED_; }
+  void ActivityLED(bool on);
+  bool ErrorLED() const { return errorLED_; }
+  void ErrorLED(bool on);
+
+  std::shared_ptr<tarn::PrintData> PrintData() const { return mvarPrintData; }
+  std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const {
+    return mvarTarnRecordTemplateData;
+  }
+  void SummitData(std::shared_ptr<_SummitData> data);
+  std::shared_ptr<_SummitData> SummitData() const { return summitData_; }
+  std::shared_ptr<tarn::WeightData> WeightData() const { return mvarWeightData; }
+
+  /// Commands: passed to the protocol when the connection is bidirectional, silently dropped
+  /// otherwise. P on a one-way connection captures the next stable reading instead, unless the
+  /// terminal prints records of its own.
+  void C();
+  void T();
+  void SetTare(double& TareValue);
+  void P();
+  void Z();
+
+  /// The data object of that name, without regard to case; none when there is no such object.
+  std::shared_ptr<DataObject> GetAxDataObj(std::string_view DataObjectName) const;
+
+  Event<> NewStatus;
+  Event<> ScaleConfigurationChange;
+  Event<> UpdateWeight;
+
+  // What clients do not see.
+
+  /// The slot in the server's table; 1 to 32 brings the update timer of that number, any other
+  /// none.
+  void ScaleNumber(std::int16_t number);
+  std::int16_t ScaleNumber() const { return scaleNumber_; }
+  std::int32_t UpdateInterval() const { return updateInterval_; }
+
+  /// Stops the scale for good and takes it off its timers, before it leaves the server's table.
+  /// Whoever still holds it holds a quiet object. Never throws.
+  void Detach() noexcept;
+
+ private:
+  explicit TarnScale(std::shared_ptr<ScaleSite> site);
+
+  void BindProtocol();
+  void BuildDataObjects();
+  void ClearDataObjects();
+  void StoreConnection(std::shared_ptr<_Connection> connection);
+  void StoreProtocol(std::shared_ptr<_Protocol> protocol);
+  void CaptureReading();
+  void ActivityTimer_TimedOut();
+  void mvarWeightData_NewWeight();
+  void mvarPrintData_NewWeight();
+
+  std::shared_ptr<ScaleSite> site_;
+  bool detached_ = false;
+  bool watchdog_ = false;
+  bool disabled_ = true;
+  bool activityLED_ = false;
+  bool errorLED_ = false;
+  bool printRequested_ = false;
+  std::string aliasName_ = "Scale x";
+  std::int32_t activityTimeoutTime_ = 0;
+  double updateRate_ = 10;
+  std::int32_t updateInterval_ = 100;
+  std::int16_t scaleNumber_ = 0;
+  std::shared_ptr<_Connection> connection_;
+  std::shared_ptr<_Protocol> protocol_;
+  std::shared_ptr<_SummitData> summitData_;
+  std::shared_ptr<Timer> updateTimer_;
+  std::shared_ptr<tarn::ActivityTimer> activityTimer_;
+  std::shared_ptr<tarn::WeightData> mvarWeightData;
+  std::shared_ptr<tarn::PrintData> mvarPrintData;
+  std::shared_ptr<tarn::TarnRecordTemplateData> mvarTarnRecordTemplateData;
+  KeyedCollection<std::shared_ptr<DataObject>> dataObjects_;
+
+  Subscription onConnectionChanged_;
+  Subscription onProtocolChanged_;
+  Subscription onUpdateTimer_;
+  Subscription onActivityTimer_;
+  Subscription onWeight_;
+  Subscription onPrint_;
+};
+
+}  // namespace tarn

@@ -1,0 +1,45 @@
+#include "server/activity_log.hpp"
+
+#include <utility>
+
+#include "base/automation_error.hpp"
+#include "base/number_text.hpp"
+
+namespace tarn {
+
+std::string LogLine(const UserLocale& locale, std::string_view alias, const PrintData& print) {
+  const std::string decimal = locale.DecimalSeparator();
+  std::string line;
+  const auto quoted = [&line](std::string_view text) {
+    line.append("\"").append(text).append("\"");
+  };
+  const auto number = [&](double value) { line += GeneralNumberText(value, decimal); };
+
+  quoted(locale.DateText());
+  line += ',';
+  quoted(locale.TimeText());
+  line += ',';
+  quoted(alias);
+  line += ',';
+  number(print.GrossWeightValue());
+  line += ',';
+  number(print.TareWeightValue());
+  line += ',';
+  number(print.NetWeightValue());
+  line += ',';
+  quoted(print.Units());
+  return line;
+}
+
+void ActivityLog::Write(const UserLocale& locale, std::string_view alias, const PrintData& print) {
+  if (!enabled_) return;
+  const auto stream = stream_;
+  Required(stream, "The activity log is not open").WriteLine(LogLine(locale, alias, print));
+}
+
+void ActivityLog::Close() {
+  const auto stream = std::exchange(stream_, nullptr);
+  if (stream) stream->Close();
+}
+
+}  // namespace tarn

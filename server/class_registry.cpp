@@ -1,0 +1,62 @@
+#include "server/class_registry.hpp"
+
+#include <array>
+#include <string>
+
+#include "base/automation_error.hpp"
+#include "connections/no_connection.hpp"
+#include "connections/serial_connection.hpp"
+#include "protocols/no_protocol.hpp"
+#include "protocols/tarn_continuous_protocol.hpp"
+#include "scale/summit_data.hpp"
+#include "scale/tarn_scale.hpp"
+
+namespace tarn {
+namespace {
+
+using Site = std::shared_ptr<ScaleSite>;
+
+template <class Class>
+std::shared_ptr<Persistable> Plain(const Site& /*site*/) {
+  return std::make_shared<Class>();
+}
+template <class Class>
+std::shared_ptr<Persistable> WithSite(const Site& site) {
+  return std::make_shared<Class>(*site);
+}
+
+struct Entry {
+  std::string_view name;
+  std::shared_ptr<Persistable> (*create)(const Site& site);
+};
+
+constexpr std::array kClasses = {
+    Entry{"TarnScale",
+          [](const Site& site) -> std::shared_ptr<Persistable> { return TarnScale::Create(site); }},
+    Entry{"Connection", Plain<Connection>},
+    Entry{"NoConnection", Plain<NoConnection>},
+    Entry{"SerialConnection", WithSite<SerialConnection>},
+    Entry{"Protocol", Plain<Protocol>},
+    Entry{"NoProtocol", Plain<NoProtocol>},
+    Entry{"TarnContinuousProtocol", WithSite<TarnContinuousProtocol>},
+    Entry{"SummitData", Plain<SummitData>},
+};
+
+}  // namespace
+
+std::shared_ptr<Persistable> CreateClass(std::string_view className,
+                                         const std::shared_ptr<ScaleSite>& site) {
+  for (const Entry& entry : kClasses) {
+    if (entry.name == className) return entry.create(site);
+  }
+  throw AutomationError(ErrorNumber::CannotCreateObject,
+                        "No such class: " + std::string(className));
+}
+
+std::vector<std::string_view> ClassNames() {
+  std::vector<std::string_view> names;
+  for (const Entry& entry : kClasses) names.push_back(entry.name);
+  return names;
+}
+
+}  // namespace tarn

@@ -1,0 +1,20 @@
+// The one place that knows every class by its published name: what a settings file may hold and
+// what a client may create.
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "base/persistable.hpp"
+#include "scale/scale_site.hpp"
+
+namespace tarn {
+
+/// A fresh object, before InitProperties or ReadProperties. Error 429 for a name that is no class.
+std::shared_ptr<Persistable> CreateClass(std::string_view className,
+                                         const std::shared_ptr<ScaleSite>& site);
+
+std::vector<std::string_view> ClassNames();
+
+}  // namespace tarn

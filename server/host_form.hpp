@@ -1,0 +1,37 @@
+// The server's timers, hosted together: one update timer a scale and the tick of all activity
+// timers.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "platform/message_loop.hpp"
+#include "platform/timer.hpp"
+
+namespace tarn {
+
+/// How many scales a server holds; scale n goes with update timer n.
+inline constexpr std::int16_t kScaleCount = 32;
+
+class HostForm {
+ public:
+  /// The tick runs from now on; the update timers are disabled.
+  explicit HostForm(MessageLoop& loop);
+  HostForm(const HostForm&) = delete;
+  HostForm& operator=(const HostForm&) = delete;
+
+  /// UpdateTimer1 to UpdateTimer32; none for any other number and after Unload.
+  std::shared_ptr<Timer> UpdateTimer(std::int16_t number) const;
+  /// Ticks every 200 ms until Unload.
+  std::shared_ptr<Timer> Timer1() const { return timer1_; }
+
+  /// Stops all timers for good, whoever still holds one.
+  void Unload();
+
+ private:
+  std::array<std::shared_ptr<Timer>, kScaleCount> updateTimers_;
+  std::shared_ptr<Timer> timer1_;
+};
+
+}  // namespace tarn

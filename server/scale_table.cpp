@@ -1,0 +1,72 @@
+#include "server/scale_table.hpp"
+
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "base/automation_error.hpp"
+
+namespace tarn {
+namespace {
+
+std::string Key(std::int16_t number) {
+  return "Scale" + std::to_string(number);
+}
+
+}  // namespace
+
+std::shared_ptr<TarnScale> ScaleTable::At(std::int32_t number) const {
+  if (number < 1 || number > kScaleCount) ThrowSubscriptOutOfRange();
+  return scales_[static_cast<std::size_t>(number - 1)];
+}
+
+TarnScale& ScaleTable::Filled(std::int32_t number) const {
+  const auto scale = At(number);
+  if (!scale) ThrowObjectNotSet("There is no scale " + std::to_string(number));
+  return *scale;
+}
+
+void ScaleTable::Replace(std::int16_t number, std::shared_ptr<TarnScale> scale) {
+  // The slot changes before the old scale tells its clients that it stops: they see the new table.
+  auto& slot = scales_[static_cast<std::size_t>(number - 1)];
+  const auto old = std::exchange(slot, std::move(scale));
+  if (old) old->Detach();
+}
+
+void ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    Replace(number, nullptr);
+    try {
+      auto scale = ReadObject<TarnScale>(bag, Key(number), *site, TarnScale::kClassName);
+      scale->ScaleNumber(number);
+      Replace(number, std::move(scale));
+    } catch (const std::exception& error) {
+      site->System().Trace("Scale " + std::to_string(number) +
+                           " cannot be restored from the settings file: " + error.what());
+    }
+  }
+}
+
+void ScaleTable::FillNew(const std::shared_ptr<ScaleSite>& site) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    auto scale = NewObject<TarnScale>(*site, TarnScale::kClassName);
+    Replace(number, scale);
+    scale->AliasName(Key(number));
+    scale->ScaleNumber(number);
+  }
+}
+
+PropertyBag ScaleTable::Save() const {
+  PropertyBag bag;
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    bag.WriteObject(Key(number), Filled(number));
+  }
+  return bag;
+}
+
+void ScaleTable::Clear() {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) Replace(number, nullptr);
+}
+
+}  // namespace tarn

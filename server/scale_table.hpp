@@ -1,0 +1,39 @@
+// The fixed table of the server's 32 scales, and how a settings file holds it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "base/property_bag.hpp"
+#include "scale/scale_site.hpp"
+#include "scale/tarn_scale.hpp"
+#include "server/host_form.hpp"
+
+namespace tarn {
+
+/// Slots are numbered 1 to 32. Every slot is filled, but for one whose scale could not be restored.
+class ScaleTable {
+ public:
+  /// The scale in a slot, none when it is empty. Error 9 outside 1 to 32.
+  std::shared_ptr<TarnScale> At(std::int32_t number) const;
+  /// Error 91 when the slot is empty.
+  TarnScale& Filled(std::int32_t number) const;
+
+  /// Stops and detaches the scale that is there, then gives the slot to another or to none.
+  void Replace(std::int16_t number, std::shared_ptr<TarnScale> scale);
+
+  /// Fills every slot from the bag's "Scale1" to "Scale32", a missing one by a default scale. A
+  /// slot whose entry cannot be restored stays empty; that is traced.
+  void Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site);
+  /// Fills every slot with a new scale, named "Scale" and its number.
+  void FillNew(const std::shared_ptr<ScaleSite>& site);
+  /// Error 91 when a slot is empty.
+  PropertyBag Save() const;
+  void Clear();
+
+ private:
+  std::array<std::shared_ptr<TarnScale>, kScaleCount> scales_;
+};
+
+}  // namespace tarn

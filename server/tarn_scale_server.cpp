@@ -1,0 +1,277 @@
+#include "server/tarn_scale_server.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <utility>
+
+#include "base/automation_error.hpp"
+#include "base/number_text.hpp"
+#include "connections/serial_connection.hpp"
+#include "server/settings_file.hpp"
+
+namespace tarn {
+namespace {
+
+constexpr std::string_view kSection = "Settings";
+constexpr std::string_view kNewFileName = "Default.scl";
+
+bool BooleanFromText(std::string_view text) {
+  if (EqualIgnoringCase(text, "True")) return true;
+  if (EqualIgnoringCase(text, "False")) return false;
+  const auto number = LocaleNumber(text, ".");
+  if (!number) ThrowTypeMismatch();
+  return *number != 0;
+}
+
+std::string_view BooleanText(bool value) {
+  return value ? "True" : "False";
+}
+
+}  // namespace
+
+TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
+    : host_(host), site_(std::make_shared<ServerSite>(host)) {
+  try {
+    ReadSettingsStore();
+    OpenLog();
+    if (file_.name.empty()) {
+      file_.name = kNewFileName;
+      LoadScaleSettings(true);
+    } else {
+      LoadScaleSettings(false);
+    }
+    if (StartsEachScale(mode))
+      startFailures_ = RunEachScale();
+    else
+      RunAllScales();
+  } catch (...) {
+    // The scales that run by now must not outlive a server that nobody gets.
+    scales_.Clear();
+    site_->Close();
+    throw;
+  }
+}
+
+TarnScaleServer::~TarnScaleServer() {
+  ShutDown();
+}
+
+// --- Start-up and shut-down
+// -----------------------------------------------------------------------
+
+/// Each value on its own: one that cannot be read keeps what it had.
+void TarnScaleServer::ReadSettingsStore() {
+  const auto read = [this](std::string_view key, const std::function<void(std::string)>& use) {
+    try {
+      if (auto text = host_.Settings().Get(kSection, key)) use(*std::move(text));
+    } catch (const std::exception& error) {
+      host_.Trace("The setting " + std::string(key) + " cannot be read: " + error.what());
+      Inform("Error reading registry!", kCritical);
+    }
+  };
+  read("LastFile", [this](std::string text) { file_.name = std::move(text); });
+  read("LogFile", [this](std::string text) { currentLogName_ = std::move(text); });
+  read("LoggingEnabled", [this](const std::string& text) {
+    loggingEnabled_ = BooleanFromText(text);
+    Log().Enabled(loggingEnabled_);
+  });
+}
+
+void TarnScaleServer::OpenLog() {
+  Log().Stream(host_.Files().OpenForAppending(currentLogName_));
+}
+
+bool TarnScaleServer::StartsEachScale(StartMode mode) {
+  if (mode != StartMode::AsSettingsSay) return mode == StartMode::EachScale;
+  try {
+    const auto text = host_.Settings().Get(kSection, "StartEachScale");
+    return text && BooleanFromText(*text);
+  } catch (const std::exception& error) {
+    host_.Trace(std::string("The setting StartEachScale cannot be read: ") + error.what());
+    return false;
+  }
+}
+
+void TarnScaleServer::ShutDown() {
+  if (!std::exchange(running_, false)) return;
+  try {
+    host_.Settings().Set(kSection, "LastFile", file_.name);
+  } catch (const std::exception& error) {
+    host_.Trace(std::string("The last settings file cannot be remembered: ") + error.what());
+  }
+  for (Subscription& subscription : onScaleChanged_) subscription.Reset();
+  scales_.Clear();
+  site_->Close();
+}
+
+void TarnScaleServer::RequireRunning() const {
+  if (!running_) ThrowObjectNotSet("The scale server has shut down");
+}
+
+// --- Settings file
+// --------------------------------------------------------------------------------
+
+void TarnScaleServer::LoadScaleSettings(bool INITNEW) {
+  RequireRunning();
+  if (INITNEW || !LoadCurrentFile()) NewConfiguration();
+}
+
+bool TarnScaleServer::LoadCurrentFile() {
+  std::optional<PropertyBag> bag;
+  try {
+    bag = ReadSettingsFile(host_.Files(), file_.name);
+  } catch (const std::exception& error) {
+    host_.Trace(file_.name + " cannot be loaded: " + error.what());
+    Inform("Can't open configuration settings file: " + file_.name, kExclamation);
+    return false;
+  }
+  scales_.Load(*bag, site_);
+  MarkPortsQuietly();
+  WatchChanges();
+  file_.dirty = false;
+  file_.isNew = false;
+  return true;
+}
+
+void TarnScaleServer::NewConfiguration() {
+  scales_.FillNew(site_);
+  MarkPortsQuietly();
+  WatchChanges();
+  file_.dirty = false;
+  file_.isNew = true;
+}
+
+void TarnScaleServer::SaveScaleSettings() {
+  RequireRunning();
+  try {
+    WriteSettingsFile(host_.Files(), file_.name, scales_.Save());
+    host_.Settings().Set(kSection, "LastFile", file_.name);
+  } catch (const std::exception& error) {
+    host_.Trace(file_.name + " cannot be saved: " + error.what());
+    Inform("Can't write configuration settings file: " + file_.name, kExclamation);
+    return;
+  }
+  file_.dirty = false;
+  file_.isNew = false;
+}
+
+/// A setting that persists and was written makes the configuration dirty. The lamps persist too,
+/// but they are the server's own doing.
+void TarnScaleServer::WatchChanges() {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    auto& subscription = onScaleChanged_[static_cast<std::size_t>(number - 1)];
+    const auto scale = scales_.At(number);
+    subscription =
+        !scale ? Subscription() : scale->PropertyChanged.Subscribe([this](std::string_view name) {
+          const bool lamp = name == "ActivityLED" || name == "ErrorLED";
+          if (!lamp) file_.dirty = true;
+        });
+  }
+}
+
+void TarnScaleServer::Inform(const std::string& message, std::int32_t style) {
+  InfoMessage.Raise(message, style);
+}
+
+// --- Log
+// ------------------------------------------------------------------------------------------
+
+void TarnScaleServer::LoggingEnabled(bool enabled) {
+  RequireRunning();
+  loggingEnabled_ = enabled;
+  Log().Enabled(enabled);
+  host_.Settings().Set(kSection, "LoggingEnabled", BooleanText(enabled));
+}
+
+void TarnScaleServer::CurrentLogName(std::string name) {
+  RequireRunning();
+  currentLogName_ = std::move(name);
+  host_.Settings().Set(kSection, "LogFile", currentLogName_);
+  // The new log opens even when the old one could not be written out; the caller hears of it.
+  std::exception_ptr closing;
+  try {
+    Log().Close();
+  } catch (const std::exception&) {
+    closing = std::current_exception();
+  }
+  OpenLog();
+  if (closing) std::rethrow_exception(closing);
+}
+
+// --- Scales
+// ---------------------------------------------------------------------------------------
+
+std::string TarnScaleServer::GetServerPath(std::int32_t /*value*/) const {
+  return host_.ProgramFolder();
+}
+
+std::shared_ptr<TarnScale> TarnScaleServer::GetScale(std::int16_t sno) const {
+  auto scale = scales_.At(sno);
+  RequireRunning();
+  return scale;
+}
+
+void TarnScaleServer::SetComPortsUsed() {
+  RequireRunning();
+  comPortUsed_.fill(false);
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    const auto connection = scales_.Filled(number).Connection();
+    if (!connection || connection->Ctype() != ConnectionType::serial) continue;
+    const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection);
+    if (!serial) continue;
+    // Port 32 is deliberately left out, as GetComPortUsed leaves it out.
+    const std::int16_t port = serial->ComPort();
+    if (port >= 1 && port < kScaleCount) comPortUsed_[static_cast<std::size_t>(port)] = true;
+  }
+}
+
+/// An empty slot ends the marking, as it ends every operation on the whole table; a load goes on.
+void TarnScaleServer::MarkPortsQuietly() {
+  try {
+    SetComPortsUsed();
+  } catch (const AutomationError& error) {
+    host_.Trace(std::string("Not all serial ports in use are known: ") + error.what());
+  }
+}
+
+bool TarnScaleServer::GetComPortUsed(std::int32_t portNo) const {
+  return portNo > 0 && portNo < kScaleCount && comPortUsed_[static_cast<std::size_t>(portNo)];
+}
+
+void TarnScaleServer::RunAllScales() {
+  RequireRunning();
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    TarnScale& scale = scales_.Filled(number);
+    if (!scale.Disabled()) scale.RunScale();
+  }
+}
+
+void TarnScaleServer::StopAllScales() {
+  RequireRunning();
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) scales_.Filled(number).StopScale();
+}
+
+std::vector<StartFailure> TarnScaleServer::RunEachScale() {
+  RequireRunning();
+  std::vector<StartFailure> failures;
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    const auto scale = scales_.At(number);
+    try {
+      if (!scale) ThrowObjectNotSet("it could not be restored from the settings file");
+      if (!scale->Disabled()) scale->RunScale();
+    } catch (const std::exception& error) {
+      failures.push_back({number, scale ? scale->AliasName() : std::string(), error.what()});
+    }
+  }
+  for (const StartFailure& failure : failures) {
+    const std::string alias = failure.alias.empty() ? "" : " (" + failure.alias + ")";
+    Inform("Can't start scale " + std::to_string(failure.number) + alias + ": " + failure.reason,
+           kExclamation);
+  }
+  return failures;
+}
+
+}  // namespace tarn

@@ -1,0 +1,128 @@
+// The object that owns everything: the table of 32 scales, the host form, the settings, the log.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/event.hpp"
+#include "platform/host.hpp"
+#include "platform/text_stream.hpp"
+#include "scale/tarn_scale.hpp"
+#include "server/scale_table.hpp"
+#include "server/server_site.hpp"
+
+namespace tarn {
+
+/// How the server starts its scales.
+enum class StartMode {
+  AsSettingsSay,  ///< EachScale when "StartEachScale" in section "Settings" is True, else AllScales
+  AllScales,      ///< the published way: the first scale that fails ends the start
+  EachScale,      ///< every enabled scale on its own, failures reported and passed over
+};
+
+/// A scale that did not start, and why.
+struct StartFailure {
+  std::int16_t number = 0;
+  std::string alias;
+  std::string reason;
+};
+
+/// One per process, shared by all clients through TarnServerConnection. Everything happens on the
+/// thread of the message loop; the host outlives the server.
+///
+/// Problems of the settings store and the settings file reach clients only as InfoMessage. Errors
+/// of scales, connections and protocols pass to the caller.
+class TarnScaleServer {
+ public:
+  /// Message-box styles of InfoMessage.
+  static constexpr std::int32_t kCritical = 16;
+  static constexpr std::int32_t kExclamation = 48;
+
+  /// The whole start-up: host form, settings store, log, settings file, scales. What fails there
+  /// (the log cannot be opened, in AllScales mode a scale does not start) is thrown.
+  TarnScaleServer(Host& host, StartMode mode);
+  TarnScaleServer(const TarnScaleServer&) = delete;
+  TarnScaleServer& operator=(const TarnScaleServer&) = delete;
+  ~TarnScaleServer();
+
+  // Published members, in the order of the interface.
+
+  std::shared_ptr<TextStream> LogFile() const { return Log().Stream(); }
+  void LogFile(std::shared_ptr<TextStream> stream) { Log().Stream(std::move(stream)); }
+  void LoggingEnabled(bool enabled);
+  bool LoggingEnabled() const { return loggingEnabled_; }
+  bool SummitEnabled() const { return true; }
+  /// Writing closes the log and opens the one of that name for appending.
+  void CurrentLogName(std::string name);
+  const std::string& CurrentLogName() const { return currentLogName_; }
+  void CurrentFileNew(bool value) { file_.isNew = value; }
+  bool CurrentFileNew() const { return file_.isNew; }
+  void CurrentFileDirty(bool value) { file_.dirty = value; }
+  bool CurrentFileDirty() const { return file_.dirty; }
+  void CurrentFileName(std::string name) { file_.name = std::move(name); }
+  const std::string& CurrentFileName() const { return file_.name; }
+  /// The folder that the program was started from, whatever the value.
+  std::string GetServerPath(std::int32_t value) const;
+  /// True: a new configuration. False: the one of CurrentFileName, or a new one where that cannot
+  /// be read. Does not start the scales.
+  void LoadScaleSettings(bool INITNEW);
+  void SaveScaleSettings();
+  /// Error 91 at an empty slot.
+  void SetComPortsUsed();
+  /// False for every number outside 1 to 31: port 32 is never marked, by long-standing behaviour.
+  bool GetComPortUsed(std::int32_t portNo) const;
+  /// Starts the enabled scales in order; the first error ends it and reaches the caller.
+  void RunAllScales();
+  void StopAllScales();
+  /// Error 9 outside 1 to 32. None for a slot whose scale could not be restored.
+  std::shared_ptr<TarnScale> GetScale(std::int16_t sno) const;
+
+  Event<const std::string&, std::int32_t> InfoMessage;  ///< message, style
+
+  // Beside the published interface.
+
+  /// Starts every enabled scale on its own: one that fails is reported through InfoMessage and in
+  /// the result, and the others run.
+  std::vector<StartFailure> RunEachScale();
+  /// The failures of the start-up, before any client could hear of them.
+  const std::vector<StartFailure>& StartFailures() const { return startFailures_; }
+
+  /// Ends the server: remembers the settings file, lets the scales go, closes the log, unloads the
+  /// host form. Whoever still holds the object gets error 91 where it would need the server.
+  void ShutDown();
+
+ private:
+  /// State of the settings file.
+  struct FILEMGMT {
+    std::string name;
+    bool dirty = false;
+    bool isNew = false;  // "new" in the type library
+  };
+
+  ActivityLog& Log() const { return site_->Log(); }
+  void ReadSettingsStore();
+  void OpenLog();
+  void RequireRunning() const;
+  void NewConfiguration();
+  bool LoadCurrentFile();
+  void WatchChanges();
+  void MarkPortsQuietly();
+  bool StartsEachScale(StartMode mode);
+  void Inform(const std::string& message, std::int32_t style);
+
+  Host& host_;
+  std::shared_ptr<ServerSite> site_;
+  ScaleTable scales_;
+  FILEMGMT file_;
+  std::string currentLogName_ = "Default.log";
+  bool loggingEnabled_ = false;
+  bool running_ = true;
+  std::array<bool, kScaleCount + 1> comPortUsed_{};
+  std::vector<StartFailure> startFailures_;
+  std::array<Subscription, kScaleCount> onScaleChanged_;
+};
+
+}  // namespace tarn
