@@ -1,0 +1,289 @@
+#!/usr/bin/env python3
+"""The programs as their users run them: simulated terminals on pseudo-terminals, the server's host
+on the other end. Every test waits for what it expects, with a generous limit, and ends only the
+processes that it started.
+
+Usage: tools_test.py FOLDER_OF_THE_PROGRAMS [unittest arguments]
+"""
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+LIMIT = 60  # seconds until something that never comes is given up
+PROGRAMS = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else "build/linux").resolve()
+
+
+class Process:
+    """A program whose lines of output can be waited for."""
+
+    def __init__(self, program, *arguments, **options):
+        self.process = subprocess.Popen(
+            [str(PROGRAMS / program), *map(str, arguments)], stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE, text=True, **options)
+        self.lines, self.errors = [], []
+        self.news = threading.Condition()
+        self.readers = [threading.Thread(target=self._read, args=pair) for pair in
+                        ((self.process.stdout, self.lines), (self.process.stderr, self.errors))]
+        for reader in self.readers:
+            reader.start()
+
+    def _read(self, stream, lines):
+        for line in stream:
+            with self.news:
+                lines.append(line.rstrip("\n"))
+                self.news.notify_all()
+        with self.news:
+            self.news.notify_all()
+
+    def wait_for(self, condition, what, start=0):
+        """The first line from `start` on that fulfils the condition."""
+        deadline = time.monotonic() + LIMIT
+        with self.news:
+            while True:
+                for line in self.lines[start:]:
+                    if condition(line):
+                        return line
+                left = deadline - time.monotonic()
+                ended = self.process.poll() is not None and not any(
+                    reader.is_alive() for reader in self.readers)
+                if left <= 0 or ended:
+                    raise AssertionError(f"no {what}; errors: {self.errors[-5:]}, last lines: "
+                                         f"{self.lines[-5:]}")
+                self.news.wait(min(left, 0.2))
+
+    def wait_for_event(self, condition, what, start=0):
+        return json.loads(self.wait_for(lambda line: condition(json.loads(line)), what, start))
+
+    def end(self, how=signal.SIGINT):
+        if self.process.poll() is None:
+            self.process.send_signal(how)
+        status = self.process.wait(LIMIT)
+        for reader in self.readers:
+            reader.join(LIMIT)
+        self.process.stdout.close()
+        self.process.stderr.close()
+        return status
+
+
+class ToolsTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.file = self.folder / "plant.scl"
+        self.common = ["--store", self.folder / "store.ini"]
+
+    def start(self, program, *arguments, **options):
+        process = Process(program, *arguments, **options)
+        self.addCleanup(process.end, signal.SIGKILL)
+        return process
+
+    def run_tool(self, *arguments, status=0):
+        done = subprocess.run([str(PROGRAMS / "tarnscale"), *map(str, arguments)],
+                              capture_output=True, text=True, timeout=LIMIT)
+        self.assertEqual(done.returncode, status, done.stderr)
+        return done
+
+    def line(self, number):
+        return self.folder / f"line{number}"
+
+    def terminal(self, number, *arguments):
+        terminal = self.start("tarnsim", "continuous", "--port", self.line(number), *arguments,
+                              stdin=subprocess.DEVNULL)
+        terminal.wait_for(lambda line: line.startswith("ready "), "terminal")
+        return terminal
+
+    def configure(self, number, *settings):
+        self.run_tool("set", self.file, number, *self.common, f"alias=Line {number}",
+                      "connection=serial", f"port={number}", "bidirectional=yes",
+                      "protocol=continuous", "enabled=yes", *settings)
+
+    def ports(self, *numbers):
+        return [word for n in numbers for word in ("--port", f"{n}={self.line(n)}")]
+
+    def server(self, *numbers, options=()):
+        return self.start("tarnscale", "run", self.file, "--json", *self.common,
+                          *self.ports(*numbers), *options, stdin=subprocess.DEVNULL)
+
+    def test_weights_of_several_terminals_reach_the_host(self):
+        self.terminal(1, "--load", "load 12.5", "--units", "kg")
+        self.terminal(2, "--load", "load 40", "--layout", "short", "--units", "lb")
+        self.configure(1)
+        self.configure(2, "type=short")
+        server = self.server(1, 2)
+        first = server.wait_for_event(
+            lambda e: e["event"] == "NewWeight" and e["scale"] == 1 and not e["motion"]
+            and e["netValue"] == 12.5, "steady weight of scale 1")
+        self.assertEqual((first["alias"], first["gross"], first["tare"], first["units"]),
+                         ("Line 1", "12.50", "0.00", "kg"))
+        second = server.wait_for_event(
+            lambda e: e["event"] == "NewWeight" and e["scale"] == 2 and e["netValue"] == 40,
+            "weight of scale 2")
+        self.assertEqual((second["gross"], second["units"]), ("*******", "lb"))
+        self.assertEqual(server.end(), 0)
+
+    def test_single_characters_at_line_pace_lose_no_frame(self):
+        # The weight rises with every frame, so each reading names the frame that it came from.
+        terminal = self.terminal(1, "-vv", "--pace", "char", "--rate", "20",
+                                 "--load", "wait 1s; ramp 0 90 30s")
+        self.configure(1)
+        server = self.server(1)
+        server.wait_for_event(lambda e: e["event"] == "NewWeight" and e["netValue"] > 1, "weight")
+        server.wait_for_event(lambda e: e["event"] == "NewWeight" and e["netValue"] > 15, "weight")
+        server.end()
+        terminal.end()
+        events = [json.loads(line) for line in server.lines]
+        self.assertNotIn(True, [e.get("noDataError") for e in events])
+        # The watchdog repeats the reading at each of its time-outs; dict keeps one of each.
+        read = list(dict.fromkeys(round(e["netValue"] * 100) for e in events
+                                  if e["event"] == "NewWeight" and e["netValue"] > 1))
+        frames = [line.split("frame <02>")[1] for line in terminal.lines if "frame <02>" in line]
+        sent = [int(frame[3:9]) for frame in frames]
+        self.assertGreater(len(read), 50)
+        first = sent.index(read[0])
+        self.assertEqual(read, sent[first:first + len(read)])
+
+    def test_commands_reach_the_terminal_and_prints_the_log(self):
+        self.terminal(1, "--load", "load 50", "--units", "kg")
+        self.configure(1)
+        log = self.folder / "prints.log"
+        options = [*self.common, *self.ports(1)]
+        self.run_tool("send", self.file, 1, "SetTare", "12.5", *options)
+        printed = self.run_tool("send", self.file, 1, "print", "--log", log, *options)
+        self.assertIn("37.50", printed.stdout)
+        self.assertRegex(log.read_text(), r'^"[^"]+","[^"]+","Line 1",50,12.5,37.5,"kg"\n$')
+        self.run_tool("send", self.file, 1, "C", *options)
+        self.run_tool("send", self.file, 1, "T", *options)
+        printed = self.run_tool("send", self.file, 1, "print", "--log", log, *options)
+        self.assertIn("0.00", printed.stdout)
+        self.assertTrue(log.read_bytes().endswith(b',50,50,0,"kg"\r\n'))
+        self.run_tool("set", self.file, 1, "bidirectional=no", *self.common)
+        refused = self.run_tool("send", self.file, 1, "Z", *options, status=1)
+        self.assertIn("bidirectional", refused.stderr)
+
+    def test_a_terminal_that_prints_is_logged_by_the_running_server(self):
+        self.terminal(1, "--load", "load 50", "--print-every", "1")
+        self.configure(1)
+        log = self.folder / "prints.log"
+        server = self.server(1, options=["--log", log])
+        server.wait_for_event(lambda e: "Print" in e["event"] and e["netValue"] == 50,
+                              "print record")
+        self.assertEqual(server.end(), 0)
+        self.assertIn(b'"Line 1",50,0,50,', log.read_bytes())
+
+    def test_silence_and_recovery_show(self):
+        terminal = self.terminal(1, "--load", "load 50", "--silence", "4s/3s")
+        self.configure(1)
+        server = self.server(1)
+        server.wait_for_event(lambda e: e.get("noDataError") and e["net"] == "Error", "no-data error")
+        start = len(server.lines)
+        server.wait_for_event(
+            lambda e: e["event"] == "NewWeight" and e["net"] == "50.00" and not e["noDataError"],
+            "weight after the silence", start)
+        self.assertEqual(terminal.end(), 0)
+
+    def test_an_unplugged_line_shows_as_silence_and_never_ends_the_server(self):
+        self.terminal(2, "--load", "load 20")
+        unplugged = self.terminal(1, "--load", "load 10")
+        self.configure(1)
+        self.configure(2)
+        server = self.server(1, 2)
+        server.wait_for_event(lambda e: e["scale"] == 1 and e.get("netValue") == 10, "weight")
+        self.assertEqual(unplugged.end(), 0)
+        self.assertFalse(os.path.lexists(self.line(1)))
+        server.wait_for_event(lambda e: e["scale"] == 1 and e.get("noDataError"), "no-data error")
+        start = len(server.lines)
+        server.wait_for_event(lambda e: e["scale"] == 2 and e.get("netValue") == 20,
+                              "weight of the other scale", start)
+        self.assertEqual(server.end(), 0)
+        self.assertEqual(len([e for e in server.errors if "went away" in e]), 1, server.errors)
+
+    def test_one_failing_scale_does_not_lose_the_others(self):
+        self.terminal(2, "--load", "load 20")
+        self.configure(1)
+        self.configure(2)
+        self.configure(3, "port=2")
+        server = self.server(1, 2)
+        server.wait_for_event(lambda e: e.get("scale") == 2 and e.get("netValue") == 20, "weight")
+        self.assertEqual(server.end(signal.SIGTERM), 0)
+        failures = "\n".join(server.errors)
+        self.assertIn("scale 1 (Line 1)", failures)
+        self.assertIn("scale 3 (Line 3)", failures)
+        nothing = self.run_tool("run", self.file, "--port", "1=/nowhere", "--port", "2=/nowhere",
+                                *self.common, status=1)
+        self.assertIn("no scale", nothing.stderr)
+
+    def test_a_port_that_another_program_holds_is_in_use(self):
+        self.terminal(1, "--load", "load 20")
+        self.configure(1)
+        server = self.server(1)
+        server.wait_for_event(lambda e: e.get("netValue") == 20, "weight")
+        second = self.run_tool("run", self.file, *self.common, *self.ports(1), status=1)
+        self.assertIn("scale 1", second.stderr)
+
+    def test_monitor_without_a_terminal_prints_readings_and_ends_by_itself(self):
+        self.terminal(1, "--load", "load 20")
+        self.configure(1)
+        done = self.run_tool("monitor", self.file, "--for", "3", *self.common, *self.ports(1))
+        self.assertIn("net 20.00", done.stdout)
+
+    def test_a_reader_that_goes_away_ends_the_host(self):
+        self.terminal(1)
+        self.configure(1)
+        server = subprocess.Popen(
+            [str(PROGRAMS / "tarnscale"), "run", str(self.file), *map(str, self.common),
+             *map(str, self.ports(1))], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.addCleanup(server.kill)
+        server.stdout.readline()
+        server.stdout.close()
+        self.assertEqual(server.wait(LIMIT), 0)
+
+    def test_the_simulator_ends_with_its_input(self):
+        terminal = self.start("tarnsim", "continuous", "--port", self.line(1), "--end-with-input",
+                              stdin=subprocess.PIPE)
+        terminal.wait_for(lambda line: line.startswith("ready "), "terminal")
+        terminal.process.stdin.close()
+        self.assertEqual(terminal.process.wait(LIMIT), 0)
+        self.assertFalse(os.path.lexists(self.line(1)))
+
+    def test_settings_survive_and_wrong_ones_change_nothing(self):
+        self.configure(1, "baud=19200", "type=short")
+        before = self.file.read_bytes()
+        shown = json.loads(self.run_tool("show", self.file, "--json").stdout)
+        self.assertEqual(shown["scales"][0]["connection"]["baud"], 19200)
+        for wrong in (["alias=x", "baud=123"], ["nonsense=1"], ["alias"], ["port=0"]):
+            self.run_tool("set", self.file, 1, *wrong, *self.common, status=2)
+        self.run_tool("set", self.file, 33, "alias=x", *self.common, status=2)
+        self.assertEqual(self.file.read_bytes(), before)
+
+        damaged = self.folder / "damaged.scl"
+        damaged.write_bytes(before.replace(b"SerialConnection", b"FutureConnection"))
+        self.run_tool("set", damaged, 2, "alias=x", *self.common, status=1)
+        self.assertIn(b"FutureConnection", damaged.read_bytes())
+        cut = self.folder / "cut.scl"
+        cut.write_bytes(before[:200])
+        for command in ("run", "show", "monitor"):
+            self.run_tool(command, cut, *(self.common if command != "show" else []), status=1)
+        self.assertEqual(cut.read_bytes(), before[:200])
+
+    def test_wrong_arguments_are_told(self):
+        for arguments, status in ((["bogus"], 2), (["run"], 2), (["run", self.file], 1),
+                                  (["show", self.folder / "none.scl"], 1)):
+            self.assertTrue(self.run_tool(*arguments, status=status).stderr)
+        for arguments in (["bogus"], ["continuous"], ["continuous", "--port", "x", "--rate", "-1"],
+                          ["continuous", "--port", "x", "--load", "jump 3"]):
+            done = subprocess.run([str(PROGRAMS / "tarnsim"), *arguments], capture_output=True,
+                                  text=True, timeout=LIMIT, cwd=self.folder)
+            self.assertEqual(done.returncode, 2, arguments)
+            self.assertTrue(done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=1)

@@ -1,0 +1,199 @@
+// The monitor over a real server on a host of fakes: what its rows show and what its keys do.
+#include "tools/tarnscale/monitor_model.hpp"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "connections/serial_connection.hpp"
+#include "tests/tools/scale_tool_fixture.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using Key = Console::Key;
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// A frame of 12.34 kg net and no tare, unless a flag of status B is given.
+std::string Frame(char flags = 0) {
+  const char statusB = static_cast<char>(0x30 | flags);
+  return std::string("\x02\x24") + statusB + "\x20" + "001234" + "000000" + "\r";
+}
+constexpr char kMotion = 0x08;
+
+class MonitorModelTest : public ScaleToolFixture {
+ protected:
+  void Start(bool all = false) {
+    host.store.values["settings/lastfile"] = kFile;
+    host.ports.clear();
+    server.emplace(host, StartMode::EachScale);
+    model.emplace(host.loop, *server, MonitorModel::Options{.title = "t", .all = all},
+                  [] { return WallTime(); });
+  }
+  void SetSerial(int number, std::initializer_list<std::string_view> more) {
+    Set(number, {"connection=serial", "protocol=continuous", "enabled=yes"});
+    Set(number, more);
+  }
+  FakeSerialPort& Port(std::int16_t scale) {
+    const auto serial =
+        std::dynamic_pointer_cast<SerialConnection>(server->GetScale(scale)->Connection());
+    return dynamic_cast<FakeSerialPort&>(*serial->SaxPort());
+  }
+  bool Press(std::string_view characters) {
+    bool goesOn = true;
+    for (const char c : characters) goesOn = model->HandleKey(Key::Character, c);
+    return goesOn;
+  }
+  void Press(Key key) { EXPECT_TRUE(model->HandleKey(key, 0)); }
+  MonitorRow Row(std::size_t index = 0) { return model->Snapshot().rows.at(index); }
+  std::vector<std::string> Events() { return model->Snapshot().events; }
+
+  std::optional<TarnScaleServer> server;
+  std::optional<MonitorModel> model;
+};
+
+TEST_F(MonitorModelTest, ARowFollowsItsScale) {
+  SetSerial(4, {"alias=Line 4", "port=7"});
+  Start();
+  ASSERT_EQ(model->RowCount(), 1U);
+  for (int i = 0; i < 10; ++i) {
+    Port(4).Deliver(Frame(kMotion));
+    host.loop.Advance(100);
+  }
+  const MonitorRow row = Row();
+  EXPECT_EQ(row.number, 4);
+  EXPECT_EQ(row.alias, "Line 4");
+  EXPECT_EQ(row.connection, "COM7 9600,e,7,2");
+  EXPECT_EQ(row.protocol, "continuous standard");
+  EXPECT_EQ(row.reading.gross, "12.34");
+  EXPECT_EQ(row.reading.units, "kg");
+  EXPECT_TRUE(row.reading.motion);
+  EXPECT_TRUE(row.activityLed);
+  EXPECT_EQ(row.condition, "");
+  // Ten frames in a second: what the watchdog told meanwhile is none of them.
+  EXPECT_DOUBLE_EQ(row.readingsPerSecond, 10);
+}
+
+TEST_F(MonitorModelTest, SilenceAndChangesOfStateBecomeEventsOnce) {
+  SetSerial(1, {"alias=A"});
+  Start();
+  Port(1).Deliver(Frame(kMotion));
+  Port(1).Deliver(Frame());
+  host.loop.Advance(5000);
+  EXPECT_TRUE(Row().reading.noData);
+  EXPECT_TRUE(Row().errorLed);
+  EXPECT_THAT(Events(), testing::ElementsAre(EndsWith("  scale 1 (A): status steady"),
+                                             EndsWith("  scale 1 (A): status no-data range")));
+}
+
+TEST_F(MonitorModelTest, CommandKeysReachTheTerminalOfTheSelectedScale) {
+  SetSerial(1, {"port=1", "bidirectional=yes"});
+  SetSerial(2, {"port=2", "bidirectional=yes"});
+  Start();
+  Press("zt");
+  Press(Key::Down);
+  Press("cp");
+  EXPECT_EQ(Port(1).written, "ZT");
+  EXPECT_EQ(Port(2).written, "CP");
+  EXPECT_THAT(Events(), Contains(EndsWith("scale 1 (Scale1): Z sent")));
+}
+
+TEST_F(MonitorModelTest, ThePresetTareIsAskedFor) {
+  SetSerial(1, {"bidirectional=yes"});
+  Start();
+  Press("s");
+  EXPECT_THAT(model->Snapshot().prompt, HasSubstr("Preset tare for scale 1: _"));
+  EXPECT_TRUE(Press("1q2,55"));
+  Press(Key::Backspace);
+  Press(Key::Enter);
+  EXPECT_EQ(Port(1).written, "12.5T");
+  EXPECT_EQ(model->Snapshot().prompt, "");
+
+  Press("s7");
+  Press(Key::Escape);
+  Press("s1-2");
+  Press(Key::Enter);
+  EXPECT_EQ(Port(1).written, "12.5T");
+  EXPECT_THAT(Events().back(), HasSubstr("'1-2' is no weight"));
+}
+
+TEST_F(MonitorModelTest, ACommandThatWouldBeDroppedSaysSo) {
+  SetSerial(1, {"bidirectional=no"});
+  Set(2, {"alias=B", "enabled=yes"});
+  Start();
+  Press("z");
+  EXPECT_THAT(Events().back(), HasSubstr("one-way"));
+  Press("jz");
+  EXPECT_THAT(Events().back(), HasSubstr("scale 2 (B): Z: it has no connection"));
+  EXPECT_THAT(Port(1).written, IsEmpty());
+}
+
+TEST_F(MonitorModelTest, AnErrorOfACommandIsShownAndEndsNothing) {
+  SetSerial(1, {"bidirectional=yes"});
+  Start();
+  Port(1).Unplug();
+  EXPECT_EQ(Row().condition, "port closed");
+  EXPECT_TRUE(Press("z"));
+  EXPECT_THAT(Events().back(), HasSubstr("Z failed: The port is not open"));
+}
+
+TEST_F(MonitorModelTest, PrintRecordsAreTakenAndShown) {
+  SetSerial(1, {});
+  Start();
+  Port(1).Deliver(Frame(kMotion));
+  Press("r");
+  Port(1).Deliver(Frame(kMotion));
+  EXPECT_THAT(Events(), testing::Not(Contains(HasSubstr("print gross"))));
+  Port(1).Deliver(Frame());
+  EXPECT_THAT(Events(), Contains(EndsWith("print gross 12.34 tare 0.00 net 12.34 kg")));
+  const std::size_t before = Events().size();
+  Press("R");
+  EXPECT_EQ(Events().size(), before + 2);
+}
+
+TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
+  SetSerial(1, {"port=5"});
+  SetSerial(2, {"port=5"});
+  Start();
+  EXPECT_EQ(Row(1).condition, "not started");
+  EXPECT_THAT(Events(), Contains(HasSubstr("scale 2 (Scale2): not started: ")));
+  Press("d");
+  EXPECT_EQ(Row(0).condition, "disabled");
+  Press("je");
+  EXPECT_EQ(Row(1).condition, "");
+  Port(2).Deliver(Frame());
+  EXPECT_EQ(Row(1).reading.net, "12.34");
+  Press("ke");
+  EXPECT_THAT(Events().back(), HasSubstr("scale 1 (Scale1): start failed: "));
+}
+
+TEST_F(MonitorModelTest, SelectionStaysInTheTableAndTheEndIsAskedForByQ) {
+  Set(1, {"enabled=no"});
+  Start(true);
+  EXPECT_EQ(model->RowCount(), 32U);
+  Press(Key::Up);
+  EXPECT_EQ(model->Snapshot().selected, 0U);
+  Press(Key::PageDown);
+  Press("jk");
+  EXPECT_EQ(model->Snapshot().selected, 10U);
+  Press(Key::End);
+  Press("j");
+  EXPECT_EQ(model->Snapshot().selected, 31U);
+  EXPECT_FALSE(Press("q"));
+  EXPECT_FALSE(Press("\x03"));
+}
+
+TEST_F(MonitorModelTest, NothingConfiguredTakesAnyKey) {
+  Set(1, {"enabled=no"});
+  Start();
+  EXPECT_EQ(model->RowCount(), 0U);
+  EXPECT_TRUE(Press("zspredjk"));
+  EXPECT_THAT(Events(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tarn::tool

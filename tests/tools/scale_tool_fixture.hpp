@@ -1,0 +1,44 @@
+// What the tests of tarnscale share: a settings file on a host of fakes.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "tests/fakes/fake_host.hpp"
+#include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/scale_file.hpp"
+#include "tools/tarnscale/scale_keys.hpp"
+
+namespace tarn::tool {
+
+/// The text of the error of a kind that a call throws; empty when it throws none of it.
+template <class Error, class Call>
+std::string ErrorText(Call call) {
+  try {
+    call();
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return {};
+}
+
+class ScaleToolFixture : public testing::Test {
+ protected:
+  static constexpr const char* kFile = "plant.scl";
+
+  /// Writes settings of one scale to the file, which becomes new where it is missing.
+  void Set(int number, std::initializer_list<std::string_view> pairs) {
+    ScaleFile file(host, kFile);
+    file.LoadOrNew();
+    for (const std::string_view pair : pairs) ApplyPair(file.Scale(number), file.Site(), pair);
+    file.Save();
+  }
+
+  FakeHost host;
+};
+
+}  // namespace tarn::tool

@@ -1,0 +1,85 @@
+#include "tools/tarnscale/event_watch.hpp"
+
+#include <utility>
+
+namespace tarn::tool {
+
+using Kind = ScaleEvent::Kind;
+
+EventWatch::EventWatch(TarnScaleServer& server, Selection selection, WallClock clock, Sink sink)
+    : clock_(std::move(clock)), sink_(std::move(sink)) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    if (const auto scale = server.GetScale(number)) Watch(*scale, selection);
+  }
+  if (selection.readingsOnly) return;
+  subscriptions_.push_back(
+      server.InfoMessage.Subscribe([this](const std::string& message, std::int32_t style) {
+        ScaleEvent event;
+        event.kind = Kind::InfoMessage;
+        event.time = clock_();
+        event.message = message;
+        event.style = style;
+        sink_(event);
+      }));
+}
+
+/// A scale raises its events while it lives, so the handlers may refer to it.
+void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
+  const auto onReading = [this, &scale](auto& event, Kind kind) {
+    subscriptions_.push_back(event.Subscribe([this, &scale, kind] { TellReading(kind, scale); }));
+  };
+  onReading(scale.WeightData()->NewWeight, Kind::NewWeight);
+  if (selection.updates) onReading(scale.UpdateWeight, Kind::UpdateWeight);
+  if (selection.readingsOnly) return;
+  onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
+  subscriptions_.push_back(
+      scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
+  subscriptions_.push_back(
+      scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
+  subscriptions_.push_back(scale.ScaleConfigurationChange.Subscribe(
+      [this, &scale] { TellStatus(Kind::ScaleConfigurationChange, scale); }));
+}
+
+ScaleEvent EventWatch::EventOf(Kind kind, const TarnScale& scale) const {
+  ScaleEvent event;
+  event.kind = kind;
+  event.time = clock_();
+  event.scale = scale.ScaleNumber();
+  event.alias = scale.AliasName();
+  return event;
+}
+
+void EventWatch::TellReading(Kind kind, const TarnScale& scale) {
+  ScaleEvent event = EventOf(kind, scale);
+  event.reading = ReadingOf(*scale.WeightData());
+  sink_(event);
+}
+
+void EventWatch::TellPrint(const TarnScale& scale) {
+  ScaleEvent event = EventOf(Kind::PrintRecord, scale);
+  event.reading = ReadingOf(*scale.PrintData());
+  sink_(event);
+}
+
+void EventWatch::TellStatus(Kind kind, const TarnScale& scale) {
+  ScaleEvent event = EventOf(kind, scale);
+  event.activityLed = scale.ActivityLED();
+  event.errorLed = scale.ErrorLED();
+  sink_(event);
+}
+
+std::vector<ScaleEvent> FailureEvents(const std::vector<StartFailure>& failures, WallTime time) {
+  std::vector<ScaleEvent> events;
+  for (const StartFailure& failure : failures) {
+    ScaleEvent event;
+    event.kind = Kind::StartFailure;
+    event.time = time;
+    event.scale = failure.number;
+    event.alias = failure.alias;
+    event.message = failure.reason;
+    events.push_back(std::move(event));
+  }
+  return events;
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,42 @@
+// Listens to a server and its scales and tells what happens as values.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "base/event.hpp"
+#include "server/tarn_scale_server.hpp"
+#include "tools/tarnscale/scale_event.hpp"
+
+namespace tarn::tool {
+
+/// Its handlers only read the records and hand the copy on.
+class EventWatch {
+ public:
+  using Sink = std::function<void(const ScaleEvent& event)>;
+
+  struct Selection {
+    bool readingsOnly = false;  ///< NewWeight and nothing else
+    bool updates = false;       ///< UpdateWeight too
+  };
+
+  EventWatch(TarnScaleServer& server, Selection selection, WallClock clock, Sink sink);
+
+ private:
+  void Watch(TarnScale& scale, const Selection& selection);
+  void TellReading(ScaleEvent::Kind kind, const TarnScale& scale);
+  void TellPrint(const TarnScale& scale);
+  void TellStatus(ScaleEvent::Kind kind, const TarnScale& scale);
+  ScaleEvent EventOf(ScaleEvent::Kind kind, const TarnScale& scale) const;
+
+  WallClock clock_;
+  Sink sink_;
+  std::vector<Subscription> subscriptions_;
+};
+
+/// The failures of a start as events.
+std::vector<ScaleEvent> FailureEvents(const std::vector<StartFailure>& failures, WallTime time);
+
+}  // namespace tarn::tool

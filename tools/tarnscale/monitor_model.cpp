@@ -1,0 +1,274 @@
+#include "tools/tarnscale/monitor_model.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <utility>
+
+#include "base/number_text.hpp"
+#include "connections/serial_connection.hpp"
+#include "tools/tarnscale/class_names.hpp"
+#include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/scale_file.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using Key = Console::Key;
+using Kind = ScaleEvent::Kind;
+
+constexpr int kPage = 10;
+constexpr char kControlC = '\x03';
+
+/// A port that went away, or never opened, shows so at once; silence would show only as no-data.
+bool IsPortClosed(const TarnScale& scale) {
+  const auto serial = std::dynamic_pointer_cast<SerialConnection>(scale.Connection());
+  return serial && serial->SaxPort() && !serial->SaxPort()->PortOpen();
+}
+
+}  // namespace
+
+MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, Options options,
+                           WallClock clock)
+    : loop_(loop),
+      options_(std::move(options)),
+      clock_(std::move(clock)),
+      measuredAt_(loop.Now()),
+      watch_(server, {}, clock_, [this](const ScaleEvent& event) { HandleEvent(event); }) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    auto scale = server.GetScale(number);
+    if (options_.all || !scale || IsConfigured(*scale, number)) AddSlot(number, std::move(scale));
+  }
+  for (const ScaleEvent& event : FailureEvents(server.StartFailures(), clock_())) {
+    for (Slot& slot : slots_) slot.failedToStart |= slot.number == event.scale;
+    HandleEvent(event);
+  }
+}
+
+void MonitorModel::AddSlot(std::int16_t number, std::shared_ptr<TarnScale> scale) {
+  Slot& slot = slots_.emplace_back();
+  slot.number = number;
+  slot.scale = std::move(scale);
+  if (slot.scale) CountMessages(slot);
+}
+
+/// A protocol lights the activity lamp with every valid message. The record's own event would count
+/// what the watchdog reports too.
+void MonitorModel::CountMessages(Slot& slot) {
+  slot.onChanged = slot.scale->PropertyChanged.Subscribe([&slot](std::string_view name) {
+    if (name == "ActivityLED" && slot.scale->ActivityLED()) ++slot.messages;
+  });
+}
+
+void MonitorModel::MeasureRates() {
+  const double now = loop_.Now();
+  const double passed = now - measuredAt_;
+  if (passed < kMeasuringTime) return;
+  measuredAt_ = now;
+  for (Slot& slot : slots_) {
+    const auto arrived = slot.messages - std::exchange(slot.messagesBefore, slot.messages);
+    slot.readingsPerSecond = static_cast<double>(arrived) * 1000 / passed;
+  }
+}
+
+// --- What is seen -----------------------------------------------------------------------------
+
+MonitorRow MonitorModel::RowOf(const Slot& slot) const {
+  MonitorRow row;
+  row.number = slot.number;
+  if (!slot.scale) {
+    row.condition = "not restored";
+    return row;
+  }
+  const TarnScale& scale = *slot.scale;
+  row.alias = scale.AliasName();
+  row.connection = ConnectionText(scale);
+  row.protocol = ProtocolText(scale);
+  row.reading = ReadingOf(*scale.WeightData());
+  row.activityLed = scale.ActivityLED();
+  row.errorLed = scale.ErrorLED();
+  row.readingsPerSecond = slot.readingsPerSecond;
+  if (scale.Disabled())
+    row.condition = "disabled";
+  else if (slot.failedToStart)
+    row.condition = "not started";
+  else if (IsPortClosed(scale))
+    row.condition = "port closed";
+  return row;
+}
+
+MonitorSnapshot MonitorModel::Snapshot() {
+  MeasureRates();
+  MonitorSnapshot snapshot;
+  snapshot.title = options_.title;
+  for (const Slot& slot : slots_) snapshot.rows.push_back(RowOf(slot));
+  snapshot.selected = selected_;
+  snapshot.events.assign(events_.begin(), events_.end());
+  if (tareText_) {
+    snapshot.prompt = "Preset tare for scale " + std::to_string(slots_[selected_].number) + ": " +
+                      *tareText_ + "_   (Enter sends it, Escape does not)";
+  }
+  return snapshot;
+}
+
+void MonitorModel::Note(std::string_view text) {
+  constexpr std::size_t kTimeOfDay = 11;
+  events_.push_back(LocalText(clock_()).substr(kTimeOfDay, 8) + "  " + std::string(text));
+  if (events_.size() > kKeptEvents) events_.pop_front();
+}
+
+void MonitorModel::HandleEvent(const ScaleEvent& event) {
+  switch (event.kind) {
+    case Kind::NewWeight:
+      return NoteStateChange(event);
+    case Kind::PrintRecord:
+    case Kind::InfoMessage:
+    case Kind::StartFailure:
+      return Note(EventWords(event));
+    default:
+      return;  // the table shows it
+  }
+}
+
+/// StatusChange comes in the middle of a reading and from every look of the watchdog; what the
+/// flags came to is told with the reading, once.
+void MonitorModel::NoteStateChange(const ScaleEvent& event) {
+  for (Slot& slot : slots_) {
+    if (slot.number != event.scale) continue;
+    std::string state = StateText(event.reading);
+    const bool changed = slot.lastState && *slot.lastState != state;
+    slot.lastState = std::move(state);
+    if (!changed) return;
+    const std::string& words = *slot.lastState;
+    Note(ScaleTitle(event.scale, event.alias) + ": status " + (words.empty() ? "steady" : words));
+  }
+}
+
+// --- Keys -------------------------------------------------------------------------------------
+
+bool MonitorModel::HandleKey(Key key, char character) {
+  if (key == Key::Character && character == kControlC) return false;
+  if (tareText_) {
+    HandlePromptKey(key, character);
+    return true;
+  }
+  switch (key) {
+    case Key::Character:
+      return HandleCharacter(character);
+    case Key::Up:
+      MoveSelection(-1);
+      break;
+    case Key::Down:
+      MoveSelection(1);
+      break;
+    case Key::PageUp:
+      MoveSelection(-kPage);
+      break;
+    case Key::PageDown:
+      MoveSelection(kPage);
+      break;
+    case Key::Home:
+      MoveSelection(-kScaleCount);
+      break;
+    case Key::End:
+      MoveSelection(kScaleCount);
+      break;
+    default:
+      break;
+  }
+  return true;
+}
+
+bool MonitorModel::HandleCharacter(char character) {
+  if (character == 'q') return false;
+  if (character == 'k') MoveSelection(-1);
+  if (character == 'j') MoveSelection(1);
+  if (character == 'e') Start();
+  if (character == 'd') Disable();
+  const ScaleCommand* command = FindCommandKey(character);
+  if (command == nullptr || slots_.empty()) return true;
+  if (command->kind == ScaleCommand::Kind::PresetTare)
+    tareText_.emplace();
+  else
+    Give(*command);
+  return true;
+}
+
+void MonitorModel::MoveSelection(int rows) {
+  if (slots_.empty()) return;
+  const int last = static_cast<int>(slots_.size()) - 1;
+  selected_ = static_cast<std::size_t>(std::clamp(static_cast<int>(selected_) + rows, 0, last));
+}
+
+void MonitorModel::HandlePromptKey(Key key, char character) {
+  constexpr std::size_t kLongestNumber = 20;
+  constexpr std::string_view kNumberCharacters = "0123456789.,-";
+  std::string& text = *tareText_;
+  if (key == Key::Enter) {
+    GivePresetTare(*std::exchange(tareText_, std::nullopt));
+  } else if (key == Key::Escape) {
+    tareText_.reset();
+  } else if (key == Key::Backspace) {
+    if (!text.empty()) text.pop_back();
+  } else if (key == Key::Character && text.size() < kLongestNumber &&
+             kNumberCharacters.find(character) != std::string_view::npos) {
+    text += character;
+  }
+}
+
+MonitorModel::Slot* MonitorModel::Selected() {
+  return slots_.empty() ? nullptr : &slots_[selected_];
+}
+
+template <class Action>
+void MonitorModel::WithSelected(std::string_view what, Action action) {
+  Slot* slot = Selected();
+  if (slot == nullptr) return;
+  const auto scale = slot->scale;
+  const std::string title = ScaleTitle(slot->number, scale ? scale->AliasName() : std::string());
+  if (!scale) return Note(title + ": it could not be restored from the settings file");
+  try {
+    Note(title + ": " + std::string(what) + action(*slot));
+  } catch (const std::exception& error) {
+    Note(title + ": " + std::string(what) + " failed: " + error.what());
+  }
+}
+
+void MonitorModel::Give(const ScaleCommand& command, double tare) {
+  WithSelected(command.name, [&](Slot& slot) -> std::string {
+    const std::string hindrance = CommandHindrance(*slot.scale, command);
+    if (!hindrance.empty()) return ": " + hindrance;
+    GiveCommand(*slot.scale, command, tare);
+    return command.toTerminal ? " sent" : " asked for";
+  });
+}
+
+void MonitorModel::GivePresetTare(const std::string& text) {
+  std::string point = text;
+  std::replace(point.begin(), point.end(), ',', '.');
+  const ScaleCommand& command = *FindCommand("SetTare");
+  if (const auto tare = LocaleNumber(point, "."))
+    Give(command, *tare);
+  else
+    Note("'" + text + "' is no weight: nothing is sent");
+}
+
+void MonitorModel::Start() {
+  WithSelected("start", [](Slot& slot) -> std::string {
+    slot.scale->StopScale();
+    slot.scale->Disabled(false);
+    slot.scale->RunScale();
+    slot.failedToStart = false;
+    return "ed (the settings file stays as it is)";
+  });
+}
+
+void MonitorModel::Disable() {
+  WithSelected("disable", [](Slot& slot) -> std::string {
+    slot.scale->StopScale();
+    slot.scale->Disabled(true);
+    return "d (the settings file stays as it is)";
+  });
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,165 @@
+#include "tools/tarnscale/monitor_view.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string_view>
+
+#include "base/number_text.hpp"
+#include "tools/tarnscale/display_text.hpp"
+
+namespace tarn::tool {
+namespace {
+
+constexpr std::size_t kLeastEvents = 3;
+constexpr std::size_t kShortestAlias = 5;
+constexpr std::size_t kLongestAlias = 20;
+constexpr std::string_view kKeys =
+    "q quit  j/k select  z zero  t tare  c clear tare  s preset tare  p print  "
+    "r/R print record  e start  d disable";
+
+struct Column {
+  std::string_view title;
+  std::size_t width;
+  Align align;
+  int keep;  ///< the column with the lowest number goes first when the screen is narrow
+  std::string (*text)(const MonitorRow& row);
+};
+
+std::string State(const MonitorRow& row) {
+  return row.condition.empty() ? StateText(row.reading) : row.condition;
+}
+
+std::string Lamps(const MonitorRow& row) {
+  return std::string(row.activityLed ? "act" : "   ") + (row.errorLed ? " ERR" : "    ");
+}
+
+std::string Rate(const MonitorRow& row) {
+  const double rounded = RoundHalfEven(row.readingsPerSecond * 10) / 10;
+  return rounded == 0 ? "" : FormatNumber(rounded, "0.0");
+}
+
+constexpr std::array kColumns = {
+    Column{"#", 2, Align::Right, 10, [](const MonitorRow& r) { return std::to_string(r.number); }},
+    Column{"Alias", kShortestAlias, Align::Left, 8, [](const MonitorRow& r) { return r.alias; }},
+    Column{"Connection", 18, Align::Left, 2, [](const MonitorRow& r) { return r.connection; }},
+    Column{"Protocol", 19, Align::Left, 1, [](const MonitorRow& r) { return r.protocol; }},
+    Column{"Gross", 9, Align::Right, 6, [](const MonitorRow& r) { return r.reading.gross; }},
+    Column{"Tare", 9, Align::Right, 5, [](const MonitorRow& r) { return r.reading.tare; }},
+    Column{"Net", 9, Align::Right, 9, [](const MonitorRow& r) { return r.reading.net; }},
+    Column{"Un", 3, Align::Left, 7, [](const MonitorRow& r) { return r.reading.units; }},
+    Column{"State", 13, Align::Left, 9, State},
+    Column{"Lamps", 7, Align::Left, 4, Lamps},
+    Column{"Rd/s", 6, Align::Right, 3, Rate},
+};
+
+/// In front of the first column stands the mark of the selected row, between two columns a blank.
+std::size_t TableWidth(const std::vector<Column>& columns) {
+  std::size_t width = 0;
+  for (const Column& column : columns) width += 1 + column.width;
+  return width;
+}
+
+std::size_t AliasWidth(const std::vector<MonitorRow>& rows) {
+  std::size_t width = kShortestAlias;
+  for (const MonitorRow& row : rows) width = std::max(width, DisplayWidth(row.alias));
+  return std::min(width, kLongestAlias);
+}
+
+std::vector<Column> ColumnsFor(const std::vector<MonitorRow>& rows, std::size_t screenWidth) {
+  std::vector<Column> columns(kColumns.begin(), kColumns.end());
+  for (Column& column : columns) {
+    if (column.title == "Alias") column.width = AliasWidth(rows);
+  }
+  const auto leastNeeded = [](const Column& a, const Column& b) { return a.keep < b.keep; };
+  while (columns.size() > 1 && TableWidth(columns) > screenWidth) {
+    columns.erase(std::min_element(columns.begin(), columns.end(), leastNeeded));
+  }
+  return columns;
+}
+
+template <class CellText>
+std::string TableLine(const std::vector<Column>& columns, bool selected, CellText cellText) {
+  std::string line;
+  for (const Column& column : columns) {
+    line += line.empty() && selected ? '>' : ' ';
+    line += Fit(Printable(cellText(column)), column.width, column.align);
+  }
+  return line;
+}
+
+/// The first row that is shown so that the selected one is among them.
+std::size_t FirstRow(const MonitorSnapshot& snapshot, std::size_t shown) {
+  const std::size_t count = snapshot.rows.size();
+  if (count <= shown) return 0;
+  const std::size_t half = shown / 2;
+  const std::size_t first = snapshot.selected > half ? snapshot.selected - half : 0;
+  return std::min(first, count - shown);
+}
+
+class MonitorDrawing {
+ public:
+  MonitorDrawing(const MonitorSnapshot& snapshot, Console::Size size)
+      : snapshot_(snapshot),
+        width_(static_cast<std::size_t>(std::max(size.columns, 1))),
+        height_(static_cast<std::size_t>(std::max(size.rows, 1))) {}
+
+  Drawing Draw() {
+    const std::string last = snapshot_.prompt.empty() ? std::string(kKeys) : snapshot_.prompt;
+    if (height_ > 3) {
+      Add(Printable(snapshot_.title));
+      DrawTable();
+      DrawEvents();
+    }
+    Add(Printable(last));
+    return std::move(drawing_);
+  }
+
+ private:
+  void Add(const std::string& line) {
+    const std::size_t width = DisplayWidth(line);
+    drawing_.lines.push_back(width > width_ ? Fit(line, width_) : line);
+  }
+
+  void DrawTable() {
+    const auto columns = ColumnsFor(snapshot_.rows, width_);
+    Add(TableLine(columns, false, [](const Column& c) { return std::string(c.title); }));
+    // Title, table, an empty line, events, keys.
+    const std::size_t others = 3 + std::min(kLeastEvents, height_ / 4);
+    const std::size_t room = height_ > others ? height_ - others : 1;
+    const std::size_t shown = std::min(snapshot_.rows.size(), room);
+    const std::size_t first = FirstRow(snapshot_, shown);
+    for (std::size_t i = first; i < first + shown; ++i) {
+      const bool selected = i == snapshot_.selected;
+      if (selected) drawing_.selectedLine = drawing_.lines.size();
+      const MonitorRow& row = snapshot_.rows[i];
+      Add(TableLine(columns, selected, [&row](const Column& c) { return c.text(row); }));
+    }
+  }
+
+  /// Fills the screen down to the last line, the newest event at the bottom of those shown.
+  void DrawEvents() {
+    const std::size_t room =
+        height_ - 1 > drawing_.lines.size() ? height_ - 1 - drawing_.lines.size() : 0;
+    if (room == 0) return;
+    Add("");
+    const std::size_t count = std::min(room - 1, snapshot_.events.size());
+    for (std::size_t i = snapshot_.events.size() - count; i < snapshot_.events.size(); ++i) {
+      Add(Printable(snapshot_.events[i]));
+    }
+    while (drawing_.lines.size() < height_ - 1) Add("");
+  }
+
+  const MonitorSnapshot& snapshot_;
+  std::size_t width_;
+  std::size_t height_;
+  Drawing drawing_;
+};
+
+}  // namespace
+
+Drawing DrawMonitor(const MonitorSnapshot& snapshot, Console::Size size) {
+  return MonitorDrawing(snapshot, size).Draw();
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,148 @@
+#include "tools/tarnscale/program.hpp"
+
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "base/automation_error.hpp"
+#include "base/number_text.hpp"
+#include "platform/program.hpp"
+#include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/scale_file.hpp"
+
+namespace tarn::tool {
+namespace {
+
+constexpr std::string_view kProgram = "tarnscale";
+constexpr std::string_view kSection = "Settings";
+constexpr std::string_view kServerStore = "server";
+constexpr int kHighestStoredPort = 256;
+constexpr double kHighestPort = 32767;
+
+}  // namespace
+
+void AddPort(std::map<int, std::string>& ports, std::string_view text) {
+  const auto equals = text.find('=');
+  const auto number = LocaleNumber(text.substr(0, equals), ".");
+  const bool whole =
+      number && *number >= 1 && *number <= kHighestPort && *number == RoundHalfEven(*number);
+  if (!whole || equals == std::string_view::npos || equals + 1 == text.size()) {
+    throw UsageError("--port '" + Printable(text) +
+                     "': write N=DEVICE, such as --port 3=/dev/ttyUSB0");
+  }
+  ports.insert_or_assign(static_cast<int>(*number), std::string(text.substr(equals + 1)));
+}
+
+Program::Program(CommonOptions options) : options_(std::move(options)) {
+  HostOptions hostOptions = OptionsOfHost();
+  std::map<int, std::string> given;
+  for (const std::string& port : options_.ports) AddPort(given, port);
+  hostOptions.portMap = given;
+  host_ = CreateNativeHost(hostOptions);
+
+  // The ports of the store are known only by a host. What the command line says of a port wins.
+  std::map<int, std::string> stored = StoredPorts();
+  if (!stored.empty()) {
+    given.merge(stored);
+    hostOptions.portMap = std::move(given);
+    host_.reset();
+    host_ = CreateNativeHost(std::move(hostOptions));
+  }
+  console_ = host_->CreateConsole();
+}
+
+bool Program::UsesServerStore() const {
+  return options_.store == kServerStore;
+}
+
+HostOptions Program::OptionsOfHost() {
+  HostOptions options;
+  if (options_.store.empty())
+    options.settingsPlace = ProgramSettingsPlace(kProgram);
+  else if (!UsesServerStore())
+    options.settingsPlace = options_.store;
+  options.trace = [this](std::string_view text) {
+    if (trace_)
+      trace_(text);
+    else
+      Complain(text);
+  };
+  return options;
+}
+
+std::map<int, std::string> Program::StoredPorts() {
+  std::map<int, std::string> ports;
+  try {
+    for (int number = 1; number <= kHighestStoredPort; ++number) {
+      const auto device = host_->Settings().Get("Ports", std::to_string(number));
+      if (device && !device->empty()) ports.emplace(number, *device);
+    }
+  } catch (const AutomationError& error) {
+    throw Failure(std::string("cannot read the settings store: ") + error.what() +
+                  "; another place for it: --store PLACE");
+  }
+  return ports;
+}
+
+void Program::Say(std::string_view text) const {
+  if (!options_.quiet) std::cerr << text << '\n';
+}
+
+void Program::Complain(std::string_view text) const {
+  std::cerr << "tarnscale: " << text << '\n';
+}
+
+/// The server reads from the store which settings file and log it is to use. In tarnscale's own
+/// store the command line decides about the log every time; the Automation server's store keeps
+/// what it has unless --log is given.
+void Program::PrepareStore(const std::string& file) {
+  const auto set = [this](std::string_view key, std::string_view value) {
+    host_->Settings().Set(kSection, key, value);
+  };
+  try {
+    set("LastFile", file);
+    if (UsesServerStore() && options_.log.empty()) return;
+    const bool logging = !options_.log.empty();
+    set("LogFile", logging ? host_->Files().AbsoluteName(options_.log)
+                           : ProgramDataFolder(kProgram) + "/tarnscale.log");
+    set("LoggingEnabled", logging ? "True" : "False");
+  } catch (const AutomationError& error) {
+    throw Failure(std::string("cannot write the settings store: ") + error.what() +
+                  "; another place for it: --store PLACE");
+  }
+}
+
+std::unique_ptr<TarnServerConnection> Program::StartServer() {
+  // The server would start with an empty configuration where it cannot read the file.
+  RequireSettingsFile(*host_, options_.file);
+  const std::string file = host_->Files().AbsoluteName(options_.file);
+  PrepareStore(file);
+  std::unique_ptr<TarnServerConnection> connection;
+  try {
+    connection = std::make_unique<TarnServerConnection>(*host_, StartMode::EachScale);
+  } catch (const std::exception& error) {
+    throw Failure(std::string("the server does not start: ") + error.what());
+  }
+  std::int32_t any = 0;
+  const auto server = connection->TarnScaleServer(any);
+  if (server->CurrentFileName() != file || server->CurrentFileNew()) {
+    throw Failure("the server did not load '" + Printable(file) +
+                  "'; where several tarnscale start at once, give each its own --store PLACE");
+  }
+  return connection;
+}
+
+std::shared_ptr<TextStream> Program::OpenLog() {
+  if (options_.log.empty()) return nullptr;
+  try {
+    return host_->Files().OpenForAppending(options_.log);
+  } catch (const AutomationError& error) {
+    throw Failure(std::string("cannot open the activity log: ") + error.what());
+  }
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,60 @@
+#include <chrono>
+#include <cstdint>
+#include <memory>
+
+#include "tools/tarnscale/commands.hpp"
+#include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/event_output.hpp"
+#include "tools/tarnscale/event_watch.hpp"
+#include "tools/tarnscale/line_writer.hpp"
+#include "tools/tarnscale/live_output.hpp"
+
+namespace tarn::tool {
+namespace {
+
+/// For people on standard error; for programs, which read JSON, in the output too.
+void ReportFailures(Program& program, const TarnScaleServer& server, const RunOptions& options,
+                    EventOutput& output) {
+  const WallTime now = std::chrono::system_clock::now();
+  for (const ScaleEvent& event : FailureEvents(server.StartFailures(), now)) {
+    program.Complain(ScaleTitle(event.scale, event.alias) + ": " + Printable(event.message));
+    if (options.json && !options.readingsOnly) output.Write(event);
+  }
+  if (server.StartFailures().empty()) return;
+  program.Say(
+      "--port N=DEVICE says which device serial port N is; on Linux a port asks for its group, "
+      "mostly dialout");
+}
+
+int RunScales(Program& program, const RunOptions& options, TarnScaleServer& server,
+              EventOutput& output) {
+  ReportFailures(program, server, options, output);
+  const std::string reason = WhyNothingRuns(server, program.Options().file);
+  if (!reason.empty()) {
+    program.Complain(reason);
+    return kFailed;
+  }
+  const EventWatch watch(server, {.readingsOnly = options.readingsOnly, .updates = options.updates},
+                         std::chrono::system_clock::now,
+                         [&output](const ScaleEvent& event) { output.Write(event); });
+  RunLoop(program, options.seconds);
+  return kSuccess;
+}
+
+}  // namespace
+
+int RunCommand(Program& program, const RunOptions& options) {
+  auto connection = program.StartServer();
+  LineWriter writer([&program](std::string_view bytes) { program.Output().Write(bytes); });
+  EventOutput output(options.json, [&writer](std::string_view bytes, std::size_t bound) {
+    return writer.TryWrite(bytes, bound);
+  });
+  std::int32_t any = 0;
+  const int status = RunScales(program, options, *connection->TarnScaleServer(any), output);
+  connection.reset();
+  output.TellLost(std::chrono::system_clock::now());
+  FinishOutput(writer, status);
+  return status;
+}
+
+}  // namespace tarn::tool

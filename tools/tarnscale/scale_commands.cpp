@@ -1,0 +1,77 @@
+#include "tools/tarnscale/scale_commands.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "base/number_text.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using Kind = ScaleCommand::Kind;
+
+constexpr std::array kCommands = {
+    ScaleCommand{Kind::Zero, "Z", "set to zero", 'z', true},
+    ScaleCommand{Kind::Tare, "T", "tare", 't', true},
+    ScaleCommand{Kind::ClearTare, "C", "clear the tare", 'c', true},
+    ScaleCommand{Kind::Print, "P", "print at the terminal", 'p', true},
+    ScaleCommand{Kind::PresetTare, "SetTare", "preset the tare to VALUE", 's', true},
+    ScaleCommand{Kind::TakePrint, "print", "a print record of the next reading without motion", 'r',
+                 false},
+    ScaleCommand{Kind::TakePrintNow, "print-now", "a print record of the present reading", 'R',
+                 false},
+};
+
+template <class Matches>
+const ScaleCommand* FindWhere(Matches matches) {
+  const auto* found = std::find_if(kCommands.begin(), kCommands.end(), matches);
+  return found == kCommands.end() ? nullptr : found;
+}
+
+}  // namespace
+
+std::span<const ScaleCommand> ScaleCommands() {
+  return kCommands;
+}
+
+const ScaleCommand* FindCommand(std::string_view name) {
+  return FindWhere([&](const ScaleCommand& c) { return EqualIgnoringCase(c.name, name); });
+}
+
+const ScaleCommand* FindCommandKey(char key) {
+  return FindWhere([&](const ScaleCommand& c) { return c.key == key; });
+}
+
+std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command) {
+  if (scale.Disabled()) return "it is disabled";
+  if (!command.toTerminal) return {};
+  const auto connection = scale.Connection();
+  if (!connection || connection->Ctype() == ConnectionType::none) return "it has no connection";
+  const auto protocol = scale.Protocol();
+  if (!protocol || protocol->pType() == ProtocolType::NoProtType) return "it has no protocol";
+  if (!connection->IsBidirectional()) {
+    return "its connection is one-way (bidirectional=no), so nothing is sent";
+  }
+  return {};
+}
+
+void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare) {
+  switch (command.kind) {
+    case Kind::Zero:
+      return scale.Z();
+    case Kind::Tare:
+      return scale.T();
+    case Kind::ClearTare:
+      return scale.C();
+    case Kind::Print:
+      return scale.P();
+    case Kind::PresetTare:
+      return scale.SetTare(tare);
+    case Kind::TakePrint:
+      return scale.printRequest(false);
+    case Kind::TakePrintNow:
+      return scale.printRequest(true);
+  }
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,207 @@
+#include "tools/tarnscale/scale_event.hpp"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <nlohmann/json.hpp>
+
+#include "tools/tarnscale/display_text.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Kind = ScaleEvent::Kind;
+
+/// The names for programs are those of the published events; the words are for people.
+struct KindNames {
+  Kind kind;
+  const char* name;
+  const char* word;
+};
+constexpr std::array kKinds = {
+    KindNames{Kind::NewWeight, "NewWeight", "weight"},
+    KindNames{Kind::StatusChange, "StatusChange", "status"},
+    KindNames{Kind::PrintRecord, "PrintRecord", "print"},
+    KindNames{Kind::NewStatus, "NewStatus", "lamps"},
+    KindNames{Kind::UpdateWeight, "UpdateWeight", "update"},
+    KindNames{Kind::ScaleConfigurationChange, "ScaleConfigurationChange", "configuration changed"},
+    KindNames{Kind::InfoMessage, "InfoMessage", "info"},
+    KindNames{Kind::StartFailure, "StartFailure", "not started"},
+    KindNames{Kind::Lost, "Lost", "lost"},
+};
+
+const KindNames& NamesOf(Kind kind) {
+  return kKinds[static_cast<std::size_t>(kind)];
+}
+
+bool HasWeights(Kind kind) {
+  return kind == Kind::NewWeight || kind == Kind::StatusChange || kind == Kind::PrintRecord ||
+         kind == Kind::UpdateWeight;
+}
+
+std::string Milliseconds(WallTime time) {
+  const auto sinceEpoch = std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch());
+  const std::string thousand = std::to_string(1000 + (sinceEpoch.count() % 1000 + 1000) % 1000);
+  return "." + thousand.substr(1);
+}
+
+std::string LampsText(const ScaleEvent& event) {
+  return std::string("activity ") + (event.activityLed ? "on" : "off") + ", error " +
+         (event.errorLed ? "on" : "off");
+}
+
+std::string LostText(const ScaleEvent& event) {
+  return std::to_string(event.lostReadings) + " readings and " + std::to_string(event.lostEvents) +
+         " other events, since the output was not read in time";
+}
+
+std::string Details(const ScaleEvent& event) {
+  if (HasWeights(event.kind)) {
+    const std::string state = StateText(event.reading);
+    return WeightsText(event.reading) + (state.empty() ? "" : " (" + state + ")");
+  }
+  switch (event.kind) {
+    case Kind::NewStatus:
+      return LampsText(event);
+    case Kind::InfoMessage:
+    case Kind::StartFailure:
+      return Printable(event.message);
+    case Kind::Lost:
+      return LostText(event);
+    default:
+      return {};
+  }
+}
+
+void AddWeights(Json& json, const Reading& reading) {
+  json["gross"] = reading.gross;
+  json["tare"] = reading.tare;
+  json["net"] = reading.net;
+  json["units"] = reading.units;
+  json["grossValue"] = reading.grossValue;
+  json["tareValue"] = reading.tareValue;
+  json["netValue"] = reading.netValue;
+}
+
+void AddFlags(Json& json, const Reading& reading) {
+  json["motion"] = reading.motion;
+  json["atZero"] = reading.atZero;
+  json["outOfRange"] = reading.outOfRange;
+  json["inNetMode"] = reading.inNetMode;
+  json["noDataError"] = reading.noData;
+}
+
+}  // namespace
+
+Reading ReadingOf(const WeightData& record) {
+  return {.gross = record.GrossWeight(),
+          .tare = record.TareWeight(),
+          .net = record.NetWeight(),
+          .units = record.Units(),
+          .grossValue = record.GrossWeightValue(),
+          .tareValue = record.TareWeightValue(),
+          .netValue = record.NetWeightValue(),
+          .motion = record.Motion(),
+          .atZero = record.AtZero(),
+          .outOfRange = record.OutOfRange(),
+          .inNetMode = record.InNetMode(),
+          .noData = record.NoDataError()};
+}
+
+Reading ReadingOf(const PrintData& record) {
+  Reading reading;
+  reading.gross = record.GrossWeight();
+  reading.tare = record.TareWeight();
+  reading.net = record.NetWeight();
+  reading.units = record.Units();
+  reading.grossValue = record.GrossWeightValue();
+  reading.tareValue = record.TareWeightValue();
+  reading.netValue = record.NetWeightValue();
+  return reading;
+}
+
+std::string WeightsText(const Reading& reading) {
+  const auto shown = [](const std::string& text) { return text.empty() ? "-" : Printable(text); };
+  std::string text = "gross " + shown(reading.gross) + " tare " + shown(reading.tare) + " net " +
+                     shown(reading.net);
+  if (!reading.units.empty()) text += " " + Printable(reading.units);
+  return text;
+}
+
+std::string StateText(const Reading& reading) {
+  std::string text;
+  const auto add = [&text](bool flag, std::string_view word) {
+    if (!flag) return;
+    if (!text.empty()) text += ' ';
+    text += word;
+  };
+  add(reading.noData, "no-data");
+  add(reading.outOfRange, "range");
+  add(reading.motion, "motion");
+  add(reading.atZero, "zero");
+  add(reading.inNetMode, "net");
+  return text;
+}
+
+std::string EventWords(const ScaleEvent& event) {
+  std::string text;
+  if (event.scale != 0) text = ScaleTitle(event.scale, event.alias) + ": ";
+  text += NamesOf(event.kind).word;
+  const std::string details = Details(event);
+  if (details.empty()) return text;
+  const bool isSentence = event.kind == Kind::InfoMessage || event.kind == Kind::StartFailure;
+  return text + (isSentence ? ": " : " ") + details;
+}
+
+std::string EventText(const ScaleEvent& event) {
+  return LocalText(event.time) + "  " + EventWords(event);
+}
+
+std::string EventJson(const ScaleEvent& event) {
+  Json json = {{"time", UtcText(event.time)}, {"event", NamesOf(event.kind).name}};
+  if (event.scale != 0) {
+    json["scale"] = event.scale;
+    json["alias"] = event.alias;
+  }
+  if (HasWeights(event.kind)) AddWeights(json, event.reading);
+  if (HasWeights(event.kind) && event.kind != Kind::PrintRecord) AddFlags(json, event.reading);
+  if (event.kind == Kind::NewStatus) {
+    json["activityLED"] = event.activityLed;
+    json["errorLED"] = event.errorLed;
+  }
+  if (!event.message.empty()) json["message"] = event.message;
+  if (event.kind == Kind::InfoMessage) json["style"] = event.style;
+  if (event.kind == Kind::Lost) {
+    json["readings"] = event.lostReadings;
+    json["events"] = event.lostEvents;
+  }
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+/// By the calendar of the standard library: a system's own gmtime knows no time before 1970
+/// everywhere.
+std::string UtcText(WallTime time) {
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(std::chrono::floor<std::chrono::seconds>(time - day));
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d",
+                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
+                static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text.data() + Milliseconds(time) + "Z";
+}
+
+std::string LocalText(WallTime time) {
+  const std::time_t seconds =
+      std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
+  const std::tm* local = std::localtime(&seconds);
+  if (local == nullptr) return UtcText(time);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", local);
+  return text.data() + Milliseconds(time);
+}
+
+}  // namespace tarn::tool

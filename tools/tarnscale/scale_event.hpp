@@ -1,0 +1,83 @@
+// What happened at a scale or at the server, as a value, and as a line for people or for programs.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "scale/print_data.hpp"
+#include "scale/weight_data.hpp"
+
+namespace tarn::tool {
+
+using WallTime = std::chrono::system_clock::time_point;
+using WallClock = std::function<WallTime()>;
+
+/// A copy of a weight or print record; a print record has no flags.
+struct Reading {
+  std::string gross{};
+  std::string tare{};
+  std::string net{};
+  std::string units{};
+  double grossValue = 0;
+  double tareValue = 0;
+  double netValue = 0;
+  bool motion = false;
+  bool atZero = false;
+  bool outOfRange = false;
+  bool inNetMode = false;
+  bool noData = false;
+};
+
+Reading ReadingOf(const WeightData& record);
+Reading ReadingOf(const PrintData& record);
+
+/// "gross 133.4 tare 10.0 net 123.4 kg".
+std::string WeightsText(const Reading& reading);
+/// The flags that are set, as words: "motion net".
+std::string StateText(const Reading& reading);
+
+struct ScaleEvent {
+  enum class Kind {
+    NewWeight,
+    StatusChange,
+    PrintRecord,
+    NewStatus,
+    UpdateWeight,
+    ScaleConfigurationChange,
+    InfoMessage,
+    StartFailure,
+    Lost,  ///< events that a slow reader of the output did not get
+  };
+
+  Kind kind = Kind::NewWeight;
+  WallTime time;
+  int scale = 0;  ///< 0 for the server
+  std::string alias;
+  Reading reading;
+  bool activityLed = false;
+  bool errorLed = false;
+  std::string message;  ///< of InfoMessage and StartFailure
+  std::int32_t style = 0;
+  std::uint64_t lostReadings = 0;
+  std::uint64_t lostEvents = 0;
+
+  /// The next one makes it old: what a slow reader can do without.
+  bool IsReading() const { return kind == Kind::NewWeight || kind == Kind::UpdateWeight; }
+};
+
+/// One line without its end, with the local time in front.
+std::string EventText(const ScaleEvent& event);
+/// What happened, without time: "scale 1 (Line 1): print gross ...".
+std::string EventWords(const ScaleEvent& event);
+/// One JSON object on one line without its end; the time is UTC.
+std::string EventJson(const ScaleEvent& event);
+
+/// "2024-06-01T12:34:56.789Z".
+std::string UtcText(WallTime time);
+/// "2024-06-01 14:34:56.789" by the user's clock.
+std::string LocalText(WallTime time);
+
+}  // namespace tarn::tool

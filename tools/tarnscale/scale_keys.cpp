@@ -1,0 +1,316 @@
+#include "tools/tarnscale/scale_keys.hpp"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "base/number_text.hpp"
+#include "connections/serial_connection.hpp"
+#include "tools/tarnscale/class_names.hpp"
+#include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/errors.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using Place = ScaleKey::Place;
+
+// --- Values -----------------------------------------------------------------------------------
+
+bool ParseSwitch(std::string_view text) {
+  for (const std::string_view yes : {"yes", "true", "on", "1"}) {
+    if (EqualIgnoringCase(text, yes)) return true;
+  }
+  for (const std::string_view no : {"no", "false", "off", "0"}) {
+    if (EqualIgnoringCase(text, no)) return false;
+  }
+  throw UsageError("write yes or no");
+}
+
+double ParseNumber(std::string_view text, double least, double most, const char* what) {
+  const std::optional<double> number = LocaleNumber(text, ".");
+  if (!number || *number < least || *number > most) throw UsageError(what);
+  return *number;
+}
+
+std::int32_t ParseWhole(std::string_view text, std::int32_t least, std::int32_t most,
+                        const char* what) {
+  const double number = ParseNumber(text, least, most, what);
+  if (number != RoundHalfEven(number)) throw UsageError(what);
+  return static_cast<std::int32_t>(number);
+}
+
+KeyValue Number(std::int32_t number) {
+  return static_cast<double>(number);
+}
+
+// --- Settings that are indexes into texts -----------------------------------------------------
+
+template <class Index>
+using PieceFunction = std::string_view (*)(Index index);
+
+/// The text of an index without the comma that joins the pieces of a line's settings.
+template <class Index>
+std::string_view PieceText(PieceFunction<Index> piece, Index index) {
+  std::string_view text = piece(index);
+  if (text.ends_with(',')) text.remove_suffix(1);
+  return text;
+}
+
+template <class Index>
+KeyValue PieceValue(PieceFunction<Index> piece, Index index) {
+  const std::string_view text = PieceText(piece, index);
+  if (text.empty()) {
+    return "index " + std::to_string(static_cast<std::int32_t>(index)) + ", which is none";
+  }
+  if (const auto number = LocaleNumber(text, ".")) return *number;
+  return std::string(text);
+}
+
+template <class Index>
+Index ParsePiece(PieceFunction<Index> piece, std::string_view text) {
+  std::string known;
+  for (std::int32_t i = 0;; ++i) {
+    const std::string_view candidate = PieceText(piece, Index{i});
+    if (candidate.empty()) break;
+    if (EqualIgnoringCase(text, candidate)) return Index{i};
+    known += (known.empty() ? "" : ", ") + std::string(candidate);
+  }
+  throw UsageError("write one of " + known);
+}
+
+std::string_view ParityName(CommParity index) {
+  static constexpr std::array<std::string_view, 5> kNames = {"none", "even", "odd", "space",
+                                                             "mark"};
+  const auto position = static_cast<std::size_t>(index);
+  return position < kNames.size() ? kNames[position] : std::string_view();
+}
+
+/// A name or its first letter.
+CommParity ParseParity(std::string_view text) {
+  return text.size() == 1 ? ParsePiece<CommParity>(ParityPiece, text)
+                          : ParsePiece<CommParity>(ParityName, text);
+}
+
+// --- Connections and protocols ----------------------------------------------------------------
+
+SerialConnection& Serial(const TarnScale& scale) {
+  return Required(std::dynamic_pointer_cast<SerialConnection>(scale.Connection()));
+}
+
+template <class Contract>
+bool Has(const std::shared_ptr<Contract>& object, std::string_view className) {
+  return object && object->ClassName() == className;
+}
+
+const ClassChoice& FindChoice(std::span<const ClassChoice> choices, std::string_view text) {
+  for (const ClassChoice& choice : choices) {
+    if (EqualIgnoringCase(text, choice.choice) || EqualIgnoringCase(text, choice.className)) {
+      return choice;
+    }
+  }
+  throw UsageError("write one of " + ListOf(choices));
+}
+
+void SetConnection(TarnScale& scale, ScaleSite& site, std::string_view text) {
+  const std::string_view className = FindChoice(ConnectionChoices(), text).className;
+  // The one that is there keeps its settings.
+  if (Has(scale.Connection(), className)) return;
+  scale.Connection(NewObject<_Connection>(site, className));
+}
+
+void SetProtocol(TarnScale& scale, ScaleSite& site, std::string_view text) {
+  const std::string_view className = FindChoice(ProtocolChoices(), text).className;
+  if (Has(scale.Protocol(), className)) return;
+  scale.Protocol(NewObject<_Protocol>(site, className));
+}
+
+std::int16_t ParsePort(std::string_view text) {
+  constexpr std::string_view kPrefix = "COM";
+  if (EqualIgnoringCase(text.substr(0, kPrefix.size()), kPrefix))
+    text.remove_prefix(kPrefix.size());
+  return static_cast<std::int16_t>(
+      ParseWhole(text, 1, std::numeric_limits<std::int16_t>::max(),
+                 "write a port number like 3 or COM3; the option --port 3=DEVICE says which device "
+                 "that is"));
+}
+
+/// The words of the dialects that one protocol class speaks.
+std::string TypesOf(ProtocolClass family) {
+  std::string list;
+  for (std::int32_t i = 0; i <= static_cast<std::int32_t>(ProtocolType::WeighTronixWI120); ++i) {
+    if (TypeToClass(ProtocolType{i}) != family) continue;
+    list += (list.empty() ? "" : ", ") + ProtocolTypeWord(ProtocolType{i});
+  }
+  return list;
+}
+
+template <ProtocolClass family>
+void SetType(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
+  const auto type = ParseProtocolType(text);
+  if (!type || TypeToClass(*type) != family) {
+    throw UsageError("write one of " + TypesOf(family) + ", or the published name or number");
+  }
+  scale.Protocol()->pType(*type);
+}
+
+KeyValue TypeValue(const TarnScale& scale) {
+  return ProtocolTypeName(scale.Protocol()->pType());
+}
+
+// --- The table --------------------------------------------------------------------------------
+
+constexpr std::string_view kSerial = SerialConnection::kClassName;
+
+const std::vector<ScaleKey>& Table() {
+  static const std::vector<ScaleKey> kTable = {
+      {"alias", Place::Scale, "", "TEXT", "the name that operators know",
+       [](const TarnScale& s) -> KeyValue { return s.AliasName(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { s.AliasName(std::string(v)); }},
+      {"enabled", Place::Scale, "", "yes|no", "whether the server starts the scale",
+       [](const TarnScale& s) -> KeyValue { return !s.Disabled(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { s.Disabled(!ParseSwitch(v)); }},
+      {"disabled", Place::Scale, "", "yes|no", "the opposite of enabled",
+       [](const TarnScale& s) -> KeyValue { return s.Disabled(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { s.Disabled(ParseSwitch(v)); }, false},
+      {"rate", Place::Scale, "", "0..1000",
+       "updates a second, 0 for none (continuous output sets 0 when it starts)",
+       [](const TarnScale& s) -> KeyValue { return s.UpdateRate(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         s.UpdateRate(ParseNumber(v, 0, 1000, "write a number from 0 to 1000"));
+       }},
+      {"timeout", Place::Scale, "", "MILLISECONDS",
+       "silence until no-data, 0 for never (with a rate above 0 the server sets it)",
+       [](const TarnScale& s) -> KeyValue { return Number(s.ActivityTimeoutTime()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         s.ActivityTimeoutTime(ParseWhole(v, 0, std::numeric_limits<std::int32_t>::max(),
+                                          "write whole milliseconds, 0 or more"));
+       }},
+      {"connection", Place::Scale, "", "none|serial", "how the terminal is reached",
+       [](const TarnScale& s) -> KeyValue {
+         return ChoiceOf(ConnectionChoices(), Required(s.Connection()).ClassName());
+       },
+       SetConnection},
+      {"port", Place::Connection, kSerial, "1..32767", "the serial port: 3 or COM3",
+       [](const TarnScale& s) -> KeyValue { return Number(Serial(s).ComPort()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { Serial(s).ComPort(ParsePort(v)); }},
+      {"baud", Place::Connection, kSerial, "110..921600", "speed of the line",
+       [](const TarnScale& s) { return PieceValue(BaudRatePiece, Serial(s).BaudRate()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Serial(s).BaudRate(ParsePiece(BaudRatePiece, v));
+       }},
+      {"parity", Place::Connection, kSerial, "none|even|odd|space|mark", "or the first letter",
+       [](const TarnScale& s) { return PieceValue(ParityName, Serial(s).Parity()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { Serial(s).Parity(ParseParity(v)); }},
+      {"databits", Place::Connection, kSerial, "4..8", "data bits of a character",
+       [](const TarnScale& s) { return PieceValue(DataBitsPiece, Serial(s).DataBits()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Serial(s).DataBits(ParsePiece(DataBitsPiece, v));
+       }},
+      {"stopbits", Place::Connection, kSerial, "1|1.5|2", "stop bits of a character",
+       [](const TarnScale& s) { return PieceValue(StopBitsPiece, Serial(s).StopBits()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Serial(s).StopBits(ParsePiece(StopBitsPiece, v));
+       }},
+      {"bidirectional", Place::Connection, kSerial, "yes|no",
+       "whether commands may be sent to the terminal",
+       [](const TarnScale& s) -> KeyValue { return Serial(s).IsBidirectional(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Serial(s).IsBidirectional(ParseSwitch(v));
+       }},
+      {"protocol", Place::Scale, "", "none|continuous", "what the terminal speaks",
+       [](const TarnScale& s) -> KeyValue {
+         return ChoiceOf(ProtocolChoices(), Required(s.Protocol()).ClassName());
+       },
+       SetProtocol},
+      {"type", Place::Protocol, "TarnContinuousProtocol", "standard|short|...",
+       "the layout: standard, standard-setpoint, standard-count, short, short-setpoint", TypeValue,
+       SetType<ProtocolClass::TarnContinuous>},
+  };
+  return kTable;
+}
+
+/// Which connection or protocol would have the key, for one that the scale has not now.
+std::string WhereKeyBelongs(std::string_view name) {
+  std::string where;
+  for (const ScaleKey& key : Table()) {
+    if (!EqualIgnoringCase(key.name, name)) continue;
+    const bool ofConnection = key.place == Place::Connection;
+    const auto choices = ofConnection ? ConnectionChoices() : ProtocolChoices();
+    where += where.empty() ? "" : " or ";
+    where += ofConnection ? "connection=" : "protocol=";
+    where += ChoiceOf(choices, key.className);
+  }
+  return where;
+}
+
+std::string PresentChoices(const TarnScale& scale) {
+  return "connection=" + ChoiceOf(ConnectionChoices(), Required(scale.Connection()).ClassName()) +
+         " protocol=" + ChoiceOf(ProtocolChoices(), Required(scale.Protocol()).ClassName());
+}
+
+const ScaleKey& FindKey(const TarnScale& scale, std::string_view name) {
+  bool known = false;
+  for (const ScaleKey& key : Table()) {
+    if (!EqualIgnoringCase(key.name, name)) continue;
+    if (key.Fits(scale)) return key;
+    known = true;
+  }
+  const std::string quoted = "'" + Printable(name) + "'";
+  if (!known) throw UsageError("there is no key " + quoted + "; the keys are:\n" + KeyHelp());
+  throw UsageError("the key " + quoted + " belongs to " + WhereKeyBelongs(name) +
+                   ", and this scale has " + PresentChoices(scale));
+}
+
+}  // namespace
+
+std::string ValueText(const KeyValue& value) {
+  if (const bool* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
+  if (const double* number = std::get_if<double>(&value)) return GeneralNumberText(*number);
+  return std::get<std::string>(value);
+}
+
+bool ScaleKey::Fits(const TarnScale& scale) const {
+  switch (place) {
+    case Place::Connection:
+      return Has(scale.Connection(), className);
+    case Place::Protocol:
+      return Has(scale.Protocol(), className);
+    case Place::Scale:
+      break;
+  }
+  return true;
+}
+
+std::span<const ScaleKey> ScaleKeys() {
+  return Table();
+}
+
+void ApplyPair(TarnScale& scale, ScaleSite& site, std::string_view pair) {
+  const auto equals = pair.find('=');
+  if (equals == std::string_view::npos || equals == 0) {
+    throw UsageError("'" + Printable(pair) + "' is no setting: write KEY=VALUE, such as port=3");
+  }
+  const ScaleKey& key = FindKey(scale, pair.substr(0, equals));
+  try {
+    key.set(scale, site, pair.substr(equals + 1));
+  } catch (const UsageError& error) {
+    throw UsageError(Printable(pair) + ": " + error.what());
+  }
+}
+
+std::string KeyHelp() {
+  std::string help;
+  for (const ScaleKey& key : Table()) {
+    help += "  " + Fit(std::string(key.name) + "=", 15) + Fit(key.values, 26);
+    help += key.help;
+    help += '\n';
+  }
+  return help;
+}
+
+}  // namespace tarn::tool

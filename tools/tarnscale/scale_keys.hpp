@@ -1,0 +1,48 @@
+// The settings of a scale as KEY=VALUE: one table for what can be set, shown and looked up. A new
+// connection or protocol adds its rows.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "scale/scale_site.hpp"
+#include "scale/tarn_scale.hpp"
+
+namespace tarn::tool {
+
+using KeyValue = std::variant<bool, double, std::string>;
+
+/// "yes", "9600", "even".
+std::string ValueText(const KeyValue& value);
+
+struct ScaleKey {
+  enum class Place { Scale, Connection, Protocol };
+
+  std::string_view name;
+  Place place;
+  /// The connection or protocol class that has the setting; the same key may have a row for each.
+  /// Empty: there for every scale.
+  std::string_view className;
+  std::string_view values;  ///< what may be written, for people
+  std::string_view help;
+  KeyValue (*get)(const TarnScale& scale);
+  /// Throws UsageError, in words that follow "KEY=VALUE: ".
+  void (*set)(TarnScale& scale, ScaleSite& site, std::string_view value);
+  bool shown = true;  ///< false for a second way to write what another key shows
+
+  /// Whether the scale, with the connection and protocol that it has now, has this setting.
+  bool Fits(const TarnScale& scale) const;
+};
+
+std::span<const ScaleKey> ScaleKeys();
+
+/// Applies "KEY=VALUE". Throws UsageError where the pair, the key or the value is wrong or does not
+/// fit the scale's present connection or protocol; the scale is then as it was.
+void ApplyPair(TarnScale& scale, ScaleSite& site, std::string_view pair);
+
+/// All keys with their values and meaning, a line each.
+std::string KeyHelp();
+
+}  // namespace tarn::tool

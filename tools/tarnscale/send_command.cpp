@@ -1,0 +1,151 @@
+// send: one scale, one command.
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
+#include "base/automation_error.hpp"
+#include "base/number_text.hpp"
+#include "tools/tarnscale/commands.hpp"
+#include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/scale_commands.hpp"
+#include "tools/tarnscale/scale_event.hpp"
+#include "tools/tarnscale/scale_file.hpp"
+
+namespace tarn::tool {
+namespace {
+
+/// For the line to carry the command, and for the terminal to act on it.
+constexpr std::int32_t kSettlingTime = 1000;  // milliseconds
+
+const ScaleCommand& CommandOf(const SendOptions& options) {
+  if (const ScaleCommand* command = FindCommand(options.command)) return *command;
+  std::string known;
+  for (const ScaleCommand& command : ScaleCommands()) {
+    known += "\n  " + Fit(command.name, 10) + std::string(command.help);
+  }
+  throw UsageError("there is no command '" + Printable(options.command) +
+                   "'; the commands are:" + known);
+}
+
+double TareOf(const SendOptions& options, const ScaleCommand& command) {
+  const bool wanted = command.kind == ScaleCommand::Kind::PresetTare;
+  if (!wanted && !options.value.empty()) {
+    throw UsageError(std::string(command.name) + " takes no value");
+  }
+  if (!wanted) return 0;
+  const auto tare = LocaleNumber(options.value, ".");
+  if (!tare) throw UsageError("SetTare needs a weight in the terminal's units, such as 12.5");
+  return *tare;
+}
+
+/// Runs one scale of a file by itself, without a server.
+class SingleScale {
+ public:
+  SingleScale(Program& program, int number)
+      : program_(program), file_(program.Host(), program.Options().file) {
+    file_.Load();
+    scale_ = file_.At(number);
+    file_.Scale(number);  // fails in words where there is none
+    title_ = ScaleTitle(number, scale_->AliasName());
+    file_.Site().Log().Stream(program.OpenLog());
+    file_.Site().Log().Enabled(!program.Options().log.empty());
+    onPrint_ = scale_->PrintData()->NewWeight.Subscribe([this] { printed_ = true; });
+    onWeight_ = scale_->WeightData()->NewWeight.Subscribe([this] { ++readings_; });
+    onInterrupted_ = program.Output().Interrupted.Subscribe([this] { interrupted_ = true; });
+  }
+
+  int Send(const ScaleCommand& command, double tare, double patience) {
+    const std::string hindrance = CommandHindrance(*scale_, command);
+    if (!hindrance.empty()) {
+      throw Failure(title_ + " cannot take " + std::string(command.name) + ": " + hindrance +
+                    "; see: tarnscale set --help");
+    }
+    try {
+      scale_->RunScale();
+      return command.toTerminal ? SendToTerminal(command, tare, patience)
+                                : TakePrint(command, patience);
+    } catch (const AutomationError& error) {
+      throw Failure(title_ + ": " + error.what());
+    }
+  }
+
+ private:
+  int SendToTerminal(const ScaleCommand& command, double tare, double patience) {
+    GiveCommand(*scale_, command, tare);
+    program_.Say(std::string(command.name) + " sent to " + title_);
+    if (command.kind == ScaleCommand::Kind::Print) return AwaitPrint(patience);
+    WaitFor([this] { return interrupted_; }, kSettlingTime);
+    return TellReading();
+  }
+
+  /// Continuous output has no answers: what the terminal made of it shows in its readings only.
+  int TellReading() {
+    if (HasReading()) {
+      const Reading reading = ReadingOf(*scale_->WeightData());
+      const std::string state = StateText(reading);
+      Print(title_ + ": now " + WeightsText(reading) + (state.empty() ? "" : " (" + state + ")"));
+    } else {
+      program_.Say(title_ + ": no reading came, so nobody knows whether the terminal took it");
+    }
+    return kSuccess;
+  }
+
+  int TakePrint(const ScaleCommand& command, double patience) {
+    // A capture at once would take the blank record of a scale that has just started.
+    const auto enough = [this] { return interrupted_ || HasReading(); };
+    WaitFor(enough, Milliseconds(patience));
+    if (!HasReading()) throw Failure(title_ + ": no reading came: is the terminal on and wired?");
+    GiveCommand(*scale_, command);
+    return AwaitPrint(patience);
+  }
+
+  int AwaitPrint(double patience) {
+    WaitFor([this] { return interrupted_ || printed_; }, Milliseconds(patience));
+    if (!printed_) {
+      throw Failure(title_ + ": no print record within " + GeneralNumberText(patience) +
+                    " s: the weight did not come to rest, or the terminal does not answer");
+    }
+    Print(title_ + ": print " + WeightsText(ReadingOf(*scale_->PrintData())));
+    return kSuccess;
+  }
+
+  template <class Condition>
+  void WaitFor(Condition condition, std::int32_t milliseconds) {
+    program_.Host().Loop().RunUntil(condition, milliseconds);
+  }
+
+  static std::int32_t Milliseconds(double seconds) {
+    return static_cast<std::int32_t>(std::clamp(seconds * 1000, 1.0, 1e9));
+  }
+
+  /// The start's own blank record and the watchdog's "Error" count for nothing.
+  bool HasReading() const {
+    const auto& record = *scale_->WeightData();
+    return readings_ > 0 && !record.NoDataError() && !record.Units().empty();
+  }
+
+  void Print(const std::string& line) { program_.Output().Write(line + "\n"); }
+
+  Program& program_;
+  ScaleFile file_;
+  std::shared_ptr<TarnScale> scale_;
+  std::string title_;
+  bool printed_ = false;
+  bool interrupted_ = false;
+  int readings_ = 0;
+  Subscription onPrint_;
+  Subscription onWeight_;
+  Subscription onInterrupted_;
+};
+
+}  // namespace
+
+int SendCommand(Program& program, const SendOptions& options) {
+  const ScaleCommand& command = CommandOf(options);
+  const double tare = TareOf(options, command);
+  SingleScale scale(program, options.scale);
+  return scale.Send(command, tare, options.wait);
+}
+
+}  // namespace tarn::tool
