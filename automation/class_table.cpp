@@ -1,0 +1,47 @@
+#include "automation/class_table.hpp"
+
+#include <TarnSclServer.h>
+
+#include "automation/core_objects.hpp"
+#include "connections/no_connection.hpp"
+#include "connections/serial_connection.hpp"
+#include "protocols/no_protocol.hpp"
+#include "protocols/tarn_continuous_protocol.hpp"
+
+namespace tarn {
+namespace {
+
+/// By the name under which settings files know the class too.
+template <class Contract, class Class>
+ComPtr<IUnknown> Create(ComModule& module) {
+  return Wrap(module, NewObject<Contract>(*module.ClientSite(), Class::kClassName));
+}
+
+struct BaseConnection {
+  static constexpr std::string_view kClassName = "Connection";
+};
+struct BaseProtocol {
+  static constexpr std::string_view kClassName = "Protocol";
+};
+struct BaseSummitData {
+  static constexpr std::string_view kClassName = "SummitData";
+};
+
+constexpr CreatableClass kClasses[] = {
+    {&CLSID_TarnServerConnection, CreateServerConnection},
+    {&CLSID_Connection, Create<_Connection, BaseConnection>},
+    {&CLSID_NoConnection, Create<_Connection, NoConnection>},
+    {&CLSID_SerialConnection, Create<_Connection, SerialConnection>},
+    {&CLSID_Protocol, Create<_Protocol, BaseProtocol>},
+    {&CLSID_NoProtocol, Create<_Protocol, NoProtocol>},
+    {&CLSID_TarnContinuousProtocol, Create<_Protocol, TarnContinuousProtocol>},
+    {&CLSID_SummitData, Create<_SummitData, BaseSummitData>},
+};
+
+}  // namespace
+
+std::span<const CreatableClass> CreatableClasses() {
+  return kClasses;
+}
+
+}  // namespace tarn

@@ -1,0 +1,85 @@
+#include "automation/client_processes.hpp"
+
+#include <objbase.h>
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "automation/com_owners.hpp"
+#include "platform/win32/win32_handle.hpp"
+
+namespace tarn {
+
+struct ClientProcesses::Watched {
+  Watched() = default;
+  Watched(const Watched&) = delete;
+  Watched& operator=(const Watched&) = delete;
+  /// Waits for the notice under way.
+  ~Watched() {
+    if (wait != nullptr) UnregisterWaitEx(wait, INVALID_HANDLE_VALUE);
+  }
+  static void CALLBACK Signalled(void* self, BOOLEAN /*timedOut*/) {
+    static_cast<Watched*>(self)->ended();
+  }
+
+  OwnedHandle process;
+  HANDLE wait = nullptr;
+  std::function<void()> ended;  ///< called on a thread of the system's
+  std::vector<IUnknown*> objects;
+};
+
+ClientProcesses::ClientProcesses(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone)
+    : host_(host), callsOut_(callsOut), allGone_(std::move(allGone)) {}
+
+ClientProcesses::~ClientProcesses() {
+  *alive_ = false;
+}
+
+void ClientProcesses::Created(DWORD process, IUnknown* own) {
+  if (process == 0 || !Watch(process)) {
+    allKnown_ = false;
+    return;
+  }
+  if (own != nullptr) processes_[process]->objects.push_back(own);
+}
+
+bool ClientProcesses::Watch(DWORD process) {
+  if (processes_.contains(process)) return true;
+  auto watched = std::make_unique<Watched>();
+  watched->process = OwnedHandle(OpenProcess(SYNCHRONIZE, FALSE, process));
+  if (!watched->process) return false;
+  watched->ended = [this, process, alive = alive_] {
+    host_.Loop().Post([this, process, alive] {
+      if (*alive) Ended(process);
+    });
+  };
+  if (!RegisterWaitForSingleObject(&watched->wait, watched->process.Get(), Watched::Signalled,
+                                   watched.get(), INFINITE, WT_EXECUTEONLYONCE)) {
+    return false;
+  }
+  processes_[process] = std::move(watched);
+  return true;
+}
+
+void ClientProcesses::Gone(const IUnknown* own) {
+  for (const auto& [process, watched] : processes_) std::erase(watched->objects, own);
+}
+
+void ClientProcesses::Ended(DWORD process) {
+  const auto entry = processes_.find(process);
+  if (entry == processes_.end()) return;
+  const auto watched = std::move(entry->second);
+  processes_.erase(entry);
+  callsOut_.ProcessEnded(process);
+  // Held first: to let go of one may end the server, whose objects then come back here.
+  std::vector<ComPtr<IUnknown>> held(watched->objects.begin(), watched->objects.end());
+  if (!held.empty()) {
+    host_.Trace("Client " + std::to_string(process) + " ended without letting go of the server");
+  }
+  for (const auto& object : held) CoDisconnectObject(object.Get(), 0);
+  held.clear();
+  if (processes_.empty() && allKnown_) allGone_();
+}
+
+}  // namespace tarn

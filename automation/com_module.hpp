@@ -1,0 +1,72 @@
+// What all COM objects of the server share: the core's host, the type library, which COM object
+// stands for which core object, and how long the process lives.
+#pragma once
+
+#include <windows.h>
+
+#include <unknwn.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "automation/client_processes.hpp"
+#include "automation/com_owners.hpp"
+#include "automation/dispatch_table.hpp"
+#include "automation/outgoing_calls.hpp"
+#include "automation/type_library.hpp"
+#include "platform/host.hpp"
+#include "scale/scale_site.hpp"
+
+namespace tarn {
+
+/// One per process, on the thread of the loop; outlives every COM object.
+class ComModule {
+ public:
+  /// `program` is the file that carries the type library. `unused` is called whenever the last
+  /// outside reference has gone, `abandoned` when all clients have ended, though they left
+  /// references behind.
+  ComModule(Host& host, const std::wstring& program, double eventLimit,
+            std::function<void()> unused, std::function<void()> abandoned);
+  ComModule(const ComModule&) = delete;
+  ComModule& operator=(const ComModule&) = delete;
+
+  Host& System() { return host_; }
+  const TypeLibrary& Types() const { return types_; }
+  /// The members of a class for late binding, read when they are first asked for.
+  const DispatchTable& MembersOf(const CLSID& coclass, const std::vector<IID>& interfaces);
+  OutgoingCalls& CallsOut() { return *callsOut_; }
+  ClientProcesses& Clients() { return clients_; }
+
+  /// What a connection or protocol lives in that a client creates by itself, before it is given to
+  /// a scale. Does not start the server.
+  std::shared_ptr<ScaleSite> ClientSite();
+
+  // One COM object for each core object, as long as somebody holds it.
+  IUnknown* Find(const void* core) const;
+  void Remember(const void* core, IUnknown* object) { objects_[core] = object; }
+  void Forget(const void* core, const IUnknown* object);
+
+  // Outside references: objects that clients hold, and locks.
+  void AddReference();
+  void ReleaseReference();
+  bool InUse() const { return references_ > 0; }
+  /// Whether anything was ever asked for.
+  bool WasUsed() const { return wasUsed_; }
+
+ private:
+  Host& host_;
+  TypeLibrary types_;
+  std::map<std::wstring, DispatchTable> members_;
+  std::shared_ptr<OutgoingCalls> callsOut_;
+  std::function<void()> unused_;
+  ClientProcesses clients_;
+  std::shared_ptr<ScaleSite> clientSite_;
+  std::map<const void*, IUnknown*> objects_;
+  long references_ = 0;
+  bool wasUsed_ = false;
+};
+
+}  // namespace tarn

@@ -1,0 +1,123 @@
+// The protocols: the contract's face, and the faces of their own.
+#include <TarnSclServer.h>
+
+#include <memory>
+#include <string_view>
+
+#include "automation/com_object.hpp"
+#include "protocols/no_protocol.hpp"
+#include "protocols/tarn_continuous_protocol.hpp"
+
+namespace tarn {
+namespace {
+
+/// The contract's members over any protocol; `Own` is the face beside it.
+template <class Coclass, class... Own>
+class ComProtocolOf : public ComObject<Coclass, void, _Protocol, Own..., ::_Protocol> {
+ public:
+  using ComObject<Coclass, void, _Protocol, Own..., ::_Protocol>::ComObject;
+
+  STDMETHODIMP get_myScale(::_TarnScale** result) override {
+    return this->Get(result, [this] { return this->Core()->myScale(); });
+  }
+  STDMETHODIMP putref_myScale(::_TarnScale* value) override {
+    return Guarded([&] { this->Core()->myScale(CoreOf<TarnScale>(value)); });
+  }
+  STDMETHODIMP get_WeightData(::_WeightData** result) override {
+    return this->Get(result, [this] { return this->Core()->WeightData(); });
+  }
+  STDMETHODIMP putref_WeightData(::_WeightData* value) override {
+    return Guarded([&] { this->Core()->WeightData(CoreOf<WeightData>(value)); });
+  }
+  STDMETHODIMP get_PrintData(::_PrintData** result) override {
+    return this->Get(result, [this] { return this->Core()->PrintData(); });
+  }
+  STDMETHODIMP putref_PrintData(::_PrintData* value) override {
+    return Guarded([&] { this->Core()->PrintData(CoreOf<PrintData>(value)); });
+  }
+  STDMETHODIMP get_TarnRecordTemplateData(::_TarnRecordTemplateData** result) override {
+    return this->Get(result, [this] { return this->Core()->TarnRecordTemplateData(); });
+  }
+  STDMETHODIMP putref_TarnRecordTemplateData(::_TarnRecordTemplateData* value) override {
+    return Guarded(
+        [&] { this->Core()->TarnRecordTemplateData(CoreOf<TarnRecordTemplateData>(value)); });
+  }
+  STDMETHODIMP get_Connection(::_Connection** result) override {
+    return this->Get(result, [this] { return this->Core()->Connection(); });
+  }
+  STDMETHODIMP putref_Connection(::_Connection* value) override {
+    return Guarded([&] { this->Core()->Connection(CoreOf<_Connection>(value)); });
+  }
+  STDMETHODIMP get_pType(::ProtocolType* result) override {
+    return this->Get(result, [this] { return this->Core()->pType(); });
+  }
+  STDMETHODIMP put_pType(::ProtocolType value) override {
+    return Guarded([&] { this->Core()->pType(ProtocolType{value}); });
+  }
+  STDMETHODIMP Disconnect() override {
+    return Guarded([this] { this->Core()->Disconnect(); });
+  }
+  STDMETHODIMP Connect() override {
+    return Guarded([this] { this->Core()->Connect(); });
+  }
+  STDMETHODIMP TypeToClass(::ProtocolType pType, ::ProtocolClass* result) override {
+    return this->Get(result, [&] { return this->Core()->TypeToClass(ProtocolType{pType}); });
+  }
+  STDMETHODIMP Z() override {
+    return Guarded([this] { this->Core()->Z(); });
+  }
+  STDMETHODIMP P() override {
+    return Guarded([this] { this->Core()->P(); });
+  }
+  STDMETHODIMP T() override {
+    return Guarded([this] { this->Core()->T(); });
+  }
+  STDMETHODIMP SetTare(double* TareValue) override {
+    return Guarded([&] { this->Core()->SetTare(*TareValue); });
+  }
+  STDMETHODIMP C() override {
+    return Guarded([this] { this->Core()->C(); });
+  }
+};
+
+/// A face of its own that repeats two members of the contract under the contract's name.
+template <class Coclass, class Own>
+class ComProtocolRepeating final : public ComProtocolOf<Coclass, Own> {
+ public:
+  using ComProtocolOf<Coclass, Own>::ComProtocolOf;
+
+  STDMETHODIMP Protocol_Disconnect() override {
+    return Guarded([this] { this->Core()->Disconnect(); });
+  }
+  STDMETHODIMP Protocol_Connect() override {
+    return Guarded([this] { this->Core()->Connect(); });
+  }
+};
+
+using ComProtocol = ComProtocolOf<::Protocol>;
+using ComNoProtocol = ComProtocolRepeating<::NoProtocol, ::_NoProtocol>;
+using ComContinuousProtocol =
+    ComProtocolRepeating<::TarnContinuousProtocol, ::_TarnContinuousProtocol>;
+
+struct Class {
+  std::string_view name;
+  ComPtr<IUnknown> (*wrap)(ComModule& module, const std::shared_ptr<_Protocol>& protocol);
+};
+constexpr Class kClasses[] = {
+    {"Protocol", WrapAs<ComProtocol>},
+    {NoProtocol::kClassName, WrapAs<ComNoProtocol>},
+    {TarnContinuousProtocol::kClassName, WrapAs<ComContinuousProtocol>},
+};
+
+}  // namespace
+
+/// A class without a face of its own shows the contract's.
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol) {
+  if (!protocol) return {};
+  for (const Class& known : kClasses) {
+    if (known.name == protocol->ClassName()) return known.wrap(module, protocol);
+  }
+  return WrapAs<ComProtocol>(module, protocol);
+}
+
+}  // namespace tarn

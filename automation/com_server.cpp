@@ -1,0 +1,150 @@
+// The way in, and the server.
+#include <TarnSclServer.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "automation/class_table.hpp"
+#include "automation/client_object.hpp"
+#include "automation/com_object.hpp"
+#include "server/tarn_scale_server.hpp"
+#include "server/tarn_server_connection.hpp"
+
+namespace tarn {
+namespace {
+
+class ComServerConnection final : public ComObject<::TarnServerConnection, void,
+                                                   TarnServerConnection, ::_TarnServerConnection> {
+ public:
+  using ComObject::ComObject;
+  ~ComServerConnection() override { Module().Clients().Gone(static_cast<First*>(this)); }
+
+  STDMETHODIMP get_TarnScaleServer(LONG* eCompNo, ::_TarnScaleServer** result) override {
+    return Get(result, [&] {
+      std::int32_t number = *eCompNo;
+      return Core()->TarnScaleServer(number);
+    });
+  }
+};
+
+/// A client's own object with a WriteLine, as a log stream.
+class ClientTextStream final : public TextStream {
+ public:
+  explicit ClientTextStream(std::shared_ptr<ClientObject> client) : client_(std::move(client)) {}
+
+  void WriteLine(std::string_view text) override { Call(L"WriteLine", {Variant(ToWide(text))}); }
+  void Close() override { Call(L"Close", {}); }
+
+ private:
+  void Call(const wchar_t* name, const std::vector<Variant>& arguments) {
+    if (client_->Apartment().lost) ThrowObjectNotSet("The client that gave the log is gone");
+    if (FAILED(client_->Call(name, arguments))) {
+      throw AutomationError(ErrorNumber::DeviceInputOutput, "The client's log does not answer");
+    }
+  }
+
+  std::shared_ptr<ClientObject> client_;
+};
+
+std::shared_ptr<TextStream> StreamOf(ComModule& module, IDispatch* object) {
+  if (object == nullptr) return nullptr;
+  if (ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId)) return CoreOf<TextStream>(object);
+  std::shared_ptr<ClientObject> client;
+  if (FAILED(ClientObject::Create(module.CallsOut(), object, IID_IDispatch, client))) {
+    ThrowTypeMismatch();
+  }
+  return std::make_shared<ClientTextStream>(std::move(client));
+}
+
+class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleServer,
+                                              TarnScaleServer, ::_TarnScaleServer> {
+ public:
+  ComScaleServer(ComModule& module, std::shared_ptr<TarnScaleServer> server)
+      : ComObject(module, std::move(server)) {
+    onInfoMessage_ =
+        Core()->InfoMessage.Subscribe([this](const std::string& message, std::int32_t style) {
+          Raise(1, {Variant(ToWide(message)), Variant(static_cast<LONG>(style))});
+        });
+  }
+
+  STDMETHODIMP get_LogFile(IDispatch** result) override {
+    return Get(result, [this] { return Core()->LogFile(); });
+  }
+  STDMETHODIMP putref_LogFile(IDispatch* value) override {
+    return Guarded([&] { Core()->LogFile(StreamOf(Module(), value)); });
+  }
+  STDMETHODIMP put_LoggingEnabled(VARIANT_BOOL value) override {
+    return Guarded([&] { Core()->LoggingEnabled(IsTrue(value)); });
+  }
+  STDMETHODIMP get_LoggingEnabled(VARIANT_BOOL* result) override {
+    return Get(result, [this] { return Core()->LoggingEnabled(); });
+  }
+  STDMETHODIMP get_SummitEnabled(VARIANT_BOOL* result) override {
+    return Get(result, [this] { return Core()->SummitEnabled(); });
+  }
+  STDMETHODIMP put_CurrentLogName(BSTR value) override {
+    return Guarded([&] { Core()->CurrentLogName(Text(value)); });
+  }
+  STDMETHODIMP get_CurrentLogName(BSTR* result) override {
+    return Get(result, [this] { return Core()->CurrentLogName(); });
+  }
+  STDMETHODIMP put_CurrentFileNew(VARIANT_BOOL value) override {
+    return Guarded([&] { Core()->CurrentFileNew(IsTrue(value)); });
+  }
+  STDMETHODIMP get_CurrentFileNew(VARIANT_BOOL* result) override {
+    return Get(result, [this] { return Core()->CurrentFileNew(); });
+  }
+  STDMETHODIMP put_CurrentFileDirty(VARIANT_BOOL value) override {
+    return Guarded([&] { Core()->CurrentFileDirty(IsTrue(value)); });
+  }
+  STDMETHODIMP get_CurrentFileDirty(VARIANT_BOOL* result) override {
+    return Get(result, [this] { return Core()->CurrentFileDirty(); });
+  }
+  STDMETHODIMP put_CurrentFileName(BSTR value) override {
+    return Guarded([&] { Core()->CurrentFileName(Text(value)); });
+  }
+  STDMETHODIMP get_CurrentFileName(BSTR* result) override {
+    return Get(result, [this] { return Core()->CurrentFileName(); });
+  }
+  STDMETHODIMP GetServerPath(LONG value, BSTR* result) override {
+    return Get(result, [&] { return Core()->GetServerPath(value); });
+  }
+  STDMETHODIMP LoadScaleSettings(VARIANT_BOOL INITNEW) override {
+    return Guarded([&] { Core()->LoadScaleSettings(IsTrue(INITNEW)); });
+  }
+  STDMETHODIMP SaveScaleSettings() override {
+    return Guarded([this] { Core()->SaveScaleSettings(); });
+  }
+  STDMETHODIMP SetComPortsUsed() override {
+    return Guarded([this] { Core()->SetComPortsUsed(); });
+  }
+  STDMETHODIMP GetComPortUsed(LONG portNo, VARIANT_BOOL* result) override {
+    return Get(result, [&] { return Core()->GetComPortUsed(portNo); });
+  }
+  STDMETHODIMP RunAllScales() override {
+    return Guarded([this] { Core()->RunAllScales(); });
+  }
+  STDMETHODIMP StopAllScales() override {
+    return Guarded([this] { Core()->StopAllScales(); });
+  }
+  STDMETHODIMP GetScale(SHORT sno, ::_TarnScale** result) override {
+    return Get(result, [&] { return Core()->GetScale(sno); });
+  }
+
+ private:
+  Subscription onInfoMessage_;
+};
+
+}  // namespace
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server) {
+  return WrapAs<ComScaleServer>(module, server);
+}
+
+ComPtr<IUnknown> CreateServerConnection(ComModule& module) {
+  return WrapAs<ComServerConnection>(module,
+                                     std::make_shared<TarnServerConnection>(module.System()));
+}
+
+}  // namespace tarn

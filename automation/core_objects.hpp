@@ -1,0 +1,74 @@
+// From core objects to COM objects and back.
+#pragma once
+
+#include <windows.h>
+
+#include <unknwn.h>
+
+#include <any>
+#include <memory>
+#include <type_traits>
+
+#include "automation/com_module.hpp"
+#include "automation/com_owners.hpp"
+#include "base/automation_error.hpp"
+#include "platform/serial_port.hpp"
+#include "platform/text_stream.hpp"
+#include "platform/timer.hpp"
+#include "scale/tarn_scale.hpp"
+#include "server/tarn_scale_server.hpp"
+
+namespace tarn {
+
+// {61254325-3668-4B1C-8CCE-267F338CADA3}
+inline constexpr IID kCoreObjectId = {
+    0x61254325, 0x3668, 0x4b1c, {0x8c, 0xce, 0x26, 0x7f, 0x33, 0x8c, 0xad, 0xa3}};
+
+/// The way from a COM object back to its core object. No marshaller knows this interface, so a
+/// client's own object never has it.
+struct ICoreObject : IUnknown {
+  /// A shared_ptr to the kind of core object that the class stands for.
+  virtual std::any CoreObject() const = 0;
+
+ protected:
+  ~ICoreObject() = default;
+};
+
+/// What tells one core object from all others, whichever kind it is held as.
+template <class Core>
+const void* IdentityOf(const Core* core) {
+  if constexpr (std::is_polymorphic_v<Core>)
+    return dynamic_cast<const void*>(core);
+  else
+    return core;
+}
+
+/// The COM object of a core object; none for none.
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<WeightData>& record);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<PrintData>& record);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateData>& record);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<DataObject>& object);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& data);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ActivityTimer>& timer);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SerialPort>& port);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream);
+
+/// The core object behind a COM object that a client hands in; none for none, error 13 for another
+/// kind and for an object of the client's own.
+template <class Kind>
+std::shared_ptr<Kind> CoreOf(IUnknown* object) {
+  if (object == nullptr) return nullptr;
+  const auto ours = ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId);
+  if (!ours) ThrowTypeMismatch();
+  const std::any core = ours->CoreObject();
+  const auto* kind = std::any_cast<std::shared_ptr<Kind>>(&core);
+  if (kind == nullptr) ThrowTypeMismatch();
+  return *kind;
+}
+
+}  // namespace tarn

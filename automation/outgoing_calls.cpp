@@ -1,0 +1,160 @@
+#include "automation/outgoing_calls.hpp"
+
+#include <objbase.h>
+
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "platform/win32/win32_handle.hpp"
+
+namespace tarn {
+namespace {
+
+double Now() {
+  using Milliseconds = std::chrono::duration<double, std::milli>;
+  return Milliseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+struct OutgoingCalls::Job {
+  explicit Job(std::function<void()> toDo) : work(std::move(toDo)), done(CreateEventHandle(true)) {}
+  std::function<void()> work;
+  OwnedHandle done;
+};
+
+struct OutgoingCalls::Pool : std::enable_shared_from_this<Pool> {
+  static constexpr std::size_t kKeptIdle = 2;
+
+  void Submit(std::function<void()> work) {
+    const std::lock_guard lock(mutex);
+    queue.push_back(std::move(work));
+    if (queue.size() <= idle) {
+      added.notify_one();
+      return;
+    }
+    std::thread([self = shared_from_this()] { self->Serve(); }).detach();
+  }
+
+  void SubmitInTurn(std::uint64_t client, std::function<void()> work) {
+    const std::lock_guard lock(turnMutex);
+    auto& waiting = turns[client];
+    waiting.push_back(std::move(work));
+    if (waiting.size() == 1) Submit([this, client] { ServeTurns(client); });
+  }
+
+  void ServeTurns(std::uint64_t client) {
+    for (;;) {
+      std::function<void()> work;
+      {
+        const std::lock_guard lock(turnMutex);
+        work = turns[client].front();
+      }
+      work();
+      work = nullptr;
+      const std::lock_guard lock(turnMutex);
+      turns[client].pop_front();
+      if (turns[client].empty()) {
+        turns.erase(client);
+        return;
+      }
+    }
+  }
+
+  void Serve() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    while (auto work = Take()) {
+      work();
+      work = nullptr;  // lets go, in this apartment, of what the work held
+    }
+    CoUninitialize();
+  }
+
+  std::function<void()> Take() {
+    std::unique_lock lock(mutex);
+    ++idle;
+    while (queue.empty()) {
+      if (ended || idle > kKeptIdle) {
+        --idle;
+        return nullptr;
+      }
+      added.wait(lock);
+    }
+    --idle;
+    auto work = std::move(queue.front());
+    queue.pop_front();
+    return work;
+  }
+
+  std::mutex mutex;
+  std::condition_variable added;
+  std::deque<std::function<void()>> queue;
+  std::size_t idle = 0;
+  bool ended = false;
+  std::mutex turnMutex;
+  std::map<std::uint64_t, std::deque<std::function<void()>>> turns;
+};
+
+OutgoingCalls::OutgoingCalls(double limit) : limit_(limit), pool_(std::make_shared<Pool>()) {}
+
+OutgoingCalls::~OutgoingCalls() {
+  const std::lock_guard lock(pool_->mutex);
+  pool_->ended = true;
+  pool_->added.notify_all();
+}
+
+/// Serves incoming calls while it waits: neither timers nor lines nor posted work.
+bool OutgoingCalls::WaitFor(const Job& job, double limit) const {
+  HANDLE handle = job.done.Get();
+  DWORD index = 0;
+  const auto wait = static_cast<DWORD>(std::ceil(limit));
+  return CoWaitForMultipleHandles(0, wait, 1, &handle, &index) == S_OK;
+}
+
+bool OutgoingCalls::Run(std::function<void()> work, const ClientApartment& client) {
+  const auto job = std::make_shared<Job>(std::move(work));
+  pool_->Submit([job] {
+    job->work();
+    job->work = nullptr;
+    SetEvent(job->done.Get());
+  });
+
+  const double start = Now();
+  const double lostBefore = lost_;
+  bool done = false;
+  double left = limit_;
+  while (!done && left > 0 && !client.lost) {
+    done = WaitFor(*job, left);
+    left = limit_ - (Now() - start - (lost_ - lostBefore));
+  }
+  if (done || WaitForSingleObject(job->done.Get(), 0) == WAIT_OBJECT_0) return true;
+  lost_ = lostBefore + (Now() - start);
+  return false;
+}
+
+void OutgoingCalls::Later(std::uint64_t client, std::function<void()> work) {
+  pool_->SubmitInTurn(client, std::move(work));
+}
+
+std::shared_ptr<ClientApartment> OutgoingCalls::Apartment(std::uint64_t id) {
+  auto known = id == 0 ? nullptr : apartments_[id].lock();
+  if (known && !known->lost) return known;
+  std::erase_if(apartments_, [](const auto& entry) { return entry.second.expired(); });
+  const auto fresh = std::make_shared<ClientApartment>(ClientApartment{id, false});
+  if (id != 0) apartments_[id] = fresh;
+  return fresh;
+}
+
+void OutgoingCalls::ProcessEnded(DWORD process) {
+  for (const auto& [id, known] : apartments_) {
+    const auto apartment = known.lock();
+    if (apartment && id >> 32U == process) apartment->lost = true;
+  }
+}
+
+}  // namespace tarn

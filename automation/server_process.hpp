@@ -1,0 +1,12 @@
+// The life of the server's process, from the moment the system launches it for a client.
+#pragma once
+
+#include <string>
+
+namespace tarn {
+
+/// Serves clients until the last one has gone; returns the exit code. `program` is the full name of
+/// the running program.
+int RunServerProcess(const std::wstring& program);
+
+}  // namespace tarn

@@ -1,0 +1,144 @@
+// Follows the weight of one scale for some seconds, early bound and with events, and takes its
+// tare.
+//
+//   client [SCALE [SECONDS]]
+//
+// TarnSclServer.h and TarnSclServer_i.c come out of the build (widl or midl makes them from the
+// IDL); the compiler brings the rest.
+#include <windows.h>
+
+#include <comdef.h>
+#include <ocidl.h>
+
+#include <TarnSclServer.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+_COM_SMARTPTR_TYPEDEF(IConnectionPoint, __uuidof(IConnectionPoint));
+_COM_SMARTPTR_TYPEDEF(IConnectionPointContainer, __uuidof(IConnectionPointContainer));
+_COM_SMARTPTR_TYPEDEF(_TarnScale, __uuidof(_TarnScale));
+_COM_SMARTPTR_TYPEDEF(_TarnScaleServer, __uuidof(_TarnScaleServer));
+_COM_SMARTPTR_TYPEDEF(_TarnServerConnection, __uuidof(_TarnServerConnection));
+_COM_SMARTPTR_TYPEDEF(_WeightData, __uuidof(_WeightData));
+
+namespace {
+
+void Check(HRESULT result) {
+  if (FAILED(result)) _com_raise_error(result);
+}
+
+std::wstring Text(_WeightData* weight, HRESULT (STDMETHODCALLTYPE _WeightData::*read)(BSTR*)) {
+  BSTR text = nullptr;
+  Check((weight->*read)(&text));
+  const std::wstring copy(text != nullptr ? text : L"");
+  SysFreeString(text);
+  return copy;
+}
+
+void PrintWeight(const char* why, _WeightData* weight) {
+  VARIANT_BOOL motion = VARIANT_FALSE;
+  Check(weight->get_Motion(&motion));
+  std::printf("%s: gross %ls tare %ls net %ls %ls%s\n", why,
+              Text(weight, &_WeightData::get_GrossWeight).c_str(),
+              Text(weight, &_WeightData::get_TareWeight).c_str(),
+              Text(weight, &_WeightData::get_NetWeight).c_str(),
+              Text(weight, &_WeightData::get_Units).c_str(), motion ? " (in motion)" : "");
+  std::fflush(stdout);
+}
+
+/// Events come as calls of IDispatch::Invoke with the number of the event.
+class WeightEvents final : public IDispatch {
+ public:
+  explicit WeightEvents(_WeightData* weight) : weight_(weight) {}
+  virtual ~WeightEvents() = default;
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    *object = nullptr;
+    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != __uuidof(__WeightData)) {
+      return E_NOINTERFACE;
+    }
+    *object = static_cast<IDispatch*>(this);
+    return S_OK;
+  }
+  // Lives on the stack of main, longer than the connection.
+  STDMETHODIMP_(ULONG) AddRef() override { return 1; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+    *count = 0;
+    return S_OK;
+  }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return DISP_E_UNKNOWNNAME;
+  }
+  STDMETHODIMP Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                      UINT*) override {
+    try {
+      PrintWeight(event == 1 ? "NewWeight" : "StatusChange", weight_);
+      return S_OK;
+    } catch (const _com_error& error) {
+      return error.Error();
+    }
+  }
+
+ private:
+  _WeightData* weight_;
+};
+
+/// Events arrive as messages of this thread.
+void HandleMessages(ULONGLONG milliseconds) {
+  const ULONGLONG end = GetTickCount64() + milliseconds;
+  for (ULONGLONG now = end - milliseconds; now < end; now = GetTickCount64()) {
+    MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(end - now), QS_ALLINPUT,
+                                MWMO_INPUTAVAILABLE);
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+  }
+}
+
+void Follow(SHORT number, ULONGLONG milliseconds) {
+  // The first client's TarnServerConnection starts the server; it ends with the last one.
+  _TarnServerConnectionPtr connection;
+  Check(connection.CreateInstance(CLSID_TarnServerConnection, nullptr, CLSCTX_LOCAL_SERVER));
+  LONG component = 0;
+  _TarnScaleServerPtr server;
+  Check(connection->get_TarnScaleServer(&component, &server));
+  _TarnScalePtr scale;
+  Check(server->GetScale(number, &scale));
+  if (!scale) _com_raise_error(E_POINTER);  // its settings could not be restored
+  _WeightDataPtr weight;
+  Check(scale->get_WeightData(&weight));
+  PrintWeight("Now", weight);
+
+  const IConnectionPointContainerPtr container(weight);
+  IConnectionPointPtr point;
+  Check(container->FindConnectionPoint(__uuidof(__WeightData), &point));
+  WeightEvents events(weight);
+  DWORD cookie = 0;
+  Check(point->Advise(&events, &cookie));
+  Check(scale->T());
+  HandleMessages(milliseconds);
+  Check(point->Unadvise(cookie));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+  int status = 0;
+  try {
+    Follow(static_cast<SHORT>(argc > 1 ? std::atoi(argv[1]) : 1),
+           argc > 2 ? std::strtoull(argv[2], nullptr, 10) * 1000 : 10000);
+    std::puts("End of client");
+  } catch (const _com_error& error) {
+    // What failed in the server arrives with its own number: 9 in the low word is an index outside
+    // its range.
+    std::fprintf(stderr, "Error %lu (%08lX)\n", error.Error() & 0xFFFFul,
+                 static_cast<unsigned long>(error.Error()));
+    status = 1;
+  }
+  CoUninitialize();
+  return status;
+}

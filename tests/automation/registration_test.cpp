@@ -1,0 +1,306 @@
+// Registers this very test program, which carries the type library as the server does, and compares
+// the registry before, while and after.
+#include "automation/registration.hpp"
+
+#include <aclapi.h>
+#include <gtest/gtest.h>
+#include <shlobj.h>
+
+#include <map>
+
+#include "automation/type_library.hpp"
+
+namespace tarn {
+namespace {
+
+using Registry = std::map<std::wstring, std::wstring>;  // "key" or "key|name" to the data
+
+void AddBelow(HKEY key, const std::wstring& path, REGSAM view, Registry& all) {
+  all[path] = L"";
+  for (DWORD index = 0;; ++index) {
+    std::wstring name(16384, L'\0'), data(65536, L'\0');
+    auto nameLength = static_cast<DWORD>(name.size());
+    auto size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
+    const LSTATUS status = RegEnumValueW(key, index, name.data(), &nameLength, nullptr, nullptr,
+                                         reinterpret_cast<BYTE*>(data.data()), &size);
+    if (status == ERROR_NO_MORE_ITEMS) break;
+    ASSERT_EQ(status, ERROR_SUCCESS);
+    data.resize(size / sizeof(wchar_t));
+    while (!data.empty() && data.back() == L'\0') data.pop_back();
+    all[path + L'|' + name.substr(0, nameLength)] = data;
+  }
+  for (DWORD index = 0;; ++index) {
+    std::wstring name(300, L'\0');
+    auto length = static_cast<DWORD>(name.size());
+    if (RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS) {
+      break;
+    }
+    name.resize(length);
+    HKEY child = nullptr;
+    if (RegOpenKeyExW(key, name.c_str(), 0, KEY_READ | view, &child) != ERROR_SUCCESS) continue;
+    AddBelow(child, path + L'\\' + name, view, all);
+    RegCloseKey(child);
+  }
+}
+
+Registry Snapshot(const RegistrationScope& scope, REGSAM view) {
+  Registry all;
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(scope.hive, scope.classes.c_str(), 0, KEY_READ | view, &key) == ERROR_SUCCESS) {
+    AddBelow(key, L"", view, all);
+    RegCloseKey(key);
+  }
+  return all;
+}
+
+std::wstring Program() {
+  std::wstring path(1024, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return path;
+}
+
+std::string ReadText(const RegistrationScope& scope, const std::wstring& key,
+                     const std::wstring& name, REGSAM view) {
+  std::wstring data(1024, L'\0');
+  auto size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
+  HKEY opened = nullptr;
+  if (RegOpenKeyExW(scope.hive, (scope.classes + L'\\' + key).c_str(), 0, KEY_READ | view,
+                    &opened) != ERROR_SUCCESS) {
+    return "(no key)";
+  }
+  const LSTATUS status =
+      RegGetValueW(opened, nullptr, name.c_str(), RRF_RT_REG_SZ, nullptr, data.data(), &size);
+  RegCloseKey(opened);
+  return status == ERROR_SUCCESS ? Utf8(data.c_str()) : "(no value)";
+}
+
+void WriteText(const RegistrationScope& scope, const std::wstring& key, const std::wstring& text) {
+  ASSERT_EQ(RegSetKeyValueW(scope.hive, (scope.classes + L'\\' + key).c_str(), nullptr, REG_SZ,
+                            text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
+            ERROR_SUCCESS);
+}
+
+constexpr wchar_t kConnectionClass[] = L"{88F40787-3631-4D54-BD1A-75D825CB0882}";
+constexpr wchar_t kScaleClass[] = L"{3C0D3950-965D-4ED6-A259-A3CEF3025F65}";
+constexpr wchar_t kScaleInterface[] = L"{490395F8-924A-485F-BBC7-44DBD85BA168}";
+constexpr wchar_t kScaleEvents[] = L"{CB194C11-6C00-487C-B1D5-C7A516F2C9C2}";
+constexpr wchar_t kLibrary[] = L"{2E5AF1A8-4271-4EEC-9868-56F07055D47D}";
+
+constexpr const wchar_t* kCreatableClasses[] = {
+    L"Connection", L"NoConnection",     L"NoProtocol",           L"Protocol",
+    L"SummitData", L"SerialConnection", L"TarnServerConnection", L"TarnContinuousProtocol"};
+
+struct ScopeCase {
+  const char* name;
+  RegistrationScope scope;
+  RegistrationCommand on;
+  RegistrationCommand off;
+};
+
+/// A machine on which the server is installed has it back after the test.
+class SetsAside {
+ public:
+  explicit SetsAside(const ScopeCase& where) : where_(where) {
+    const std::string server =
+        ReadText(where.scope, std::wstring(L"CLSID\\") + kConnectionClass + L"\\LocalServer32", L"",
+                 KEY_WOW64_64KEY);
+    if (server.front() != '"' || server == '"' + Utf8(Program()) + '"') return;
+    program_.assign(server.begin() + 1, server.end() - 1);
+    RunRegistration(where_.off, program_);
+  }
+  ~SetsAside() {
+    RunRegistration(where_.off, Program());
+    if (!program_.empty()) RunRegistration(where_.on, program_);
+  }
+
+ private:
+  ScopeCase where_;
+  std::wstring program_;
+};
+
+class Registration : public testing::TestWithParam<ScopeCase> {
+ protected:
+  void SetUp() override {
+    if (GetParam().on == RegistrationCommand::Register && !IsUserAnAdmin()) {
+      GTEST_SKIP() << "NOT TESTED: registering for the machine needs an administrator";
+    }
+  }
+  /// Both ways through the commands that a user gives.
+  void Run(RegistrationCommand command) {
+    const RegistrationResult result = RunRegistration(command, Program());
+    ASSERT_EQ(result.exitCode, 0) << result.text;
+  }
+  std::string Read(const std::wstring& key, const std::wstring& name = L"",
+                   REGSAM view = KEY_WOW64_64KEY) {
+    return ReadText(GetParam().scope, key, name, view);
+  }
+
+ private:
+  SetsAside installed_{GetParam()};
+};
+
+TEST_P(Registration, WritesWhatProgramsOfEitherWidthLookUp) {
+  Run(GetParam().on);
+  for (const REGSAM view : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
+    const std::wstring clsid = std::wstring(L"CLSID\\") + kConnectionClass;
+    EXPECT_EQ(Read(clsid + L"\\LocalServer32", L"", view), '"' + Utf8(Program()) + '"');
+    EXPECT_EQ(Read(clsid + L"\\ProgID", L"", view), "TarnSclServer.TarnServerConnection.1");
+    EXPECT_EQ(Read(clsid + L"\\VersionIndependentProgID", L"", view),
+              "TarnSclServer.TarnServerConnection");
+    EXPECT_EQ(Read(clsid + L"\\TypeLib", L"", view), Utf8(kLibrary));
+    EXPECT_EQ(Read(clsid + L"\\Programmable", L"", view), "");
+    EXPECT_EQ(Read(clsid, L"AppID", view).size(), 38U);
+
+    const std::wstring scale = std::wstring(L"Interface\\") + kScaleInterface;
+    EXPECT_EQ(Read(scale, L"", view), "_TarnScale");
+    EXPECT_EQ(Read(scale + L"\\ProxyStubClsid32", L"", view),
+              "{00020424-0000-0000-C000-000000000046}");
+    EXPECT_EQ(Read(scale + L"\\TypeLib", L"", view), Utf8(kLibrary));
+    EXPECT_EQ(Read(scale + L"\\TypeLib", L"Version", view), "1.0");
+    const std::wstring events = std::wstring(L"Interface\\") + kScaleEvents;
+    EXPECT_EQ(Read(events, L"", view), "__TarnScale");
+    EXPECT_EQ(Read(events + L"\\ProxyStubClsid32", L"", view),
+              "{00020420-0000-0000-C000-000000000046}");
+
+    EXPECT_EQ(Read(std::wstring(L"CLSID\\") + kScaleClass, L"", view), "(no key)");
+  }
+  for (const std::wstring name : kCreatableClasses) {
+    const std::wstring progId = L"TarnSclServer." + name;
+    EXPECT_EQ(Read(progId + L"\\CurVer"), Utf8(progId) + ".1");
+    EXPECT_EQ(Read(progId + L"\\CLSID").size(), 38U) << Utf8(progId);
+    EXPECT_EQ(Read(progId + L".1\\CLSID"), Read(progId + L"\\CLSID"));
+  }
+  EXPECT_EQ(Read(L"TarnSclServer.TarnScale"), "(no key)");
+  EXPECT_EQ(Read(L"AppID\\TarnSclServer.exe", L"AppID"),
+            Read(std::wstring(L"CLSID\\") + kConnectionClass, L"AppID"));
+}
+
+TEST_P(Registration, NamesATypeLibraryOfEachWidth) {
+  Run(GetParam().on);
+  const std::wstring key = std::wstring(L"TypeLib\\") + kLibrary + L"\\1.0\\0\\";
+  for (const auto& [platform, kind] :
+       {std::pair(L"win64", SYS_WIN64), std::pair(L"win32", SYS_WIN32)}) {
+    const std::string file = Read(key + platform);
+    const TypeLibrary library(std::wstring(file.begin(), file.end()));
+    EXPECT_EQ(library.Attributes().syskind, kind) << file;
+    EXPECT_EQ(Utf8(GuidText(library.Attributes().guid)), Utf8(kLibrary));
+  }
+}
+
+TEST_P(Registration, IsGoneWithoutATraceAfterwards) {
+  const auto view = [](REGSAM which) { return Snapshot(GetParam().scope, which); };
+  const Registry before64 = view(KEY_WOW64_64KEY), before32 = view(KEY_WOW64_32KEY);
+  Run(GetParam().on);
+  Run(GetParam().on);
+  EXPECT_GT(view(KEY_WOW64_64KEY).size(), before64.size() + 100);
+  EXPECT_GT(view(KEY_WOW64_32KEY).size(), before32.size() + 100);
+  Run(GetParam().off);
+  const Registry after64 = view(KEY_WOW64_64KEY), after32 = view(KEY_WOW64_32KEY);
+  for (const auto& [key, data] : after64) EXPECT_TRUE(before64.count(key)) << Utf8(key);
+  EXPECT_TRUE(after64 == before64);
+  EXPECT_TRUE(after32 == before32);
+  Run(GetParam().off);
+}
+
+TEST_P(Registration, LeavesANameThatAnotherProgramTookOver) {
+  Run(GetParam().on);
+  WriteText(GetParam().scope, L"TarnSclServer.Protocol\\CLSID", kScaleClass);
+  Run(GetParam().off);
+  EXPECT_EQ(Read(L"TarnSclServer.Protocol\\CLSID"), Utf8(kScaleClass));
+  EXPECT_EQ(Read(L"TarnSclServer.Protocol.1\\CLSID"), "(no key)");
+  RegDeleteTreeW(GetParam().scope.hive,
+                 (GetParam().scope.classes + L"\\TarnSclServer.Protocol").c_str());
+}
+
+const ScopeCase kMachine{"Machine", MachineScope(), RegistrationCommand::Register,
+                         RegistrationCommand::Unregister};
+const ScopeCase kUser{"User", UserScope(), RegistrationCommand::RegisterPerUser,
+                      RegistrationCommand::UnregisterPerUser};
+constexpr auto kScopeName = [](const auto& tested) { return tested.param.name; };
+
+INSTANTIATE_TEST_SUITE_P(Scopes, Registration, testing::Values(kMachine, kUser), kScopeName);
+
+class MachineRegistration : public Registration {};
+
+TEST_P(MachineRegistration, IsWhatComFinds) {
+  Run(GetParam().on);
+  CLSID clsid{};
+  for (const wchar_t* progId :
+       {L"TarnSclServer.TarnServerConnection", L"TarnSclServer.TarnServerConnection.1"}) {
+    EXPECT_EQ(CLSIDFromProgID(progId, &clsid), S_OK);
+    EXPECT_EQ(Utf8(GuidText(clsid)), Utf8(kConnectionClass));
+  }
+  GUID id{};
+  CLSIDFromString(kLibrary, &id);
+  ComPtr<ITypeLib> library;
+  EXPECT_EQ(LoadRegTypeLib(id, 1, 0, LOCALE_NEUTRAL, library.Receive()), S_OK);
+  Run(GetParam().off);
+  EXPECT_NE(CLSIDFromProgID(L"TarnSclServer.TarnServerConnection", &clsid), S_OK);
+}
+
+// Wine does not look for classes of the user.
+INSTANTIATE_TEST_SUITE_P(Scopes, MachineRegistration, testing::Values(kMachine), kScopeName);
+
+/// A key of the test's own, below which nobody may create anything.
+class ForbiddenKey {
+ public:
+  ForbiddenKey() {
+    RegCreateKeyExW(HKEY_CURRENT_USER, kPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key_,
+                    nullptr);
+    SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
+    PSID everyone = nullptr;
+    AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &everyone);
+    EXPLICIT_ACCESSW readOnly{};
+    readOnly.grfAccessPermissions = KEY_READ | DELETE | WRITE_DAC;
+    readOnly.grfAccessMode = SET_ACCESS;
+    readOnly.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+    readOnly.Trustee.ptstrName = static_cast<wchar_t*>(everyone);
+    ACL* list = nullptr;
+    SetEntriesInAclW(1, &readOnly, nullptr, &list);
+    SECURITY_DESCRIPTOR descriptor;
+    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+    RegSetKeySecurity(key_, DACL_SECURITY_INFORMATION, &descriptor);
+    LocalFree(list);
+    FreeSid(everyone);
+  }
+  ~ForbiddenKey() {
+    RegCloseKey(key_);
+    RegDeleteKeyW(HKEY_CURRENT_USER, kPath);
+  }
+  static RegistrationScope Scope() { return {HKEY_CURRENT_USER, kPath}; }
+
+ private:
+  static constexpr const wchar_t* kPath = L"Software\\TarnRegistrationTest";
+  HKEY key_ = nullptr;
+};
+
+TEST(RegistrationFailure, SaysThatRightsAreMissingAndHowToDoWithout) {
+  const ForbiddenKey forbidden;
+  const RegistrationResult result =
+      RunRegistration(RegistrationCommand::Register, Program(), ForbiddenKey::Scope());
+  EXPECT_EQ(result.exitCode, 5);
+  EXPECT_NE(result.text.find("TarnRegistrationTest"), std::string::npos) << result.text;
+  EXPECT_NE(result.text.find("/RegServerPerUser"), std::string::npos) << result.text;
+}
+
+TEST(RegistrationFailure, NamesAProgramWithoutATypeLibrary) {
+  const RegistrationResult result =
+      RunRegistration(RegistrationCommand::RegisterPerUser, L"C:\\no such program.exe");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.text.find("no such program.exe"), std::string::npos) << result.text;
+}
+
+TEST(RegistrationSwitches, AreReadInAnyCase) {
+  EXPECT_EQ(RegistrationCommandOf(L"/RegServer"), RegistrationCommand::Register);
+  EXPECT_EQ(RegistrationCommandOf(L"-unregserver"), RegistrationCommand::Unregister);
+  EXPECT_EQ(RegistrationCommandOf(L"/REGSERVERPERUSER"), RegistrationCommand::RegisterPerUser);
+  EXPECT_EQ(RegistrationCommandOf(L"/UnregServerPerUser"), RegistrationCommand::UnregisterPerUser);
+  for (const wchar_t* other : {L"", L"/", L"RegServer", L"/Embedding", L"/RegServerX"}) {
+    EXPECT_FALSE(RegistrationCommandOf(other)) << Utf8(other);
+  }
+}
+
+}  // namespace
+}  // namespace tarn
