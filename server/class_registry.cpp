@@ -55,6 +55,7 @@ std::shared_ptr<Persistable> CreateClass(std::string_view className,
 
 std::vector<std::string_view> ClassNames() {
   std::vector<std::string_view> names;
+  names.reserve(kClasses.size());
   for (const Entry& entry : kClasses) names.push_back(entry.name);
   return names;
 }

@@ -45,6 +45,7 @@ std::string ToUtf8(std::string text, locale_t locale) {
   const std::string_view characterSet = ::nl_langinfo_l(CODESET, locale);
   if (ascii || characterSet == "UTF-8") return text;
   const iconv_t converter = ::iconv_open("UTF-8", characterSet.data());
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): how iconv says that it failed
   if (converter == reinterpret_cast<iconv_t>(-1)) return text;
   std::array<char, 512> converted{};
   char* from = text.data();

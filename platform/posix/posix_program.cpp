@@ -36,8 +36,7 @@ std::string ProgramSettingsPlace(std::string_view program) {
 }
 
 std::string ProgramDataFolder(std::string_view program) {
-  const std::string folder =
-      UserFolder("XDG_STATE_HOME", ".local/state") + "/" + std::string(program);
+  std::string folder = UserFolder("XDG_STATE_HOME", ".local/state") + "/" + std::string(program);
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) {

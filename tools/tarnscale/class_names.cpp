@@ -131,7 +131,7 @@ std::string ConnectionText(const TarnScale& scale) {
 std::string ProtocolText(const TarnScale& scale) {
   const auto protocol = scale.Protocol();
   if (!protocol) return {};
-  const std::string choice = ChoiceOf(ProtocolChoices(), protocol->ClassName());
+  std::string choice = ChoiceOf(ProtocolChoices(), protocol->ClassName());
   if (protocol->pType() == ProtocolType::NoProtType) return choice;
   return choice + " " + ProtocolTypeWord(protocol->pType());
 }

@@ -5,8 +5,8 @@
 namespace tarn::sim {
 
 PacedLine::PacedLine(std::unique_ptr<TerminalLine> line, double characterTime, Pace pace,
-                     FaultInjector faults)
-    : line_(std::move(line)), pacer_(characterTime), pace_(pace), faults_(std::move(faults)) {}
+                     const FaultInjector& faults)
+    : line_(std::move(line)), pacer_(characterTime), pace_(pace), faults_(faults) {}
 
 bool PacedLine::Follow(double now) {
   if (faults_.Vanished(now)) {

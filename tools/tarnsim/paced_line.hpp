@@ -24,7 +24,7 @@ class PacedLine {
   static constexpr double kRetryTime = 1000;  // between two tries to come back, milliseconds
 
   PacedLine(std::unique_ptr<TerminalLine> line, double characterTime, Pace pace,
-            FaultInjector faults);
+            const FaultInjector& faults);
 
   /// Takes the line away and brings it back by the schedule; true while it is there. Errors of
   /// TerminalLine::Attach climb; the next try is kRetryTime later.
