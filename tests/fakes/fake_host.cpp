@@ -184,7 +184,6 @@ std::unique_ptr<TextStream> FakeFiles::OpenForAppending(const std::string& name)
 
 std::string FakeFiles::Read(const std::string& name, std::size_t maxBytes) {
   const std::string key = Key(name);
-  ThrowIfListed(failRead, key);
   const auto found = contents.find(key);
   if (found == contents.end()) {
     throw AutomationError(ErrorNumber::FileNotFound, "File not found: " + name);

@@ -137,7 +137,6 @@ class FakeFiles final : public Files {
   std::map<std::string, std::string> contents;  ///< by name without kFolder
   // By name without kFolder: what the operation throws instead of doing its work.
   Failures failOpen;   ///< OpenForAppending
-  Failures failRead;   ///< Read
   Failures failWrite;  ///< WriteAtBeginning and WriteLine
   Failures failClose;  ///< the first Close of a text stream; it counts as closed
 

@@ -24,43 +24,26 @@ using ::testing::HasSubstr;
 
 class PosixStoreTest : public PosixTest {
  protected:
-  PosixSettingsStore store{Name("settings.ini")};
+  const std::string place = Name("settings.ini");
+  PosixSettingsStore store{place};
 };
 
 TEST_F(PosixStoreTest, KeepsWhatItDoesNotKnow) {
-  Write(Name("settings.ini"),
-        "; by hand\r\n"
-        "\r\n"
-        "[Settings]\r\n"
-        "  lastfile = old one \r\n"
-        "#LogFile=commented out\r\n"
-        "no assignment\r\n"
-        "\r\n"
-        "[Other]\n"
-        "LastFile=theirs");
+  Write(place,
+        "; by hand\r\n\r\n[Settings]\r\n  lastfile = old one \r\n#LogFile=commented out\r\n"
+        "no assignment\r\n\r\n[Other]\nLastFile=theirs");
   EXPECT_EQ(store.Get("Settings", "LastFile"), "old one");
   EXPECT_EQ(store.Get("Settings", "LogFile"), std::nullopt);
   store.Set("Settings", "LastFile", "new");
   store.Set("Settings", "LogFile", "a.log");
   store.Set("Third", "Key", "v");
-  EXPECT_EQ(Content(Name("settings.ini")),
-            "; by hand\r\n"
-            "\r\n"
-            "[Settings]\r\n"
-            "LastFile=new\n"
-            "#LogFile=commented out\r\n"
-            "no assignment\r\n"
-            "LogFile=a.log\n"
-            "\r\n"
-            "[Other]\n"
-            "LastFile=theirs\n"
-            "\n"
-            "[Third]\n"
-            "Key=v\n");
+  EXPECT_EQ(Content(place),
+            "; by hand\r\n\r\n[Settings]\r\nLastFile=new\n#LogFile=commented out\r\n"
+            "no assignment\r\nLogFile=a.log\n\r\n[Other]\nLastFile=theirs\n\n[Third]\nKey=v\n");
 }
 
 TEST_F(PosixStoreTest, SeesAndKeepsWhatAnotherProgramWroteMeanwhile) {
-  PosixSettingsStore other(Name("settings.ini"));
+  PosixSettingsStore other(place);
   store.Set("Settings", "A", "1");
   other.Set("Settings", "B", "2");
   store.Set("Settings", "A", "3");
@@ -72,19 +55,15 @@ TEST_F(PosixStoreTest, RefusesWhatIsTooBigOrWouldNotReadBack) {
   EXPECT_EQ(ErrorOf([&] { store.Set("S", "Key", std::string(70'000, 'x')); }), 57);
   EXPECT_EQ(ErrorOf([&] { store.Set("S", "a=b", "x"); }), 57);
   EXPECT_EQ(ErrorOf([&] { store.Set("S]", "Key", "x"); }), 57);
-  EXPECT_FALSE(fs::exists(Name("settings.ini")));
-  const std::string lines[] = {std::string(70'000, 'x'), std::string(1U << 20U, '\n') + "x"};
-  for (const std::string& content : lines) {
-    Write(Name("settings.ini"), content);
+  EXPECT_EQ(FilesInFolder(), 0U);
+  for (const std::string& content :
+       {std::string(70'000, 'x'), std::string(1U << 20U, '\n') + "x"}) {
+    Write(place, content);
     EXPECT_EQ(ErrorOf([&] { store.Get("S", "Key"); }), 57);
     EXPECT_EQ(ErrorOf([&] { store.Set("S", "Key", "x"); }), 57);
-    EXPECT_EQ(Content(Name("settings.ini")), content);
+    EXPECT_EQ(Content(place), content);
   }
-}
-
-TEST_F(PosixStoreTest, AFolderThatCannotBeMadeIsAnError) {
-  Write(Name("file"), "");
-  PosixSettingsStore below(Name("file/settings.ini"));
+  PosixSettingsStore below(Name("settings.ini/below"));  // no folder can be made there
   EXPECT_EQ(below.Get("S", "Key"), std::nullopt);
   EXPECT_EQ(ErrorOf([&] { below.Set("S", "Key", "x"); }), 57);
 }
@@ -99,13 +78,11 @@ TEST_F(PosixFilesTest, AReplacedFileKeepsItsModeAndALinkToItStays) {
   Write(Name("file"), "0123456789");
   fs::permissions(Name("file"), fs::perms(0640));
   fs::create_symlink("file", Name("link"));
-  files.WriteAtBeginning(Name("link"), "abc");
+  fs::create_symlink(Name("later"), Name("dangling"));
+  for (const char* link : {"link", "dangling"}) files.WriteAtBeginning(Name(link), "abc");
   EXPECT_TRUE(fs::is_symlink(Name("link")));
   EXPECT_EQ(Content(Name("file")), "abc3456789");
   EXPECT_EQ(fs::status(Name("file")).permissions(), fs::perms(0640));
-
-  fs::create_symlink(Name("later"), Name("dangling"));
-  files.WriteAtBeginning(Name("dangling"), "abc");
   EXPECT_EQ(Content(Name("later")), "abc");
   EXPECT_EQ(FilesInFolder(), 4U) << "nothing else is left behind";
 }
@@ -113,9 +90,9 @@ TEST_F(PosixFilesTest, AReplacedFileKeepsItsModeAndALinkToItStays) {
 TEST_F(PosixFilesTest, WhatCannotBeReplacedStaysAsItWas) {
   fs::create_symlink(Name("loop"), Name("loop"));
   ASSERT_EQ(::mkfifo(Name("fifo").c_str(), 0600), 0);
-  EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(Name("loop"), "x"); }), 75);
-  EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(Name("fifo"), "x"); }), 75);
-  EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning("/dev/null", "x"); }), 75);
+  for (const std::string& name : {Name("loop"), Name("fifo"), std::string("/dev/null")}) {
+    EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(name, "x"); }), 75) << name;
+  }
   EXPECT_TRUE(fs::is_fifo(Name("fifo")));
   EXPECT_EQ(FilesInFolder(), 2U);
 }
@@ -154,25 +131,19 @@ TEST_F(PosixFilesTest, AWriteThatFailsHalfWayLeavesTheOldFileAlone) {
 TEST_F(PosixFilesTest, ALogHasEveryLineThatItTookAndNoOther) {
   auto stream = files.OpenForAppending(Name("log"));
   std::string taken;
-  const auto writeLines = [&](char mark, int count) {
-    int refused = 0;
-    for (int i = 0; i < count; ++i) {
-      const std::string line(90, mark);
-      const int error = ErrorOf([&] { stream->WriteLine(line); });
-      if (error == 0)
-        taken += line + "\r\n";
-      else
-        ++refused;
-    }
-    return refused;
-  };
-  EXPECT_EQ(writeLines('a', 100), 0);
-  {
-    const FileSizeLimit limit(10'000);
-    EXPECT_GT(writeLines('b', 300), 100);
+  int refused = 0;
+  std::optional<FileSizeLimit> limit;
+  for (int i = 0; i < 500; ++i) {
+    if (i == 100) limit.emplace(10'000);
+    if (i == 400) limit.reset();
+    const std::string line(90, static_cast<char>('a' + i % 26));
+    const bool took = ErrorOf([&] { stream->WriteLine(line); }) == 0;
+    if (took) taken += line + "\r\n";
+    refused += took ? 0 : 1;
   }
-  EXPECT_EQ(writeLines('c', 100), 0);
   stream->Close();
+  EXPECT_GT(refused, 100);
+  EXPECT_LT(refused, 300);
   EXPECT_EQ(Content(Name("log")), taken);
 }
 
@@ -183,29 +154,14 @@ TEST_F(PosixFilesTest, AFullDiskIsError61) {
   EXPECT_EQ(ErrorOf([&] { stream->Close(); }), 0);
 }
 
-/// Sets a variable of the environment for the time of a test.
-class Variable {
- public:
-  Variable(const char* name, const std::string& value) : name_(name) {
-    if (const char* former = std::getenv(name)) former_ = former;
-    ::setenv(name, value.c_str(), 1);
-  }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-  ~Variable() {
-    if (former_)
-      ::setenv(name_, former_->c_str(), 1);
-    else
-      ::unsetenv(name_);
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> former_;
-};
-
 class PosixLocaleTest : public PosixTest {
  protected:
+  ~PosixLocaleTest() override {
+    for (const char* name : {"LOCPATH", "LC_ALL", "LC_NUMERIC", "LC_TIME"}) ::unsetenv(name);
+  }
+  static void Variable(const char* name, const std::string& value) {
+    ::setenv(name, value.c_str(), 1);
+  }
   /// Builds a locale into the folder; false where this machine lacks what that takes.
   bool Build(const std::string& name, const std::string& characterSet) const {
     const std::string command =
@@ -218,21 +174,20 @@ TEST_F(PosixLocaleTest, FollowsTheVariableOfEachCategory) {
   if (!Build("de_DE", "ISO-8859-1") || !Build("zh_CN", "GB2312")) {
     GTEST_SKIP() << "no locales can be built here";
   }
-  const Variable place("LOCPATH", folder.string());
-  const Variable all("LC_ALL", "");
-  const Variable numbers("LC_NUMERIC", "de_DE");
-  const Variable times("LC_TIME", "zh_CN");
+  Variable("LOCPATH", folder.string());
+  Variable("LC_ALL", "");
+  Variable("LC_NUMERIC", "de_DE");
+  Variable("LC_TIME", "zh_CN");
   const PosixLocale locale;
   EXPECT_EQ(locale.DecimalSeparator(), ",");
   EXPECT_EQ(locale.GroupSeparator(), ".");
   EXPECT_THAT(locale.DateText(), HasSubstr("\u5E74"));  // the word for year, as UTF-8
-
-  const Variable stronger("LC_ALL", "de_DE");
+  Variable("LC_ALL", "de_DE");
   EXPECT_THAT(PosixLocale().DateText(), ::testing::MatchesRegex("[0-9.]+"));
 }
 
 TEST_F(PosixLocaleTest, TheCLocaleStandsInForOneThatIsNotThere) {
-  const Variable all("LC_ALL", "xx_XX.none");
+  Variable("LC_ALL", "xx_XX.none");
   const PosixLocale locale;
   EXPECT_EQ(locale.DecimalSeparator(), ".");
   EXPECT_EQ(locale.GroupSeparator(), "");

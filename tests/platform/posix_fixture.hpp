@@ -1,22 +1,40 @@
 // What the tests of the POSIX host share: a folder of their own, and a host with lines in it.
 #pragma once
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <string>
-#include <vector>
 
 #include "platform/native_host.hpp"
+#include "platform/posix/posix_support.hpp"
 #include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
+
+/// What a descriptor that becomes ready is tried with.
+struct Pipe {
+  Pipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_NONBLOCK | O_CLOEXEC) < 0) return;
+    read.Reset(ends[0]);
+    write.Reset(ends[1]);
+  }
+  void Put() const { ASSERT_EQ(::write(write.Get(), "x", 1), 1); }
+  void Take() const {
+    char c = 0;
+    [[maybe_unused]] const auto taken = ::read(read.Get(), &c, 1);
+  }
+  OwnedFd read, write;
+};
 
 class PosixTest : public ::testing::Test {
  protected:
@@ -30,7 +48,7 @@ class PosixTest : public ::testing::Test {
 
   static std::string Content(const std::string& name) {
     std::ifstream file(name, std::ios::binary);
-    return (std::ostringstream() << file.rdbuf()).str();
+    return {std::istreambuf_iterator<char>(file), {}};
   }
   static void Write(const std::string& name, const std::string& content) {
     std::ofstream(name, std::ios::binary) << content;
@@ -47,13 +65,13 @@ class PosixLineTest : public PosixTest {
  protected:
   std::unique_ptr<NativeHost> MakeHost() {
     HostOptions options;
-    options.portMap[1] = Name("line");
-    options.portMap[2] = Name("missing");
-    options.portMap[3] = Name("file");
-    options.portMap[4] = Name("other-name");
+    options.portMap = {
+        {1, Name("line")}, {2, Name("missing")}, {3, Name("file")}, {4, Name("other")}};
     options.settingsPlace = Name("settings.ini");
-    options.trace = [this](std::string_view text) { traces.emplace_back(text); };
     return CreateNativeHost(std::move(options));
+  }
+  bool Becomes(const std::function<bool()>& condition) {
+    return host->Loop().RunUntil(condition, 30000);
   }
   std::shared_ptr<SerialPort> MakePort(std::int16_t number) {
     auto port = host->CreateSerialPort();
@@ -61,7 +79,6 @@ class PosixLineTest : public PosixTest {
     return port;
   }
 
-  std::vector<std::string> traces;
   std::unique_ptr<NativeHost> host = MakeHost();
 };
 

@@ -29,9 +29,7 @@ class Win32FilesTest : public ::testing::Test {
 };
 
 TEST_F(Win32FilesTest, AFileThatCannotBeReplacedStaysAsItWas) {
-  const std::string name = harness->FileName(
-      "Gr\xC3\xB6\xC3\x9F"
-      "e.scl");
+  const std::string name = harness->FileName("Gr\u00F6\u00DFe.scl");
   files.WriteAtBeginning(name, "old content");
   {
     const OwnedHandle reader = Open(name, FILE_SHARE_READ);

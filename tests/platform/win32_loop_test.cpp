@@ -7,17 +7,14 @@ namespace {
 TEST_F(Win32LoopTest, AHandleThatIsAlwaysSignalledKeepsNobodyWaiting) {
   const OwnedHandle busy = CreateEventHandle(true);
   const OwnedHandle rare = CreateEventHandle(false);
-  int busyCalls = 0;
-  int rareCalls = 0;
-  int ticks = 0;
+  int busyCalls = 0, rareCalls = 0, ticks = 0;
   loop.Watch(busy.Get(), [&] { ++busyCalls; });
   loop.Watch(rare.Get(), [&] { ++rareCalls; });
   const auto timer = loop.CreateTimer();
   const auto subscription = timer->Tick.Subscribe([&] { ++ticks; });
   timer->Interval(1);
   timer->Enabled(true);
-  SetEvent(busy.Get());
-  SetEvent(rare.Get());
+  for (const OwnedHandle* handle : {&busy, &rare}) SetEvent(handle->Get());
   ASSERT_TRUE(Becomes([&] { return busyCalls >= 50 && ticks >= 2; }));
   EXPECT_EQ(rareCalls, 1) << "an event that was set once";
 }
@@ -27,8 +24,7 @@ TEST_F(Win32LoopTest, AWatchMayGoWithItsHandleInsideAnyCallback) {
   OwnedHandle other = CreateEventHandle(true);
   OwnedHandle last = CreateEventHandle(false);
   std::vector<std::string> calls;
-  Win32MessageLoop::WatchId ownId = 0;
-  Win32MessageLoop::WatchId otherId = 0;
+  Win32MessageLoop::WatchId ownId = 0, otherId = 0;
   ownId = loop.Watch(own.Get(), [&] {
     calls.emplace_back("own");
     loop.Unwatch(ownId);

