@@ -14,13 +14,14 @@
 
 namespace tarn {
 
-/// Real lines hand over their bytes in arbitrary pieces, down to one at a time. An adapter that works
-/// in packets puts pauses of some 16 ms into the middle of a frame, and a busy machine longer ones. A
-/// reader that is woken one byte before the end of a frame and drains what waits loses that frame. So
-/// with an end character only whole frames are shown to the reader: what follows the last end
-/// character is held back until its own one arrives. A line that stays without is shown as it is once
-/// it has been quiet for kQuietCharacters character times (kQuietFloor milliseconds at the least), or
-/// when it has kept more than a threshold's worth of bytes waiting for kHoldFactor such times.
+/// Real lines hand over their bytes in arbitrary pieces, down to one at a time. An adapter that
+/// works in packets puts pauses of some 16 ms into the middle of a frame, and a busy machine longer
+/// ones. A reader that is woken one byte before the end of a frame and drains what waits loses that
+/// frame. So with an end character only whole frames are shown to the reader: what follows the last
+/// end character is held back until its own one arrives. A line that stays without is shown as it
+/// is once it has been quiet for kQuietCharacters character times (kQuietFloor milliseconds at the
+/// least), or when it has kept more than a threshold's worth of bytes waiting for kHoldFactor such
+/// times.
 class ReceiveBuffer {
  public:
   static constexpr double kQuietCharacters = 4;

@@ -110,8 +110,11 @@ prepare_prefix
 start_services
 join_ports "$1"
 
-limit=${TARN_WINE_LIMIT:-600}
+limit=(timeout)
+# A program at a terminal reads its keys; in a process group of its own it would be stopped for that.
+[ ! -t 0 ] || limit+=(--foreground)
+limit+=(-k 10 "${TARN_WINE_LIMIT:-600}")
 case $1 in
-  *.exe) timeout -k 10 "$limit" wine "$@" 9>&- ;;
-  *) timeout -k 10 "$limit" "$@" 9>&- ;;
+  *.exe) "${limit[@]}" wine "$@" 9>&- ;;
+  *) "${limit[@]}" "$@" 9>&- ;;
 esac

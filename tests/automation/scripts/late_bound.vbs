@@ -1,0 +1,125 @@
+' What scripts write every day, each line with its expected result. Ends with a sentinel line.
+'   late_bound.vbs PORT SETTINGS_FILE
+Option Explicit
+
+Dim connection, server, scale, again, n, serial, continuous, port, timer, file
+
+Sub Expect(what, got, wanted)
+    If got <> wanted Then
+        WScript.Echo "WRONG", what & ": got", got, "wanted", wanted
+        WScript.Quit 3
+    End If
+End Sub
+
+Sub ExpectError(what, number, description)
+    Expect what & " number", Err.Number, number
+    Expect what & " description", Err.Description, description
+    Expect what & " source", Err.Source, "TarnSclServer"
+    Err.Clear
+End Sub
+
+Set connection = CreateObject("TarnSclServer.TarnServerConnection")
+n = 7
+Set server = connection.TarnScaleServer(n)
+Expect "the component number", n, 7
+Set scale = server.GetScale(n)
+n = "7"
+Set again = server.GetScale(n)
+Expect "identity", scale Is again, True
+Expect "another scale", scale Is server.GetScale(8), False
+Expect "the server through a second connection", _
+       CreateObject("TarnSclServer.TarnServerConnection").TarnScaleServer(1) Is server, True
+Expect "identity of a record", scale.WeightData Is again.WeightData, True
+
+' A new connection and protocol
+Expect "no connection", scale.Connection.Ctype, 0
+Set serial = CreateObject("TarnSclServer.SerialConnection")
+Expect "a default", serial.BaudRate, 5
+serial.ComPort = CInt(WScript.Arguments(0))
+serial.IsBidirectional = False
+Set scale.Connection = serial
+Set continuous = CreateObject("TarnSclServer.TarnContinuousProtocol")
+continuous.pType = 1
+Set scale.Protocol = continuous
+Expect "Connection", scale.Connection Is serial, True
+Expect "ComPort", scale.Connection.ComPort, CInt(WScript.Arguments(0))
+Expect "Ctype", scale.Connection.Ctype, 1
+Expect "pType", scale.Protocol.pType, 1
+Expect "TypeToClass", scale.Protocol.TypeToClass(8), 3
+Expect "myScale", scale.Protocol.myScale Is scale, True
+
+' Numbers in any dress, optional arguments
+scale.SetTare 12.5
+scale.SetTare "12.5"
+n = 12.5
+scale.SetTare n
+Expect "the tare by reference", n, 12.5
+scale.printRequest
+Expect "PRState", scale.PRState, True
+scale.printRequest True
+scale.UpdateRate = "4"
+Expect "UpdateRate", scale.UpdateRate, 4
+scale.AliasName = "Gate 7"
+Expect "AliasName", scale.AliasName, "Gate 7"
+
+' The objects behind the controls
+Set port = scale.Connection.SaxPort
+port.CommPort = "12"
+Expect "CommPort", port.CommPort, 12
+Expect "PortOpen", port.PortOpen, False
+Set timer = scale.UpdateTimer
+timer.Interval = 250
+Expect "Interval", scale.UpdateTimer.Interval, 250
+server.LogFile.WriteLine "A line of a script"
+
+' Arrays
+' Wine's engine does not look into arrays of texts.
+Expect "the fields", IsArray(scale.TarnRecordTemplateData.FieldDataArray), True
+Expect "MaxNumFields", scale.TarnRecordTemplateData.MaxNumFields(), 20
+Expect "a field", scale.TarnRecordTemplateData.FieldData(1), ""
+
+' Errors
+On Error Resume Next
+server.GetScale 33
+ExpectError "GetScale(33)", 9, "Subscript out of range"
+server.GetScale "one"
+Expect "a text for a number", Err.Number, 13
+Err.Clear
+Set scale.Connection = continuous
+Expect "a protocol for a connection", Err.Number, 13
+Err.Clear
+scale.Connection.IsBidirectional = True
+scale.SetTare 1
+Expect "a command while the port is closed", Err.Number, 8018
+Err.Clear
+scale.NoSuchMember
+Expect "an unknown member", Err.Number, 438
+Err.Clear
+port.InBufferCount = 3
+Expect "a value that cannot be", Err.Number, 380
+Err.Clear
+On Error GoTo 0
+
+' Save, load, new configuration
+file = WScript.Arguments(1)
+server.CurrentFileName = file
+server.SaveScaleSettings
+Expect "dirty after the save", server.CurrentFileDirty, False
+scale.AliasName = "Changed"
+Expect "dirty after a change", server.CurrentFileDirty, True
+server.LoadScaleSettings True
+Expect "new", server.CurrentFileNew, True
+Expect "an empty slot's connection", server.GetScale(7).Connection.Ctype, 0
+server.CurrentFileName = file
+server.LoadScaleSettings False
+Expect "the loaded alias", server.GetScale(7).AliasName, "Gate 7"
+Expect "the loaded port", server.GetScale(7).Connection.ComPort, CInt(WScript.Arguments(0))
+Expect "the loaded protocol", server.GetScale(7).Protocol.pType, 1
+Expect "the old scale", scale Is server.GetScale(7), False
+Expect "the old scale's alias", scale.AliasName, "Changed"
+On Error Resume Next
+scale.RunScale
+Expect "running an old scale", Err.Number, 91
+Err.Clear
+On Error GoTo 0
+WScript.Echo "All of late_bound.vbs"
