@@ -23,13 +23,9 @@ fi
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 home=$root/build/wine
-noise=$home/wineserver.log
-mkdir -p "$home/prefix" || exit 125
-
-export WINEPREFIX=$home/prefix WINEARCH=win64 WINEDEBUG=-all
-# Without these Wine asks for its add-ons and writes menu entries.
-export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=d'
-unset DISPLAY WAYLAND_DISPLAY
+noise=$home/prefix.log
+mkdir -p "$home" || exit 125
+. "$root/scripts/wine.sh"
 
 # Every child that stays must not inherit descriptor 9, or it would hold the lock.
 exec 9>"$home/lock"
@@ -38,28 +34,6 @@ flock 9
 fail() {
   echo "run_under_wine: $1" >&2
   exit 125
-}
-
-# The server keeps running for a while, so that the next program starts at once, and then ends by
-# itself. It is started here, since it writes to the standard error of whoever starts it: megabytes
-# when a pseudo-terminal goes. Status 2 says that one runs already.
-start_server() {
-  [ "$(stat -c %s "$noise" 2>/dev/null || echo 0)" -lt 20000000 ] || : >"$noise"
-  timeout 60 wineserver -p30 >>"$noise" 2>&1 </dev/null 9>&-
-  local status=$?
-  [ $status -eq 0 ] || [ $status -eq 2 ] || fail "the wineserver does not start, see $noise"
-}
-
-prepare_prefix() {
-  [ -e "$WINEPREFIX/.prepared" ] && return
-  timeout 300 wineboot -i >>"$noise" 2>&1 </dev/null 9>&- || fail "wineboot failed, see $noise"
-  touch "$WINEPREFIX/.prepared"
-}
-
-# Wine's device manager takes away the COM ports that it finds when it starts, so it has to run
-# before they are made.
-start_services() {
-  timeout 120 wine cmd /c exit >>"$noise" 2>&1 </dev/null 9>&- || fail "Wine does not start"
 }
 
 # In the background: the pair, and its absence while the program wants it so. Ends with this script
@@ -105,9 +79,7 @@ tidy() {
 trap tidy EXIT
 trap 'exit 125' INT TERM
 
-start_server
-prepare_prefix
-start_services
+prepare_wine "$home" prefix || fail "Wine does not start, see $noise"
 join_ports "$1"
 
 limit=(timeout)
