@@ -30,6 +30,11 @@ enum class ErrorNumber : int {
   InvalidPort = 8002,    ///< the port does not exist
   PortInUse = 8005,      ///< the port is open already, here or in another program
   PortNotOpen = 8018,    ///< a write to a port that is closed
+  SocketNoPermission = 10013,
+  SocketDatagramTooLong = 10040,
+  SocketAddressInUse = 10048,
+  SocketWrongState = 40006,  ///< the operation needs another transport or state
+  SocketNotClosed = 40020,   ///< a setting that needs a closed socket was written while it was open
 };
 
 /// Thrown by the core; never crosses the message loop or a COM call.

@@ -9,6 +9,8 @@
 #include "platform/message_loop.hpp"
 #include "platform/serial_port.hpp"
 #include "platform/settings_store.hpp"
+#include "platform/socket.hpp"
+#include "platform/terminal_network.hpp"
 #include "platform/user_locale.hpp"
 
 namespace tarn {
@@ -26,6 +28,8 @@ class Host {
   virtual UserLocale& Locale() = 0;
   virtual tarn::Files& Files() = 0;
   virtual std::shared_ptr<SerialPort> CreateSerialPort() = 0;
+  virtual std::shared_ptr<SocketControl> CreateSocket() = 0;
+  virtual tarn::TerminalNetwork& TerminalNetwork() = 0;
 
   /// The folder of the running program.
   virtual std::string ProgramFolder() = 0;

@@ -20,6 +20,8 @@ class ScaleSite : public ObjectFactory {
 
   /// The host form's update timer of a scale; none for a number outside 1 to 32.
   virtual std::shared_ptr<Timer> UpdateTimer(std::int16_t scaleNumber) = 0;
+  /// The host form's socket control of a scale; none for a number outside 1 to 32.
+  virtual std::shared_ptr<SocketControl> Winsock(std::int16_t scaleNumber) = 0;
   /// The host form's tick of 200 ms that drives every activity timer.
   virtual std::shared_ptr<Timer> TickTimer() = 0;
 

@@ -114,6 +114,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void ScaleNumber(std::int16_t number);
   std::int16_t ScaleNumber() const { return scaleNumber_; }
   std::int32_t UpdateInterval() const { return updateInterval_; }
+  ScaleSite& Site() const { return *site_; }
 
   /// Stops the scale for good and takes it off its timers, before it leaves the server's table.
   /// Whoever still holds it holds a quiet object. Never throws.

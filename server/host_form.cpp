@@ -5,23 +5,40 @@
 #include "scale/activity_timer.hpp"
 
 namespace tarn {
+namespace {
 
-HostForm::HostForm(MessageLoop& loop) {
-  for (auto& timer : updateTimers_) timer = loop.CreateTimer();
-  timer1_ = loop.CreateTimer();
+template <class Control>
+Control ControlOf(const std::array<Control, kScaleCount>& controls, std::int16_t number) {
+  if (number < 1 || number > kScaleCount) return nullptr;
+  return controls[static_cast<std::size_t>(number - 1)];
+}
+
+}  // namespace
+
+HostForm::HostForm(Host& host) {
+  for (auto& timer : updateTimers_) timer = host.Loop().CreateTimer();
+  for (auto& socket : sockets_) socket = host.CreateSocket();
+  timer1_ = host.Loop().CreateTimer();
   timer1_->Interval(ActivityTimer::kTick);
   timer1_->Enabled(true);
 }
 
 std::shared_ptr<Timer> HostForm::UpdateTimer(std::int16_t number) const {
-  if (number < 1 || number > kScaleCount) return nullptr;
-  return updateTimers_[static_cast<std::size_t>(number - 1)];
+  return ControlOf(updateTimers_, number);
+}
+
+std::shared_ptr<SocketControl> HostForm::Winsock(std::int16_t number) const {
+  return ControlOf(sockets_, number);
 }
 
 void HostForm::Unload() {
   for (auto& timer : updateTimers_) {
     if (timer) timer->Enabled(false);
     timer.reset();
+  }
+  for (auto& socket : sockets_) {
+    if (socket) socket->Close();
+    socket.reset();
   }
   timer1_->Enabled(false);
 }

@@ -1,13 +1,12 @@
-// The server's timers, hosted together: one update timer a scale and the tick of all activity
-// timers.
+// What the server's scales share, hosted together: one update timer and one socket control a scale,
+// and the tick of all activity timers.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <memory>
 
-#include "platform/message_loop.hpp"
-#include "platform/timer.hpp"
+#include "platform/host.hpp"
 
 namespace tarn {
 
@@ -17,20 +16,23 @@ inline constexpr std::int16_t kScaleCount = 32;
 class HostForm {
  public:
   /// The tick runs from now on; the update timers are disabled.
-  explicit HostForm(MessageLoop& loop);
+  explicit HostForm(Host& host);
   HostForm(const HostForm&) = delete;
   HostForm& operator=(const HostForm&) = delete;
 
   /// UpdateTimer1 to UpdateTimer32; none for any other number and after Unload.
   std::shared_ptr<Timer> UpdateTimer(std::int16_t number) const;
+  /// Winsock1 to Winsock32, likewise.
+  std::shared_ptr<SocketControl> Winsock(std::int16_t number) const;
   /// Ticks every 200 ms until Unload.
   std::shared_ptr<Timer> Timer1() const { return timer1_; }
 
-  /// Stops all timers for good, whoever still holds one.
+  /// Stops all timers and closes all sockets for good, whoever still holds one.
   void Unload();
 
  private:
   std::array<std::shared_ptr<Timer>, kScaleCount> updateTimers_;
+  std::array<std::shared_ptr<SocketControl>, kScaleCount> sockets_;
   std::shared_ptr<Timer> timer1_;
 };
 

@@ -16,11 +16,14 @@ namespace tarn {
 /// site, which then has no timers and no log.
 class ServerSite final : public ScaleSite, public std::enable_shared_from_this<ServerSite> {
  public:
-  explicit ServerSite(Host& host) : host_(host), form_(host.Loop()) {}
+  explicit ServerSite(Host& host) : host_(host), form_(host) {}
 
   Host& System() override { return host_; }
   std::shared_ptr<Timer> UpdateTimer(std::int16_t scaleNumber) override {
     return form_.UpdateTimer(scaleNumber);
+  }
+  std::shared_ptr<SocketControl> Winsock(std::int16_t scaleNumber) override {
+    return form_.Winsock(scaleNumber);
   }
   std::shared_ptr<Timer> TickTimer() override { return form_.Timer1(); }
   void LogPrint(const TarnScale& scale) override;

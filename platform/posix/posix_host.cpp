@@ -31,6 +31,14 @@ std::shared_ptr<SerialPort> PosixHost::CreateSerialPort() {
   return std::make_shared<PosixSerialPort>(loop_, ports_);
 }
 
+std::shared_ptr<SocketControl> PosixHost::CreateSocket() {
+  return nullptr;
+}
+
+tarn::TerminalNetwork& PosixHost::TerminalNetwork() {
+  throw AutomationError(ErrorNumber::FileNotFound, "The terminal network is not supported yet");
+}
+
 std::string PosixHost::ProgramFolder() {
   std::error_code error;
   return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();

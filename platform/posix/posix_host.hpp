@@ -19,6 +19,8 @@ class PosixHost final : public NativeHost {
   UserLocale& Locale() override { return locale_; }
   tarn::Files& Files() override { return files_; }
   std::shared_ptr<SerialPort> CreateSerialPort() override;
+  std::shared_ptr<SocketControl> CreateSocket() override;
+  tarn::TerminalNetwork& TerminalNetwork() override;
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
   std::unique_ptr<Console> CreateConsole() override;

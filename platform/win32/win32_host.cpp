@@ -36,6 +36,14 @@ std::string Win32Host::DeviceOf(std::int16_t number) const {
   return mapped != portMap_.end() ? mapped->second : "COM" + std::to_string(number);
 }
 
+std::shared_ptr<SocketControl> Win32Host::CreateSocket() {
+  return nullptr;
+}
+
+tarn::TerminalNetwork& Win32Host::TerminalNetwork() {
+  throw AutomationError(ErrorNumber::FileNotFound, "The terminal network is not supported yet");
+}
+
 std::string Win32Host::ProgramFolder() {
   std::wstring name(MAX_PATH, L'\0');
   DWORD length = 0;

@@ -217,4 +217,9 @@ std::shared_ptr<SerialPort> FakeHost::CreateSerialPort() {
   return ports.back();
 }
 
+std::shared_ptr<SocketControl> FakeHost::CreateSocket() {
+  sockets.push_back(std::make_shared<FakeSocket>());
+  return sockets.back();
+}
+
 }  // namespace tarn

@@ -20,6 +20,7 @@
 #include "platform/loop_base.hpp"
 #include "platform/receive_buffer.hpp"
 #include "platform/trace_filter.hpp"
+#include "tests/fakes/fake_socket.hpp"
 
 namespace tarn {
 
@@ -156,6 +157,8 @@ class FakeHost final : public Host {
   UserLocale& Locale() override { return locale; }
   tarn::Files& Files() override { return files; }
   std::shared_ptr<SerialPort> CreateSerialPort() override;
+  std::shared_ptr<SocketControl> CreateSocket() override;
+  tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork; }
   std::string ProgramFolder() override { return programFolder; }
   void Trace(std::string_view text) override { filter_(text, loop.Now()); }
 
@@ -170,7 +173,9 @@ class FakeHost final : public Host {
   FakeLocale locale;
   FakeFiles files{locale};
   FakeLoop loop;
+  FakeTerminalNetwork terminalNetwork;
   std::vector<std::shared_ptr<FakeSerialPort>> ports;  ///< in order of creation
+  std::vector<std::shared_ptr<FakeSocket>> sockets;    ///< likewise; a host form makes the first 32
 };
 
 }  // namespace tarn

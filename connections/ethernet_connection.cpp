@@ -1,0 +1,86 @@
+#include "connections/ethernet_connection.hpp"
+
+#include <cstddef>
+#include <utility>
+
+#include "base/automation_error.hpp"
+
+namespace tarn {
+namespace {
+
+/// One character a socket: 1 to 9, then a to w.
+constexpr std::string_view kSocketCodes = "123456789abcdefghijklmnopqrstuvw";
+
+}  // namespace
+
+void EthernetConnection::InitProperties() {
+  IPAddress("0.0.0.0");
+  IsBidirectional(false);
+}
+
+void EthernetConnection::ReadProperties(const PropertyBag& bag) {
+  IPAddress(bag.ReadText("IPAddress", "0.0.0.0"));
+  IsBidirectional(bag.ReadBoolean("IsBidirectional", false));
+}
+
+void EthernetConnection::WriteProperties(PropertyBag& bag) const {
+  bag.WriteText("IPAddress", ipAddress_, "0.0.0.0");
+  bag.WriteBoolean("IsBidirectional", isBidirectional_, false);
+}
+
+void EthernetConnection::IPAddress(std::string address) {
+  ipAddress_ = std::move(address);
+  PropertyChanged.Raise("IPAddress");
+}
+
+void EthernetConnection::IsBidirectional(bool value) {
+  isBidirectional_ = value;
+  PropertyChanged.Raise("IsBidirectional");
+}
+
+std::shared_ptr<SocketControl> EthernetConnection::TakeSocket(std::int16_t scaleNumber,
+                                                              ScaleSite& site) {
+  if (socketNumber_ != 0) return mvarSocket_;
+  socketNumber_ = scaleNumber;
+  // Deliberate: without an address the number stays taken, and no later call brings a socket.
+  if (ipAddress_.empty()) return mvarSocket_;
+  if (scaleNumber < 1 || scaleNumber > static_cast<std::int16_t>(kSocketCodes.size())) {
+    socketNumber_ = 0;
+    nodeName_.clear();
+    return mvarSocket_;
+  }
+  mvarSocket_ = site.Winsock(scaleNumber);
+  nodeName_ = "/k";
+  nodeName_ += kSocketCodes[static_cast<std::size_t>(scaleNumber - 1)];
+  return mvarSocket_;
+}
+
+bool EthernetConnection::CloseSocket() {
+  if (mvarSocket_->State() == SocketState::Closed) return true;
+  mvarSocket_->Close();
+  for (int read = 0; read < kStateReads; ++read) {
+    if (mvarSocket_->State() == SocketState::Closed) return true;
+  }
+  return false;
+}
+
+void EthernetConnection::Connect() {
+  if (nodeName_.empty()) return;
+  const auto socket = mvarSocket_;
+  Required(socket, "The Ethernet connection has no socket");
+  if (!CloseSocket()) return;
+  socket->Transport(socketProtocol_ == 0 ? SocketTransport::Tcp : SocketTransport::Udp);
+  socket->LocalPort(localPort_);
+  socket->RemoteHost(ipAddress_);
+  socket->RemotePort(remotePort_);
+  if (socket->Transport() == SocketTransport::Udp)
+    socket->Bind(localPort_);
+  else
+    socket->Connect();
+}
+
+void EthernetConnection::Disconnect() {
+  if (!nodeName_.empty() && mvarSocket_) mvarSocket_->Close();
+}
+
+}  // namespace tarn

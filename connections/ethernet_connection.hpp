@@ -1,0 +1,73 @@
+// The TCP/IP link of a scale: the terminal's address, and one of the server's 32 socket controls.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/socket.hpp"
+#include "scale/contracts.hpp"
+#include "scale/scale_site.hpp"
+
+namespace tarn {
+
+/// The protocol takes the socket and sets transport and ports before the scale connects. Errors of
+/// the socket (see SocketControl) reach the caller of Connect.
+class EthernetConnection final : public _Connection {
+ public:
+  static constexpr std::string_view kClassName = "EthernetConnection";
+
+  std::string_view ClassName() const override { return kClassName; }
+  void InitProperties() override;
+  void ReadProperties(const PropertyBag& bag) override;
+  void WriteProperties(PropertyBag& bag) const override;
+
+  /// Address or name of the terminal, stored as it is given.
+  const std::string& IPAddress() const { return ipAddress_; }
+  void IPAddress(std::string address);
+  std::shared_ptr<SocketControl> mvarSocket() const { return mvarSocket_; }
+  void mvarSocket(std::shared_ptr<SocketControl> socket) { mvarSocket_ = std::move(socket); }
+
+  bool IsBidirectional() const override { return isBidirectional_; }
+  void IsBidirectional(bool value) override;
+  ConnectionType Ctype() const override { return ConnectionType::EtherNet; }
+  void Connect() override;
+  void Disconnect() override;
+
+  // For the protocols.
+
+  /// The scale's site's socket control of that scale number, taken once: later calls give the one
+  /// that is held, whatever number they pass. None for a number outside 1 to 32 (a later call may
+  /// try again), and none for good when the address is empty at the first call.
+  std::shared_ptr<SocketControl> TakeSocket(std::int16_t scaleNumber, ScaleSite& site);
+
+  /// The terminal-node text that goes with the socket, "/k1" to "/kw"; empty while none is taken.
+  const std::string& NodeName() const { return nodeName_; }
+  void SetNodeName(std::string name) { nodeName_ = std::move(name); }
+
+  std::int16_t LocalPort() const { return localPort_; }
+  void LocalPort(std::int16_t port) { localPort_ = port; }
+  std::int16_t RemotePort() const { return remotePort_; }
+  void RemotePort(std::int16_t port) { remotePort_ = port; }
+  /// 0 is TCP, 1 is UDP.
+  std::int16_t SocketProtocol() const { return socketProtocol_; }
+  void SocketProtocol(std::int16_t transport) { socketProtocol_ = transport; }
+
+ private:
+  /// How often Connect reads the state of a socket that it has closed before it gives up.
+  static constexpr int kStateReads = 1001;
+
+  bool CloseSocket();
+
+  std::shared_ptr<SocketControl> mvarSocket_;
+  std::string ipAddress_;
+  bool isBidirectional_ = false;
+  std::int16_t socketNumber_ = 0;
+  std::int16_t socketProtocol_ = 1;
+  std::int16_t localPort_ = 1700;
+  std::int16_t remotePort_ = 1701;
+  std::string nodeName_;
+};
+
+}  // namespace tarn
