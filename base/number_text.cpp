@@ -120,6 +120,14 @@ double NumericPrefix(std::string_view text) {
   return ParseDigits(digits);
 }
 
+std::string LocalizeDecimal(std::string_view text, std::string_view decimalSeparator) {
+  std::string localized(text);
+  // Only the last point can be the first one from itself on; from a comma on there is none.
+  const auto point = text.rfind('.');
+  if (point != std::string_view::npos) localized.replace(point, 1, decimalSeparator);
+  return localized;
+}
+
 std::optional<double> LocaleNumber(std::string_view text, std::string_view decimalSeparator) {
   text = TrimBlanks(text);
   std::string digits;

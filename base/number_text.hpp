@@ -22,6 +22,11 @@ std::int32_t RoundToLong(double value);
 /// The decimal point is always "." and an exponent (1E3) counts. Error 6 beyond the range.
 double NumericPrefix(std::string_view text);
 
+/// A received number with the user's decimal separator: what stands from the last "." on, or from
+/// the last "," where there is no point, has its first "." replaced. So the last point becomes the
+/// separator, and a text with commas alone deliberately comes back as it was.
+std::string LocalizeDecimal(std::string_view text, std::string_view decimalSeparator);
+
 /// A whole text as a number by the locale: blanks around it, a sign, digits, one decimal separator
 /// and an exponent are understood; grouping is not. Nothing where the text is anything else.
 std::optional<double> LocaleNumber(std::string_view text, std::string_view decimalSeparator);
