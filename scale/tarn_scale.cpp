@@ -178,7 +178,11 @@ void TarnScale::ScaleNumber(std::int16_t number) {
 
 /// Stopping first means that the connection that was just given is the one that is closed; one that
 /// was replaced stays as it is until it is released.
+///
+/// A protocol that delivers no weight says so when it is handed the record. So the record is made
+/// ready for weights again before that, and before it is blanked.
 void TarnScale::BindProtocol() {
+  mvarWeightData->WeightAvailable(true);
   StopScale();
   const auto protocol = protocol_;
   _Protocol& bound = Required(protocol);
