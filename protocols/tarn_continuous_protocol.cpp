@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <optional>
-#include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
@@ -12,8 +11,7 @@
 namespace tarn {
 
 TarnContinuousProtocol::TarnContinuousProtocol(ScaleSite& site)
-    : Protocol(ProtocolType::TarnContinuousStandard),
-      decimalSeparator_(site.System().Locale().DecimalSeparator()) {}
+    : SerialProtocol(ProtocolType::TarnContinuousStandard, site) {}
 
 void TarnContinuousProtocol::InitProperties() {
   pType(ProtocolType::TarnContinuousStandard);
@@ -37,32 +35,13 @@ void TarnContinuousProtocol::pType(ProtocolType type) {
   FrameLength = IsShortLayout() ? kShortFrameLength : kStandardFrameLength;
 }
 
-void TarnContinuousProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (!connection) {
-    onReceive_.Reset();
-    mvarComPort.reset();
-    serialConnection_.reset();
-    return;
-  }
-  auto serial = std::dynamic_pointer_cast<SerialConnection>(std::move(connection));
-  if (!serial) return;  // what was held before stays
-  serialConnection_ = std::move(serial);
-  mvarComPort = serialConnection_->SaxPort();
-  onReceive_ = mvarComPort ? mvarComPort->Receive.Subscribe([this] { mvarComPort_Receive(); })
-                           : Subscription();
-}
-
 void TarnContinuousProtocol::Connect() {
-  SerialConnection& serial = Required(serialConnection_, "The protocol has no serial connection");
+  SerialConnection& serial = Line();
   const auto scale = myScale();
   serial.ReceiveThresholdLength(FrameLength);
   serial.ReceiveEndCharacter(kCarriageReturn);
   Required(scale, "The protocol has no scale").ActivityTimeoutTime(500);
   scale->UpdateRate(0);
-}
-
-void TarnContinuousProtocol::Send(std::string_view bytes) {
-  Required(mvarComPort, "The protocol has no serial connection").Output(bytes);
 }
 
 void TarnContinuousProtocol::C() {
@@ -123,7 +102,7 @@ void TarnContinuousProtocol::ParseFrame(std::string_view text) {
 void TarnContinuousProtocol::PublishFrame(std::string_view text, tarn::WeightData& record) {
   ContinuousFrame frame;
   frame.ReadStatusAndWeight(text);
-  record.NetWeight(frame.NetWeight(decimalSeparator_));
+  record.NetWeight(frame.NetWeight(mvarDecimalSeparator));
 
   if (IsShortLayout()) {
     frame.NoTareAndGross();
@@ -131,8 +110,8 @@ void TarnContinuousProtocol::PublishFrame(std::string_view text, tarn::WeightDat
     record.GrossWeight(frame.GrossText);
   } else {
     frame.ReadTareAndGross(text);
-    record.GrossWeight(frame.GrossWeight(decimalSeparator_));
-    record.TareWeight(frame.TareWeight(decimalSeparator_));
+    record.GrossWeight(frame.GrossWeight(mvarDecimalSeparator));
+    record.TareWeight(frame.TareWeight(mvarDecimalSeparator));
   }
 
   record.Motion(frame.Motion());

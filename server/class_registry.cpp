@@ -7,6 +7,8 @@
 #include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
+#include "protocols/generic_protocol.hpp"
+#include "protocols/mira_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
 #include "scale/summit_data.hpp"
@@ -41,6 +43,8 @@ constexpr std::array kClasses = {
     Entry{"Protocol", Plain<Protocol>},
     Entry{"NoProtocol", Plain<NoProtocol>},
     Entry{"TarnContinuousProtocol", WithSite<TarnContinuousProtocol>},
+    Entry{"MiraProtocol", WithSite<MiraProtocol>},
+    Entry{"GenericProtocol", WithSite<GenericProtocol>},
     Entry{"SummitData", Plain<SummitData>},
 };
 

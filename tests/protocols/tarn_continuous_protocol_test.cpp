@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "protocols/no_protocol.hpp"
-#include "tests/support/scale_fixture.hpp"
+#include "tests/support/protocol_fixture.hpp"
 
 namespace tarn {
 namespace {
@@ -25,39 +25,17 @@ constexpr int kKg = 0x30;        // status B: kilograms
 constexpr int kOnePlace = 0x2B;  // status A: decimal code 3
 constexpr int kC = 0x20;
 
-class ContinuousProtocol : public ScaleFixture {
+class ContinuousProtocol : public ProtocolFixture {
  protected:
   ContinuousProtocol() { Start(ProtocolType::TarnContinuousStandard); }
 
   void Start(ProtocolType type) {
     recorder = std::make_unique<EventRecorder>();
-    scale = NewSerialScale("TarnContinuousProtocol");
-    scale->Protocol()->pType(type);
-    serial->IsBidirectional(true);
-    scale->RunScale();
+    ProtocolFixture::Start("TarnContinuousProtocol", type);
     recorder->Watch(*scale);
-    newWeights = 0;
-    counter = scale->WeightData()->NewWeight.Subscribe([this] { ++newWeights; });
   }
 
-  /// gross|tare|net units, then flags: motion, range, zero, net mode, error.
-  std::string Reading() const {
-    const auto w = scale->WeightData();
-    std::string text =
-        w->GrossWeight() + "|" + w->TareWeight() + "|" + w->NetWeight() + " " + w->Units() + " ";
-    if (w->Motion()) text += 'M';
-    if (w->OutOfRange()) text += 'R';
-    if (w->AtZero()) text += 'Z';
-    if (w->InNetMode()) text += 'N';
-    if (w->NoDataError()) text += 'E';
-    return text;
-  }
-  void Deliver(const std::string& bytes) { Port().Deliver(bytes); }
-
-  std::shared_ptr<TarnScale> scale;
   std::unique_ptr<EventRecorder> recorder;
-  int newWeights = 0;
-  Subscription counter;
 };
 
 TEST_F(ContinuousProtocol, ConnectPreparesThePortAndTheScale) {
@@ -250,49 +228,6 @@ TEST_F(ContinuousProtocol, CommandsAreSentAsTheyStand) {
   EXPECT_EQ(tare, 12.5);
 }
 
-TEST_F(ContinuousProtocol, OnlyASerialConnectionIsTaken) {
-  const auto protocol = std::dynamic_pointer_cast<TarnContinuousProtocol>(scale->Protocol());
-  protocol->Connection(NewObject<_Connection>(*site, "NoConnection"));
-  EXPECT_EQ(protocol->Connection(), serial);  // ignored
-  Deliver(Wire(Frame(kOnePlace, kKg, kC, "001234", "000000")));
-  EXPECT_EQ(newWeights, 1);
-  protocol->Connection(nullptr);
-  EXPECT_EQ(protocol->Connection(), nullptr);
-  Deliver(Wire(Frame(kOnePlace, kKg, kC, "001234", "000000")));
-  EXPECT_EQ(newWeights, 1);
-  EXPECT_EQ(ErrorOf([&] { protocol->Connect(); }), 91);
-  EXPECT_EQ(ErrorOf([&] { protocol->Z(); }), 91);
-}
-
-/// A client may do anything in a handler in the middle of a frame.
-TEST_F(ContinuousProtocol, SurvivesWhatAHandlerDoesInTheMiddleOfAFrame) {
-  const std::string frame = Wire(Frame(kOnePlace, kKg, kC, "001234", "000000"));
-  const std::vector<std::function<void()>> deeds = {
-      [&] { scale->StopScale(); },
-      [&] { scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol")); },
-      [&] { scale->Connection(NewObject<_Connection>(*site, "NoConnection")); },
-      [&] { scale.reset(); },
-      [&] { scale->Protocol()->pType(ProtocolType::TarnContinuousShort); },
-      [&] { host.loop.RunUntil([] { return false; }, 1000); },
-  };
-  for (std::size_t i = 0; i < deeds.size(); ++i) {
-    for (const bool inStatus : {true, false}) {
-      Start(ProtocolType::TarnContinuousStandard);
-      const auto record = scale->WeightData();
-      serial.reset();
-      auto& event = inStatus ? record->StatusChange : record->NewWeight;
-      bool done = false;
-      const auto subscription = event.Subscribe([&] {
-        if (!std::exchange(done, true)) deeds[i]();
-      });
-      Deliver(frame + frame + frame);
-      host.loop.Advance(100);
-      EXPECT_TRUE(done) << i;
-    }
-  }
-  EXPECT_TRUE(host.traces.empty());
-}
-
 TEST_F(ContinuousProtocol, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
   site->Log().Enabled(true);  // but there is no stream
   for (int i = 0; i < 5; ++i) {
@@ -305,18 +240,6 @@ TEST_F(ContinuousProtocol, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
   site->Log().Enabled(false);
   Deliver(Wire(Frame(kOnePlace, kKg, kC, "001234", "000000")));
   EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
-}
-
-TEST_F(ContinuousProtocol, TypePersists) {
-  for (const int type : {1, 4, 5, 27}) {
-    const auto protocol = NewObject<TarnContinuousProtocol>(*site, "TarnContinuousProtocol");
-    protocol->pType(ProtocolType{type});
-    PropertyBag bag;
-    bag.WriteObject("Protocol", *protocol);
-    EXPECT_EQ(bag.FindObject("Protocol")->bag.IsEmpty(), type == 1);
-    EXPECT_EQ(ReadObject<_Protocol>(bag, "Protocol", *site, "NoProtocol")->pType(),
-              ProtocolType{type});
-  }
 }
 
 TEST(NoProtocol, KeepsWhatItIsGivenAndDoesNothing) {

@@ -1,0 +1,99 @@
+#include "protocols/generic_protocol.hpp"
+
+#include <exception>
+
+#include "base/number_text.hpp"
+#include "scale/tarn_scale.hpp"
+#include "scale/weight_data.hpp"
+
+namespace tarn {
+
+void GenericProtocol::InitProperties() {
+  definition_ = {};
+  pType(ProtocolType::NoProtType);
+}
+
+void GenericProtocol::ReadProperties(const PropertyBag& bag) {
+  pType(ProtocolType{bag.ReadLong("Ptype", 0)});
+}
+
+void GenericProtocol::WriteProperties(PropertyBag& bag) const {
+  bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()), 0);
+}
+
+void GenericProtocol::pType(ProtocolType type) {
+  definition_.Load(type);
+  FramedProtocol::pType(type);
+}
+
+void GenericProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
+  FramedProtocol::myScale(scale);
+  onUpdateWeight_ = scale ? scale->UpdateWeight.Subscribe([this] { mvarmyScale_UpdateWeight(); })
+                          : Subscription();
+}
+
+// --- What is sent
+// ---------------------------------------------------------------------------------
+
+void GenericProtocol::Connect() {
+  FramedProtocol::Connect();
+  SendInitString();
+}
+
+/// An empty text is not written at all: while the scale starts, the port is not open yet.
+void GenericProtocol::SendConfigured(const std::string& text) {
+  if (!text.empty()) Send(text);
+}
+
+void GenericProtocol::SendInitString() {
+  if (!definition_.PollString.empty()) SendConfigured(definition_.InitString);
+}
+
+void GenericProtocol::AskAgain() {
+  SendInitString();
+}
+
+void GenericProtocol::mvarmyScale_UpdateWeight() {
+  Attempt([this](const TarnScale&) { SendConfigured(definition_.PollString); });
+}
+
+// --- What is received
+// -----------------------------------------------------------------------------
+
+bool GenericProtocol::IsStart(char character) const {
+  return definition_.StartChar != 0 &&
+         static_cast<std::uint8_t>(character) == definition_.StartChar;
+}
+
+bool GenericProtocol::IsEnd(char character) const {
+  return static_cast<std::uint8_t>(character) == definition_.EndChar;
+}
+
+std::size_t GenericProtocol::LongestFrame() const {
+  return static_cast<std::size_t>(definition_.RecordLength);
+}
+
+/// Ends with NoDataError on every way, deliberately also where all went well.
+void GenericProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record) {
+  try {
+    Publish(ParseGenericFrame(definition_, frame), record);
+  } catch (const std::exception&) {
+    // A handler of the record's events failed: the frame ends here, as it does below.
+  }
+  record.NoDataError(true);
+}
+
+void GenericProtocol::Publish(const GenericReading& reading, tarn::WeightData& record) {
+  const UserLocale& locale = System().Locale();
+  if (reading.Motion) record.Motion(*reading.Motion);
+  if (reading.Units) record.Units(locale.FromBytes(*reading.Units));
+  if (!reading.OutOfRange) return;
+  if (!*reading.OutOfRange) {
+    record.NetWeight(LocalizeDecimal(locale.FromBytes(reading.Weight), mvarDecimalSeparator));
+    record.TareWeight(std::string(kNoWeightText));
+    record.GrossWeight(std::string(kNoWeightText));
+  }
+  record.OutOfRange(*reading.OutOfRange);
+}
+
+}  // namespace tarn
