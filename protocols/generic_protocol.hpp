@@ -15,8 +15,8 @@ namespace tarn {
 /// the net weight; gross and tare read "*******".
 ///
 /// Every frame ends with NoDataError, a sound one too, deliberately: the reading is told with its
-/// events and then replaced by the no-data state. Clients that want the weight read it in the
-/// handler of NewWeight while NoDataError is still False.
+/// events and then replaced by the no-data state. So clients see the weight in the first of a
+/// frame's two NewWeight only, where NoDataError still reads True from the frame before.
 ///
 /// A scale that sends only when it is polled (type 28) is polled at the scale's UpdateRate. No type
 /// defines commands: C, T, P, Z send nothing, and SetTare has no meaning.
