@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -114,6 +115,25 @@ TEST_F(SerialProtocols, SurviveWhatAHandlerDoesInTheMiddleOfAMessage) {
   // Without a record there is nowhere to file the second message; nothing else is a fault.
   for (const std::string& trace : host.traces) {
     EXPECT_EQ(trace, "error 91: The protocol has no weight record");
+  }
+}
+
+TEST_F(SerialProtocols, AHandlerThatFailsEndsTheMessageWithNoData) {
+  for (const Dialect& dialect : kDialects) {
+    for (const bool inStatus : {true, false}) {
+      Start(dialect);
+      auto& event = inStatus ? scale->WeightData()->StatusChange : scale->WeightData()->NewWeight;
+      bool failed = false;
+      const auto subscription = event.Subscribe([&] {
+        if (!std::exchange(failed, true)) throw std::runtime_error("the handler failed");
+      });
+      Deliver(dialect.message);
+      EXPECT_TRUE(scale->WeightData()->NoDataError()) << dialect.type;
+      EXPECT_FALSE(scale->watchdog());
+      Trace();
+      Deliver(dialect.message);
+      EXPECT_NE(Trace().find("123.4"), std::string::npos) << dialect.type;
+    }
   }
 }
 
