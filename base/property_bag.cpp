@@ -1,10 +1,10 @@
 #include "base/property_bag.hpp"
 
-#include <bit>
 #include <cstring>
 #include <limits>
 
 #include "base/automation_error.hpp"
+#include "base/little_endian.hpp"
 #include "base/number_text.hpp"
 #include "base/persistable.hpp"
 
@@ -25,9 +25,8 @@ enum Kind : std::uint8_t {
 
 template <class Number>
 void AppendNumber(std::string& bytes, Number value) {
-  for (std::size_t i = 0; i < sizeof(Number); ++i) {
-    bytes.push_back(static_cast<char>(static_cast<std::uint8_t>(value >> (8 * i))));
-  }
+  const auto number = LittleEndian(value);
+  bytes.append(number.data(), number.size());
 }
 
 [[noreturn]] void Malformed(const std::string& why) {
@@ -50,13 +49,7 @@ class Reader {
 
   template <class Number>
   Number TakeNumber() {
-    const std::string_view bytes = Take(sizeof(Number));
-    Number value = 0;
-    for (std::size_t i = 0; i < sizeof(Number); ++i) {
-      value = static_cast<Number>(value | static_cast<Number>(static_cast<std::uint8_t>(bytes[i]))
-                                              << (8 * i));
-    }
-    return value;
+    return FromLittleEndian<Number>(Take(sizeof(Number)));
   }
 
   std::string_view TakeShortText() { return Take(TakeNumber<std::uint16_t>()); }
@@ -205,13 +198,13 @@ void PropertyBag::AppendEntries(std::string& bytes, int depth) const {
     Kind kind = kText;
     if (const auto* integer = std::get_if<std::int16_t>(&entry.value)) {
       kind = kInteger;
-      AppendNumber(payload, static_cast<std::uint16_t>(*integer));
+      AppendNumber(payload, *integer);
     } else if (const auto* number = std::get_if<std::int32_t>(&entry.value)) {
       kind = kLong;
-      AppendNumber(payload, static_cast<std::uint32_t>(*number));
+      AppendNumber(payload, *number);
     } else if (const auto* real = std::get_if<double>(&entry.value)) {
       kind = kDouble;
-      AppendNumber(payload, std::bit_cast<std::uint64_t>(*real));
+      AppendNumber(payload, *real);
     } else if (const auto* flag = std::get_if<bool>(&entry.value)) {
       kind = kBoolean;
       AppendNumber(payload, static_cast<std::uint16_t>(*flag ? 0xFFFF : 0));
@@ -252,13 +245,13 @@ PropertyBag PropertyBag::FromEntries(std::string_view bytes, int depth) {
     const std::string_view payload = reader.Take(reader.TakeNumber<std::uint32_t>());
     switch (kind) {
       case kInteger:
-        bag.Store(key, static_cast<std::int16_t>(fixed(payload, 2).TakeNumber<std::uint16_t>()));
+        bag.Store(key, fixed(payload, 2).TakeNumber<std::int16_t>());
         break;
       case kLong:
-        bag.Store(key, static_cast<std::int32_t>(fixed(payload, 4).TakeNumber<std::uint32_t>()));
+        bag.Store(key, fixed(payload, 4).TakeNumber<std::int32_t>());
         break;
       case kDouble:
-        bag.Store(key, std::bit_cast<double>(fixed(payload, 8).TakeNumber<std::uint64_t>()));
+        bag.Store(key, fixed(payload, 8).TakeNumber<double>());
         break;
       case kBoolean:
         bag.Store(key, fixed(payload, 2).TakeNumber<std::uint16_t>() != 0);

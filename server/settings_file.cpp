@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "base/automation_error.hpp"
+#include "base/little_endian.hpp"
 
 namespace tarn {
 namespace {
@@ -10,16 +11,15 @@ namespace {
 constexpr std::uint16_t kArrayOfBytes = 0x2011;
 constexpr std::size_t kHeaderLength = 12;
 
-void Append(std::string& bytes, std::uint32_t value, int width) {
-  for (int i = 0; i < width; ++i) bytes.push_back(static_cast<char>(value >> (8 * i) & 0xFFU));
+template <class Number>
+void Append(std::string& bytes, Number value) {
+  const auto number = LittleEndian(value);
+  bytes.append(number.data(), number.size());
 }
 
-std::uint32_t Number(std::string_view bytes, std::size_t at, std::size_t width) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 0; i < width; ++i) {
-    value |= static_cast<std::uint32_t>(static_cast<std::uint8_t>(bytes[at + i])) << (8 * i);
-  }
-  return value;
+template <class Number>
+Number NumberAt(std::string_view bytes, std::size_t at) {
+  return FromLittleEndian<Number>(bytes.substr(at));
 }
 
 }  // namespace
@@ -28,18 +28,19 @@ std::string EncodeSettings(const PropertyBag& bag) {
   const std::string contents = bag.Contents();
   std::string bytes;
   bytes.reserve(kHeaderLength + contents.size());
-  Append(bytes, kArrayOfBytes, 2);
-  Append(bytes, 1, 2);
-  Append(bytes, static_cast<std::uint32_t>(contents.size()), 4);
-  Append(bytes, 0, 4);
+  Append(bytes, kArrayOfBytes);
+  Append(bytes, std::uint16_t{1});
+  Append(bytes, static_cast<std::uint32_t>(contents.size()));
+  Append(bytes, std::uint32_t{0});
   return bytes + contents;
 }
 
 PropertyBag DecodeSettings(std::string_view bytes) {
-  const bool isSettings = bytes.size() >= kHeaderLength && Number(bytes, 0, 2) == kArrayOfBytes &&
-                          Number(bytes, 2, 2) == 1 && Number(bytes, 8, 4) == 0;
+  const bool isSettings =
+      bytes.size() >= kHeaderLength && NumberAt<std::uint16_t>(bytes, 0) == kArrayOfBytes &&
+      NumberAt<std::uint16_t>(bytes, 2) == 1 && NumberAt<std::uint32_t>(bytes, 8) == 0;
   if (!isSettings) throw AutomationError(ErrorNumber::InvalidFileFormat, "Not a settings file");
-  const std::size_t count = Number(bytes, 4, 4);
+  const std::size_t count = NumberAt<std::uint32_t>(bytes, 4);
   if (count > bytes.size() - kHeaderLength) {
     throw AutomationError(ErrorNumber::InvalidFileFormat, "The settings file ends too early");
   }
