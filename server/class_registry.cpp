@@ -11,6 +11,7 @@
 #include "protocols/mira_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
+#include "protocols/tarn_record_template_config.hpp"
 #include "scale/summit_data.hpp"
 #include "scale/tarn_scale.hpp"
 
@@ -45,6 +46,7 @@ constexpr std::array kClasses = {
     Entry{"TarnContinuousProtocol", WithSite<TarnContinuousProtocol>},
     Entry{"MiraProtocol", WithSite<MiraProtocol>},
     Entry{"GenericProtocol", WithSite<GenericProtocol>},
+    Entry{"TarnRecordTemplateConfig", WithSite<TarnRecordTemplateConfig>},
     Entry{"SummitData", Plain<SummitData>},
 };
 
