@@ -9,6 +9,8 @@
 #include "connections/serial_connection.hpp"
 #include "protocols/generic_protocol.hpp"
 #include "protocols/mira_protocol.hpp"
+#include "protocols/demand_template_protocol.hpp"
+#include "protocols/kes_demand_template_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
 #include "protocols/tarn_record_template_config.hpp"
@@ -28,6 +30,11 @@ template <class Class>
 std::shared_ptr<Persistable> WithSite(const Site& site) {
   return std::make_shared<Class>(*site);
 }
+/// For classes that create further objects later and so keep the site.
+template <class Class>
+std::shared_ptr<Persistable> KeepingSite(const Site& site) {
+  return std::make_shared<Class>(site);
+}
 
 struct Entry {
   std::string_view name;
@@ -46,6 +53,8 @@ constexpr std::array kClasses = {
     Entry{"TarnContinuousProtocol", WithSite<TarnContinuousProtocol>},
     Entry{"MiraProtocol", WithSite<MiraProtocol>},
     Entry{"GenericProtocol", WithSite<GenericProtocol>},
+    Entry{"DemandTemplateProtocol", KeepingSite<DemandTemplateProtocol>},
+    Entry{"KesDemandTemplateProtocol", KeepingSite<KesDemandTemplateProtocol>},
     Entry{"TarnRecordTemplateConfig", WithSite<TarnRecordTemplateConfig>},
     Entry{"SummitData", Plain<SummitData>},
 };

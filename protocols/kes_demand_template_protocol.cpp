@@ -1,0 +1,99 @@
+#include "protocols/kes_demand_template_protocol.hpp"
+
+#include <cstddef>
+#include <utility>
+
+#include "base/automation_error.hpp"
+#include "connections/ethernet_connection.hpp"
+#include "protocols/keep_alive.hpp"
+#include "scale/tarn_scale.hpp"
+
+namespace tarn {
+
+void KesDemandTemplateProtocol::InitProperties() {
+  TemplateProtocol::InitProperties();
+  TemplateConfig()->DemandOutput("\b");
+}
+
+void KesDemandTemplateProtocol::ReadProperties(const PropertyBag& bag) {
+  TemplateProtocol::ReadProperties(bag);
+  scaleNum(bag.ReadText("ScaleNum", "A"));
+}
+
+void KesDemandTemplateProtocol::WriteProperties(PropertyBag& bag) const {
+  TemplateProtocol::WriteProperties(bag);
+  bag.WriteText("ScaleNum", scaleNum_, "A");
+}
+
+void KesDemandTemplateProtocol::scaleNum(std::string letter) {
+  scaleNum_ = std::move(letter);
+  PropertyChanged.Raise("ScaleNum");
+}
+
+/// The watchdog flag deliberately stays as it is, other than on a serial line.
+void KesDemandTemplateProtocol::Connect() {
+  const auto self = shared_from_this();
+  const auto scale = myScale();
+  Required(scale, "The protocol has no scale").ActivityTimeoutTime(0);
+  scale->UpdateRate(0);
+  scale->ActivityLED(false);
+  scale->ErrorLED(false);
+  mvarRecordStarted = false;
+  TakeSocket(*scale);
+}
+
+void KesDemandTemplateProtocol::TakeSocket(TarnScale& scale) {
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(Connection());
+  if (!ethernet) return;
+  Listen(ethernet->TakeSocket(scale.ScaleNumber(), Site()));
+  ethernet->SocketProtocol(static_cast<std::int16_t>(SocketTransport::Tcp));
+  ethernet->LocalPort(0);
+  ethernet->RemotePort(kTerminalPort);
+}
+
+void KesDemandTemplateProtocol::Listen(std::shared_ptr<SocketControl> socket) {
+  onDataArrival_.Reset();
+  onClose_.Reset();
+  onError_.Reset();
+  mvarSocket = std::move(socket);
+  if (!mvarSocket) return;
+  onDataArrival_ = mvarSocket->DataArrival.Subscribe(
+      [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
+  onClose_ = mvarSocket->Closed.Subscribe([this] { mvarSocket_Close(); });
+  onError_ =
+      mvarSocket->Error.Subscribe([this](std::int32_t number, const std::string& description) {
+        Report(description + " (" + std::to_string(number) + ")");
+      });
+}
+
+void KesDemandTemplateProtocol::P() {
+  if (!mvarSocket || mvarSocket->State() != SocketState::Connected) return;
+  mvarSocket->SendData(DemandBytes());
+}
+
+void KesDemandTemplateProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
+  const auto announced = static_cast<std::size_t>(bytesTotal > 0 ? bytesTotal : 0);
+  for (std::size_t read = 0; read < announced;) {
+    const std::string piece = mvarSocket->GetData();
+    if (piece.empty()) break;
+    read += piece.size();
+    mvarRxBuffer += piece;
+  }
+  if (RemoveKeepAlives(mvarRxBuffer)) ForgetRecordStart();
+  if (mvarRxBuffer.empty()) return;
+  StartRecord();
+  TakeRecord(UnfinishedKeepAlive(mvarRxBuffer));
+}
+
+void KesDemandTemplateProtocol::mvarSocket_Close() {
+  Report("the terminal has closed the connection");
+  if (mvarSocket->State() == SocketState::Closing) mvarSocket->Close();
+}
+
+void KesDemandTemplateProtocol::Report(const std::string& fault) {
+  const auto scale = myScale();
+  const std::string who = scale ? "Scale " + std::to_string(scale->ScaleNumber()) : "A scale";
+  Site().System().Trace(who + ": " + fault);
+}
+
+}  // namespace tarn

@@ -1,0 +1,61 @@
+// Records of named fields that a terminal prints over a TCP connection, on its own or on demand.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/socket.hpp"
+#include "protocols/template_protocol.hpp"
+
+namespace tarn {
+
+/// As DemandTemplateProtocol, with the terminal's keep-alive texts cut out wherever they fall.
+///
+/// One that arrives in pieces is cut out as well. Until its rest is there, what may be its
+/// beginning is no part of a field; when the buffer held nothing else, the record's time that ran
+/// from then on is taken back. A rest that does not come within the record's time makes it text
+/// like any other: a record that did not end.
+///
+/// A terminal that goes away closes the socket, with a trace line; running the scale again brings
+/// it back.
+class KesDemandTemplateProtocol final : public TemplateProtocol {
+ public:
+  static constexpr std::string_view kClassName = "KesDemandTemplateProtocol";
+  /// Where the terminals listen.
+  static constexpr std::int16_t kTerminalPort = 1749;
+
+  explicit KesDemandTemplateProtocol(std::shared_ptr<ScaleSite> site)
+      : TemplateProtocol(std::move(site), ProtocolType::KesDemandTemplateType) {}
+
+  std::string_view ClassName() const override { return kClassName; }
+  void InitProperties() override;
+  void ReadProperties(const PropertyBag& bag) override;
+  void WriteProperties(PropertyBag& bag) const override;
+
+  /// The letter of the scale at its terminal. Kept and saved, not used here.
+  void scaleNum(std::string letter);
+  const std::string& scaleNum() const { return scaleNum_; }
+
+  /// Takes the socket of an Ethernet connection; with any other nothing is received.
+  void Connect() override;
+  /// Demands a record: sends the template's demand text with nothing added. Nothing happens while
+  /// the socket is not connected.
+  void P() override;
+
+ private:
+  void TakeSocket(TarnScale& scale);
+  void Listen(std::shared_ptr<SocketControl> socket);
+  void mvarSocket_DataArrival(std::int32_t bytesTotal);
+  void mvarSocket_Close();
+  void Report(const std::string& fault);
+
+  std::string scaleNum_ = "A";
+  std::shared_ptr<SocketControl> mvarSocket;
+  Subscription onDataArrival_;
+  Subscription onClose_;
+  Subscription onError_;
+};
+
+}  // namespace tarn

@@ -1,0 +1,146 @@
+#include "protocols/template_protocol.hpp"
+
+#include <utility>
+#include <vector>
+
+#include "base/automation_error.hpp"
+#include "scale/tarn_record_template_data.hpp"
+#include "scale/tarn_scale.hpp"
+
+namespace tarn {
+namespace {
+
+constexpr const char* kNoTemplate = "The protocol has no template";
+
+}  // namespace
+
+TemplateProtocol::TemplateProtocol(std::shared_ptr<ScaleSite> site, ProtocolType type)
+    : Protocol(type),
+      site_(std::move(site)),
+      defaultType_(type),
+      myActivityTimer(site_->TickTimer()) {
+  onTimedOut_ = myActivityTimer.TimedOutEvent.Subscribe([this] { myActivityTimer_TimedOut(); });
+}
+
+// --- Settings ---------------------------------------------------------------------------------
+
+void TemplateProtocol::InitProperties() {
+  pType(defaultType_);
+  HoldTemplate(NewObject<TarnRecordTemplateConfig>(*site_, TarnRecordTemplateConfig::kClassName));
+}
+
+void TemplateProtocol::ReadProperties(const PropertyBag& bag) {
+  pType(ProtocolType{bag.ReadLong("Ptype", static_cast<std::int32_t>(defaultType_))});
+  HoldTemplate(ReadObject<TarnRecordTemplateConfig>(bag, "TemplateConfig", *site_,
+                                                    TarnRecordTemplateConfig::kClassName));
+}
+
+void TemplateProtocol::WriteProperties(PropertyBag& bag) const {
+  bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()),
+                static_cast<std::int32_t>(defaultType_));
+  // A client may have taken the template away; what is missing is restored as a new one.
+  if (mvarTemplateConfig) bag.WriteObject("TemplateConfig", *mvarTemplateConfig);
+}
+
+void TemplateProtocol::TemplateConfig(std::shared_ptr<TarnRecordTemplateConfig> config) {
+  HoldTemplate(std::move(config));
+  PropertyChanged.Raise("Template");
+}
+
+void TemplateProtocol::HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> config) {
+  mvarTemplateConfig = std::move(config);
+  onConfigChanged_.Reset();
+  onTemplateProperty_.Reset();
+  if (!mvarTemplateConfig) return;
+  onConfigChanged_ =
+      mvarTemplateConfig->ConfigChanged.Subscribe([this] { mvarTemplateConfig_ConfigChanged(); });
+  onTemplateProperty_ = mvarTemplateConfig->PropertyChanged.Subscribe(
+      [this](std::string_view name) { PropertyChanged.Raise(name); });
+}
+
+std::string TemplateProtocol::DemandBytes() const {
+  return site_->System().Locale().ToBytes(Required(mvarTemplateConfig, kNoTemplate).DemandOutput());
+}
+
+void TemplateProtocol::TarnRecordTemplateData(
+    std::shared_ptr<tarn::TarnRecordTemplateData> record) {
+  Protocol::TarnRecordTemplateData(std::move(record));
+  mvarTemplateConfig_ConfigChanged();
+}
+
+void TemplateProtocol::mvarTemplateConfig_ConfigChanged() {
+  const auto record = mvarTemplateData;
+  if (!record || !mvarTemplateConfig) return;
+  record->SetNumFields(mvarTemplateConfig->NumFields());
+  for (std::int16_t i = 1; i <= mvarTemplateConfig->MaxNumFields(); ++i) {
+    record->SetFieldName(i, mvarTemplateConfig->FieldName(i));
+  }
+  record->RaiseConfigChanged();
+}
+
+// --- Records ----------------------------------------------------------------------------------
+
+void TemplateProtocol::StartRecord() {
+  if (mvarRecordStarted) return;
+  myActivityTimer.TimeoutTime(Required(mvarTemplateConfig, kNoTemplate).Timeout());
+  mvarRecordStarted = true;
+}
+
+void TemplateProtocol::ForgetRecordStart() {
+  myActivityTimer.TimeoutTime(0);
+  mvarRecordStarted = false;
+}
+
+/// One record at a time: what is left waits for the next event of the line, and for the record's
+/// time as well.
+void TemplateProtocol::TakeRecord(std::size_t held) {
+  // Handlers of the lamps and of the record may replace this protocol.
+  const auto self = shared_from_this();
+  if (mvarRxBuffer.size() > kMostBuffered) return DropRecord();
+  const auto config = mvarTemplateConfig;
+  std::vector<std::string> fields;
+  const std::string tail = mvarRxBuffer.substr(mvarRxBuffer.size() - held);
+  mvarRxBuffer.resize(mvarRxBuffer.size() - held);
+  const std::int16_t count = Required(config, kNoTemplate).ParseRecord(mvarRxBuffer, fields);
+  mvarRxBuffer += tail;
+  if (count < 1) return;
+
+  const auto scale = myScale();
+  Required(scale, "The protocol has no scale").ActivityLED(true);
+  scale->ErrorLED(false);
+  if (mvarRxBuffer.empty())
+    ForgetRecordStart();
+  else
+    myActivityTimer.TimeoutTime(config->Timeout());
+  FileRecord(fields);
+}
+
+/// The fields above those of a shorter record deliberately keep their values.
+void TemplateProtocol::FileRecord(const std::vector<std::string>& fields) {
+  const auto record = mvarTemplateData;
+  if (!record) return;
+  const UserLocale& locale = site_->System().Locale();
+  std::int16_t number = 0;
+  for (const std::string& field : fields) record->SetFieldData(++number, locale.FromBytes(field));
+  record->RaiseNewDataReady();
+}
+
+/// Too much without a record: the same as a record that does not end in time.
+void TemplateProtocol::DropRecord() {
+  mvarRxBuffer.clear();
+  ForgetRecordStart();
+  myActivityTimer_TimedOut();
+}
+
+void TemplateProtocol::myActivityTimer_TimedOut() {
+  const auto self = shared_from_this();
+  const auto scale = myScale();
+  if (!scale || scale->Disabled()) return;
+  mvarRxBuffer.clear();
+  mvarRecordStarted = false;
+  scale->ActivityLED(false);
+  scale->ErrorLED(true);
+  if (const auto record = mvarTemplateData) record->SetTimeoutError();
+}
+
+}  // namespace tarn

@@ -1,0 +1,76 @@
+// What the two template protocols share: the template, the records that are cut by it out of the
+// received bytes, and the time in which a record that has begun must be complete.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/event.hpp"
+#include "protocols/tarn_record_template_config.hpp"
+#include "scale/activity_timer.hpp"
+#include "scale/contracts.hpp"
+#include "scale/scale_site.hpp"
+
+namespace tarn {
+
+class TarnScale;
+
+/// Files the fields of each record in the scale's TarnRecordTemplateData; the weight record is not
+/// written. A silent terminal is no fault: only a record that begins and does not end in time is.
+class TemplateProtocol : public Protocol, public std::enable_shared_from_this<TemplateProtocol> {
+ public:
+  /// With a template that waits for ever nothing else empties the buffer.
+  static constexpr std::size_t kMostBuffered = 64U << 10U;
+
+  void InitProperties() override;
+  void ReadProperties(const PropertyBag& bag) override;
+  void WriteProperties(PropertyBag& bag) const override;
+
+  std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const override {
+    return Protocol::TarnRecordTemplateData();
+  }
+  /// The record gets the template's layout at once.
+  void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) override;
+
+  /// The record gets the layout of a template that is assigned here with its next change only, or
+  /// when the protocol is bound again: deliberate.
+  std::shared_ptr<TarnRecordTemplateConfig> TemplateConfig() const { return mvarTemplateConfig; }
+  void TemplateConfig(std::shared_ptr<TarnRecordTemplateConfig> config);
+
+ protected:
+  TemplateProtocol(std::shared_ptr<ScaleSite> site, ProtocolType type);
+
+  ScaleSite& Site() const { return *site_; }
+  /// The demand text as bytes on the wire, exactly as configured.
+  std::string DemandBytes() const;
+
+  /// A record begins with what arrives now, unless one has begun already.
+  void StartRecord();
+  /// What has begun was no record after all.
+  void ForgetRecordStart();
+  /// Cuts one record out of mvarRxBuffer and files it. The last `held` bytes are not looked at.
+  void TakeRecord(std::size_t held = 0);
+
+  bool mvarRecordStarted = false;
+  std::string mvarRxBuffer;  ///< bytes received and not yet consumed
+
+ private:
+  void HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> config);
+  void FileRecord(const std::vector<std::string>& fields);
+  void DropRecord();
+  void mvarTemplateConfig_ConfigChanged();
+  void myActivityTimer_TimedOut();
+
+  std::shared_ptr<ScaleSite> site_;
+  ProtocolType defaultType_;
+  std::shared_ptr<TarnRecordTemplateConfig> mvarTemplateConfig;
+  ActivityTimer myActivityTimer;
+  Subscription onTimedOut_;
+  Subscription onConfigChanged_;
+  Subscription onTemplateProperty_;
+};
+
+}  // namespace tarn

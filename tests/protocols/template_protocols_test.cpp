@@ -1,0 +1,393 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "connections/ethernet_connection.hpp"
+#include "protocols/demand_template_protocol.hpp"
+#include "protocols/keep_alive.hpp"
+#include "protocols/kes_demand_template_protocol.hpp"
+#include "tests/support/scale_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+const std::string kAlive(kKeepAliveText);
+
+/// Both protocols over their own kind of line, with a template of three fields that end with CR LF.
+class TemplateLines : public ScaleFixture {
+ protected:
+  void Start(bool overNetwork) {
+    network = overNetwork;
+    protocol.reset();
+    scale.reset();
+    Socket().calls.clear();
+    if (network) {
+      scale = NewScale();
+      ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
+      ethernet->IPAddress("127.0.0.2");
+      scale->Connection(ethernet);
+      scale->Protocol(NewObject<_Protocol>(*site, "KesDemandTemplateProtocol"));
+      scale->Disabled(false);
+    } else {
+      scale = NewSerialScale("DemandTemplateProtocol");
+    }
+    protocol = std::dynamic_pointer_cast<TemplateProtocol>(scale->Protocol());
+    config = protocol->TemplateConfig();
+    config->NumFields(3);
+    config->Terminator("\r\n");
+    scale->RunScale();
+    if (network) Socket().Accept();
+    Watch();
+    log.clear();
+  }
+  void Watch() {
+    const auto data = scale->TarnRecordTemplateData();
+    subscriptions.clear();
+    subscriptions.push_back(scale->NewStatus.Subscribe([this] {
+      log += std::string("Lamps(") + (scale->ActivityLED() ? "A" : "") +
+             (scale->ErrorLED() ? "E" : "") + ") ";
+    }));
+    subscriptions.push_back(data->NewDataReady.Subscribe([this, d = data.get()] {
+      log += "New(" + d->FieldData(1) + "|" + d->FieldData(2) + "|" + d->FieldData(3) + ") ";
+    }));
+    subscriptions.push_back(data->TimeoutError.Subscribe([this] { log += "Timeout "; }));
+    subscriptions.push_back(data->ConfigChanged.Subscribe([this] { log += "Config "; }));
+  }
+  FakeSocket& Socket() { return *host.sockets.front(); }
+  /// Bytes, or "+" and milliseconds; gives what was raised.
+  std::string Do(const std::string& input) {
+    if (input.starts_with('+'))
+      host.loop.Advance(std::stod(input));
+    else if (network)
+      Socket().Deliver(input);
+    else
+      Port().Deliver(input);
+    return std::exchange(log, {});
+  }
+  std::string DoAll(std::initializer_list<std::string> inputs) {
+    std::string events;
+    for (const std::string& input : inputs) events += Do(input);
+    return events;
+  }
+
+  bool network = false;
+  std::shared_ptr<TarnScale> scale;
+  std::shared_ptr<EthernetConnection> ethernet;
+  std::shared_ptr<TemplateProtocol> protocol;
+  std::shared_ptr<TarnRecordTemplateConfig> config;
+  std::string log;
+  std::vector<Subscription> subscriptions;
+};
+
+const std::string kFiled = "Lamps(A) ";
+const std::string kLost = "Lamps(E) New(Error|Error|Error) Timeout ";
+
+TEST_F(TemplateLines, RecordsAreFiledInTheOrderOfTheirEvents) {
+  using Steps = std::vector<std::pair<std::string, std::string>>;
+  const std::string flood(TemplateProtocol::kMostBuffered, 'x');
+  const struct {
+    const char* name;
+    std::int32_t timeout;
+    Steps steps;
+  } cases[] = {
+      {"a record, then silence", 500, {{"1,2,3\r\n", kFiled + "New(1|2|3) "}, {"+5000", ""}}},
+      {"a shorter one keeps the other fields",
+       500,
+       {{"1,2,3\r\n", kFiled + "New(1|2|3) "}, {"4\r\n", kFiled + "New(4|2|3) "}}},
+      {"in pieces",
+       500,
+       {{"1", ""}, {"+300", ""}, {",2,", ""}, {"+300", ""}, {"3\r\n", kFiled + "New(1|2|3) "}}},
+      {"the time counts from the first character",
+       500,
+       {{"1", ""},
+        {"+600", ""},
+        {",2,", ""},
+        {"+200", kLost},
+        {"3\r\n", kFiled + "New(3|Error|Error) "},
+        {"+5000", ""}}},
+      {"one record an event; what is left gets time of its own",
+       500,
+       {{"1,2,3,4,5,6,", kFiled + "New(1|2|3) "},
+        {"+600", ""},
+        {"7,8,9,", kFiled + "New(4|5|6) "},
+        {"+600", ""},
+        {"\r\n", kFiled + "New(7|8|9) "},
+        {"+800", kLost},
+        {"+5000", ""}}},
+      {"without a time a record waits for ever",
+       0,
+       {{"1,2", ""}, {"+900000", ""}, {",3\r\n", kFiled + "New(1|2|3) "}}},
+      {"but not without bounds",
+       0,
+       {{flood, ""}, {"y", kLost}, {"1,2,3\r\n", kFiled + "New(1|2|3) "}, {"+900", ""}}},
+      {"nor in one piece", 500, {{flood + "y", kLost}, {"+5000", ""}}},
+      {"text of the code page",
+       500,
+       {{"K\xFC"
+         "che,2\r\n",
+         kFiled + "New(K\xC3\xBC"
+                  "che|2|) "}}},
+  };
+  for (const bool overNetwork : {false, true}) {
+    for (const auto& c : cases) {
+      Start(overNetwork);
+      config->Timeout(c.timeout);
+      log.clear();
+      int step = 0;
+      for (const auto& [input, events] : c.steps) {
+        EXPECT_EQ(Do(input), events) << c.name << ", step " << ++step << ", " << overNetwork;
+      }
+      EXPECT_FALSE(scale->WeightData()->NoDataError());
+      scale->StopScale();
+    }
+  }
+  EXPECT_TRUE(host.traces.empty());
+}
+
+TEST_F(TemplateLines, ARecordSplitAnywhereAmongNoiseIsReadOnce) {
+  const std::string bytes =
+      "?,\r\n?#1,22,\xFF"
+      "3\r\n";
+  for (const bool overNetwork : {false, true}) {
+    Start(overNetwork);
+    config->StartString("#");
+    log.clear();
+    for (std::size_t cut = 1; cut < bytes.size(); ++cut) {
+      const std::string events = DoAll({bytes.substr(0, cut), "+100", bytes.substr(cut)});
+      EXPECT_EQ(events, kFiled +
+                            "New(1|22|\xC3\xBF"
+                            "3) ")
+          << cut;
+    }
+    EXPECT_EQ(DoAll({"noise", "+800"}), kLost);
+  }
+}
+
+TEST_F(TemplateLines, KeepAliveTextsVanishWhereverTheyAreCut) {
+  const struct {
+    const char* delimiter;
+    std::string bytes;
+    std::string events;
+  } cases[] = {
+      {",", kAlive, ""},
+      {",", kAlive + kAlive, ""},
+      {",", kAlive.substr(0, 9) + kAlive + kAlive.substr(9), ""},
+      {",", kAlive + "1," + kAlive + "2\r" + kAlive + "\n" + kAlive, kFiled + "New(1|2|) "},
+      {" ", kAlive + "1 " + kAlive + "2 3 " + kAlive, kFiled + "New(1|2|3) "},
+      {",", "!!,!!I'm!\r\n", kFiled + "New(!!|!!I'm!|) "},
+  };
+  for (const auto& c : cases) {
+    for (std::size_t i = 1; i < c.bytes.size(); ++i) {
+      for (std::size_t j = i; j < c.bytes.size(); ++j) {
+        Start(true);
+        config->Delimiter(c.delimiter);
+        log.clear();
+        const std::string events = DoAll(
+            {c.bytes.substr(0, i), "+100", c.bytes.substr(i, j - i), "+100", c.bytes.substr(j)});
+        EXPECT_EQ(events, c.events) << c.bytes << " " << i << " " << j;
+        EXPECT_EQ(Do("+5000"), "") << c.bytes << " " << i << " " << j;
+      }
+    }
+  }
+}
+
+TEST_F(TemplateLines, WhatOnlyLooksLikeAKeepAliveIsText) {
+  Start(true);
+  EXPECT_EQ(DoAll({"!!I'm Alive!", "+700"}), "");
+  EXPECT_EQ(Do("+200"), kLost);
+  EXPECT_EQ(DoAll({"!", "+900"}), kLost);  // its rest came too late
+  // The time of a record that really began behind a keep-alive counts from there.
+  EXPECT_EQ(DoAll({"!!I'm", "+600", " Alive!!1", "+600", "\r\n"}), kFiled + "New(1|Error|Error) ");
+  config->Delimiter("!");
+  config->Terminator("");
+  EXPECT_EQ(Do("1!2!3!"), "Config Config " + kFiled + "New(1|2|3) ");
+}
+
+TEST_F(TemplateLines, ConnectPreparesTheScaleAndItsLine) {
+  for (const bool overNetwork : {false, true}) {
+    Start(overNetwork);
+    EXPECT_EQ(Do("1,2,3\r\n"), kFiled + "New(1|2|3) ");
+    scale->UpdateRate(10);
+    scale->watchdog(true);
+    scale->ErrorLED(true);
+    log.clear();
+    std::string properties;
+    const auto watch = scale->PropertyChanged.Subscribe(
+        [&](std::string_view name) { properties += std::string(name) + " "; });
+    scale->Protocol()->Connect();
+    EXPECT_EQ(log, "Lamps() ");
+    EXPECT_EQ(properties, "ActivityLED ErrorLED ");
+    EXPECT_EQ(scale->UpdateRate(), 0);
+    EXPECT_EQ(scale->ActivityTimeoutTime(), 0);
+    EXPECT_EQ(scale->watchdog(), overNetwork);
+  }
+  EXPECT_EQ(Port().ReceiveThreshold(), 1);
+  EXPECT_EQ(Socket().calls,
+            (std::vector<std::string>{"Transport 0", "LocalPort 0", "RemoteHost 127.0.0.2",
+                                      "RemotePort 1749", "Connect"}));
+  host.loop.Advance(60'000);  // a silent terminal is no fault
+  EXPECT_FALSE(scale->ErrorLED());
+}
+
+TEST_F(TemplateLines, DemandsAreSentAsConfigured) {
+  Start(false);
+  scale->Connection()->IsBidirectional(true);
+  const auto press = [&] {
+    double tare = 1;
+    scale->P();
+    scale->C();
+    scale->Z();
+    scale->T();
+    scale->SetTare(tare);
+  };
+  press();
+  EXPECT_EQ(Port().written, "P");
+  config->DemandOutput("D\xC3\xA4\r");
+  press();
+  EXPECT_EQ(Port().written, "PD\xE4\r");
+  scale->Connection()->IsBidirectional(false);
+  press();
+  EXPECT_FALSE(scale->PRState());
+
+  Start(true);
+  ethernet->IsBidirectional(true);
+  press();
+  EXPECT_EQ(Socket().sent, std::vector<std::string>{"\b"});
+  Socket().HangUp();
+  EXPECT_EQ(Socket().State(), SocketState::Closed);
+  press();
+  EXPECT_EQ(Socket().sent.size(), 1U);
+  EXPECT_EQ(host.traces.back(), "Scale 1: the terminal has closed the connection");
+  scale->RunScale();
+  Socket().Fail(10061, "Connection refused");
+  EXPECT_EQ(host.traces.back(), "Scale 1: Connection refused (10061)");
+}
+
+TEST_F(TemplateLines, ALineOfAnotherKindReceivesNothing) {
+  Start(false);
+  protocol->Connection(NewObject<_Connection>(*site, "NoConnection"));
+  EXPECT_EQ(protocol->Connection(), serial);  // ignored
+  protocol->Connection(nullptr);
+  EXPECT_EQ(Do("1,2,3,"), "");
+  EXPECT_EQ(ErrorOf([&] { protocol->Connect(); }), 91);
+  EXPECT_EQ(ErrorOf([&] { protocol->P(); }), 91);
+  const auto kes = NewObject<_Protocol>(*site, "KesDemandTemplateProtocol");
+  scale->Protocol(kes);  // over the serial line
+  scale->RunScale();
+  kes->P();
+  EXPECT_EQ(Do("1,2,3,"), "Config Lamps() ");
+  ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
+  ethernet->IPAddress("");
+  scale->Connection(ethernet);
+  scale->RunScale();
+  kes->P();
+  EXPECT_EQ(ethernet->RemotePort(), 1749);
+  EXPECT_TRUE(host.sockets[0]->calls.empty());
+}
+
+TEST_F(TemplateLines, ChangesOfTheTemplateReachTheRecord) {
+  Start(false);
+  const auto data = scale->TarnRecordTemplateData();
+  EXPECT_EQ(data->FieldName(20) + std::to_string(data->NumFields()), "Field203");
+  std::string properties;
+  const auto watch = scale->PropertyChanged.Subscribe(
+      [&](std::string_view name) { properties += std::string(name) + " "; });
+  const auto onChange = config->ConfigChanged.Subscribe([&] { log += "Client "; });
+  config->FieldName(2, "Weight");
+  EXPECT_EQ(std::exchange(log, {}), "Config Client ");
+  EXPECT_EQ(data->FieldName(2), "Weight");
+  const auto other = NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig");
+  protocol->TemplateConfig(other);
+  EXPECT_EQ(properties, "FieldName Template ");
+  EXPECT_EQ(log + data->FieldName(2), "Weight");  // not by itself
+  config->FieldName(2, "No more");
+  other->NumFields(20);
+  EXPECT_EQ(log, "Client Config ");
+  EXPECT_EQ(data->FieldName(2) + std::to_string(data->NumFields()), "Field220");
+
+  protocol->TemplateConfig(nullptr);
+  EXPECT_EQ(ErrorOf([&] { protocol->P(); }), 91);
+  EXPECT_EQ(ErrorOf([&] { Port().Deliver("1"); }), 91);
+  scale->Connection(serial);
+  PropertyBag bag;
+  bag.WriteObject("Protocol", *protocol);
+  const auto restored = ReadObject<TemplateProtocol>(bag, "Protocol", *site, "Protocol");
+  EXPECT_EQ(restored->TemplateConfig()->DemandOutput(), "P");
+}
+
+TEST_F(TemplateLines, ADisabledScaleKeepsWhatIsLeft) {
+  Start(false);
+  Do("1,");
+  scale->Disabled(true);
+  EXPECT_EQ(Do("+5000"), "Lamps() ");
+  scale->Disabled(false);
+  scale->RunScale();
+  log.clear();
+  EXPECT_EQ(Do("2,3,"), kFiled + "New(1|2|3) ");
+}
+
+TEST_F(TemplateLines, SettingsPersist) {
+  for (const bool overNetwork : {false, true}) {
+    Start(overNetwork);
+    EXPECT_EQ(static_cast<int>(protocol->pType()), overNetwork ? 19 : 18);
+    protocol->pType(ProtocolType{5});
+    config->FieldName(1, "Id");
+    const auto kes = std::dynamic_pointer_cast<KesDemandTemplateProtocol>(protocol);
+    if (kes) {
+      EXPECT_EQ(kes->scaleNum() + config->DemandOutput(), "A\b");
+      kes->scaleNum("B");
+    }
+    PropertyBag bag;
+    bag.WriteObject("Protocol", *protocol);
+    EXPECT_NE(bag.FindObject("Protocol")->bag.FindObject("TemplateConfig"), nullptr);
+    const auto restored = ReadObject<TemplateProtocol>(bag, "Protocol", *site, "Protocol");
+    EXPECT_EQ(restored->pType(), ProtocolType{5});
+    EXPECT_EQ(restored->TemplateConfig()->FieldName(1), "Id");
+    EXPECT_EQ(restored->TemplateConfig()->DemandOutput(), overNetwork ? "\b" : "P");
+    if (kes) {
+      EXPECT_EQ(std::dynamic_pointer_cast<KesDemandTemplateProtocol>(restored)->scaleNum(), "B");
+    }
+  }
+}
+
+/// A client may do anything in a handler, also with the handlers' owner.
+TEST_F(TemplateLines, SurvivesWhatAHandlerDoesInTheMiddleOfARecord) {
+  const std::vector<std::function<void()>> deeds = {
+      [&] { scale->StopScale(); },
+      [&] { scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol")); },
+      [&] { scale->Connection(NewObject<_Connection>(*site, "NoConnection")); },
+      [&] { scale.reset(); },
+      [&] {
+        std::dynamic_pointer_cast<TemplateProtocol>(scale->Protocol())
+            ->TemplateConfig(
+                NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig"));
+      },
+      [&] { host.loop.RunUntil([] { return false; }, 1000); },
+  };
+  for (std::size_t i = 0; i < deeds.size() * 6; ++i) {
+    Start(i % 2 == 1);
+    subscriptions.clear();
+    const auto data = scale->TarnRecordTemplateData();
+    protocol.reset();
+    serial.reset();
+    ethernet.reset();
+    bool done = false;
+    const auto deed = [&] {
+      if (!std::exchange(done, true)) deeds[i / 6]();
+    };
+    const auto onStatus = i % 6 < 2   ? scale->NewStatus.Subscribe(deed)
+                          : i % 6 < 4 ? data->NewDataReady.Subscribe(deed)
+                                      : data->ConfigChanged.Subscribe(deed);
+    if (i % 6 >= 4) config->Timeout(300);
+    Do("1,2,3,4,5");
+    Do("6,");
+    Do("+1000");
+    EXPECT_TRUE(done) << i;
+    if (scale) scale->StopScale();
+  }
+  EXPECT_TRUE(host.traces.empty());
+}
+
+}  // namespace
+}  // namespace tarn
