@@ -4,13 +4,12 @@
 #include <memory>
 #include <string_view>
 
-#include "connections/serial_connection.hpp"
+#include "protocols/serial_line.hpp"
 #include "protocols/template_protocol.hpp"
 
 namespace tarn {
 
-/// Works over a serial connection only; any other is ignored when it is handed in, and Connect and
-/// P are then error 91. The other commands do nothing.
+/// The commands but P do nothing.
 class DemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "DemandTemplateProtocol";
@@ -20,8 +19,10 @@ class DemandTemplateProtocol final : public TemplateProtocol {
 
   std::string_view ClassName() const override { return kClassName; }
 
-  std::shared_ptr<_Connection> Connection() const override { return serialConnection_; }
-  void Connection(std::shared_ptr<_Connection> connection) override;
+  std::shared_ptr<_Connection> Connection() const override { return line_.Connection(); }
+  void Connection(std::shared_ptr<_Connection> connection) override {
+    line_.Connection(std::move(connection));
+  }
 
   void Connect() override;
   /// Demands a record: writes the template's demand text with nothing added.
@@ -30,9 +31,7 @@ class DemandTemplateProtocol final : public TemplateProtocol {
  private:
   void mvarComPort_Receive();
 
-  std::shared_ptr<SerialConnection> serialConnection_;
-  std::shared_ptr<SerialPort> mvarComPort;
-  Subscription onReceive_;
+  SerialLine line_{[this] { mvarComPort_Receive(); }};
 };
 
 }  // namespace tarn

@@ -19,7 +19,7 @@ void FramedProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
 }
 
 void FramedProtocol::Connect() {
-  SerialConnection& serial = Line();
+  SerialConnection& serial = Line().Serial();
   const auto scale = myScale();
   serial.ReceiveThresholdLength(1);
   Required(scale, "The protocol has no scale").ActivityTimeoutTime(SilenceTime());
@@ -34,7 +34,7 @@ std::shared_ptr<WeightData> FramedProtocol::Record() const {
 void FramedProtocol::mvarComPort_Receive() {
   // Handlers of the record's events may replace this protocol or close the port.
   const auto self = shared_from_this();
-  const auto port = mvarComPort;
+  const auto port = Line().Port();
   while (port->InBufferCount() > 0) {
     const std::optional<char> character = port->Input();
     if (!character) break;

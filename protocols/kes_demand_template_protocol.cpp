@@ -45,7 +45,7 @@ void KesDemandTemplateProtocol::Connect() {
 void KesDemandTemplateProtocol::TakeSocket(TarnScale& scale) {
   const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(Connection());
   if (!ethernet) return;
-  Listen(ethernet->TakeSocket(scale.ScaleNumber(), Site()));
+  Listen(ethernet->TakeSocket(scale.ScaleNumber(), scale.Site()));
   ethernet->SocketProtocol(static_cast<std::int16_t>(SocketTransport::Tcp));
   ethernet->LocalPort(0);
   ethernet->RemotePort(kTerminalPort);

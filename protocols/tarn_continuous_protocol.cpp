@@ -36,7 +36,7 @@ void TarnContinuousProtocol::pType(ProtocolType type) {
 }
 
 void TarnContinuousProtocol::Connect() {
-  SerialConnection& serial = Line();
+  SerialConnection& serial = Line().Serial();
   const auto scale = myScale();
   serial.ReceiveThresholdLength(FrameLength);
   serial.ReceiveEndCharacter(kCarriageReturn);
@@ -66,7 +66,7 @@ void TarnContinuousProtocol::SetTare(double& TareValue) {
 void TarnContinuousProtocol::mvarComPort_Receive() {
   // Handlers of the record's events may replace this protocol or close the port.
   const auto self = shared_from_this();
-  const auto port = mvarComPort;
+  const auto port = Line().Port();
   std::string collected;
   do {
     for (int i = 0; i < kCharactersPerPass; ++i) {

@@ -6,6 +6,7 @@
 #include "base/automation_error.hpp"
 #include "scale/tarn_record_template_data.hpp"
 #include "scale/tarn_scale.hpp"
+#include "scale/weight_data.hpp"
 
 namespace tarn {
 namespace {
@@ -60,6 +61,13 @@ void TemplateProtocol::HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> co
 
 std::string TemplateProtocol::DemandBytes() const {
   return site_->System().Locale().ToBytes(Required(mvarTemplateConfig, kNoTemplate).DemandOutput());
+}
+
+void TemplateProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
+  Protocol::WeightData(record);
+  if (!record) return;
+  record->WeightAvailable(false);
+  record->ClearWeight();
 }
 
 void TemplateProtocol::TarnRecordTemplateData(

@@ -29,6 +29,9 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   void ReadProperties(const PropertyBag& bag) override;
   void WriteProperties(PropertyBag& bag) const override;
 
+  std::shared_ptr<tarn::WeightData> WeightData() const override { return Protocol::WeightData(); }
+  /// The record shows "N/A" from now on, since no weight will come.
+  void WeightData(std::shared_ptr<tarn::WeightData> record) override;
   std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const override {
     return Protocol::TarnRecordTemplateData();
   }

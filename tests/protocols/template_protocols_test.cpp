@@ -316,6 +316,17 @@ TEST_F(TemplateLines, ChangesOfTheTemplateReachTheRecord) {
   EXPECT_EQ(restored->TemplateConfig()->DemandOutput(), "P");
 }
 
+TEST_F(TemplateLines, AScaleWithoutWeightsSaysSo) {
+  for (const bool overNetwork : {false, true}) {
+    Start(overNetwork);
+    EXPECT_EQ(scale->WeightData()->GrossWeight(), "N/A");
+    scale->WeightData()->NoDataError(true);
+    EXPECT_EQ(scale->WeightData()->NetWeight(), "N/A");
+    scale->Protocol(NewObject<_Protocol>(*site, "TarnContinuousProtocol"));
+    EXPECT_EQ(scale->WeightData()->GrossWeight(), "");
+  }
+}
+
 TEST_F(TemplateLines, ADisabledScaleKeepsWhatIsLeft) {
   Start(false);
   Do("1,");
