@@ -36,13 +36,17 @@ class SocketControl {
   SocketControl& operator=(const SocketControl&) = delete;
   virtual ~SocketControl() = default;
 
-  /// Writing one of these four while the control is not closed is error 40020, except that the
+  /// Writing one of these while the control is not closed is error 40020, except that the
   /// remote host and port of a UDP control count for the datagrams that are sent from then on.
   virtual void Transport(SocketTransport transport) = 0;
   virtual SocketTransport Transport() const = 0;
   virtual void LocalPort(std::int32_t port) = 0;
   virtual std::int32_t LocalPort() const = 0;
-  /// An address or a name.
+  /// The address of this machine that the local port belongs to, for a machine with several. Empty,
+  /// as at first: all of them. Error 380 for a text that is no address.
+  virtual void LocalHost(std::string_view address) = 0;
+  virtual std::string LocalHost() const = 0;
+  /// An address of four decimal numbers, or a name, which is looked up once an opening.
   virtual void RemoteHost(std::string_view host) = 0;
   virtual std::string RemoteHost() const = 0;
   virtual void RemotePort(std::int32_t port) = 0;
@@ -54,19 +58,23 @@ class SocketControl {
   /// event is raised. Nothing happens on a closed control.
   virtual void Close() = 0;
 
+  /// Closes it for good: Bind and Connect are error 91 from now on. For a control whose place in
+  /// the server another one takes, whoever still holds it.
+  virtual void Retire() = 0;
+
   /// UDP: opens the local port; 0 lets the system choose (LocalPort then reads the choice).
   /// Errors: 10048 the port is in use, 10013 no permission, 40020 not closed, 40006 not UDP.
   virtual void Bind(std::int32_t localPort) = 0;
 
   /// TCP: starts a connection to the remote host and port, from the local port unless that is 0.
-  /// Connected or Error tells how it ended. Errors of the call: 40020 not closed, 40006 not TCP,
-  /// 10048 and 10013 as Bind.
+  /// Connected or Error tells how it ended, within 20 s. Errors of the call: 40020 not closed,
+  /// 40006 not TCP, 10048 and 10013 as Bind.
   virtual void Connect() = 0;
 
   /// UDP: one datagram to the remote host and port. TCP: bytes of the stream. What the network does
   /// not take yet, or what waits for the look-up of a name, waits in a queue of kMaxQueuedOutput
   /// bytes. Errors: 40006 not bound or connected, 57 the queue is full (nothing of these bytes is
-  /// sent), 10040 a datagram that is too long.
+  /// sent), 10040 a datagram that is too long. What fails later is told by Error.
   virtual void SendData(std::string_view bytes) = 0;
 
   /// How many bytes GetData gives now.
@@ -75,6 +83,10 @@ class SocketControl {
   /// UDP: the datagram of the arrival that is being told, whole; empty when it has been read. One
   /// that no handler reads during its own event is dropped. TCP: all that waits.
   virtual std::string GetData() = 0;
+
+  /// UDP: who sent the datagram of the arrival that is being told.
+  virtual std::string SenderHost() const = 0;
+  virtual std::int32_t SenderPort() const = 0;
 
   /// TCP: the bytes that the control keeps unread; more waits on the network.
   static constexpr std::size_t kMaxWaitingInput = 256U << 10U;

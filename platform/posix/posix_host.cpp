@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "platform/network_socket.hpp"
 #include "platform/posix/posix_console.hpp"
 #include "platform/posix/posix_terminal_line.hpp"
 
@@ -32,7 +33,7 @@ std::shared_ptr<SerialPort> PosixHost::CreateSerialPort() {
 }
 
 std::shared_ptr<SocketControl> PosixHost::CreateSocket() {
-  return nullptr;
+  return std::make_shared<NetworkSocket>(sockets_);
 }
 
 tarn::TerminalNetwork& PosixHost::TerminalNetwork() {

@@ -6,6 +6,7 @@
 #include "platform/posix/posix_message_loop.hpp"
 #include "platform/posix/posix_serial_port.hpp"
 #include "platform/posix/posix_settings_store.hpp"
+#include "platform/posix/posix_socket.hpp"
 #include "platform/trace_filter.hpp"
 
 namespace tarn {
@@ -33,6 +34,7 @@ class PosixHost final : public NativeHost {
   PosixSettingsStore settings_;
   PortTable ports_;
   PosixMessageLoop loop_;
+  PosixSockets sockets_{loop_};
 };
 
 }  // namespace tarn

@@ -218,7 +218,7 @@ std::shared_ptr<SerialPort> FakeHost::CreateSerialPort() {
 }
 
 std::shared_ptr<SocketControl> FakeHost::CreateSocket() {
-  sockets.push_back(std::make_shared<FakeSocket>());
+  sockets.push_back(std::make_shared<FakeSocket>(loop));
   return sockets.back();
 }
 

@@ -3,106 +3,158 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/socket_error.hpp"
+
 namespace tarn {
 
+class FakeNetwork::Native final : public NativeSocket {
+ public:
+  Native(FakeNetwork& network, std::function<void()> ready)
+      : network_(network), ready_(std::move(ready)) {}
+  ~Native() override {
+    if (network_.native_ == this) network_.native_ = nullptr;
+  }
+
+  std::int32_t Bind(const NetworkAddress& here) override {
+    port_ = here.port != 0 ? here.port : 50000;
+    return 0;
+  }
+  std::uint16_t LocalPort() const override { return port_; }
+  std::int32_t Connect(const NetworkAddress& /*to*/) override { return SocketError::kWouldBlock; }
+  std::int32_t ConnectResult() override { return connectResult; }
+  Count Send(std::string_view bytes) override {
+    return {SendTo(bytes, {}), network_.stalled ? 0 : bytes.size()};
+  }
+  Count Receive(char* into, std::size_t length) override {
+    if (stream.empty()) return {ended ? 0 : SocketError::kWouldBlock, 0};
+    const std::size_t count = stream.copy(into, length);
+    stream.erase(0, count);
+    return {0, count};
+  }
+  std::int32_t SendTo(std::string_view bytes, const NetworkAddress& /*to*/) override {
+    if (network_.stalled) return SocketError::kWouldBlock;
+    network_.reached.emplace_back(bytes);
+    return 0;
+  }
+  Count ReceiveDatagram(char* into, std::size_t length, NetworkAddress& from) override {
+    if (datagrams.empty()) return {SocketError::kWouldBlock, 0};
+    const std::size_t count = datagrams.front().first.copy(into, length);
+    from = datagrams.front().second;
+    datagrams.pop_front();
+    return {0, count};
+  }
+  void Watch(bool input, bool /*output*/) override {
+    if (!input || stream.empty()) return;
+    network_.loop_.Post([this, alive = std::weak_ptr<int>(alive_)] {
+      if (!alive.expired()) Ready();
+    });
+  }
+
+  void Ready() const {
+    const auto ready = ready_;  // this socket may go meanwhile
+    ready();
+  }
+
+  std::int32_t connectResult = SocketError::kWouldBlock;
+  std::string stream;
+  bool ended = false;
+  std::deque<std::pair<std::string, NetworkAddress>> datagrams;
+
+ private:
+  FakeNetwork& network_;
+  std::function<void()> ready_;
+  std::uint16_t port_ = 0;
+  std::shared_ptr<int> alive_ = std::make_shared<int>();
+};
+
+std::unique_ptr<NativeSocket> FakeNetwork::Open(SocketTransport /*transport*/,
+                                                std::function<void()> ready) {
+  auto native = std::make_unique<Native>(*this, std::move(ready));
+  native_ = native.get();
+  return native;
+}
+
+void FakeNetwork::LookUp(const std::string& name, std::weak_ptr<void> owner, LookedUp done) {
+  const auto found = names.find(name);
+  const std::int32_t error = found == names.end() ? SocketError::kHostNotFound : 0;
+  const std::uint32_t ip = error == 0 ? found->second : 0;
+  loop_.Post([owner = std::move(owner), done = std::move(done), error, ip] {
+    if (!owner.expired()) done(error, ip);
+  });
+}
+
 void FakeSocket::Accept() {
-  state_ = SocketState::Connected;
-  Connected.Raise();
+  if (State() != SocketState::Connecting) return;
+  native_->connectResult = 0;
+  native_->Ready();
 }
 
 void FakeSocket::Deliver(std::string_view data) {
-  if (state_ != SocketState::Open && state_ != SocketState::Connected) return;
-  if (transport_ == SocketTransport::Udp)
-    waiting_ = data;
+  if (State() == SocketState::Open)
+    native_->datagrams.emplace_back(data, sender);
+  else if (State() == SocketState::Connected)
+    native_->stream += data;
   else
-    waiting_ += data;
-  DataArrival.Raise(static_cast<std::int32_t>(
-      transport_ == SocketTransport::Udp ? data.size() : waiting_.size()));
-  if (transport_ == SocketTransport::Udp) waiting_.clear();
+    return;
+  native_->Ready();
 }
 
 void FakeSocket::HangUp() {
-  state_ = SocketState::Closing;
-  Closed.Raise();
+  if (State() != SocketState::Connected) return;
+  native_->ended = true;
+  native_->Ready();
+}
+
+void FakeSocket::Resume() {
+  stalled = false;
+  if (native_ != nullptr) native_->Ready();
 }
 
 void FakeSocket::Fail(std::int32_t number, const std::string& description) {
-  if (transport_ == SocketTransport::Tcp) state_ = SocketState::Error;
-  Error.Raise(number, description);
-}
-
-void FakeSocket::RequireClosed() const {
-  if (state_ != SocketState::Closed) {
-    throw AutomationError(ErrorNumber::SocketNotClosed, "The socket is open");
-  }
+  if (native_ != nullptr) NetworkSocket::Fail(number, description);
 }
 
 void FakeSocket::Transport(SocketTransport transport) {
-  RequireClosed();
+  NetworkSocket::Transport(transport);
   calls.push_back("Transport " + std::to_string(static_cast<int>(transport)));
-  transport_ = transport;
 }
 
 void FakeSocket::LocalPort(std::int32_t port) {
-  RequireClosed();
+  NetworkSocket::LocalPort(port);
   calls.push_back("LocalPort " + std::to_string(port));
-  localPort_ = port;
 }
 
 void FakeSocket::RemoteHost(std::string_view host) {
+  NetworkSocket::RemoteHost(host);
   calls.push_back("RemoteHost " + std::string(host));
-  remoteHost_ = host;
 }
 
 void FakeSocket::RemotePort(std::int32_t port) {
+  NetworkSocket::RemotePort(port);
   calls.push_back("RemotePort " + std::to_string(port));
-  remotePort_ = port;
 }
 
 void FakeSocket::Close() {
   calls.emplace_back("Close");
-  if (staysOpen) return;
-  state_ = SocketState::Closed;
-  waiting_.clear();
-}
-
-void FakeSocket::Open(SocketTransport transport, SocketState state) {
-  RequireClosed();
-  if (failOpen) throw *failOpen;
-  if (transport_ != transport) {
-    throw AutomationError(ErrorNumber::SocketWrongState, "Wrong transport or state");
-  }
-  state_ = state;
+  if (!staysOpen) NetworkSocket::Close();
 }
 
 void FakeSocket::Bind(std::int32_t localPort) {
   calls.push_back("Bind " + std::to_string(localPort));
-  Open(SocketTransport::Udp, SocketState::Open);
-  localPort_ = localPort;
+  if (failOpen) throw *failOpen;
+  NetworkSocket::Bind(localPort);
 }
 
 void FakeSocket::Connect() {
   calls.emplace_back("Connect");
-  Open(SocketTransport::Tcp, SocketState::Connecting);
+  if (failOpen) throw *failOpen;
+  NetworkSocket::Connect();
 }
 
 void FakeSocket::SendData(std::string_view bytes) {
   if (failSend) throw *failSend;
-  if (state_ != SocketState::Open && state_ != SocketState::Connected) {
-    throw AutomationError(ErrorNumber::SocketWrongState, "Wrong transport or state");
-  }
+  NetworkSocket::SendData(bytes);
   sent.emplace_back(bytes);
-}
-
-std::int32_t FakeSocket::BytesReceived() const {
-  return static_cast<std::int32_t>(waiting_.size());
-}
-
-std::string FakeSocket::GetData() {
-  if (transport_ == SocketTransport::Udp) return std::exchange(waiting_, {});
-  std::string data = waiting_.substr(0, longestRead);
-  waiting_.erase(0, data.size());
-  return data;
 }
 
 void FakeTerminalNetwork::Called(const std::string& call) {

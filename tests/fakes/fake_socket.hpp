@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -10,17 +11,47 @@
 #include <vector>
 
 #include "base/automation_error.hpp"
-#include "platform/socket.hpp"
+#include "platform/network_socket.hpp"
 #include "platform/terminal_network.hpp"
 
 namespace tarn {
 
-class FakeSocket final : public SocketControl {
+/// The network of one fake socket.
+class FakeNetwork : public SocketSystem {
  public:
-  /// What the network does. Each raises its event from here.
-  void Accept();                        ///< the connection is made
-  void Deliver(std::string_view data);  ///< a datagram, or bytes of the stream, while open
-  void HangUp();                        ///< the other side closes
+  explicit FakeNetwork(MessageLoop& loop) : loop_(loop) {}
+
+  std::map<std::string, std::uint32_t> names;  ///< what a look-up finds
+  std::vector<std::string> reached;            ///< what the network has taken
+  bool stalled = false;  ///< the network takes nothing: output fills the queue up to its bound
+
+  MessageLoop& Loop() override { return loop_; }
+  std::unique_ptr<NativeSocket> Open(SocketTransport transport,
+                                     std::function<void()> ready) override;
+  void LookUp(const std::string& name, std::weak_ptr<void> owner, LookedUp done) override;
+
+ protected:
+  class Native;
+
+  Native* native_ = nullptr;  ///< the open one
+  MessageLoop& loop_;
+};
+
+/// The control itself is the real one.
+class FakeSocket final : private FakeNetwork, public NetworkSocket {
+ public:
+  explicit FakeSocket(MessageLoop& loop) : FakeNetwork(loop), NetworkSocket(Network()) {}
+
+  using FakeNetwork::names;
+  using FakeNetwork::reached;
+  using FakeNetwork::stalled;
+
+  /// What the network does. Each raises its event from here, where the socket is open.
+  void Accept();                            ///< the connection is made
+  void Deliver(std::string_view data);      ///< a datagram, or bytes of the stream
+  NetworkAddress sender{0x7F000001, 1701};  ///< who sends the datagrams
+  void HangUp();                            ///< the other side closes
+  void Resume();                            ///< the network takes what is sent again
   void Fail(std::int32_t number, const std::string& description);
 
   std::vector<std::string> calls;  ///< writes of properties, Close, Bind, Connect, in order
@@ -31,31 +62,21 @@ class FakeSocket final : public SocketControl {
   std::size_t longestRead = SIZE_MAX;       ///< TCP: GetData gives no more at once
 
   void Transport(SocketTransport transport) override;
-  SocketTransport Transport() const override { return transport_; }
+  SocketTransport Transport() const override { return NetworkSocket::Transport(); }
   void LocalPort(std::int32_t port) override;
-  std::int32_t LocalPort() const override { return localPort_; }
+  std::int32_t LocalPort() const override { return NetworkSocket::LocalPort(); }
   void RemoteHost(std::string_view host) override;
-  std::string RemoteHost() const override { return remoteHost_; }
+  std::string RemoteHost() const override { return NetworkSocket::RemoteHost(); }
   void RemotePort(std::int32_t port) override;
-  std::int32_t RemotePort() const override { return remotePort_; }
-  SocketState State() const override { return state_; }
+  std::int32_t RemotePort() const override { return NetworkSocket::RemotePort(); }
   void Close() override;
   void Bind(std::int32_t localPort) override;
   void Connect() override;
   void SendData(std::string_view bytes) override;
-  std::int32_t BytesReceived() const override;
-  std::string GetData() override;
+  std::string GetData() override { return Take(longestRead); }
 
  private:
-  void RequireClosed() const;
-  void Open(SocketTransport transport, SocketState state);
-
-  SocketTransport transport_ = SocketTransport::Tcp;
-  SocketState state_ = SocketState::Closed;
-  std::int32_t localPort_ = 0;
-  std::string remoteHost_;
-  std::int32_t remotePort_ = 0;
-  std::string waiting_;
+  FakeNetwork& Network() { return *this; }
 };
 
 class FakeTerminalNetwork final : public TerminalNetwork {

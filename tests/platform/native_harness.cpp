@@ -62,6 +62,9 @@ class NativeHarness final : public Harness {
 
   void Deliver(std::string_view bytes) override { ASSERT_EQ(line_->Write(bytes), bytes.size()); }
   std::string Sent() override { return sent_; }
+  std::unique_ptr<FarEnd> MakeFarEnd() override { return MakeNativeFarEnd(); }
+  // Wine keeps it to itself.
+  bool TellsOfClosedPorts() const override { return kLinesAreMade; }
   bool CanUnplug() const override { return kLinesAreMade || !UnplugFile().empty(); }
 
   void Unplug() override {

@@ -19,6 +19,7 @@
 
 #include "base/automation_error.hpp"
 #include "platform/host.hpp"
+#include "tests/platform/far_end.hpp"
 
 namespace tarn {
 
@@ -50,7 +51,14 @@ class Harness {
   virtual void PlugIn() = 0;
   /// The line takes no more output until the loop runs again.
   virtual void Stall() {}
-  /// Lets go of what the harness itself keeps of the ports.
+
+  /// The far end of the socket that was created last.
+  virtual std::unique_ptr<FarEnd> MakeFarEnd() = 0;
+  /// Whether ports and floods are real, and whether the system tells of closed UDP ports.
+  virtual bool HasNetwork() const { return true; }
+  virtual bool TellsOfClosedPorts() const { return true; }
+
+  /// Lets go of what the harness itself keeps of the ports and sockets.
   virtual void ForgetPorts() {}
 };
 

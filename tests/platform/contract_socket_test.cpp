@@ -1,0 +1,315 @@
+// The socket control.
+#include <algorithm>
+
+#include "platform/network_socket.hpp"
+#include "tests/platform/far_end.hpp"
+#include "tests/platform/platform_contract.hpp"
+
+namespace tarn {
+namespace {
+
+using ::testing::ElementsAre;
+
+class SocketContract : public PlatformContract {
+ protected:
+  SocketContract() {
+    poll->Interval(5);  // conditions at the far end announce themselves to nobody here
+    poll->Enabled(true);
+  }
+
+  void Record() {
+    subscriptions.push_back(socket->Connected.Subscribe([this] { events.emplace_back("up"); }));
+    subscriptions.push_back(socket->Closed.Subscribe([this] { events.emplace_back("closed"); }));
+    subscriptions.push_back(socket->DataArrival.Subscribe([this](std::int32_t length) {
+      data.push_back(socket->GetData());
+      EXPECT_EQ(data.back().size(), static_cast<std::size_t>(length));
+      EXPECT_EQ(socket->BytesReceived(), 0);
+    }));
+    subscriptions.push_back(
+        socket->Error.Subscribe([this](std::int32_t number, const std::string& description) {
+          EXPECT_NE(description, "");
+          events.push_back(std::to_string(number));
+        }));
+  }
+  void BindToFarEnd() {
+    socket->Transport(SocketTransport::Udp);
+    socket->RemoteHost("127.0.0.1");
+    socket->RemotePort(far->OpenDatagrams());
+    socket->Bind(0);
+  }
+  void BeginConnection(std::int32_t port) {
+    socket->Close();
+    socket->Transport(SocketTransport::Tcp);
+    socket->RemoteHost("127.0.0.1");
+    socket->RemotePort(port);
+    socket->Connect();
+  }
+  void ConnectToFarEnd() {
+    BeginConnection(far->Listen());
+    EXPECT_EQ(socket->State(), SocketState::Connecting);
+    ASSERT_TRUE(Becomes([&] { return far->Accept(); }));
+    ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Connected; }));
+  }
+  std::string AllData() const {
+    std::string all;
+    for (const std::string& piece : data) all += piece;
+    return all;
+  }
+
+  const std::unique_ptr<Timer> poll = Loop().CreateTimer();
+  std::shared_ptr<SocketControl> socket = TheHost().CreateSocket();
+  const std::unique_ptr<FarEnd> far = harness->MakeFarEnd();
+  std::vector<std::string> events;
+  std::vector<std::string> data;
+  std::vector<Subscription> subscriptions;
+};
+TARN_CONTRACT(SocketContract);
+
+TEST_P(SocketContract, RefusesWhatItsStateDoesNotAllow) {
+  EXPECT_EQ(socket->State(), SocketState::Closed);
+  EXPECT_EQ(ErrorOf([&] { socket->SendData("x"); }), 40006);
+  EXPECT_EQ(ErrorOf([&] { socket->Bind(0); }), 40006) << "a TCP control";
+  for (const std::int32_t port : {-1, 65536}) {
+    EXPECT_EQ(ErrorOf([&] { socket->LocalPort(port); }), 380);
+    EXPECT_EQ(ErrorOf([&] { socket->RemotePort(port); }), 380);
+  }
+  socket->Transport(SocketTransport::Udp);
+  EXPECT_EQ(ErrorOf([&] { socket->Connect(); }), 40006);
+  EXPECT_EQ(ErrorOf([&] { socket->Bind(65536); }), 380);
+  socket->Bind(0);
+  EXPECT_EQ(socket->State(), SocketState::Open);
+  const std::int32_t port = socket->LocalPort();
+  EXPECT_GT(port, 0);
+  EXPECT_EQ(ErrorOf([&] { socket->Bind(0); }), 40020);
+  EXPECT_EQ(ErrorOf([&] { socket->Transport(SocketTransport::Tcp); }), 40020);
+  EXPECT_EQ(ErrorOf([&] { socket->LocalPort(5); }), 40020);
+  EXPECT_EQ(ErrorOf([&] { socket->SendData(std::string(65508, 'x')); }), 10040);
+  if (harness->HasNetwork()) {
+    const auto other = TheHost().CreateSocket();
+    other->Transport(SocketTransport::Udp);
+    EXPECT_EQ(ErrorOf([&] { other->Bind(port); }), 10048);
+    EXPECT_EQ(other->State(), SocketState::Closed);
+    socket->Close();
+    other->Bind(port);
+  }
+  socket->Close();
+  EXPECT_EQ(socket->State(), SocketState::Closed);
+  socket->Retire();
+  EXPECT_EQ(ErrorOf([&] { socket->Bind(0); }), 91);
+}
+
+TEST_P(SocketContract, DatagramsOfEveryLengthPassBothWays) {
+  BindToFarEnd();
+  Record();
+  std::vector<std::string> sent;
+  for (const std::size_t length : {0U, 1U, 201U, 65507U, 0U}) {
+    sent.emplace_back(length, static_cast<char>('a' + sent.size()));
+    socket->SendData(sent.back());
+    ASSERT_TRUE(Becomes([&] { return far->Received().size() == sent.size(); }));
+    far->SendDatagram(sent.back(), socket->LocalPort());
+    ASSERT_TRUE(Becomes([&] { return data.size() == sent.size(); }));
+  }
+  EXPECT_TRUE(far->Received() == sent);
+  EXPECT_TRUE(data == sent);
+  EXPECT_THAT(events, ElementsAre());
+}
+
+TEST_P(SocketContract, ADatagramLivesAsLongAsItsEvent) {
+  BindToFarEnd();
+  int arrivals = 0;
+  std::vector<std::int32_t> senders;
+  subscriptions.push_back(socket->DataArrival.Subscribe([&](std::int32_t) {
+    EXPECT_EQ(socket->SenderHost(), "127.0.0.1");
+    senders.push_back(socket->SenderPort());
+    if (++arrivals == 2) data.push_back(socket->GetData());
+    if (arrivals != 1) return;
+    far->SendDatagram("inner", socket->LocalPort());
+    ASSERT_TRUE(Becomes([&] { return arrivals == 2; }));
+    data.push_back(socket->GetData());
+    EXPECT_EQ(socket->GetData(), "");
+  }));
+  far->SendDatagram("outer", socket->LocalPort());
+  ASSERT_TRUE(Becomes([&] { return arrivals == 2; }));
+  far->SendDatagram("unread", socket->LocalPort());
+  ASSERT_TRUE(Becomes([&] { return arrivals == 3; }));
+  EXPECT_THAT(data, ElementsAre("inner", "outer"));
+  EXPECT_THAT(senders, ::testing::Each(socket->RemotePort()));
+  EXPECT_EQ(socket->BytesReceived(), 0);
+}
+
+TEST_P(SocketContract, AClosedPortOrAnUnknownNameDoesNotEndADatagramSocket) {
+  BindToFarEnd();
+  Record();
+  const std::int32_t farPort = socket->RemotePort();
+  if (harness->TellsOfClosedPorts()) {
+    for (std::size_t times = 1; times < 4; ++times) {
+      socket->RemotePort(far->ClosedPort());
+      socket->SendData("anybody?");
+      far->AnswerClosedPort(10054);
+      ASSERT_TRUE(Becomes([&] { return events.size() == times; }));
+      EXPECT_EQ(events.back(), "10054");
+    }
+  }
+  events.clear();
+  socket->RemotePort(farPort);
+  const std::string names[] = {"", std::string(300, 'x'), std::string(70, 'x') + ".invalid"};
+  for (const std::string& name : names) {
+    socket->RemoteHost(name);
+    socket->SendData("lost");
+    socket->SendData("lost");
+  }
+  socket->RemoteHost("localhost");
+  socket->SendData("found");
+  ASSERT_TRUE(Becomes([&] { return far->Received().size() == 1 && events.size() == 3; }));
+  for (const std::string& number : events) EXPECT_THAT(number, ::testing::StartsWith("1100"));
+  EXPECT_THAT(far->Received(), ElementsAre("found"));
+  far->SendDatagram("still here", socket->LocalPort());
+  ASSERT_TRUE(Becomes([&] { return AllData() == "still here"; }));
+}
+
+TEST_P(SocketContract, AConnectionCarriesBytesUntilTheOtherSideCloses) {
+  Record();
+  ConnectToFarEnd();
+  socket->SendData("P");
+  socket->SendData("\r\n");
+  ASSERT_TRUE(Becomes([&] { return far->Received().front() == "P\r\n"; }));
+  far->Send("record");
+  ASSERT_TRUE(Becomes([&] { return AllData() == "record"; }));
+  subscriptions.clear();
+  far->Send("last ");
+  far->Send("words");
+  far->FinishSending();
+  ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Closing; }));
+  EXPECT_EQ(socket->BytesReceived(), 10);
+  EXPECT_EQ(socket->GetData(), "last words");
+  EXPECT_EQ(ErrorOf([&] { socket->SendData("x"); }), 40006);
+  EXPECT_EQ(ErrorOf([&] { socket->Connect(); }), 40020);
+  socket->Close();
+  EXPECT_EQ(socket->State(), SocketState::Closed);
+  EXPECT_THAT(events, ElementsAre("up"));
+}
+
+TEST_P(SocketContract, ARefusedOrBrokenConnectionEndsInTheErrorState) {
+  Record();
+  BeginConnection(far->ClosedPort());
+  far->AnswerClosedPort(10061);
+  ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Error; }));
+  socket->Close();
+  socket->RemoteHost(std::string(70, 'x') + ".invalid");
+  socket->Connect();
+  EXPECT_EQ(socket->State(), SocketState::ResolvingHost);
+  ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Error; }));
+  EXPECT_EQ(events.size(), 2U);
+  EXPECT_EQ(events.front(), "10061");
+  events.clear();
+  ConnectToFarEnd();
+  far->Reset();
+  ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Error; }));
+  EXPECT_EQ(ErrorOf([&] { socket->SendData("x"); }), 40006);
+  ConnectToFarEnd();
+  RunSomeTurns();
+  EXPECT_THAT(events, ElementsAre("up", "10054", "up"));
+}
+
+TEST_P(SocketContract, MayCloseOrGoInsideAnyHandler) {
+  const std::weak_ptr<SocketControl> watched = socket;
+  int handled = 0;
+  const std::function<void()> ways[] = {[&] { socket->Close(); },
+                                        [&] {
+                                          harness->ForgetPorts();
+                                          socket.reset();
+                                        }};
+  for (const auto& end : ways) {
+    for (const char* event : {"up", "data", "closed", "error", "datagram"}) {
+      const std::string name = event;
+      if (!socket) socket = TheHost().CreateSocket();
+      socket->Close();
+      handled = 0;
+      const auto handle = [&](bool wanted) {
+        if (!wanted) return;
+        ++handled;
+        end();
+      };
+      subscriptions.clear();
+      subscriptions.push_back(socket->Connected.Subscribe([&] { handle(name == "up"); }));
+      subscriptions.push_back(socket->Closed.Subscribe([&] { handle(name == "closed"); }));
+      subscriptions.push_back(socket->Error.Subscribe(
+          [&](std::int32_t, const std::string&) { handle(name == "error"); }));
+      subscriptions.push_back(socket->DataArrival.Subscribe([&](std::int32_t) { handle(true); }));
+      if (name == "datagram") {
+        BindToFarEnd();
+        far->SendDatagram("1", socket->LocalPort());
+        if (handled == 0) far->SendDatagram("2", socket->LocalPort());
+      } else {
+        BeginConnection(far->Listen());
+        ASSERT_TRUE(Becomes([&] { return far->Accept(); }));
+        if (name != "up") {
+          ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Connected; }));
+        }
+        if (name == "data") far->Send("abc");
+        if (name == "closed") far->FinishSending();
+        if (name == "error") far->Reset();
+      }
+      ASSERT_TRUE(Becomes([&] { return handled > 0; })) << name;
+      RunSomeTurns();
+      EXPECT_EQ(handled, 1) << name;
+    }
+  }
+}
+
+TEST_P(SocketContract, OutputForAPeerThatStopsReadingWaitsInABoundedQueue) {
+  ConnectToFarEnd();
+  far->StopReading();
+  std::string accepted;
+  int error = 0;
+  while (error == 0 && accepted.size() < 64U << 20U) {
+    const std::string chunk(10000, static_cast<char>('a' + accepted.size() / 10000 % 26));
+    error = ErrorOf([&] { socket->SendData(chunk); });
+    if (error == 0) accepted += chunk;
+  }
+  EXPECT_EQ(error, 57);
+  EXPECT_GT(accepted.size() + 10000, SocketControl::kMaxQueuedOutput);
+  ASSERT_TRUE(Becomes([&] { return far->Received().front().size() >= accepted.size(); }));
+  EXPECT_TRUE(far->Received().front() == accepted);
+}
+
+TEST_P(SocketContract, InputThatNobodyReadsIsBoundedAndComesWhenItIsRead) {
+  ConnectToFarEnd();
+  const std::string piece(50000, 'x');
+  std::size_t sent = 0;
+  std::size_t taken = 0;
+  for (; sent < 400000; sent += piece.size()) {
+    far->Send(piece);
+    ASSERT_TRUE(Becomes([&] {
+      return static_cast<std::size_t>(socket->BytesReceived()) >=
+             std::min(sent + piece.size(), SocketControl::kMaxWaitingInput);
+    }));
+  }
+  EXPECT_EQ(static_cast<std::size_t>(socket->BytesReceived()), SocketControl::kMaxWaitingInput);
+  subscriptions.push_back(
+      socket->DataArrival.Subscribe([&](std::int32_t) { taken += socket->GetData().size(); }));
+  taken += socket->GetData().size();
+  ASSERT_TRUE(Becomes([&] { return taken == sent; }));
+}
+
+TEST_P(SocketContract, AFloodLeavesTimeForTimers) {
+  if (!harness->HasNetwork()) GTEST_SKIP() << "no flood without a network";
+  socket->Transport(SocketTransport::Udp);
+  socket->RemoteHost("127.0.0.1");
+  socket->Bind(0);
+  socket->RemotePort(socket->LocalPort());
+  subscriptions.push_back(socket->DataArrival.Subscribe([&](std::int32_t) {
+    socket->SendData("more");
+    socket->SendData("and more");
+  }));
+  socket->SendData("first");
+  int ticks = 0;
+  const auto timer = Loop().CreateTimer();
+  subscriptions.push_back(timer->Tick.Subscribe([&] { ++ticks; }));
+  timer->Interval(10);
+  timer->Enabled(true);
+  EXPECT_TRUE(Becomes([&] { return ticks == 20; }));
+}
+
+}  // namespace
+}  // namespace tarn
