@@ -31,6 +31,11 @@ class NativeHost : public Host {
   virtual std::unique_ptr<Console> CreateConsole() = 0;
   /// A line's far end, for simulated terminals. Errors as TerminalLine::Attach.
   virtual std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) = 0;
+  /// The terminal's end of a TCP connection: listens at an IPv4 address and port while it is
+  /// attached, and serves one client at a time, the one that came last. Errors of Attach: 75 the
+  /// address is none of this machine or its port is taken, 70, 57.
+  virtual std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,
+                                                               int port) = 0;
 };
 
 std::unique_ptr<NativeHost> CreateNativeHost(HostOptions options);

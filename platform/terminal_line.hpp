@@ -1,5 +1,6 @@
-// The terminal's end of a serial line, for simulated terminals: a pseudo-terminal that a port can
-// open on POSIX, a COM port (the far end of a pair) on Windows.
+// The terminal's end of a line, for simulated terminals. Of a serial line: a pseudo-terminal that a
+// port can open on POSIX, a COM port (the far end of a pair) on Windows. Of a TCP connection: a
+// port that is listened to.
 #pragma once
 
 #include <cstddef>

@@ -8,6 +8,7 @@
 #include "platform/network_socket.hpp"
 #include "platform/posix/posix_console.hpp"
 #include "platform/posix/posix_terminal_line.hpp"
+#include "platform/posix/posix_terminal_listener.hpp"
 
 namespace tarn {
 namespace {
@@ -51,6 +52,11 @@ std::unique_ptr<Console> PosixHost::CreateConsole() {
 
 std::unique_ptr<TerminalLine> PosixHost::CreateTerminalLine(const std::string& place) {
   return std::make_unique<PosixTerminalLine>(loop_, place);
+}
+
+std::unique_ptr<TerminalLine> PosixHost::CreateTerminalListener(const std::string& address,
+                                                                int port) {
+  return std::make_unique<PosixTerminalListener>(loop_, address, port);
 }
 
 std::unique_ptr<NativeHost> CreateNativeHost(HostOptions options) {

@@ -5,6 +5,7 @@
 #include "platform/win32/win32_console.hpp"
 #include "platform/win32/win32_serial_port.hpp"
 #include "platform/win32/win32_terminal_line.hpp"
+#include "platform/win32/win32_terminal_listener.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace tarn {
@@ -64,6 +65,11 @@ std::unique_ptr<Console> Win32Host::CreateConsole() {
 std::unique_ptr<TerminalLine> Win32Host::CreateTerminalLine(const std::string& place) {
   return std::make_unique<Win32TerminalLine>(
       loop_, openPorts_, [this](std::string_view text) { Trace(text); }, place);
+}
+
+std::unique_ptr<TerminalLine> Win32Host::CreateTerminalListener(const std::string& address,
+                                                                int port) {
+  return std::make_unique<Win32TerminalListener>(loop_, address, port);
 }
 
 std::unique_ptr<NativeHost> CreateNativeHost(HostOptions options) {

@@ -32,6 +32,8 @@ class Win32Host final : public NativeHost {
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
   std::unique_ptr<Console> CreateConsole() override;
   std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
+  std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,
+                                                       int port) override;
 
  private:
   std::string DeviceOf(std::int16_t number) const;
