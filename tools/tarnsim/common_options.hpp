@@ -24,6 +24,7 @@ namespace tarn::sim {
 /// As they stand on the command line.
 struct CommonOptions {
   std::vector<std::string> ports;
+  std::optional<int> tcpPort;  ///< the ports are addresses at which this TCP port is listened to
   int count = 1;
   std::string line;  ///< in place of the four that follow
   std::string baud = "9600";

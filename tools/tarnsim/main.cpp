@@ -9,6 +9,7 @@
 
 #include "platform/program.hpp"
 #include "tools/tarnsim/continuous_command.hpp"
+#include "tools/tarnsim/template_command.hpp"
 #include "tools/tarnsim/usage_error.hpp"
 
 namespace {
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer("Each command has its own help: tarnsim continuous --help");
   tarn::sim::AddContinuousCommand(app);
+  tarn::sim::AddTemplateCommand(app);
   try {
     std::vector<std::string> arguments = tarn::ProgramArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back

@@ -1,6 +1,9 @@
 // What the simulation asks of every simulated terminal, whatever its dialect.
 #pragma once
 
+#include <string_view>
+
+#include "base/event.hpp"
 #include "tools/tarnsim/terminal_command.hpp"
 
 namespace tarn::sim {
@@ -16,6 +19,9 @@ class Terminal {
   virtual void Tick(double now) = 0;
   /// A key of the terminal itself.
   virtual void Press(const TerminalCommand& command) = 0;
+
+  Event<std::string_view> Noted;      ///< commands and what became of them, the line's state
+  Event<std::string_view> FrameSent;  ///< as it was before the faults
 };
 
 }  // namespace tarn::sim
