@@ -45,25 +45,14 @@ void KesDemandTemplateProtocol::Connect() {
 void KesDemandTemplateProtocol::TakeSocket(TarnScale& scale) {
   const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(Connection());
   if (!ethernet) return;
-  Listen(ethernet->TakeSocket(scale.ScaleNumber(), scale.Site()));
+  mvarSocket = ethernet->TakeSocket(scale.ScaleNumber(), scale.Site());
+  onDataArrival_ = mvarSocket ? mvarSocket->DataArrival.Subscribe([this](std::int32_t bytesTotal) {
+    mvarSocket_DataArrival(bytesTotal);
+  })
+                              : Subscription();
   ethernet->SocketProtocol(static_cast<std::int16_t>(SocketTransport::Tcp));
   ethernet->LocalPort(0);
   ethernet->RemotePort(kTerminalPort);
-}
-
-void KesDemandTemplateProtocol::Listen(std::shared_ptr<SocketControl> socket) {
-  onDataArrival_.Reset();
-  onClose_.Reset();
-  onError_.Reset();
-  mvarSocket = std::move(socket);
-  if (!mvarSocket) return;
-  onDataArrival_ = mvarSocket->DataArrival.Subscribe(
-      [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
-  onClose_ = mvarSocket->Closed.Subscribe([this] { mvarSocket_Close(); });
-  onError_ =
-      mvarSocket->Error.Subscribe([this](std::int32_t number, const std::string& description) {
-        Report(description + " (" + std::to_string(number) + ")");
-      });
 }
 
 void KesDemandTemplateProtocol::P() {
@@ -83,17 +72,6 @@ void KesDemandTemplateProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) 
   if (mvarRxBuffer.empty()) return;
   StartRecord();
   TakeRecord(UnfinishedKeepAlive(mvarRxBuffer));
-}
-
-void KesDemandTemplateProtocol::mvarSocket_Close() {
-  Report("the terminal has closed the connection");
-  if (mvarSocket->State() == SocketState::Closing) mvarSocket->Close();
-}
-
-void KesDemandTemplateProtocol::Report(const std::string& fault) {
-  const auto scale = myScale();
-  const std::string who = scale ? "Scale " + std::to_string(scale->ScaleNumber()) : "A scale";
-  Site().System().Trace(who + ": " + fault);
 }
 
 }  // namespace tarn

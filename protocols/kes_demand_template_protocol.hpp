@@ -17,9 +17,6 @@ namespace tarn {
 /// beginning is no part of a field; when the buffer held nothing else, the record's time that ran
 /// from then on is taken back. A rest that does not come within the record's time makes it text
 /// like any other: a record that did not end.
-///
-/// A terminal that goes away closes the socket, with a trace line; running the scale again brings
-/// it back.
 class KesDemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "KesDemandTemplateProtocol";
@@ -46,16 +43,11 @@ class KesDemandTemplateProtocol final : public TemplateProtocol {
 
  private:
   void TakeSocket(TarnScale& scale);
-  void Listen(std::shared_ptr<SocketControl> socket);
   void mvarSocket_DataArrival(std::int32_t bytesTotal);
-  void mvarSocket_Close();
-  void Report(const std::string& fault);
 
   std::string scaleNum_ = "A";
   std::shared_ptr<SocketControl> mvarSocket;
   Subscription onDataArrival_;
-  Subscription onClose_;
-  Subscription onError_;
 };
 
 }  // namespace tarn

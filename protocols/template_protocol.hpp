@@ -46,7 +46,6 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
  protected:
   TemplateProtocol(std::shared_ptr<ScaleSite> site, ProtocolType type);
 
-  ScaleSite& Site() const { return *site_; }
   /// The demand text as bytes on the wire, exactly as configured.
   std::string DemandBytes() const;
 
