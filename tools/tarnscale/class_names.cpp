@@ -6,6 +6,7 @@
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 
 namespace tarn::tool {
@@ -14,11 +15,14 @@ namespace {
 constexpr std::array kConnections = {
     ClassChoice{"none", "NoConnection"},
     ClassChoice{"serial", "SerialConnection"},
+    ClassChoice{"ethernet", "EthernetConnection"},
 };
 
 constexpr std::array kProtocols = {
     ClassChoice{"none", "NoProtocol"},
     ClassChoice{"continuous", "TarnContinuousProtocol"},
+    ClassChoice{"template", "DemandTemplateProtocol"},
+    ClassChoice{"tcp-template", "KesDemandTemplateProtocol"},
 };
 
 /// In the order of the numbers.
@@ -46,8 +50,8 @@ constexpr std::array<TypeName, 29> kTypes = {{
     {"KesSQLType"},
     {"FenBalanceType"},
     {"RowanBCType"},
-    {"DemandTemplateType"},
-    {"KesDemandTemplateType"},
+    {"DemandTemplateType", "template"},
+    {"KesDemandTemplateType", "tcp-template"},
     {"OrbixDiagDataType"},
     {"PredictFailureDataType"},
     {"ScaleDiagDataType"},
@@ -125,6 +129,9 @@ std::string ConnectionText(const TarnScale& scale) {
   if (const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection)) {
     return SerialText(*serial);
   }
+  if (const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection)) {
+    return ethernet->IPAddress();
+  }
   return ChoiceOf(ConnectionChoices(), connection->ClassName());
 }
 
@@ -133,7 +140,8 @@ std::string ProtocolText(const TarnScale& scale) {
   if (!protocol) return {};
   std::string choice = ChoiceOf(ProtocolChoices(), protocol->ClassName());
   if (protocol->pType() == ProtocolType::NoProtType) return choice;
-  return choice + " " + ProtocolTypeWord(protocol->pType());
+  const std::string type = ProtocolTypeWord(protocol->pType());
+  return type == choice ? choice : choice + " " + type;
 }
 
 }  // namespace tarn::tool

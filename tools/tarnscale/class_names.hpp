@@ -33,7 +33,7 @@ std::string ProtocolTypeWord(ProtocolType type);
 /// A published name or a short word, in either case, or a number that stands for a dialect.
 std::optional<ProtocolType> ParseProtocolType(std::string_view text);
 
-/// For a table: "COM3 9600,e,7,2", "none"; "continuous standard".
+/// For a table: "COM3 9600,e,7,2", "10.0.0.7", "none"; "continuous standard".
 std::string ConnectionText(const TarnScale& scale);
 std::string ProtocolText(const TarnScale& scale);
 

@@ -34,10 +34,18 @@ void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
   onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
   subscriptions_.push_back(
       scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
+  WatchRecord(scale);
   subscriptions_.push_back(
       scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
   subscriptions_.push_back(scale.ScaleConfigurationChange.Subscribe(
       [this, &scale] { TellStatus(Kind::ScaleConfigurationChange, scale); }));
+}
+
+void EventWatch::WatchRecord(TarnScale& scale) {
+  const auto record = scale.TarnRecordTemplateData();
+  subscriptions_.push_back(record->NewDataReady.Subscribe([this, &scale] { TellRecord(scale); }));
+  subscriptions_.push_back(record->TimeoutError.Subscribe(
+      [this, &scale] { sink_(EventOf(Kind::TimeoutError, scale)); }));
 }
 
 ScaleEvent EventWatch::EventOf(Kind kind, const TarnScale& scale) const {
@@ -58,6 +66,12 @@ void EventWatch::TellReading(Kind kind, const TarnScale& scale) {
 void EventWatch::TellPrint(const TarnScale& scale) {
   ScaleEvent event = EventOf(Kind::PrintRecord, scale);
   event.reading = ReadingOf(*scale.PrintData());
+  sink_(event);
+}
+
+void EventWatch::TellRecord(const TarnScale& scale) {
+  ScaleEvent event = EventOf(Kind::NewDataReady, scale);
+  event.fields = FieldsOf(*scale.TarnRecordTemplateData());
   sink_(event);
 }
 

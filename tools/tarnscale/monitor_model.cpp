@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/number_text.hpp"
+#include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
@@ -20,10 +21,19 @@ using Kind = ScaleEvent::Kind;
 constexpr int kPage = 10;
 constexpr char kControlC = '\x03';
 
-/// A port that went away, or never opened, shows so at once; silence would show only as no-data.
-bool IsPortClosed(const TarnScale& scale) {
-  const auto serial = std::dynamic_pointer_cast<SerialConnection>(scale.Connection());
-  return serial && serial->SaxPort() && !serial->SaxPort()->PortOpen();
+/// A line that went away, or never opened, shows so at once; silence would show only as no-data,
+/// and not at all where a terminal prints on demand.
+std::string LineCondition(const TarnScale& scale) {
+  const auto connection = scale.Connection();
+  if (const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection)) {
+    if (serial->SaxPort() && !serial->SaxPort()->PortOpen()) return "port closed";
+  }
+  if (const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection)) {
+    const auto socket = ethernet->mvarSocket();
+    const auto state = socket ? socket->State() : SocketState::Closed;
+    if (state != SocketState::Connected && state != SocketState::Open) return "unconnected";
+  }
+  return {};
 }
 
 }  // namespace
@@ -92,8 +102,8 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
     row.condition = "disabled";
   else if (slot.failedToStart)
     row.condition = "not started";
-  else if (IsPortClosed(scale))
-    row.condition = "port closed";
+  else
+    row.condition = LineCondition(scale);
   return row;
 }
 
@@ -122,6 +132,8 @@ void MonitorModel::HandleEvent(const ScaleEvent& event) {
     case Kind::NewWeight:
       return NoteStateChange(event);
     case Kind::PrintRecord:
+    case Kind::NewDataReady:
+    case Kind::TimeoutError:
     case Kind::InfoMessage:
     case Kind::StartFailure:
       return Note(EventWords(event));

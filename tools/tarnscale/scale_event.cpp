@@ -1,5 +1,6 @@
 #include "tools/tarnscale/scale_event.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -25,6 +26,8 @@ constexpr std::array kKinds = {
     KindNames{Kind::PrintRecord, "PrintRecord", "print"},
     KindNames{Kind::NewStatus, "NewStatus", "lamps"},
     KindNames{Kind::UpdateWeight, "UpdateWeight", "update"},
+    KindNames{Kind::NewDataReady, "NewDataReady", "record"},
+    KindNames{Kind::TimeoutError, "TimeoutError", "record not complete in time"},
     KindNames{Kind::ScaleConfigurationChange, "ScaleConfigurationChange", "configuration changed"},
     KindNames{Kind::InfoMessage, "InfoMessage", "info"},
     KindNames{Kind::StartFailure, "StartFailure", "not started"},
@@ -51,6 +54,14 @@ std::string LampsText(const ScaleEvent& event) {
          (event.errorLed ? "on" : "off");
 }
 
+std::string FieldsText(const ScaleEvent& event) {
+  std::string text;
+  for (const Field& field : event.fields) {
+    text += (text.empty() ? "" : ", ") + Printable(field.name) + "=" + Printable(field.value);
+  }
+  return text;
+}
+
 std::string LostText(const ScaleEvent& event) {
   return std::to_string(event.lostReadings) + " readings and " + std::to_string(event.lostEvents) +
          " other events, since the output was not read in time";
@@ -64,6 +75,8 @@ std::string Details(const ScaleEvent& event) {
   switch (event.kind) {
     case Kind::NewStatus:
       return LampsText(event);
+    case Kind::NewDataReady:
+      return FieldsText(event);
     case Kind::InfoMessage:
     case Kind::StartFailure:
       return Printable(event.message);
@@ -90,6 +103,14 @@ void AddFlags(Json& json, const Reading& reading) {
   json["outOfRange"] = reading.outOfRange;
   json["inNetMode"] = reading.inNetMode;
   json["noDataError"] = reading.noData;
+}
+
+/// In the order of the record; names may occur twice.
+void AddFields(Json& json, const ScaleEvent& event) {
+  json["fields"] = Json::array();
+  for (const Field& field : event.fields) {
+    json["fields"].push_back({{"name", field.name}, {"value", field.value}});
+  }
 }
 
 }  // namespace
@@ -119,6 +140,15 @@ Reading ReadingOf(const PrintData& record) {
   reading.tareValue = record.TareWeightValue();
   reading.netValue = record.NetWeightValue();
   return reading;
+}
+
+std::vector<Field> FieldsOf(const TarnRecordTemplateData& record) {
+  const std::int16_t count = std::clamp<std::int16_t>(record.NumFields(), 0, record.MaxNumFields());
+  std::vector<Field> fields;
+  for (std::int16_t i = 1; i <= count; ++i) {
+    fields.push_back({record.FieldName(i), record.FieldData(i)});
+  }
+  return fields;
 }
 
 std::string WeightsText(const Reading& reading) {
@@ -166,6 +196,7 @@ std::string EventJson(const ScaleEvent& event) {
   }
   if (HasWeights(event.kind)) AddWeights(json, event.reading);
   if (HasWeights(event.kind) && event.kind != Kind::PrintRecord) AddFlags(json, event.reading);
+  if (event.kind == Kind::NewDataReady) AddFields(json, event);
   if (event.kind == Kind::NewStatus) {
     json["activityLED"] = event.activityLed;
     json["errorLED"] = event.errorLed;

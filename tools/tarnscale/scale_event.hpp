@@ -6,8 +6,10 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "scale/print_data.hpp"
+#include "scale/tarn_record_template_data.hpp"
 #include "scale/weight_data.hpp"
 
 namespace tarn::tool {
@@ -39,6 +41,14 @@ std::string WeightsText(const Reading& reading);
 /// The flags that are set, as words: "motion net".
 std::string StateText(const Reading& reading);
 
+/// One field of a template record.
+struct Field {
+  std::string name;
+  std::string value;
+};
+/// As many as the record's template has.
+std::vector<Field> FieldsOf(const TarnRecordTemplateData& record);
+
 struct ScaleEvent {
   enum class Kind {
     NewWeight,
@@ -46,6 +56,8 @@ struct ScaleEvent {
     PrintRecord,
     NewStatus,
     UpdateWeight,
+    NewDataReady,  ///< a template record
+    TimeoutError,  ///< a template record that did not end in time
     ScaleConfigurationChange,
     InfoMessage,
     StartFailure,
@@ -57,6 +69,7 @@ struct ScaleEvent {
   int scale = 0;  ///< 0 for the server
   std::string alias;
   Reading reading;
+  std::vector<Field> fields;  ///< of NewDataReady
   bool activityLed = false;
   bool errorLed = false;
   std::string message;  ///< of InfoMessage and StartFailure

@@ -9,10 +9,12 @@
 #include <vector>
 
 #include "base/number_text.hpp"
+#include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/template_keys.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -102,6 +104,10 @@ SerialConnection& Serial(const TarnScale& scale) {
   return Required(std::dynamic_pointer_cast<SerialConnection>(scale.Connection()));
 }
 
+EthernetConnection& Ethernet(const TarnScale& scale) {
+  return Required(std::dynamic_pointer_cast<EthernetConnection>(scale.Connection()));
+}
+
 template <class Contract>
 bool Has(const std::shared_ptr<Contract>& object, std::string_view className) {
   return object && object->ClassName() == className;
@@ -165,9 +171,10 @@ KeyValue TypeValue(const TarnScale& scale) {
 // --- The table --------------------------------------------------------------------------------
 
 constexpr std::string_view kSerial = SerialConnection::kClassName;
+constexpr std::string_view kEthernet = EthernetConnection::kClassName;
 
-const std::vector<ScaleKey>& Table() {
-  static const std::vector<ScaleKey> kTable = {
+std::vector<ScaleKey> MakeTable() {
+  std::vector<ScaleKey> table = {
       {"alias", Place::Scale, "", "TEXT", "the name that operators know",
        [](const TarnScale& s) -> KeyValue { return s.AliasName(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { s.AliasName(std::string(v)); }},
@@ -190,7 +197,7 @@ const std::vector<ScaleKey>& Table() {
          s.ActivityTimeoutTime(ParseWhole(v, 0, std::numeric_limits<std::int32_t>::max(),
                                           "write whole milliseconds, 0 or more"));
        }},
-      {"connection", Place::Scale, "", "none|serial", "how the terminal is reached",
+      {"connection", Place::Scale, "", "none|serial|ethernet", "how the terminal is reached",
        [](const TarnScale& s) -> KeyValue {
          return ChoiceOf(ConnectionChoices(), Required(s.Connection()).ClassName());
        },
@@ -222,7 +229,16 @@ const std::vector<ScaleKey>& Table() {
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Serial(s).IsBidirectional(ParseSwitch(v));
        }},
-      {"protocol", Place::Scale, "", "none|continuous", "what the terminal speaks",
+      {"address", Place::Connection, kEthernet, "HOST", "address or name of the terminal",
+       [](const TarnScale& s) -> KeyValue { return Ethernet(s).IPAddress(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { Ethernet(s).IPAddress(std::string(v)); }},
+      {"bidirectional", Place::Connection, kEthernet, "yes|no", "",
+       [](const TarnScale& s) -> KeyValue { return Ethernet(s).IsBidirectional(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Ethernet(s).IsBidirectional(ParseSwitch(v));
+       }},
+      {"protocol", Place::Scale, "", "none|continuous|template|tcp-template",
+       "what the terminal speaks",
        [](const TarnScale& s) -> KeyValue {
          return ChoiceOf(ProtocolChoices(), Required(s.Protocol()).ClassName());
        },
@@ -231,6 +247,12 @@ const std::vector<ScaleKey>& Table() {
        "the layout: standard, standard-setpoint, standard-count, short, short-setpoint", TypeValue,
        SetType<ProtocolClass::TarnContinuous>},
   };
+  AppendTemplateKeys(table);
+  return table;
+}
+
+const std::vector<ScaleKey>& Table() {
+  static const std::vector<ScaleKey> kTable = MakeTable();
   return kTable;
 }
 
@@ -306,6 +328,7 @@ void ApplyPair(TarnScale& scale, ScaleSite& site, std::string_view pair) {
 std::string KeyHelp() {
   std::string help;
   for (const ScaleKey& key : Table()) {
+    if (key.help.empty()) continue;
     help += "  " + Fit(std::string(key.name) + "=", 15) + Fit(key.values, 26);
     help += key.help;
     help += '\n';

@@ -26,7 +26,7 @@ struct ScaleKey {
   /// Empty: there for every scale.
   std::string_view className;
   std::string_view values;  ///< what may be written, for people
-  std::string_view help;
+  std::string_view help;    ///< empty where another row tells the same
   KeyValue (*get)(const TarnScale& scale);
   /// Throws UsageError, in words that follow "KEY=VALUE: ".
   void (*set)(TarnScale& scale, ScaleSite& site, std::string_view value);
