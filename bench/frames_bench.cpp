@@ -1,4 +1,4 @@
-// Frames a second on one core: from the bytes of a line to the handler of NewWeight.
+// Frames and lines a second on one core: from the bytes of a line to the handler of NewWeight.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -6,6 +6,8 @@
 
 #include "connections/serial_connection.hpp"
 #include "protocols/continuous_frame.hpp"
+#include "protocols/generic_frame.hpp"
+#include "protocols/mira_reply.hpp"
 #include "scale/tarn_scale.hpp"
 #include "server/server_site.hpp"
 #include "tests/fakes/fake_host.hpp"
@@ -21,13 +23,16 @@ const std::string kShortFrame = std::string("\x02\x2B\x30\x20") +
                                 "001234"
                                 "\r\x55";
 
+const std::string kMiraReply = "S S     123.45 kg\r\n";
+const std::string kGenericFrame = "\x02M    123.4 kg        \r\n";
+
 /// A running scale on a line whose bytes the benchmark delivers.
 struct Line {
-  explicit Line(ProtocolType type) {
+  Line(const char* protocol, ProtocolType type) {
     serial = NewObject<SerialConnection>(*site, "SerialConnection");
     scale->ScaleNumber(1);
     scale->Connection(serial);
-    scale->Protocol(NewObject<_Protocol>(*site, "TarnContinuousProtocol"));
+    scale->Protocol(NewObject<_Protocol>(*site, protocol));
     scale->Protocol()->pType(type);
     scale->Disabled(false);
     scale->RunScale();
@@ -45,13 +50,19 @@ struct Line {
   Subscription onWeight;
 };
 
-void Run(benchmark::State& state, ProtocolType type, const std::string& piece) {
-  Line line(type);
+void Run(benchmark::State& state, ProtocolType type, const std::string& piece,
+         const char* protocol = "TarnContinuousProtocol", int framesInPiece = 1) {
+  Line line(protocol, type);
   FakeSerialPort& port = *line.host.ports.back();
-  for (auto _ : state) port.Deliver(piece);
-  state.SetItemsProcessed(line.readings);
+  for (auto _ : state) {
+    port.Deliver(piece);
+    port.written.clear();
+  }
+  const auto frames = state.iterations() * framesInPiece;
+  if (line.readings < frames) state.SkipWithError("a frame was lost");
+  state.SetItemsProcessed(frames);
   state.counters["frames/s"] =
-      benchmark::Counter(static_cast<double>(line.readings), benchmark::Counter::kIsRate);
+      benchmark::Counter(static_cast<double>(frames), benchmark::Counter::kIsRate);
 }
 
 void StandardFrames(benchmark::State& state) {
@@ -68,9 +79,39 @@ BENCHMARK(ShortFrames);
 void StandardFramesInPiecesOfTwenty(benchmark::State& state) {
   std::string piece;
   for (int i = 0; i < 20; ++i) piece += kStandardFrame;
-  Run(state, ProtocolType::TarnContinuousStandard, piece);
+  Run(state, ProtocolType::TarnContinuousStandard, piece, "TarnContinuousProtocol", 20);
 }
 BENCHMARK(StandardFramesInPiecesOfTwenty);
+
+/// A scale that repeats its weight by itself, and one that is asked for each.
+void MiraReplies(benchmark::State& state) {
+  Run(state, ProtocolType::Mira_Level_0_SIR, kMiraReply, "MiraProtocol");
+}
+BENCHMARK(MiraReplies);
+
+void MiraRepliesEachAskedFor(benchmark::State& state) {
+  Run(state, ProtocolType::Mira_Level_0_Mode_Commands, kMiraReply, "MiraProtocol");
+}
+BENCHMARK(MiraRepliesEachAskedFor);
+
+void GenericFrames(benchmark::State& state) {
+  Run(state, ProtocolType::GSE550, kGenericFrame, "GenericProtocol");
+}
+BENCHMARK(GenericFrames);
+
+void SplitMiraReplyAlone(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(SplitMiraReply(kMiraReply));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(SplitMiraReplyAlone);
+
+void ParseGenericFrameAlone(benchmark::State& state) {
+  GenericFrameDef definition;
+  definition.Load(ProtocolType::GSE550);
+  for (auto _ : state) benchmark::DoNotOptimize(ParseGenericFrame(definition, kGenericFrame));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(ParseGenericFrameAlone);
 
 /// The parsing alone, without the line and the record.
 void ParseStandardFrame(benchmark::State& state) {
