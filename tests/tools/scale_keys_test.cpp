@@ -47,6 +47,11 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
       {"connection=SerialConnection", "connection", "serial"},
       {"type=short-setpoint", "type", "TarnContinuousShortSetpoint"},
       {"type=4", "type", "TarnContinuousShort"},
+      {"protocol=mira", "type", "Mira_Level_0_SIR"},
+      {"type=mode-commands", "type", "Mira_Level_0_Mode_Commands"},
+      {"protocol=generic", "type", "NoProtType"},
+      {"type=none", "type", "NoProtType"},
+      {"type=wi120", "type", "WeighTronixWI120"},
   };
   Apply(kSerial);
   for (const Case& c : cases) {
@@ -76,6 +81,8 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
       {kSerial, {"port=0", "port=32768", "port=/dev/ttyS0", "baud=34800", "baud="}},
       {kSerial, {"parity=x", "parity=evenly", "databits=9", "stopbits=3", "type=GSE550"}},
       {kSerial, {"type=29"}},
+      {{"protocol=mira"}, {"type=none", "type=standard", "type=gse550"}},
+      {{"protocol=generic", "type=gse550"}, {"type=none", "type=sir"}},
   };
   for (const Case& c : cases) {
     Apply({"connection=none", "protocol=none"});

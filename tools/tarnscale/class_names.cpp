@@ -23,6 +23,8 @@ constexpr std::array kProtocols = {
     ClassChoice{"continuous", "TarnContinuousProtocol"},
     ClassChoice{"template", "DemandTemplateProtocol"},
     ClassChoice{"tcp-template", "KesDemandTemplateProtocol"},
+    ClassChoice{"mira", "MiraProtocol"},
+    ClassChoice{"generic", "GenericProtocol"},
 };
 
 /// In the order of the numbers.
@@ -38,8 +40,8 @@ constexpr std::array<TypeName, 29> kTypes = {{
     {"TarnContinuousStandardCount", "standard-count"},
     {"TarnContinuousShort", "short"},
     {"TarnContinuousShortSetpoint", "short-setpoint"},
-    {"Mira_Level_0_SIR"},
-    {"Mira_Level_0_Mode_Commands"},
+    {"Mira_Level_0_SIR", "sir"},
+    {"Mira_Level_0_Mode_Commands", "mode-commands"},
     {"Demand_GTN"},
     {"Demand_GTN_ID_T_D"},
     {"Demand_GTN_ID_T_D_Pieces"},
@@ -56,11 +58,11 @@ constexpr std::array<TypeName, 29> kTypes = {{
     {"PredictFailureDataType"},
     {"ScaleDiagDataType"},
     {"KesBasicDataType"},
-    {"CardinalScbdContinuous"},
-    {"FairbanksAutoComp"},
-    {"GSE550"},
-    {"RiceLakeCCSerial"},
-    {"WeighTronixWI120"},
+    {"CardinalScbdContinuous", "cardinal"},
+    {"FairbanksAutoComp", "fairbanks"},
+    {"GSE550", "gse550"},
+    {"RiceLakeCCSerial", "ricelake"},
+    {"WeighTronixWI120", "wi120"},
 }};
 
 const TypeName* FindType(ProtocolType type) {

@@ -158,7 +158,9 @@ std::string TypesOf(ProtocolClass family) {
 template <ProtocolClass family>
 void SetType(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
   const auto type = ParseProtocolType(text);
-  if (!type || TypeToClass(*type) != family) {
+  // The one that is there can be set again, whatever it is.
+  const bool present = type && *type == scale.Protocol()->pType();
+  if (!present && (!type || TypeToClass(*type) != family)) {
     throw UsageError("write one of " + TypesOf(family) + ", or the published name or number");
   }
   scale.Protocol()->pType(*type);
@@ -237,8 +239,8 @@ std::vector<ScaleKey> MakeTable() {
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Ethernet(s).IsBidirectional(ParseSwitch(v));
        }},
-      {"protocol", Place::Scale, "", "none|continuous|template|tcp-template",
-       "what the terminal speaks",
+      {"protocol", Place::Scale, "", "none|continuous|mira|...",
+       "what the terminal speaks: none, continuous, template, tcp-template, mira, generic",
        [](const TarnScale& s) -> KeyValue {
          return ChoiceOf(ProtocolChoices(), Required(s.Protocol()).ClassName());
        },
@@ -246,6 +248,12 @@ std::vector<ScaleKey> MakeTable() {
       {"type", Place::Protocol, "TarnContinuousProtocol", "standard|short|...",
        "the layout: standard, standard-setpoint, standard-count, short, short-setpoint", TypeValue,
        SetType<ProtocolClass::TarnContinuous>},
+      {"type", Place::Protocol, "MiraProtocol", "sir|mode-commands",
+       "whether the scale repeats its weight by itself or is asked for each", TypeValue,
+       SetType<ProtocolClass::Mira>},
+      {"type", Place::Protocol, "GenericProtocol", "cardinal|fairbanks|...",
+       "the layout: cardinal, fairbanks, gse550, ricelake, wi120", TypeValue,
+       SetType<ProtocolClass::Generic>},
   };
   AppendTemplateKeys(table);
   return table;

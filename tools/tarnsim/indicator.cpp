@@ -33,14 +33,14 @@ void Indicator::AdvanceTo(double now) {
   }
 }
 
-void Indicator::Press(const TerminalCommand& command) {
+Indicator::Outcome Indicator::Press(const TerminalCommand& command) {
   if (!NeedsRest(command.key) || !reading_.motion) {
-    Act(command);
-    return;
+    return Act(command) ? Outcome::Done : Outcome::Refused;
   }
   waiting_ = command;
   waitingSince_ = now_;
   Noted.Raise("waits for the platform to rest");
+  return Outcome::Waits;
 }
 
 bool Indicator::NeedsRest(TerminalCommand::Key key) {
@@ -76,7 +76,8 @@ void Indicator::Refresh() {
   reading_.underRange = reading_.gross < -kUnderDivisions * graduation.step;
 }
 
-void Indicator::Act(const TerminalCommand& command) {
+/// False where the key was refused.
+bool Indicator::Act(const TerminalCommand& command) {
   using Key = TerminalCommand::Key;
   switch (command.key) {
     case Key::Clear:
@@ -84,36 +85,36 @@ void Indicator::Act(const TerminalCommand& command) {
       SetTare(0);
       break;
     case Key::Tare:
-      Tare();
-      break;
+      return Tare();
     case Key::PresetTare:
-      PresetTare(command.tare);
-      break;
+      return PresetTare(command.tare);
     case Key::Zero:
-      Zero();
-      break;
+      return Zero();
     case Key::Print:
       Noted.Raise("prints");
       PrintPressed.Raise();
       break;
   }
+  return true;
 }
 
-void Indicator::Tare() {
+bool Indicator::Tare() {
   if (reading_.gross <= 0 || reading_.OutOfRange()) {
     Noted.Raise("refused: no weight within range to tare");
-    return;
+    return false;
   }
   SetTare(reading_.gross);
+  return true;
 }
 
-void Indicator::PresetTare(double tare) {
+bool Indicator::PresetTare(double tare) {
   const std::int32_t digits = options_.graduation.Digits(tare);
   if (digits < 0 || digits > options_.graduation.capacity) {
     Noted.Raise("refused: a tare lies between 0 and the capacity");
-    return;
+    return false;
   }
   SetTare(digits);
+  return true;
 }
 
 void Indicator::SetTare(std::int32_t digits) {
@@ -127,19 +128,20 @@ void Indicator::SetTare(std::int32_t digits) {
   }
 }
 
-void Indicator::Zero() {
+bool Indicator::Zero() {
   if (reading_.netMode) {
     Noted.Raise("refused: a tare is in effect");
-    return;
+    return false;
   }
   if (std::abs(weight_) > kZeroRange * capacity_) {
     Noted.Raise("refused: more than 2 % of the capacity away from zero");
-    return;
+    return false;
   }
   zero_ = weight_;
   reading_.zeroed = true;
   Refresh();
   Noted.Raise("zeroed");
+  return true;
 }
 
 }  // namespace tarn::sim

@@ -56,7 +56,9 @@ class Indicator {
   /// Makes the conversions that are due by then, in milliseconds since the start.
   void AdvanceTo(double now);
   const Reading& Present() const { return reading_; }
-  void Press(const TerminalCommand& command);
+  /// What became of a key at once.
+  enum class Outcome { Done, Waits, Refused };
+  Outcome Press(const TerminalCommand& command);
 
   Event<> PrintPressed;
   Event<std::string_view> Noted;  ///< what became of a key, for people
@@ -66,10 +68,10 @@ class Indicator {
   void WatchMotion();
   void Refresh();
   void ServeWaitingKey();
-  void Act(const TerminalCommand& command);
-  void Tare();
-  void PresetTare(double tare);
-  void Zero();
+  bool Act(const TerminalCommand& command);
+  bool Tare();
+  bool PresetTare(double tare);
+  bool Zero();
   void SetTare(std::int32_t digits);
 
   Options options_;

@@ -9,6 +9,8 @@
 
 #include "platform/program.hpp"
 #include "tools/tarnsim/continuous_command.hpp"
+#include "tools/tarnsim/generic_command.hpp"
+#include "tools/tarnsim/mira_command.hpp"
 #include "tools/tarnsim/template_command.hpp"
 #include "tools/tarnsim/usage_error.hpp"
 
@@ -30,6 +32,8 @@ int main(int argc, char** argv) {
   app.footer("Each command has its own help: tarnsim continuous --help");
   tarn::sim::AddContinuousCommand(app);
   tarn::sim::AddTemplateCommand(app);
+  tarn::sim::AddMiraCommand(app);
+  tarn::sim::AddGenericCommand(app);
   try {
     std::vector<std::string> arguments = tarn::ProgramArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back

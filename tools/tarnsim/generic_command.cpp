@@ -1,0 +1,67 @@
+#include "tools/tarnsim/generic_command.hpp"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "tools/tarnsim/fixed_terminal.hpp"
+#include "tools/tarnsim/terminal_run.hpp"
+
+namespace tarn::sim {
+namespace {
+
+constexpr const char* kFooter =
+    R"(
+
+The scale takes no commands from the line, but for wi120, which sends one frame for each ENQ; the
+others send without being asked.
+
+Examples:
+  tarnsim generic --port /tmp/scale1 --type fairbanks
+  tarnsim generic --port /tmp/scale1 --type wi120 --load "load 12.5; wait 3s; load 0; wait 2s; repeat")";
+
+struct GenericOptions {
+  CommonOptions common;
+  std::string type;
+  std::string rate = "10";
+};
+
+void Run(const GenericOptions& options) {
+  const FixedLayout layout = FixedLayoutOf(options.type);
+  const double framePeriod = FramePeriod(options.rate);
+  TerminalRun run(options.common);
+  run.Run([&](TerminalParts parts) {
+    return std::make_unique<FixedTerminal>(
+        FixedTerminal::Options{.frame = {.layout = layout,
+                                         .units = run.Setup().units,
+                                         .graduation = run.Setup().graduation},
+                               .framePeriod = framePeriod,
+                               .firstFrame = framePeriod * parts.phase},
+        std::move(parts.indicator), std::move(parts.line));
+  });
+}
+
+}  // namespace
+
+void AddGenericCommand(CLI::App& app) {
+  const auto options = std::make_shared<GenericOptions>();
+  CLI::App* command =
+      app.add_subcommand("generic", "Scales of other makers with frames of a fixed layout");
+  command->footer(std::string(kLoadScriptHelp) + kFooter);
+  const std::string group = "Fixed layouts";
+  command
+      ->add_option("--type", options->type,
+                   "cardinal, fairbanks, gse550, ricelake or wi120, as tarnscale's key type")
+      ->required()
+      ->group(group);
+  command
+      ->add_option("--rate", options->rate,
+                   "Frames per second, or max for as many as the line carries")
+      ->capture_default_str()
+      ->group(group);
+  AddCommonOptions(*command, options->common);
+  command->callback([options] { Run(*options); });
+}
+
+}  // namespace tarn::sim

@@ -1,0 +1,77 @@
+#include "tools/tarnsim/mira_command.hpp"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "tools/tarnsim/mira_terminal.hpp"
+#include "tools/tarnsim/terminal_run.hpp"
+
+namespace tarn::sim {
+namespace {
+
+constexpr const char* kFooter =
+    R"(
+
+On the line the scale takes SI (weight), SIR (weight, repeatedly), Z (zero), T (tare), TA 12.5 kg
+(preset tare) and @ (clear tare), each with CR LF. It answers with a status: S stable, D in motion,
++ over and - under range, A done, I busy; ES, EL and ET are errors.
+
+Examples:
+  tarnsim mira --port /tmp/scale1
+  tarnsim mira --port /tmp/scale1 --decimal comma --units g --capacity 4000 --division 0.1
+  tarnsim mira --port /tmp/scale1 --busy 0.2 --errors 0.05 --load "load 12.5; wait 3s; load 0; wait 2s; repeat")";
+
+struct MiraOptions {
+  CommonOptions common;
+  std::string rate = "10";
+  std::string decimal = "point";
+  double busy = 0;
+  double errors = 0;
+};
+
+void Run(const MiraOptions& options) {
+  const double repeatPeriod = FramePeriod(options.rate);
+  TerminalRun run(options.common);
+  run.Run([&](TerminalParts parts) {
+    return std::make_unique<MiraTerminal>(
+        MiraTerminal::Options{.units = run.Setup().units,
+                              .graduation = run.Setup().graduation,
+                              .decimalPoint = options.decimal == "comma" ? ',' : '.',
+                              .repeatPeriod = repeatPeriod,
+                              .busy = options.busy,
+                              .errors = options.errors,
+                              .seed = parts.seed},
+        std::move(parts.indicator), std::move(parts.line));
+  });
+}
+
+}  // namespace
+
+void AddMiraCommand(CLI::App& app) {
+  const auto options = std::make_shared<MiraOptions>();
+  CLI::App* command =
+      app.add_subcommand("mira", "Scales that are asked and commanded in short lines");
+  command->footer(std::string(kLoadScriptHelp) + kFooter);
+  const std::string group = "Commands and replies";
+  command
+      ->add_option("--rate", options->rate,
+                   "Weights per second after SIR, or max for as many as the line carries")
+      ->capture_default_str()
+      ->group(group);
+  command->add_option("--decimal", options->decimal, "Decimal point of the replies")
+      ->check(CLI::IsMember({"point", "comma"}))
+      ->capture_default_str()
+      ->group(group);
+  command->add_option("--busy", options->busy, "Chance of each command to find the scale busy")
+      ->check(CLI::Range(0.0, 1.0))
+      ->group(group);
+  command->add_option("--errors", options->errors, "Chance of each command to be answered ET")
+      ->check(CLI::Range(0.0, 1.0))
+      ->group(group);
+  AddCommonOptions(*command, options->common);
+  command->callback([options] { Run(*options); });
+}
+
+}  // namespace tarn::sim
