@@ -19,11 +19,8 @@ prepare_wine() {
   local status=0
   timeout 60 wineserver -p30 >>"$noise" 2>&1 </dev/null 9>&- || status=$?
   [ $status -eq 0 ] || [ $status -eq 2 ] || return 1
-  if [ ! -e "$WINEPREFIX/.prepared" ]; then
-    timeout 300 wineboot -i >>"$noise" 2>&1 </dev/null 9>&- || return 1
-    touch "$WINEPREFIX/.prepared"
-  fi
-  # Wine's device manager takes away the COM ports that it finds when it starts, so it has to run
-  # before they are made.
-  timeout 120 wine cmd /c exit >>"$noise" 2>&1 </dev/null 9>&-
+  # The first program makes a new prefix ready (wineboot would do the same once more and leave a second
+  # manager of services behind, which starts none). Wine's device manager takes away the COM ports that
+  # it finds when it starts, so it has to run before they are made.
+  timeout 300 wine cmd /c exit >>"$noise" 2>&1 </dev/null 9>&-
 }
