@@ -16,6 +16,10 @@
 namespace tarn {
 namespace {
 
+/// Milliseconds that the system may take to let classes in or out; it may have to start a service
+/// of its own first.
+constexpr double kSystemLimit = 60000;
+
 /// No outside reference: it lives as long as the process registers it.
 class FactoryBase : public IClassFactory {
  public:
@@ -109,7 +113,8 @@ ClassFactories::ClassFactories(ComModule& module) : module_(module) {
 
 HRESULT ClassFactories::InOtherApartment(std::function<HRESULT()> work) {
   const auto result = std::make_shared<HRESULT>(RPC_E_TIMEOUT);
-  module_.CallsOut().Run([result, work = std::move(work)] { *result = work(); }, ClientApartment());
+  module_.CallsOut().Run([result, work = std::move(work)] { *result = work(); }, ClientApartment(),
+                         kSystemLimit);
   return *result;
 }
 

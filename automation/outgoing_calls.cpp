@@ -116,7 +116,7 @@ bool OutgoingCalls::WaitFor(const Job& job, double limit) const {
   return CoWaitForMultipleHandles(0, wait, 1, &handle, &index) == S_OK;
 }
 
-bool OutgoingCalls::Run(std::function<void()> work, const ClientApartment& client) {
+bool OutgoingCalls::Run(std::function<void()> work, const ClientApartment& client, double limit) {
   const auto job = std::make_shared<Job>(std::move(work));
   pool_->Submit([job] {
     job->work();
@@ -127,10 +127,10 @@ bool OutgoingCalls::Run(std::function<void()> work, const ClientApartment& clien
   const double start = Now();
   const double lostBefore = lost_;
   bool done = false;
-  double left = limit_;
+  double left = limit;
   while (!done && left > 0 && !client.lost) {
     done = WaitFor(*job, left);
-    left = limit_ - (Now() - start - (lost_ - lostBefore));
+    left = limit - (Now() - start - (lost_ - lostBefore));
   }
   if (done || WaitForSingleObject(job->done.Get(), 0) == WAIT_OBJECT_0) return true;
   lost_ = lostBefore + (Now() - start);

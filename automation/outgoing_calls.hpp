@@ -16,6 +16,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace tarn {
 
@@ -42,7 +43,11 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   /// that is lost on another client, in a call that was served while this one waits, does not
   /// count: a client must not be given up because another one hangs. The work must not throw. On
   /// the core's thread only.
-  bool Run(std::function<void()> work, const ClientApartment& client);
+  bool Run(std::function<void()> work, const ClientApartment& client) {
+    return Run(std::move(work), client, limit_);
+  }
+  /// The same within a limit of its own, in milliseconds.
+  bool Run(std::function<void()> work, const ClientApartment& client, double limit);
 
   /// Does the work some time. What concerns one client is done one by one, so that a client that
   /// hangs holds one thread at the most. From any thread.
