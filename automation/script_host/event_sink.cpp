@@ -68,14 +68,15 @@ std::map<DISPID, std::wstring> NamesOf(ITypeInfo& events) {
   return names;
 }
 
+/// Knows only IDispatch, not the event interface itself, as the sinks of scripts do everywhere.
 class Sink final : public IDispatch {
  public:
-  Sink(const IID& events, std::map<DISPID, std::wstring> names, EventHandler handler)
-      : events_(events), names_(std::move(names)), handler_(std::move(handler)) {}
+  Sink(std::map<DISPID, std::wstring> names, EventHandler handler)
+      : names_(std::move(names)), handler_(std::move(handler)) {}
 
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != events_) return E_NOINTERFACE;
+    if (iid != IID_IUnknown && iid != IID_IDispatch) return E_NOINTERFACE;
     *object = static_cast<IDispatch*>(this);
     AddRef();
     return S_OK;
@@ -104,7 +105,6 @@ class Sink final : public IDispatch {
   ~Sink() = default;
 
   ULONG references_ = 0;
-  IID events_;
   std::map<DISPID, std::wstring> names_;
   EventHandler handler_;
 };
@@ -118,7 +118,7 @@ EventConnection::EventConnection(IDispatch& source, EventHandler handler) {
   const auto container = source_.As<IConnectionPointContainer>(IID_IConnectionPointContainer);
   if (!container) throw CONNECT_E_NOCONNECTION;
   Check(container->FindConnectionPoint(iid, point_.Receive()));
-  const ComPtr<IDispatch> sink(new Sink(iid, NamesOf(*events.Get()), std::move(handler)));
+  const ComPtr<IDispatch> sink(new Sink(NamesOf(*events.Get()), std::move(handler)));
   Check(point_->Advise(sink.Get(), &cookie_));
 }
 

@@ -93,8 +93,9 @@ class Program:
                                  f"{self.lines[-5:]}")
         return found()
 
-    def weights(self):
-        return [float(line.split()[1]) for line in self.lines if re.match(r"weight \d", line)]
+    def weights(self, start=0, end=None):
+        return [float(line.split()[1]) for line in self.lines[start:end]
+                if re.match(r"weight \d", line)]
 
     def signal(self, what):
         self.process.send_signal(what)
@@ -133,6 +134,7 @@ class AutomationTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
+        self.started = time.strftime("%Y-%m-%d %H:%M:%S")
         self.stop_file = self.folder / "stop"
         self.stop = windows_path(self.stop_file)
         # Runs last, when all clients are gone: the server must have ended by itself.
@@ -154,6 +156,12 @@ class AutomationTest(unittest.TestCase):
             self.assertEqual(program.end(), 0, program.lines[-5:])
             self.assertRegex(program.lines[-1], r"^(All|End) of ")
 
+    def traced(self, text):
+        """The lines of the server's trace since this test began."""
+        traces = PREFIX.glob("drive_c/users/*/AppData/*/TarnSclServer/TarnSclServer.trace")
+        return [line for trace in traces for line in trace.read_text().splitlines()
+                if line[:19] >= self.started and text in line]
+
     def terminal(self, *arguments):
         link = PREFIX / "dosdevices" / f"com{PORT}"
         link.unlink(missing_ok=True)  # of a run that was ended by force
@@ -170,16 +178,19 @@ class AutomationTest(unittest.TestCase):
     def follower(self, way="plain"):
         return self.script("follower.vbs", self.stop, way)
 
-    def assert_all_readings(self, follower, terminal):
-        """From its first one on the follower saw each reading of the terminal once, in order."""
-        sent = [int(line.split("frame <02>")[1][3:9]) for line in terminal.lines
-                if "frame <02>" in line]
-        sent = without_repeats(sent)
-        seen = without_repeats([round(weight * 100) for weight in follower.weights()])
-        seen = [weight for weight in seen if weight > 0]
-        self.assertGreater(len(seen), 20)
+    def readings_sent(self, terminal):
+        return without_repeats([int(line.split("frame <02>")[1][3:9]) for line in terminal.lines
+                                if "frame <02>" in line])
+
+    def assert_all_readings(self, weights, sent, least=20):
+        """From the first one on these are the terminal's readings, each once and in order. Tells
+        the places of the first and the last one."""
+        seen = [round(weight * 100) for weight in weights]
+        seen = [weight for weight in without_repeats(seen) if weight > 0]
+        self.assertGreater(len(seen), least)
         first = sent.index(seen[0])
         self.assertEqual(seen, sent[first:first + len(seen)])
+        return first, first + len(seen) - 1
 
     def test_scripts_work_as_their_users_write_them(self):
         self.end_well(self.script("late_bound.vbs", PORT, windows_path(self.folder / "plant.scl")))
@@ -220,8 +231,9 @@ class AutomationTest(unittest.TestCase):
         for follower in followers[:3]:
             follower.wait_for(r"^weight [1-9]", count=30)
         self.end_well(keeper, *followers)
+        sent = self.readings_sent(terminal)
         for follower in followers[:3]:
-            self.assert_all_readings(follower, terminal)
+            self.assert_all_readings(follower.weights(), sent)
         for follower in followers[3:]:
             self.assertIn("events 3", follower.lines)
 
@@ -254,7 +266,7 @@ class AutomationTest(unittest.TestCase):
         victim.kill()
         healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=20)
         self.end_well(keeper, healthy)
-        self.assert_all_readings(healthy, terminal)
+        self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
 
     def test_the_server_ends_after_its_last_client_was_killed(self):
         self.terminal("--load", "load 20")
@@ -278,9 +290,27 @@ class AutomationTest(unittest.TestCase):
         healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
         stopped.signal(signal.SIGCONT)
         self.end_well(keeper, healthy, stopped)
-        self.assert_all_readings(healthy, terminal)
+        self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
         # Dropped at the limit, so it saw less.
         self.assertLess(len(stopped.weights()), len(healthy.weights()) - 20)
+
+    def test_a_busy_client_misses_events_and_keeps_its_subscription(self):
+        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
+        keeper = self.keeper()
+        healthy = self.follower()
+        busy = self.start("wine", WINDOWS / "busy_client.exe", 12, self.stop)
+        busy.wait_for("^free again")
+        free = busy.lines.index("free again")
+        busy.wait_for(r"^weight [1-9]", start=free, count=30)
+        healthy.wait_for(r"^weight [1-9]", count=30)
+        self.end_well(keeper, healthy, busy)
+        sent = self.readings_sent(terminal)
+        self.assert_all_readings(healthy.weights(), sent)
+        before = self.assert_all_readings(busy.weights(end=free), sent, least=0)
+        after = self.assert_all_readings(busy.weights(start=free), sent)
+        # The watchdog's events were refused, too.
+        self.assertIn(after[0] - before[1] - 1, range(5, 13))
+        self.assertEqual(len(self.traced("Too busy for 12 events: client ")), 1)
 
 
 if __name__ == "__main__":

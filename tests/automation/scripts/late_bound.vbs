@@ -2,7 +2,7 @@
 '   late_bound.vbs PORT SETTINGS_FILE
 Option Explicit
 
-Dim connection, server, scale, again, n, serial, continuous, port, timer, file
+Dim connection, server, scale, again, n, serial, continuous, port, timer, file, told
 
 Sub Expect(what, got, wanted)
     If got <> wanted Then
@@ -17,6 +17,30 @@ Sub ExpectError(what, number, description)
     Expect what & " source", Err.Source, "TarnSclServer"
     Err.Clear
 End Sub
+
+Sub ExpectTold(what, wanted)
+    Expect "the events of " & what, told, wanted
+    told = ""
+End Sub
+
+Sub WaitFor(what)
+    Dim waited
+    For waited = 1 To 600
+        If InStr(told, what) > 0 Then Exit Sub
+        WScript.Sleep 50
+    Next
+    Expect "in time", told, what
+End Sub
+
+Sub scale_ScaleConfigurationChange() : told = told & "config " : End Sub
+Sub scale_NewStatus() : told = told & "status " : End Sub
+Sub scale_UpdateWeight() : told = told & "update " : End Sub
+Sub weight_StatusChange() : told = told & "flags " : End Sub
+Sub weight_NewWeight() : told = told & "weight " : End Sub
+Sub print_NewWeight() : told = told & "print " : End Sub
+Sub activity_TimedOut() : told = told & "timeout " : End Sub
+Sub timer_Timer() : told = told & "tick " : End Sub
+Sub server_InfoMessage(message, style) : told = told & message & " (" & style & ")" : End Sub
 
 Set connection = CreateObject("TarnSclServer.TarnServerConnection")
 n = 7
@@ -72,6 +96,35 @@ timer.Interval = 250
 Expect "Interval", scale.UpdateTimer.Interval, 250
 server.LogFile.WriteLine "A line of a script"
 
+' Events: in the middle of the call that raises them, and while the script sleeps
+told = ""
+WScript.ConnectObject scale, "scale_"
+WScript.ConnectObject scale.WeightData, "weight_"
+WScript.ConnectObject scale.PrintData, "print_"
+WScript.ConnectObject scale.ActivityTimer, "activity_"
+WScript.ConnectObject timer, "timer_"
+WScript.ConnectObject server, "server_"
+scale.AliasName = "Gate 7"
+ExpectTold "a new name", "config "
+scale.ErrorLED = False
+ExpectTold "the lamp", "status "
+Set scale.SummitData = CreateObject("TarnSclServer.SummitData")
+ExpectTold "a data object", "config "
+scale.printRequest
+scale.StopScale
+ExpectTold "a stop while a print waits", "flags print weight "
+scale.printRequest True
+ExpectTold "a print at once", "print "
+scale.ActivityTimer.TimeoutTime = 200
+WaitFor "timeout"
+ExpectTold "the silence of a disabled scale", "timeout "
+timer.Interval = 50
+timer.Enabled = True
+WaitFor "tick update tick "
+timer.Enabled = False
+Expect "the first events of the timer", Left(told, 24), "update tick update tick "
+told = ""
+
 ' Arrays
 ' Wine's engine does not look into arrays of texts.
 Expect "the fields", IsArray(scale.TarnRecordTemplateData.FieldDataArray), True
@@ -122,4 +175,14 @@ scale.RunScale
 Expect "running an old scale", Err.Number, 91
 Err.Clear
 On Error GoTo 0
+
+' What goes wrong with the settings file is told, not raised
+told = ""
+server.CurrentFileName = file & ".none"
+server.LoadScaleSettings False
+ExpectTold "a load", "Can't open configuration settings file: " & file & ".none (48)"
+Expect "new after a failed load", server.CurrentFileNew, True
+server.CurrentFileName = file & "\none"
+server.SaveScaleSettings
+ExpectTold "a save", "Can't write configuration settings file: " & file & "\none (48)"
 WScript.Echo "All of late_bound.vbs"

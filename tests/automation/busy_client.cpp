@@ -1,0 +1,111 @@
+// Prints the readings of scale 1, and is too busy for some of them: after its third one it refuses
+// calls, as a spreadsheet does while its user edits a cell.
+//
+//   busy_client CALLS_TO_REFUSE STOP_FILE
+#include <windows.h>
+
+#include <comdef.h>
+
+#include <TarnSclServer.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "automation/script_host/event_sink.hpp"
+
+_COM_SMARTPTR_TYPEDEF(_TarnScale, __uuidof(_TarnScale));
+_COM_SMARTPTR_TYPEDEF(_TarnScaleServer, __uuidof(_TarnScaleServer));
+_COM_SMARTPTR_TYPEDEF(_TarnServerConnection, __uuidof(_TarnServerConnection));
+_COM_SMARTPTR_TYPEDEF(_WeightData, __uuidof(_WeightData));
+
+namespace {
+
+void Check(HRESULT result) {
+  if (FAILED(result)) throw result;
+}
+
+/// Asked before each call into this apartment. Lives on the stack, so it counts nothing.
+class Filter final : public IMessageFilter {
+ public:
+  virtual ~Filter() = default;
+  void Refuse(int calls) { left_ = calls; }
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    const bool known = iid == IID_IUnknown || iid == IID_IMessageFilter;
+    *object = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 1; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP_(DWORD) HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override {
+    if (left_ == 0) return SERVERCALL_ISHANDLED;
+    if (--left_ == 0) Say("free again");
+    return SERVERCALL_REJECTED;
+  }
+  STDMETHODIMP_(DWORD) RetryRejectedCall(HTASK, DWORD, DWORD) override {
+    return static_cast<DWORD>(-1);
+  }
+  STDMETHODIMP_(DWORD) MessagePending(HTASK, DWORD, DWORD) override {
+    return PENDINGMSG_WAITDEFPROCESS;
+  }
+
+  static void Say(const char* text) {
+    std::puts(text);
+    std::fflush(stdout);
+  }
+
+ private:
+  int left_ = 0;
+};
+
+_WeightDataPtr WeightOfScale1() {
+  _TarnServerConnectionPtr connection;
+  Check(connection.CreateInstance(CLSID_TarnServerConnection, nullptr, CLSCTX_LOCAL_SERVER));
+  LONG component = 0;
+  _TarnScaleServerPtr server;
+  Check(connection->get_TarnScaleServer(&component, &server));
+  _TarnScalePtr scale;
+  Check(server->GetScale(1, &scale));
+  _WeightDataPtr weight;
+  Check(scale->get_WeightData(&weight));
+  return weight;
+}
+
+void Follow(int callsToRefuse, const char* stopFile) {
+  Filter filter;
+  Check(CoRegisterMessageFilter(&filter, nullptr));
+  const auto weight = WeightOfScale1();
+  int readings = 0;
+  const tarn::script_host::EventConnection events(
+      *weight, [&](const std::wstring& event, DISPPARAMS&) {
+        if (event != L"NewWeight") return S_OK;
+        double gross = 0;
+        const HRESULT result = weight->get_GrossWeightValue(&gross);
+        std::printf("weight %g\n", gross);
+        std::fflush(stdout);
+        if (gross > 0 && ++readings == 3) filter.Refuse(callsToRefuse);
+        return result;
+      });
+  while (GetFileAttributesA(stopFile) == INVALID_FILE_ATTRIBUTES) {
+    MsgWaitForMultipleObjectsEx(0, nullptr, 50, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+  }
+  Check(CoRegisterMessageFilter(nullptr, nullptr));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3 || FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
+  int status = 0;
+  try {
+    Follow(std::atoi(argv[1]), argv[2]);
+    Filter::Say("All of busy_client");
+  } catch (HRESULT result) {
+    std::printf("failed (%08lX)\n", static_cast<unsigned long>(result));
+    status = 1;
+  }
+  CoUninitialize();
+  return status;
+}
