@@ -195,6 +195,8 @@ class AutomationTest(unittest.TestCase):
     def test_scripts_work_as_their_users_write_them(self):
         self.end_well(self.script("late_bound.vbs", PORT, windows_path(self.folder / "plant.scl")))
         self.assertGreater((self.folder / "plant.scl").stat().st_size, 100)
+        self.assertRegex((self.folder / "plant.scl.log").read_bytes(),
+                         rb'^A line of a script\r\n[^,]+,[^,]+,"?Gate 7"?,[^\r]*\r\n$')
         self.end_well(self.script("late_bound.js"))
 
     def test_a_failing_script_is_told(self):
@@ -222,18 +224,27 @@ class AutomationTest(unittest.TestCase):
         server = self.start("wine", SERVER, "-Embedding")
         self.assertEqual(server.end(), 0)
 
-    def test_readings_reach_several_clients_each_once_and_in_order(self):
+    def test_events_reach_several_clients_each_once_and_in_order(self):
         # The weight rises with every frame, so each reading names the frame that it came from.
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
         keeper = self.keeper()
-        followers = [self.follower(way) for way in
-                     ("plain", "plain", "callback", "disconnect", "release")]
+        followers = [self.follower(way) for way in ("plain", "callback", "disconnect", "release")]
+        for follower in followers:
+            follower.wait_for("^following ")
+        followers.insert(0, self.follower("stir"))
         for follower in followers[:3]:
+            follower.wait_for("^UpdateWeight")
             follower.wait_for(r"^weight [1-9]", count=30)
         self.end_well(keeper, *followers)
         sent = self.readings_sent(terminal)
         for follower in followers[:3]:
             self.assert_all_readings(follower.weights(), sent)
+            self.assertEqual(
+                [line for line in follower.lines if re.match("change|message|Update", line)],
+                ["change Stirred", "change Stirred again", "message 48 Can't write configuration "
+                 r"settings file: Z:\no such folder\plant.scl", "UpdateWeight"])
+            follower.wait_for("^StatusChange")
+            follower.wait_for("^NewStatus")
         for follower in followers[3:]:
             self.assertIn("events 3", follower.lines)
 
@@ -248,9 +259,6 @@ class AutomationTest(unittest.TestCase):
             self.assertRegex(example.lines[-1], "^End of ")
             # All three take the tare, so the net is zero in the end.
             example.wait_for(r"^NewWeight: gross 12\.50 tare 12\.50 net 0\.00 kg$")
-        for script in examples[:2]:
-            script.wait_for("^StatusChange: ")
-            script.wait_for("^NewStatus: ")
         self.end_well(keeper)
 
     def test_a_handler_may_turn_everything_over_in_the_middle_of_a_frame(self):

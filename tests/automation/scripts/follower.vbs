@@ -1,16 +1,19 @@
 ' Prints the readings of scale 1 as they come, until the stop file is there.
 '   follower.vbs STOP_FILE WAY
 ' The way says what the handler does besides: "plain" nothing, "callback" calls into other objects of
-' the server, "disconnect" takes itself off at the third event, "release" lets go of the server there.
+' the server, "disconnect" takes itself off at the third event, "release" lets go of the server there, "stir" raises all the others.
 Option Explicit
 
-Dim connection, scale, weight, files, events, way
+Dim connection, server, scale, weight, files, events, way
 way = WScript.Arguments(1)
 events = 0
 Set connection = CreateObject("TarnSclServer.TarnServerConnection")
-Set scale = connection.TarnScaleServer(0).GetScale(1)
+Set server = connection.TarnScaleServer(0)
+Set scale = server.GetScale(1)
 Set weight = scale.WeightData
 WScript.ConnectObject weight, "weight_"
+WScript.ConnectObject scale, "scale_"
+WScript.ConnectObject server, "server_"
 WScript.Echo "following", scale.AliasName
 Set files = CreateObject("Scripting.FileSystemObject")
 Do Until files.FileExists(WScript.Arguments(0))
@@ -25,11 +28,32 @@ Sub weight_NewWeight()
     WScript.Echo "weight", weight.GrossWeightValue
     If events = 3 And way = "disconnect" Then WScript.DisconnectObject weight
     If events = 3 And way = "release" Then LetGo
+    If events = 3 And way = "stir" Then Stir
+End Sub
+
+Sub weight_StatusChange() : WScript.Echo "StatusChange" : End Sub
+Sub scale_NewStatus() : WScript.Echo "NewStatus" : End Sub
+Sub scale_ScaleConfigurationChange() : WScript.Echo "change", scale.AliasName : End Sub
+Sub server_InfoMessage(message, style) : WScript.Echo "message", style, message : End Sub
+
+Sub scale_UpdateWeight()
+    scale.UpdateTimer.Enabled = False
+    WScript.Echo "UpdateWeight"
+End Sub
+
+Sub Stir()
+    scale.AliasName = "Stirred"
+    scale.AliasName = "Stirred again"
+    server.CurrentFileName = "Z:\no such folder\plant.scl"
+    server.SaveScaleSettings
+    scale.ErrorLED = False
+    scale.UpdateTimer.Interval = 50
+    scale.UpdateTimer.Enabled = True
 End Sub
 
 Sub CallBack()
     Dim other
-    Set other = connection.TarnScaleServer(0).GetScale(2)
+    Set other = server.GetScale(2)
     other.UpdateRate = 0
     other.AliasName = "Reading " & events
     If other.AliasName <> "Reading " & events Then WScript.Quit 3
@@ -38,7 +62,10 @@ End Sub
 
 Sub LetGo()
     WScript.DisconnectObject weight
+    WScript.DisconnectObject scale
+    WScript.DisconnectObject server
     Set weight = Nothing
     Set scale = Nothing
+    Set server = Nothing
     Set connection = Nothing
 End Sub

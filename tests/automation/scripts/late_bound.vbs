@@ -94,7 +94,11 @@ Expect "PortOpen", port.PortOpen, False
 Set timer = scale.UpdateTimer
 timer.Interval = 250
 Expect "Interval", scale.UpdateTimer.Interval, 250
+server.CurrentLogName = WScript.Arguments(1) & ".log"
+server.LoggingEnabled = True
 server.LogFile.WriteLine "A line of a script"
+scale.printRequest True
+server.CurrentLogName = "Default.log"
 
 ' Events: in the middle of the call that raises them, and while the script sleeps
 told = ""
