@@ -63,6 +63,7 @@ class TemplateLines : public ScaleFixture {
       Socket().Deliver(input);
     else
       Port().Deliver(input);
+    host.loop.RunPending();
     return std::exchange(log, {});
   }
   std::string DoAll(std::initializer_list<std::string> inputs) {
