@@ -21,6 +21,9 @@ struct HostOptions {
   /// Where the settings store lives: a file on POSIX, a key below HKEY_CURRENT_USER\Software on
   /// Windows. Empty: the place of the Automation server.
   std::string settingsPlace;
+  /// The client library of the terminals' own network; the system's usual name when empty
+  /// (kesapi32.dll on Windows, libkesapi.so elsewhere).
+  std::string terminalNetwork;
   /// Where traces go; to standard error when empty.
   std::function<void(std::string_view)> trace;
 };

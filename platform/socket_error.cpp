@@ -25,6 +25,7 @@ constexpr Row kTexts[] = {
     {SocketError::kHostNotFound, "There is no host of that name"},
     {SocketError::kTryAgain, "The name cannot be looked up now"},
     {SocketError::kNoRecovery, "The name cannot be looked up"},
+    {SocketError::kNoData, "The name has no address"},
 };
 
 }  // namespace

@@ -25,6 +25,7 @@ struct SocketError {
   static constexpr std::int32_t kHostNotFound = 11001;
   static constexpr std::int32_t kTryAgain = 11002;
   static constexpr std::int32_t kNoRecovery = 11003;
+  static constexpr std::int32_t kNoData = 11004;
 
   static std::string Text(std::int32_t number);
 };

@@ -1,5 +1,6 @@
 #include "platform/posix/posix_host.hpp"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -18,13 +19,35 @@ void TraceToStandardError(std::string_view text) {
   [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
 }
 
+/// A name without a folder is looked for beside the program first.
+LibraryTerminalNetwork::Finder LoadLibrary(const std::string& programFolder,
+                                           const std::string& library, std::string& why) {
+  void* loaded = nullptr;
+  if (library.find('/') == std::string::npos) {
+    loaded = ::dlopen((programFolder + "/" + library).c_str(), RTLD_NOW | RTLD_LOCAL);
+  }
+  if (loaded == nullptr) loaded = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (loaded == nullptr) {
+    why = ::dlerror();
+    return {};
+  }
+  return [loaded](const char* name) {
+    return reinterpret_cast<LibraryTerminalNetwork::Function>(::dlsym(loaded, name));
+  };
+}
+
 }  // namespace
 
 PosixHost::PosixHost(HostOptions options)
     : trace_(options.trace ? std::move(options.trace) : TraceToStandardError),
       settings_(std::move(options.settingsPlace)),
       ports_{std::move(options.portMap), [this](std::string_view text) { Trace(text); }},
-      loop_([this](std::string_view text) { Trace(text); }) {
+      loop_([this](std::string_view text) { Trace(text); }),
+      terminalNetwork_(
+          options.terminalNetwork.empty() ? "libkesapi.so" : std::move(options.terminalNetwork),
+          [this](const std::string& library, std::string& why) {
+            return LoadLibrary(ProgramFolder(), library, why);
+          }) {
   // A reader that went away shows as a failed write, not as the end of the program.
   std::signal(SIGPIPE, SIG_IGN);
 }
@@ -35,10 +58,6 @@ std::shared_ptr<SerialPort> PosixHost::CreateSerialPort() {
 
 std::shared_ptr<SocketControl> PosixHost::CreateSocket() {
   return std::make_shared<NetworkSocket>(sockets_);
-}
-
-tarn::TerminalNetwork& PosixHost::TerminalNetwork() {
-  throw AutomationError(ErrorNumber::FileNotFound, "The terminal network is not supported yet");
 }
 
 std::string PosixHost::ProgramFolder() {

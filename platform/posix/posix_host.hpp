@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/library_terminal_network.hpp"
 #include "platform/native_host.hpp"
 #include "platform/posix/posix_files.hpp"
 #include "platform/posix/posix_locale.hpp"
@@ -21,7 +22,7 @@ class PosixHost final : public NativeHost {
   tarn::Files& Files() override { return files_; }
   std::shared_ptr<SerialPort> CreateSerialPort() override;
   std::shared_ptr<SocketControl> CreateSocket() override;
-  tarn::TerminalNetwork& TerminalNetwork() override;
+  tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork_; }
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
   std::unique_ptr<Console> CreateConsole() override;
@@ -37,6 +38,7 @@ class PosixHost final : public NativeHost {
   PortTable ports_;
   PosixMessageLoop loop_;
   PosixSockets sockets_{loop_};
+  LibraryTerminalNetwork terminalNetwork_;
 };
 
 }  // namespace tarn

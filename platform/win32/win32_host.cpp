@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "platform/network_socket.hpp"
 #include "platform/win32/win32_console.hpp"
+#include "platform/win32/win32_error.hpp"
 #include "platform/win32/win32_serial_port.hpp"
 #include "platform/win32/win32_terminal_line.hpp"
 #include "platform/win32/win32_terminal_listener.hpp"
@@ -17,6 +19,17 @@ void TraceToStandardError(std::string_view text) {
   std::fflush(stderr);
 }
 
+LibraryTerminalNetwork::Finder LoadTerminalNetwork(const std::string& library, std::string& why) {
+  const HMODULE loaded = LoadLibraryW(ToWide(library).c_str());
+  if (loaded == nullptr) {
+    why = library + ": " + SystemMessage(GetLastError());
+    return {};
+  }
+  return [loaded](const char* name) {
+    return reinterpret_cast<LibraryTerminalNetwork::Function>(GetProcAddress(loaded, name));
+  };
+}
+
 }  // namespace
 
 Win32Host::Win32Host(HostOptions options)
@@ -24,7 +37,10 @@ Win32Host::Win32Host(HostOptions options)
       portMap_(std::move(options.portMap)),
       settings_(options.settingsPlace),
       openPorts_(std::make_shared<Win32PortTable>()),
-      loop_([this](std::string_view text) { Trace(text); }) {}
+      loop_([this](std::string_view text) { Trace(text); }),
+      terminalNetwork_(
+          options.terminalNetwork.empty() ? "kesapi32.dll" : std::move(options.terminalNetwork),
+          LoadTerminalNetwork) {}
 
 std::shared_ptr<SerialPort> Win32Host::CreateSerialPort() {
   return std::make_shared<Win32SerialPort>(Win32SerialPort::Surroundings{
@@ -38,11 +54,7 @@ std::string Win32Host::DeviceOf(std::int16_t number) const {
 }
 
 std::shared_ptr<SocketControl> Win32Host::CreateSocket() {
-  return nullptr;
-}
-
-tarn::TerminalNetwork& Win32Host::TerminalNetwork() {
-  throw AutomationError(ErrorNumber::FileNotFound, "The terminal network is not supported yet");
+  return std::make_shared<NetworkSocket>(sockets_);
 }
 
 std::string Win32Host::ProgramFolder() {

@@ -6,12 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "platform/library_terminal_network.hpp"
 #include "platform/native_host.hpp"
 #include "platform/trace_filter.hpp"
 #include "platform/win32/win32_files.hpp"
 #include "platform/win32/win32_locale.hpp"
 #include "platform/win32/win32_message_loop.hpp"
 #include "platform/win32/win32_settings_store.hpp"
+#include "platform/win32/win32_socket.hpp"
 
 namespace tarn {
 
@@ -27,7 +29,7 @@ class Win32Host final : public NativeHost {
   tarn::Files& Files() override { return files_; }
   std::shared_ptr<SerialPort> CreateSerialPort() override;
   std::shared_ptr<SocketControl> CreateSocket() override;
-  tarn::TerminalNetwork& TerminalNetwork() override;
+  tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork_; }
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
   std::unique_ptr<Console> CreateConsole() override;
@@ -45,6 +47,8 @@ class Win32Host final : public NativeHost {
   Win32SettingsStore settings_;
   std::shared_ptr<Win32PortTable> openPorts_;
   Win32MessageLoop loop_;
+  Win32Sockets sockets_{loop_};
+  LibraryTerminalNetwork terminalNetwork_;
 };
 
 }  // namespace tarn
