@@ -22,7 +22,8 @@ namespace tarn {
 ///   - Again, after the handlers return, while enough bytes wait and the handlers took some.
 ///
 /// A line that goes away (an adapter unplugged) closes the control: PortOpen reads false, nothing
-/// more arrives, writes are error 8018. It is never an exception out of the loop.
+/// more arrives, writes are error 8018. It is never an exception out of the loop. Lost tells of it
+/// later, from the loop, unless the port has been opened again by then.
 class SerialPort {
  public:
   SerialPort() = default;
@@ -69,6 +70,7 @@ class SerialPort {
   static constexpr std::size_t kMaxWaitingInput = 256U << 10U;
 
   Event<> Receive;
+  Event<> Lost;
 };
 
 }  // namespace tarn

@@ -187,10 +187,13 @@ void PosixSerialPort::Close() {
   buffer_.Clear();
 }
 
-void PosixSerialPort::Lost() {
+void PosixSerialPort::LineGone() {
   const std::string device = deviceName_;
   Close();
   table_.trace("the port " + device + " went away");
+  loop_.Post([this, alive = std::weak_ptr<int>(alive_)] {
+    if (!alive.expired() && !line_) Lost.Raise();
+  });
 }
 
 void PosixSerialPort::OnReady(std::uint32_t events) {
@@ -205,7 +208,7 @@ void PosixSerialPort::ReadLine(bool hungUp) {
   const auto count = Retry([&] { return ::read(line_.Get(), bytes.data(), bytes.size()); });
   if (count < 0 && errno == EAGAIN && !hungUp) return;
   if (count <= 0) {
-    Lost();
+    LineGone();
     return;
   }
   // A handler may destroy this port: nothing may follow.
@@ -227,7 +230,7 @@ void PosixSerialPort::WriteQueue() {
   if (!queue_.empty()) {
     const auto count = Retry([&] { return ::write(line_.Get(), queue_.data(), queue_.size()); });
     if (count < 0 && errno != EAGAIN) {
-      Lost();
+      LineGone();
       return;
     }
     if (count > 0) queue_.erase(0, static_cast<std::size_t>(count));

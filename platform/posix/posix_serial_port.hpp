@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,7 +50,7 @@ class PosixSerialPort final : public SerialPort {
  private:
   void Open();
   void Close();
-  void Lost();
+  void LineGone();
   void OnReady(std::uint32_t events);
   void ReadLine(bool hungUp);
   void WriteQueue();
@@ -62,6 +63,7 @@ class PosixSerialPort final : public SerialPort {
   std::string deviceName_;  ///< while open
   std::string queue_;       ///< output that the line does not take yet
   ReceiveBuffer buffer_;
+  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for what is posted
   OwnedFd line_;
   PosixMessageLoop::Watch watch_;
 };

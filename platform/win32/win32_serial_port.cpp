@@ -52,6 +52,9 @@ void Win32SerialPort::LineGone(const std::string& why) {
   const std::string device = device_;
   Close();
   surroundings_.trace(device + " went away: " + why);
+  surroundings_.loop.Post([this, alive = std::weak_ptr<int>(alive_)] {
+    if (!alive.expired() && !line_) Lost.Raise();
+  });
 }
 
 void Win32SerialPort::ClearInput() {

@@ -52,7 +52,8 @@ class Win32SerialPort final : public SerialPort {
   std::string settings_ = "9600,n,8,1";
   std::string device_;
   ReceiveBuffer buffer_;
-  std::unique_ptr<Win32Line> line_;  // the first to go: it feeds the buffer
+  std::shared_ptr<int> alive_ = std::make_shared<int>();  // for what is posted
+  std::unique_ptr<Win32Line> line_;                       // the first to go: it feeds the buffer
 };
 
 }  // namespace tarn

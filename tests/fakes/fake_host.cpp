@@ -41,7 +41,7 @@ void FakeLoop::WaitAndDispatch(double milliseconds) {
 }
 
 FakeSerialPort::FakeSerialPort(MessageLoop& loop, std::shared_ptr<OpenPorts> openPorts)
-    : openPorts_(std::move(openPorts)), buffer_(loop, [this] { Receive.Raise(); }) {}
+    : loop_(loop), openPorts_(std::move(openPorts)), buffer_(loop, [this] { Receive.Raise(); }) {}
 
 FakeSerialPort::~FakeSerialPort() {
   Close();
@@ -49,6 +49,14 @@ FakeSerialPort::~FakeSerialPort() {
 
 void FakeSerialPort::Deliver(std::string_view bytes) {
   if (open_) buffer_.Arrived(bytes);
+}
+
+void FakeSerialPort::Unplug() {
+  if (!open_) return;
+  Close();
+  loop_.Post([this, alive = std::weak_ptr<int>(alive_)] {
+    if (!alive.expired() && !open_) Lost.Raise();
+  });
 }
 
 void FakeSerialPort::PortNumber(std::int16_t number) {

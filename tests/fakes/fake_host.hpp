@@ -59,7 +59,7 @@ class FakeSerialPort final : public SerialPort {
   /// Bytes arrive now; Receive is raised from here when due. Nothing happens while closed.
   void Deliver(std::string_view bytes);
   /// The line goes away.
-  void Unplug() { Close(); }
+  void Unplug();
 
   std::string written;             ///< everything sent
   std::vector<std::string> calls;  ///< writes of properties, Open, Close, ClearInput, in order
@@ -87,6 +87,8 @@ class FakeSerialPort final : public SerialPort {
   void Close();
   void RequireClosed() const;
 
+  MessageLoop& loop_;
+  std::shared_ptr<int> alive_ = std::make_shared<int>();
   std::shared_ptr<OpenPorts> openPorts_;
   std::int16_t number_ = 1;
   std::string settings_ = "9600,n,8,1";

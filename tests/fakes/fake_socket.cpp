@@ -90,13 +90,17 @@ void FakeSocket::Accept() {
 }
 
 void FakeSocket::Deliver(std::string_view data) {
-  if (State() == SocketState::Open)
+  if (State() == SocketState::Open) {
     native_->datagrams.emplace_back(data, sender);
-  else if (State() == SocketState::Connected)
+    native_->Ready();
+  } else if (State() == SocketState::Connected) {
     native_->stream += data;
-  else
-    return;
-  native_->Ready();
+    // A piece that is too long for one turn comes in several.
+    for (std::size_t left = SIZE_MAX; native_ != nullptr && native_->stream.size() < left;) {
+      left = native_->stream.size();
+      if (left > 0) native_->Ready();
+    }
+  }
 }
 
 void FakeSocket::HangUp() {

@@ -219,18 +219,27 @@ TEST_P(SerialPortContract, OutputWaitsInABoundedQueueAndArrivesWhole) {
 TEST_P(SerialPortContract, ALineThatGoesAwayClosesThePort) {
   if (!harness->CanUnplug()) GTEST_SKIP() << "these lines stay";
   OpenAndCollect();
+  int losses = 0;
+  const auto onLost = port->Lost.Subscribe([&] {
+    EXPECT_FALSE(port->PortOpen());
+    ++losses;
+  });
   harness->Deliver("last words");
   ASSERT_TRUE(Becomes([&] { return Collected() == "last words"; }));
   harness->Unplug();
   ASSERT_TRUE(Becomes([&] { return !port->PortOpen(); }));
   RunSomeTurns();
   EXPECT_EQ(Collected(), "last words");
+  EXPECT_EQ(losses, 1);
   EXPECT_EQ(ErrorOf([&] { port->Output("x"); }), 8018);
   EXPECT_EQ(port->DeviceName(), "");
   harness->PlugIn();
   port->PortOpen(true);
   harness->Deliver(" again");
   ASSERT_TRUE(Becomes([&] { return Collected() == "last words again"; }));
+  port->PortOpen(false);
+  RunSomeTurns();
+  EXPECT_EQ(losses, 1) << "closing is no loss";
 }
 
 }  // namespace
