@@ -17,6 +17,7 @@ class UnattachedSite final : public ScaleSite, public std::enable_shared_from_th
   Host& System() override { return host_; }
   std::shared_ptr<Timer> UpdateTimer(std::int16_t /*scaleNumber*/) override { return nullptr; }
   std::shared_ptr<SocketControl> Winsock(std::int16_t /*scaleNumber*/) override { return nullptr; }
+  void ReleaseSocket(std::int16_t /*scaleNumber*/) override {}
   /// Made when first asked for, since most connections and protocols never do.
   std::shared_ptr<Timer> TickTimer() override {
     if (!tick_) {

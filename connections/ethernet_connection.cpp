@@ -13,6 +13,9 @@ constexpr std::string_view kSocketCodes = "123456789abcdefghijklmnopqrstuvw";
 
 }  // namespace
 
+EthernetConnection::EthernetConnection(ScaleSite& site)
+    : host_(site.System()), reconnector_(host_, [this] { Open(); }) {}
+
 void EthernetConnection::InitProperties() {
   IPAddress("0.0.0.0");
   IsBidirectional(false);
@@ -21,11 +24,13 @@ void EthernetConnection::InitProperties() {
 void EthernetConnection::ReadProperties(const PropertyBag& bag) {
   IPAddress(bag.ReadText("IPAddress", "0.0.0.0"));
   IsBidirectional(bag.ReadBoolean("IsBidirectional", false));
+  AutoReconnect(bag.ReadBoolean("AutoReconnect", false));
 }
 
 void EthernetConnection::WriteProperties(PropertyBag& bag) const {
   bag.WriteText("IPAddress", ipAddress_, "0.0.0.0");
   bag.WriteBoolean("IsBidirectional", isBidirectional_, false);
+  bag.WriteBoolean("AutoReconnect", AutoReconnect(), false);
 }
 
 void EthernetConnection::IPAddress(std::string address) {
@@ -36,6 +41,25 @@ void EthernetConnection::IPAddress(std::string address) {
 void EthernetConnection::IsBidirectional(bool value) {
   isBidirectional_ = value;
   PropertyChanged.Raise("IsBidirectional");
+}
+
+void EthernetConnection::AutoReconnect(bool value) {
+  reconnector_.Enabled(value);
+  PropertyChanged.Raise("AutoReconnect");
+}
+
+void EthernetConnection::mvarSocket(std::shared_ptr<SocketControl> socket) {
+  onConnected_.Reset();
+  onClosed_.Reset();
+  onError_.Reset();
+  mvarSocket_ = std::move(socket);
+  if (!mvarSocket_) return;
+  onConnected_ = mvarSocket_->Connected.Subscribe([this] { reconnector_.Restored(); });
+  onClosed_ = mvarSocket_->Closed.Subscribe([this] { Broken("the connection was closed"); });
+  onError_ =
+      mvarSocket_->Error.Subscribe([this](std::int32_t number, const std::string& description) {
+        OnError(number, description);
+      });
 }
 
 std::shared_ptr<SocketControl> EthernetConnection::TakeSocket(std::int16_t scaleNumber,
@@ -49,7 +73,7 @@ std::shared_ptr<SocketControl> EthernetConnection::TakeSocket(std::int16_t scale
     nodeName_.clear();
     return mvarSocket_;
   }
-  mvarSocket_ = site.Winsock(scaleNumber);
+  mvarSocket(site.Winsock(scaleNumber));
   nodeName_ = "/k";
   nodeName_ += kSocketCodes[static_cast<std::size_t>(scaleNumber - 1)];
   return mvarSocket_;
@@ -66,6 +90,11 @@ bool EthernetConnection::CloseSocket() {
 
 void EthernetConnection::Connect() {
   if (nodeName_.empty()) return;
+  Open();
+  reconnector_.Wanted(true);
+}
+
+void EthernetConnection::Open() {
   const auto socket = mvarSocket_;
   Required(socket, "The Ethernet connection has no socket");
   if (!CloseSocket()) return;
@@ -80,7 +109,31 @@ void EthernetConnection::Connect() {
 }
 
 void EthernetConnection::Disconnect() {
+  reconnector_.Wanted(false);
   if (!nodeName_.empty() && mvarSocket_) mvarSocket_->Close();
+}
+
+/// A datagram socket goes on, and its failures come back with every request to a terminal that is
+/// away: the trace tells each once in a while.
+void EthernetConnection::OnError(std::int32_t number, const std::string& description) {
+  Broken(description + " (" + std::to_string(number) + ")");
+}
+
+void EthernetConnection::Broken(const std::string& what) {
+  host_.Trace("Ethernet " + nodeName_ + ", " + ipAddress_ + ": " + what);
+  if (!IsTcp()) return;
+  host_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
+    if (!alive.expired()) EndBroken();
+  });
+}
+
+/// Somebody may have closed or opened the socket meanwhile.
+void EthernetConnection::EndBroken() {
+  if (!mvarSocket_) return;
+  const SocketState state = mvarSocket_->State();
+  if (state != SocketState::Closing && state != SocketState::Error) return;
+  mvarSocket_->Close();
+  reconnector_.Broken();
 }
 
 }  // namespace tarn

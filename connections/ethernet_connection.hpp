@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "connections/reconnector.hpp"
+#include "platform/host.hpp"
 #include "platform/socket.hpp"
 #include "scale/contracts.hpp"
 #include "scale/scale_site.hpp"
@@ -13,10 +15,14 @@
 namespace tarn {
 
 /// The protocol takes the socket and sets transport and ports before the scale connects. Errors of
-/// the socket (see SocketControl) reach the caller of Connect.
-class EthernetConnection final : public _Connection {
+/// the socket (see SocketControl) reach the caller of Connect. A TCP connection that ends or fails
+/// later is traced, and the socket closed once all handlers of its event have seen it; with
+/// AutoReconnect it is then tried again.
+class EthernetConnection final : public _Connection, public ReconnectingConnection {
  public:
   static constexpr std::string_view kClassName = "EthernetConnection";
+
+  explicit EthernetConnection(ScaleSite& site);
 
   std::string_view ClassName() const override { return kClassName; }
   void InitProperties() override;
@@ -27,13 +33,15 @@ class EthernetConnection final : public _Connection {
   const std::string& IPAddress() const { return ipAddress_; }
   void IPAddress(std::string address);
   std::shared_ptr<SocketControl> mvarSocket() const { return mvarSocket_; }
-  void mvarSocket(std::shared_ptr<SocketControl> socket) { mvarSocket_ = std::move(socket); }
+  void mvarSocket(std::shared_ptr<SocketControl> socket);
 
   bool IsBidirectional() const override { return isBidirectional_; }
   void IsBidirectional(bool value) override;
   ConnectionType Ctype() const override { return ConnectionType::EtherNet; }
   void Connect() override;
   void Disconnect() override;
+  bool AutoReconnect() const override { return reconnector_.Enabled(); }
+  void AutoReconnect(bool value) override;
 
   // For the protocols.
 
@@ -59,7 +67,13 @@ class EthernetConnection final : public _Connection {
   static constexpr int kStateReads = 1001;
 
   bool CloseSocket();
+  void Open();
+  void OnError(std::int32_t number, const std::string& description);
+  void Broken(const std::string& what);
+  void EndBroken();
+  bool IsTcp() const { return socketProtocol_ == 0; }
 
+  Host& host_;
   std::shared_ptr<SocketControl> mvarSocket_;
   std::string ipAddress_;
   bool isBidirectional_ = false;
@@ -68,6 +82,11 @@ class EthernetConnection final : public _Connection {
   std::int16_t localPort_ = 1700;
   std::int16_t remotePort_ = 1701;
   std::string nodeName_;
+  Reconnector reconnector_;
+  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for what is posted
+  Subscription onConnected_;
+  Subscription onClosed_;
+  Subscription onError_;
 };
 
 }  // namespace tarn

@@ -38,7 +38,9 @@ std::string_view StopBitsPiece(CommStopBits index) {
 }
 
 SerialConnection::SerialConnection(ScaleSite& site)
-    : mvarSaxPort(site.System().CreateSerialPort()) {}
+    : reconnector_(site.System(), [this] { Open(); }) {
+  SaxPort(site.System().CreateSerialPort());
+}
 
 SerialConnection::~SerialConnection() {
   try {
@@ -64,6 +66,7 @@ void SerialConnection::ReadProperties(const PropertyBag& bag) {
   DataBits(CommDataBits{bag.ReadLong("DataBits", 1)});
   StopBits(CommStopBits{bag.ReadLong("StopBits", 2)});
   IsBidirectional(bag.ReadBoolean("IsBidirectional", false));
+  AutoReconnect(bag.ReadBoolean("AutoReconnect", false));
 }
 
 void SerialConnection::WriteProperties(PropertyBag& bag) const {
@@ -73,6 +76,18 @@ void SerialConnection::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("DataBits", static_cast<std::int32_t>(dataBits_), 1);
   bag.WriteLong("StopBits", static_cast<std::int32_t>(stopBits_), 2);
   bag.WriteBoolean("IsBidirectional", isBidirectional_, false);
+  bag.WriteBoolean("AutoReconnect", AutoReconnect(), false);
+}
+
+void SerialConnection::SaxPort(std::shared_ptr<SerialPort> port) {
+  mvarSaxPort = std::move(port);
+  onLost_ =
+      mvarSaxPort ? mvarSaxPort->Lost.Subscribe([this] { reconnector_.Broken(); }) : Subscription();
+}
+
+void SerialConnection::AutoReconnect(bool value) {
+  reconnector_.Enabled(value);
+  PropertyChanged.Raise("AutoReconnect");
 }
 
 void SerialConnection::ComPort(std::int16_t number) {
@@ -129,6 +144,11 @@ const std::string& SerialConnection::BuildSettings() {
 }
 
 void SerialConnection::Connect() {
+  Open();
+  reconnector_.Wanted(true);
+}
+
+void SerialConnection::Open() {
   SerialPort& port = Required(mvarSaxPort, "The serial connection has no port");
   port.PortNumber(comPort_);
   port.Settings(BuildSettings());
@@ -136,9 +156,11 @@ void SerialConnection::Connect() {
   port.EndCharacter(receiveEndCharacter_);
   port.ClearInput();
   port.PortOpen(true);
+  reconnector_.Restored();
 }
 
 void SerialConnection::Disconnect() {
+  reconnector_.Wanted(false);
   if (mvarSaxPort) mvarSaxPort->PortOpen(false);
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "connections/reconnector.hpp"
 #include "platform/serial_port.hpp"
 #include "scale/contracts.hpp"
 #include "scale/scale_site.hpp"
@@ -16,7 +17,7 @@
 namespace tarn {
 
 /// Errors of the port (see SerialPort) reach the caller of Connect and of the setters that reopen.
-class SerialConnection final : public _Connection {
+class SerialConnection final : public _Connection, public ReconnectingConnection {
  public:
   static constexpr std::string_view kClassName = "SerialConnection";
 
@@ -29,7 +30,7 @@ class SerialConnection final : public _Connection {
   void WriteProperties(PropertyBag& bag) const override;
 
   std::shared_ptr<SerialPort> SaxPort() const { return mvarSaxPort; }
-  void SaxPort(std::shared_ptr<SerialPort> port) { mvarSaxPort = std::move(port); }
+  void SaxPort(std::shared_ptr<SerialPort> port);
 
   /// 1 is the first serial port. Takes effect at the next Connect.
   std::int16_t ComPort() const { return comPort_; }
@@ -61,12 +62,15 @@ class SerialConnection final : public _Connection {
   ConnectionType Ctype() const override { return ConnectionType::serial; }
   void Connect() override;
   void Disconnect() override;
+  bool AutoReconnect() const override { return reconnector_.Enabled(); }
+  void AutoReconnect(bool value) override;
 
  private:
   static constexpr std::size_t kLongestSettings = 128;
 
   const std::string& BuildSettings();
   void ReopenIfOpen();
+  void Open();
   template <class Index>
   void WriteLineSetting(Index& setting, Index value, std::string_view name);
 
@@ -80,6 +84,8 @@ class SerialConnection final : public _Connection {
   std::optional<char> receiveEndCharacter_;
   bool isBidirectional_ = false;
   std::string settings_;
+  Reconnector reconnector_;
+  Subscription onLost_;
 };
 
 /// The pieces of the settings text by index, "38400," for the index that is named Baud_34800.

@@ -33,7 +33,9 @@ void TarnScale::Detach() noexcept {
   } catch (const std::exception& error) {
     site_->System().Trace(aliasName_ + " did not stop cleanly: " + error.what());
   }
+  if (!detached_) site_->ReleaseSocket(scaleNumber_);
   detached_ = true;
+  scaleNumber_ = 0;
   UpdateTimer(std::shared_ptr<Timer>());
 }
 

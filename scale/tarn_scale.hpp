@@ -116,8 +116,9 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   std::int32_t UpdateInterval() const { return updateInterval_; }
   ScaleSite& Site() const { return *site_; }
 
-  /// Stops the scale for good and takes it off its timers, before it leaves the server's table.
-  /// Whoever still holds it holds a quiet object. Never throws.
+  /// Stops the scale for good and takes it off its timers and its socket, before it leaves the
+  /// server's table. Whoever still holds it, its connection or its protocol holds a quiet object
+  /// with the number 0. Never throws.
   void Detach() noexcept;
 
  private:

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/automation_error.hpp"
+#include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
@@ -45,7 +46,8 @@ constexpr std::array kClasses = {
     Entry{"TarnScale",
           [](const Site& site) -> std::shared_ptr<Persistable> { return TarnScale::Create(site); }},
     Entry{"Connection", Plain<Connection>},
-    Entry{"EthernetConnection", Plain<EthernetConnection>},
+    Entry{"ArcNetConnection", WithSite<ArcNetConnection>},
+    Entry{"EthernetConnection", WithSite<EthernetConnection>},
     Entry{"NoConnection", Plain<NoConnection>},
     Entry{"SerialConnection", WithSite<SerialConnection>},
     Entry{"Protocol", Plain<Protocol>},

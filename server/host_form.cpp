@@ -31,13 +31,21 @@ std::shared_ptr<SocketControl> HostForm::Winsock(std::int16_t number) const {
   return ControlOf(sockets_, number);
 }
 
+void HostForm::ReleaseSocket(Host& host, std::int16_t number) {
+  if (!Winsock(number)) return;
+  auto& socket = sockets_[static_cast<std::size_t>(number - 1)];
+  if (socket.use_count() == 1) return;
+  socket->Retire();
+  socket = host.CreateSocket();
+}
+
 void HostForm::Unload() {
   for (auto& timer : updateTimers_) {
     if (timer) timer->Enabled(false);
     timer.reset();
   }
   for (auto& socket : sockets_) {
-    if (socket) socket->Close();
+    if (socket) socket->Retire();
     socket.reset();
   }
   timer1_->Enabled(false);

@@ -54,7 +54,7 @@ class TemplateLines : public ScaleFixture {
     subscriptions.push_back(data->TimeoutError.Subscribe([this] { log += "Timeout "; }));
     subscriptions.push_back(data->ConfigChanged.Subscribe([this] { log += "Config "; }));
   }
-  FakeSocket& Socket() { return *host.sockets.front(); }
+  FakeSocket& Socket() { return *std::dynamic_pointer_cast<FakeSocket>(site->Winsock(1)); }
   /// Bytes, or "+" and milliseconds; gives what was raised.
   std::string Do(const std::string& input) {
     if (input.starts_with('+'))

@@ -1,0 +1,73 @@
+// The link of a scale over the terminals' own network, through the client library of that network.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/host.hpp"
+#include "scale/contracts.hpp"
+#include "scale/scale_site.hpp"
+
+namespace tarn {
+
+/// The process registers with the library while such connections are open. How many are is counted
+/// for the whole process, deliberately without a look at which: a Disconnect without a Connect
+/// counts down too, below 0 even, whereupon no Connect registers until the count is back at 0. A
+/// scale that is loaded from a file disconnects its connection before it ever connects, so this
+/// happens.
+///
+/// A library that is not there is error 53 of the first call that needs it.
+class ArcNetConnection final : public _Connection {
+ public:
+  static constexpr std::string_view kClassName = "ArcNetConnection";
+
+  explicit ArcNetConnection(ScaleSite& site) : host_(site.System()) {}
+
+  std::string_view ClassName() const override { return kClassName; }
+  void ReadProperties(const PropertyBag& bag) override;
+  void WriteProperties(PropertyBag& bag) const override;
+
+  /// Node number of the terminal, kept as it is given.
+  const std::string& KestrelNum() const { return kestrelNum_; }
+  void KestrelNum(std::string number);
+  /// Cluster letter of the terminal, kept in lower case.
+  const std::string& Cluster() const { return cluster_; }
+  void Cluster(std::string_view letter);
+
+  /// Not saved.
+  bool IsBidirectional() const override { return isBidirectional_; }
+  void IsBidirectional(bool value) override { isBidirectional_ = value; }
+  ConnectionType Ctype() const override { return ConnectionType::arcnet; }
+  /// Error 6 beyond what 16 bits count.
+  void Connect() override;
+  void Disconnect() override;
+
+  // For the protocols.
+
+  /// "/" with cluster and node number, such as "/a1". Deliberately empty where the bitwise AND of
+  /// the lengths of the two is 0: one letter with two digits has none.
+  const std::string& AddressPrefix() const { return addressPrefix_; }
+
+  /// 1 when the library reports success, else 0, as without a prefix. The value and the buffer are
+  /// bytes; what the library writes stays within the length of the buffer. The numbers go to the
+  /// library as they are.
+  std::int16_t WriteValue(std::string_view name, std::string_view value, std::int32_t number);
+  std::int16_t ReadValue(std::string_view name, std::string& buffer, std::int32_t first,
+                         std::int32_t second);
+
+ private:
+  /// What the library counts is the process, so this is one for all servers in it.
+  inline static std::int16_t connected_ = 0;
+
+  void BuildAddressPrefix();
+  std::string Address(std::string_view name) const;
+
+  Host& host_;
+  std::string cluster_;
+  std::string kestrelNum_;
+  std::string addressPrefix_;
+  bool isBidirectional_ = false;
+};
+
+}  // namespace tarn

@@ -1,0 +1,59 @@
+// Brings a link back that broke while it was wanted.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "base/event.hpp"
+#include "platform/host.hpp"
+
+namespace tarn {
+
+/// What the connections that can come back have beside their contract.
+class ReconnectingConnection {
+ public:
+  ReconnectingConnection() = default;
+  ReconnectingConnection(const ReconnectingConnection&) = delete;
+  ReconnectingConnection& operator=(const ReconnectingConnection&) = delete;
+  virtual ~ReconnectingConnection() = default;
+
+  /// Whether a link that breaks between Connect and Disconnect is connected again, after pauses of
+  /// 1 s growing to 30 s, until it is there or Disconnect is called. Off by default. A Connect that
+  /// fails at once is not tried again: its error is the caller's. Saved as "AutoReconnect".
+  virtual bool AutoReconnect() const = 0;
+  virtual void AutoReconnect(bool value) = 0;
+};
+
+class Reconnector {
+ public:
+  static constexpr std::int32_t kFirstPause = 1000;     // milliseconds
+  static constexpr std::int32_t kLongestPause = 30000;  // milliseconds
+
+  /// `connect` makes one try; what it throws is traced and counts as broken again.
+  Reconnector(Host& host, std::function<void()> connect);
+
+  bool Enabled() const { return enabled_; }
+  void Enabled(bool enabled);
+
+  /// The link is wanted from now on, and begins unbroken; or it is not.
+  void Wanted(bool wanted);
+  void Broken();
+  void Restored();
+
+ private:
+  void Schedule();
+  void Try();
+
+  Host& host_;
+  std::function<void()> connect_;
+  bool enabled_ = false;
+  bool wanted_ = false;
+  bool broken_ = false;
+  std::int32_t pause_ = kFirstPause;
+  std::unique_ptr<Timer> timer_;  ///< made when first needed
+  Subscription onTimer_;
+};
+
+}  // namespace tarn
