@@ -1,0 +1,342 @@
+// Connections over Ethernet and over the terminals' own network, and links that come back.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "connections/arcnet_connection.hpp"
+#include "connections/ethernet_connection.hpp"
+#include "tests/support/scale_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+using Calls = std::vector<std::string>;
+
+class EthernetTest : public ScaleFixture {
+ protected:
+  EthernetTest() { ethernet->IPAddress("10.0.0.5"); }
+
+  std::shared_ptr<FakeSocket> Socket(std::int16_t number) {
+    return std::dynamic_pointer_cast<FakeSocket>(site->Winsock(number));
+  }
+  /// As the template protocol prepares it.
+  void ConnectTcp() {
+    socket = std::dynamic_pointer_cast<FakeSocket>(ethernet->TakeSocket(5, *site));
+    ethernet->SocketProtocol(0);
+    ethernet->LocalPort(0);
+    ethernet->RemotePort(1749);
+    ethernet->Connect();
+  }
+  std::size_t Tries() const {
+    return static_cast<std::size_t>(
+        std::count(socket->calls.begin(), socket->calls.end(), "Connect"));
+  }
+
+  std::shared_ptr<EthernetConnection> ethernet =
+      NewObject<EthernetConnection>(*site, "EthernetConnection");
+  std::shared_ptr<FakeSocket> socket;
+};
+
+TEST_F(EthernetTest, TheSocketIsTakenOnceByScaleNumber) {
+  const struct {
+    std::int16_t number;
+    const char* node;
+  } cases[] = {{1, "/k1"},  {9, "/k9"}, {10, "/ka"}, {12, "/kc"},
+               {32, "/kw"}, {0, ""},    {33, ""},    {-1, ""}};
+  for (const auto& c : cases) {
+    const auto made = NewObject<EthernetConnection>(*site, "EthernetConnection");
+    const auto taken = made->TakeSocket(c.number, *site);
+    EXPECT_EQ(taken, site->Winsock(c.number));
+    EXPECT_EQ(made->NodeName(), c.node);
+    const bool none = std::string_view(c.node).empty();
+    EXPECT_EQ(made->TakeSocket(7, *site), site->Winsock(none ? 7 : c.number)) << "a second call";
+    EXPECT_EQ(made->NodeName(), none ? "/k7" : c.node);
+  }
+  ethernet->IPAddress("");
+  EXPECT_EQ(ethernet->TakeSocket(5, *site), nullptr);
+  ethernet->IPAddress("10.0.0.5");
+  EXPECT_EQ(ethernet->TakeSocket(5, *site), nullptr) << "for good";
+  ethernet->Connect();
+  ethernet->Disconnect();
+  EXPECT_TRUE(Socket(5)->calls.empty());
+}
+
+TEST_F(EthernetTest, ConnectOpensTheSocketAsTheProtocolArranged) {
+  EXPECT_EQ(ethernet->Ctype(), ConnectionType::EtherNet);
+  ethernet->Connect();  // nothing is taken yet
+  socket = std::dynamic_pointer_cast<FakeSocket>(ethernet->TakeSocket(5, *site));
+  EXPECT_EQ(ethernet->mvarSocket(), socket);
+  ethernet->LocalPort(1705);
+  ethernet->Connect();
+  const Calls open = {"Transport 1", "LocalPort 1705", "RemoteHost 10.0.0.5", "RemotePort 1701",
+                      "Bind 1705"};
+  EXPECT_EQ(std::exchange(socket->calls, {}), open);
+  ethernet->Connect();
+  Calls again = open;
+  again.insert(again.begin(), "Close");
+  EXPECT_EQ(std::exchange(socket->calls, {}), again);
+  ethernet->Disconnect();
+  EXPECT_EQ(std::exchange(socket->calls, {}), Calls{"Close"});
+
+  ConnectTcp();
+  EXPECT_EQ(
+      std::exchange(socket->calls, {}),
+      (Calls{"Transport 0", "LocalPort 0", "RemoteHost 10.0.0.5", "RemotePort 1749", "Connect"}));
+  socket->staysOpen = true;
+  ethernet->Connect();
+  EXPECT_EQ(std::exchange(socket->calls, {}), Calls{"Close"}) << "nothing is opened or reported";
+  socket->staysOpen = false;
+  socket->failOpen = AutomationError(ErrorNumber::SocketAddressInUse, "The port is in use");
+  EXPECT_EQ(ErrorOf([&] { ethernet->Connect(); }), 10048);
+}
+
+TEST_F(EthernetTest, ATcpConnectionThatEndsIsTracedAndClosed) {
+  ConnectTcp();
+  socket->Accept();
+  SocketState seen = SocketState::Closed;
+  const auto client = socket->Closed.Subscribe([&] { seen = socket->State(); });
+  socket->HangUp();
+  EXPECT_EQ(seen, SocketState::Closing);
+  host.loop.RunPending();
+  EXPECT_EQ(socket->State(), SocketState::Closed);
+  ethernet->Connect();
+  socket->Fail(10061, "Refused");
+  EXPECT_EQ(socket->State(), SocketState::Error);
+  host.loop.Advance(120'000);
+  EXPECT_EQ(socket->State(), SocketState::Closed);
+  EXPECT_EQ(Tries(), 2U) << "it does not come back by itself";
+  EXPECT_EQ(host.traces, (Calls{"Ethernet /k5, 10.0.0.5: the connection was closed",
+                                "Ethernet /k5, 10.0.0.5: Refused (10061)"}));
+
+  ethernet->SocketProtocol(1);
+  ethernet->Connect();
+  socket->Fail(10054, "Unreachable");
+  host.loop.RunPending();
+  EXPECT_EQ(socket->State(), SocketState::Open);
+}
+
+TEST_F(EthernetTest, ABrokenTcpConnectionComesBackAfterGrowingPauses) {
+  ethernet->AutoReconnect(true);
+  ConnectTcp();
+  socket->Accept();
+  socket->Fail(10054, "Reset");
+  host.loop.RunPending();
+  std::size_t tries = Tries();
+  for (const int pause : {1, 2, 4, 8, 16, 30, 30}) {
+    host.loop.Advance(pause * 1000 - 1);
+    EXPECT_EQ(Tries(), tries) << pause;
+    host.loop.Advance(1);
+    EXPECT_EQ(Tries(), ++tries) << pause;
+    EXPECT_EQ(socket->State(), SocketState::Connecting);
+    socket->Fail(10061, "Refused");
+    host.loop.RunPending();
+  }
+  host.loop.Advance(30'000);
+  host.loop.Advance(20'000);  // nobody answers: the socket gives up by itself
+  host.loop.Advance(30'000);
+  EXPECT_EQ(Tries(), tries + 2);
+  socket->Accept();
+  socket->HangUp();
+  host.loop.RunPending();
+  socket->failOpen = AutomationError(ErrorNumber::DeviceInputOutput, "No socket");
+  host.loop.Advance(1000);
+  socket->failOpen.reset();
+  host.loop.Advance(2000);
+  EXPECT_EQ(Tries(), tries + 4) << "the pauses begin anew";
+  socket->Fail(10061, "Refused");
+  host.loop.RunPending();
+  ethernet->Disconnect();
+  host.loop.Advance(120'000);
+  EXPECT_EQ(Tries(), tries + 4);
+  EXPECT_EQ(socket->State(), SocketState::Closed);
+
+  ethernet->Connect();
+  socket->Fail(10061, "Refused");
+  ethernet.reset();
+  host.loop.Advance(120'000);
+  EXPECT_EQ(Tries(), tries + 5);
+}
+
+TEST_F(EthernetTest, WhatIsHeldOfAScaleThatLeftCannotSeizeTheSocketOfTheNext) {
+  auto scale = NewScale(5);
+  scale->Connection(ethernet);
+  scale->Disabled(false);
+  const auto old = ethernet->TakeSocket(5, *site);
+  ethernet->LocalPort(1705);
+  scale->RunScale();
+  const auto untouched = site->Winsock(6);
+  scale->Detach();
+  const auto next = site->Winsock(5);
+  EXPECT_NE(next, old);
+  EXPECT_EQ(site->Winsock(6), untouched);
+  EXPECT_EQ(ErrorOf([&] { ethernet->Connect(); }), 91);
+  EXPECT_EQ(ErrorOf([&] { old->Bind(1705); }), 91);
+  EXPECT_EQ(ErrorOf([&] { old->SendData("x"); }), 40006);
+  EXPECT_EQ(scale->ScaleNumber(), 0);
+  EXPECT_EQ(NewObject<EthernetConnection>(*site, "EthernetConnection")
+                ->TakeSocket(scale->ScaleNumber(), scale->Site()),
+            nullptr);
+  scale.reset();
+  EXPECT_EQ(site->Winsock(5), next);
+}
+
+TEST_F(EthernetTest, ItsSettingsPersistInOrder) {
+  ethernet->IPAddress("terminal-7.plant");
+  ethernet->IsBidirectional(true);
+  PropertyBag bag;
+  bag.WriteObject("C", *NewObject<EthernetConnection>(*site, "EthernetConnection"));
+  const std::string defaults = bag.Contents();
+  EXPECT_EQ(defaults.find("AutoReconnect"), std::string::npos) << "off leaves no mark in a file";
+  PropertyBag changed;
+  for (const bool again : {false, true}) {
+    ethernet->AutoReconnect(again);
+    changed.WriteObject("C", *ethernet);
+    const std::string contents = changed.Contents();
+    const auto restored = ReadObject<EthernetConnection>(PropertyBag::FromContents(contents), "C",
+                                                         *site, "NoConnection");
+    EXPECT_EQ(restored->IPAddress(), "terminal-7.plant");
+    EXPECT_TRUE(restored->IsBidirectional());
+    EXPECT_EQ(restored->AutoReconnect(), again);
+    EXPECT_LT(contents.find("IPAddress"), contents.find("IsBidirectional"));
+    EXPECT_LT(contents.find("IsBidirectional"), contents.find("AutoReconnect"));
+  }
+}
+
+TEST_F(EthernetTest, ASerialLineThatWentAwayComesBack) {
+  const auto scale = NewSerialScale("TarnContinuousProtocol");
+  serial->AutoReconnect(true);
+  scale->RunScale();
+  Port().Unplug();
+  Port().failOpen = AutomationError(ErrorNumber::InvalidPort, "There is no such port");
+  host.loop.Advance(7000);  // tries after 1, 3 and 7 seconds
+  EXPECT_EQ(std::count(Port().calls.begin(), Port().calls.end(), "Open"), 4);
+  Port().failOpen.reset();
+  serial->BaudRate(CommBaudRate::Baud_1200);
+  host.loop.Advance(8000);
+  EXPECT_TRUE(Port().PortOpen());
+  EXPECT_EQ(Port().Settings(), "1200,e,7,2");
+  EXPECT_EQ(Port().EndCharacter(), '\r');
+  EXPECT_EQ(host.traces, Calls{"no connection yet: There is no such port"});
+
+  const auto lose = [&](const std::function<void()>& end) {
+    Port().Unplug();
+    host.loop.RunPending();
+    end();
+    host.loop.Advance(60'000);
+    EXPECT_FALSE(Port().PortOpen());
+  };
+  lose([&] { scale->StopScale(); });
+  scale->RunScale();
+  lose([&] { serial->AutoReconnect(false); });
+  serial->AutoReconnect(true);
+  host.loop.Advance(1000);
+  EXPECT_TRUE(Port().PortOpen()) << "it is wanted still";
+  lose([&] { scale->Detach(); });
+}
+
+class ArcNetTest : public ScaleFixture {
+ protected:
+  Calls TakeCalls() { return std::exchange(host.terminalNetwork.calls, {}); }
+
+  std::shared_ptr<ArcNetConnection> first = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
+  std::shared_ptr<ArcNetConnection> second = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
+};
+
+TEST_F(ArcNetTest, TheAddressPrefixFollowsTheBitsOfTheLengths) {
+  const struct {
+    const char* cluster;
+    const char* number;
+    const char* prefix;
+  } cases[] = {{"A", "1", "/a1"},
+               {"a", "12", ""},
+               {"AB", "12", "/ab12"},
+               {"a", "123", "/a123"},
+               {"ab", "1", ""},
+               {"", "1", ""},
+               {"a", "", ""},
+               {"\xC3\xA4", "1",
+                "/\xC3\xA4"
+                "1"}};
+  for (const auto& c : cases) {
+    first->Cluster(c.cluster);
+    first->KestrelNum(c.number);
+    EXPECT_EQ(first->AddressPrefix(), c.prefix);
+  }
+  EXPECT_EQ(first->Ctype(), ConnectionType::arcnet);
+  first->Cluster("B");
+  EXPECT_EQ(first->AddressPrefix(), "/b1") << "after each of the two";
+}
+
+TEST_F(ArcNetTest, ValuesGoThroughTheLibraryUnderTheAddress) {
+  host.terminalNetwork.variables["/a1/wt102"] = "  12.5\x01";
+  std::string buffer(10, '#');
+  EXPECT_EQ(first->ReadValue("/wt102", buffer, 13, 7), 0);
+  EXPECT_EQ(first->WriteValue("/wt102", "1", 1), 0);
+  EXPECT_EQ(TakeCalls(), Calls{}) << "without a prefix nothing is called";
+  first->Cluster("A");
+  first->KestrelNum("1");
+  EXPECT_EQ(first->ReadValue("/wt102", buffer, 13, 7), 1);
+  EXPECT_EQ(buffer,
+            "  12.5\x01"
+            "###");
+  EXPECT_EQ(first->WriteValue("/wt102", std::string("\0\x40", 2), 2), 1);
+  EXPECT_EQ(host.terminalNetwork.variables["/a1/wt102"], std::string("\0\x40", 2));
+  EXPECT_EQ(first->ReadValue("/none", buffer, 1, 2), 0);
+  EXPECT_EQ(first->WriteValue("/none", "1", 3), 0);
+  EXPECT_EQ(TakeCalls(),
+            (Calls{"KesRead /a1/wt102 13 7", "KesWrite /a1/wt102 2 " + std::string("\0\x40", 2),
+                   "KesRead /a1/none 1 2", "KesWrite /a1/none 3 1"}));
+}
+
+TEST_F(ArcNetTest, TheProcessRegistersWhileAnyIsOpen) {
+  first->Connect();
+  second->Connect();
+  first->Disconnect();
+  EXPECT_EQ(TakeCalls(), Calls{"KesRegisterProcess 125"});
+  second->Disconnect();
+  EXPECT_EQ(TakeCalls(), Calls{"KesCloseProcess"});
+  // Unbalanced: below 0 nothing is closed, and the next Connect does not register.
+  first->Disconnect();
+  first->Disconnect();
+  second->Connect();
+  second->Connect();
+  EXPECT_EQ(TakeCalls(), Calls{});
+  second->Connect();
+  EXPECT_EQ(TakeCalls(), Calls{"KesRegisterProcess 125"});
+  for (int i = 1; i < 32767; ++i) second->Connect();
+  EXPECT_EQ(ErrorOf([&] { second->Connect(); }), 6);
+  for (int i = 0; i < 32767; ++i) first->Disconnect();
+  EXPECT_EQ(TakeCalls(), Calls{"KesCloseProcess"});
+
+  host.terminalNetwork.missing = true;
+  EXPECT_EQ(ErrorOf([&] { first->Connect(); }), 53);
+  EXPECT_EQ(ErrorOf([&] { first->Connect(); }), 53) << "it does not count as connected";
+}
+
+TEST_F(ArcNetTest, ItsSettingsPersistAndALoadedScaleCountsDown) {
+  first->Cluster("C");
+  first->KestrelNum("7");
+  first->IsBidirectional(true);
+  PropertyBag bag;
+  bag.WriteObject("Connection", *first);
+  const std::string contents = bag.Contents();
+  EXPECT_LT(contents.find("Cluster"), contents.find("KestrelNum"));
+  const auto scale = TarnScale::Create(site);
+  scale->ReadProperties(PropertyBag::FromContents(contents));
+  const auto restored = std::dynamic_pointer_cast<ArcNetConnection>(scale->Connection());
+  ASSERT_TRUE(restored);
+  EXPECT_EQ(restored->AddressPrefix(), "/c7");
+  EXPECT_FALSE(restored->IsBidirectional());
+  TakeCalls();
+  int connects = 0;
+  while (TakeCalls().empty() && connects < 10) {
+    restored->Connect();
+    ++connects;
+  }
+  EXPECT_GT(connects, 1) << "loading has disconnected it before";
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,81 @@
+// The client library of the terminals' own network, loaded as the hosts load it.
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/native_host.hpp"
+#include "tests/platform/platform_contract.hpp"
+
+namespace tarn {
+namespace {
+
+namespace fs = std::filesystem;
+
+#ifdef _WIN32
+const std::string kDrive = "Z:";  // where Wine has the system's files
+const std::string kOtherLibrary = "kernel32.dll";
+#else
+const std::string kDrive;
+const std::string kOtherLibrary = "libc.so.6";
+#endif
+
+std::unique_ptr<NativeHost> HostWith(const std::string& library) {
+  HostOptions options;
+  options.terminalNetwork = library;
+  options.settingsPlace = "tarn-test-unused";
+  return CreateNativeHost(std::move(options));
+}
+
+TEST(TerminalNetworkLibrary, ALibraryThatIsMissingOrAnotherIsError53AtEveryCall) {
+  std::string buffer = "unchanged";
+  for (const std::string& library : {std::string("no-such-library"), kOtherLibrary}) {
+    const auto host = HostWith(library);
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(ErrorOf([&] { host->TerminalNetwork().KesRegisterProcess(125); }), 53) << library;
+    }
+    EXPECT_EQ(ErrorOf([&] { host->TerminalNetwork().KesRead("/a1", 1, buffer, 1); }), 53);
+  }
+  EXPECT_EQ(buffer, "unchanged");
+}
+
+TEST(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
+  const fs::path folder = fs::temp_directory_path() / "tarn-test-kesapi";
+  fs::create_directories(folder);
+  std::ofstream(folder / "variables") << "/a1/wt102=  12.5\n/a1/bas12=\n";
+  fs::remove(folder / "trace");
+  static std::string variables = "TARN_KESAPI_VARIABLES=" + (folder / "variables").string();
+  static std::string trace = "TARN_KESAPI_TRACE=" + (folder / "trace").string();
+  ::putenv(variables.data());
+  ::putenv(trace.data());
+
+  const auto host = HostWith(kDrive + TARN_KESAPI);
+  TerminalNetwork& network = host->TerminalNetwork();
+  EXPECT_EQ(network.KesRegisterProcess(125), 0);
+  std::string buffer(20, ' ');
+  EXPECT_EQ(network.KesRead("/a1/wt102", 13, buffer, 20), 0);
+  EXPECT_EQ(buffer, "  12.5              ");
+  buffer = "short";
+  EXPECT_EQ(network.KesRead("/a1/wt102", 13, buffer, 20), 0);
+  EXPECT_EQ(buffer, "  12.") << "the library wrote beyond the end";
+  EXPECT_NE(network.KesRead("/a1/none", 13, buffer, 20), 0);
+  const std::string tare("\0\0\x40\x40\0\0\0!", 8);
+  EXPECT_EQ(network.KesWrite("/a1/bas12", 8, tare), 0);
+  buffer.assign(8, '#');
+  EXPECT_EQ(network.KesRead("/a1/bas12", 8, buffer, 8), 0);
+  EXPECT_EQ(buffer, tare);
+  EXPECT_EQ(network.KesCloseProcess(), 0);
+
+  std::ifstream file(folder / "trace");
+  std::string first;
+  std::string second;
+  std::getline(file, first);
+  std::getline(file, second);
+  EXPECT_EQ(first, "KesRegisterProcess 125");
+  EXPECT_EQ(second, "KesRead /a1/wt102 13 20");
+  file.close();
+  fs::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace tarn
