@@ -93,8 +93,10 @@ class Win32Socket final : public NativeSocket {
     return CountOf(send(socket_, bytes.data(), static_cast<int>(bytes.size()), 0));
   }
 
+  /// Wine tells of a reset with its announcement only; what is read then looks like an orderly end.
   Count Receive(char* into, std::size_t length) override {
-    return CountOf(recv(socket_, into, static_cast<int>(length), 0));
+    const Count count = CountOf(recv(socket_, into, static_cast<int>(length), 0));
+    return count.error == 0 && count.bytes == 0 ? Count{endError_, 0} : count;
   }
 
   std::int32_t SendTo(std::string_view bytes, const NetworkAddress& to) override {
@@ -128,7 +130,10 @@ class Win32Socket final : public NativeSocket {
       connectResult_ = happened.iErrorCode[FD_CONNECT_BIT];
     }
     // The end is announced once, and what came before it is read in several turns.
-    ended_ = ended_ || (happened.lNetworkEvents & FD_CLOSE) != 0;
+    if ((happened.lNetworkEvents & FD_CLOSE) != 0) {
+      ended_ = true;
+      endError_ = happened.iErrorCode[FD_CLOSE_BIT];
+    }
     if (ended_ && input_) SetEvent(event_.Get());
     const auto ready = ready_;  // this socket may go meanwhile
     ready();
@@ -142,6 +147,7 @@ class Win32Socket final : public NativeSocket {
   std::int32_t connectResult_ = SocketError::kWouldBlock;
   bool input_ = false;
   bool ended_ = false;
+  std::int32_t endError_ = 0;
 };
 
 NameLookup::Answer Ask(const std::string& name) {
