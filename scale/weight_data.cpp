@@ -80,7 +80,7 @@ void WeightData::ClearWeight() {
 }
 
 void WeightData::WeightAvailable(bool available) {
-  noDataText_ = available ? "Error" : "N/A";
+  noDataText_ = available ? kNoDataText : "N/A";
   clearedText_ = available ? "" : "N/A";
 }
 

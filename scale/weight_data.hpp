@@ -11,6 +11,8 @@ namespace tarn {
 
 /// The text that stands for a weight that is out of range or that the terminal does not deliver.
 inline constexpr std::string_view kNoWeightText = "*******";
+/// What the three weights read while there is no data.
+inline constexpr std::string_view kNoDataText = "Error";
 
 /// Clients only read. A protocol publishes one reading by writing texts and flags in any order and
 /// OutOfRange last, which commits the reading and raises NewWeight. The values follow the texts by

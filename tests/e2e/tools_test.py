@@ -94,8 +94,8 @@ class ToolsTest(unittest.TestCase):
     def line(self, number):
         return self.folder / f"line{number}"
 
-    def terminal(self, number, *arguments):
-        terminal = self.start("tarnsim", "continuous", "--port", self.line(number), *arguments,
+    def terminal(self, number, *arguments, dialect="continuous"):
+        terminal = self.start("tarnsim", dialect, "--port", self.line(number), *arguments,
                               stdin=subprocess.DEVNULL)
         terminal.wait_for(lambda line: line.startswith("ready "), "terminal")
         return terminal
@@ -167,6 +167,52 @@ class ToolsTest(unittest.TestCase):
         self.run_tool("set", self.file, 1, "bidirectional=no", *self.common)
         refused = self.run_tool("send", self.file, 1, "Z", *options, status=1)
         self.assertIn("bidirectional", refused.stderr)
+
+    def test_every_dialect_reaches_the_host(self):
+        # What is seen of 12.5 kg: the net text, None for the type whose frames never give a weight.
+        dialects = (("mira", (), "sir", "12.50"),
+                    ("mira", ("--decimal", "comma"), "sir", "12,50"),
+                    ("mira", ("--busy", "0.3", "--errors", "0.1"), "mode-commands", "12.50"),
+                    ("mira", ("--noise", "0.01", "--drop", "0.01"), "mode-commands", "12.50"),
+                    ("generic", ("--type", "cardinal"), "cardinal", "12.50"),
+                    ("generic", ("--type", "fairbanks", "--cut", "0.3"), "fairbanks", "12.50"),
+                    ("generic", ("--type", "gse550", "--burst", "0.3"), "gse550", "12.50"),
+                    ("generic", ("--type", "ricelake"), "ricelake", None),
+                    ("generic", ("--type", "wi120"), "wi120", "12.50"))
+        numbers = range(1, len(dialects) + 1)
+        for number, (dialect, options, kind, _) in zip(numbers, dialects):
+            self.terminal(number, "--load", "load 12.5", "--units", "kg", *options, dialect=dialect)
+            self.configure(number, f"protocol={dialect}", f"type={kind}")
+        server = self.server(*numbers)
+        for number, (dialect, _, kind, net) in zip(numbers, dialects):
+            seen = server.wait_for_event(
+                lambda e: e["event"] == "NewWeight" and e["scale"] == number and not e["motion"]
+                and (e["net"] == net or net is None and e["noDataError"]),
+                f"{net} of scale {number}, {dialect} {kind}")
+            if net is not None:
+                self.assertEqual((seen["gross"], seen["tare"], seen["units"]),
+                                 ("*******", "*******", "kg"))
+        self.assertEqual(server.end(), 0)
+        self.assertNotIn(True, [line.startswith("tarnscale:") for line in server.errors])
+        ricelake = [json.loads(line) for line in server.lines
+                    if json.loads(line)["scale"] == 8 and "NewWeight" in line]
+        self.assertEqual({e["net"] for e in ricelake} - {"", "Error"}, set())
+
+    def test_commands_and_their_answers(self):
+        terminal = self.terminal(1, "--load", "load 50", "--units", "kg", "-v", dialect="mira")
+        options = [*self.common, *self.ports(1)]
+        for kind in ("sir", "mode-commands"):
+            self.configure(1, "protocol=mira", f"type={kind}")
+            for command, net in ((("SetTare", "12.5"), "37.50"), (("C",), "50.00"),
+                                 (("T",), "0.00"), (("C",), "50.00"), (("Z",), "50.00")):
+                deadline = time.monotonic() + LIMIT
+                told = ""  # a busy machine may need longer than the command waits for the reading
+                while f"net {net} kg" not in told and time.monotonic() < deadline:
+                    told = self.run_tool("send", self.file, 1, *command, *options).stdout
+                self.assertIn(f"net {net} kg", told, f"{kind} {command}")
+        for noted in ("command TA 12.5 kg", "command @", "command T", "command Z"):
+            terminal.wait_for(lambda line: line.endswith(noted), noted)
+        self.run_tool("send", self.file, 1, "P", *options, status=1)
 
     def test_a_terminal_that_prints_is_logged_by_the_running_server(self):
         self.terminal(1, "--load", "load 50", "--print-every", "1")

@@ -52,7 +52,16 @@ std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command
   if (!connection->IsBidirectional()) {
     return "its connection is one-way (bidirectional=no), so nothing is sent";
   }
+  const ProtocolClass family = TypeToClass(protocol->pType());
+  if (family == ProtocolClass::Generic) return "its protocol has no commands";
+  if (family == ProtocolClass::Mira && command.kind == Kind::Print) {
+    return "its protocol has no print command; \"print\" takes the next reading";
+  }
   return {};
+}
+
+bool CommandNeedsReading(const TarnScale& scale) {
+  return TypeToClass(scale.Protocol()->pType()) == ProtocolClass::Mira;
 }
 
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare) {

@@ -29,6 +29,10 @@ const ScaleCommand* FindCommandKey(char key);
 /// empty where it works.
 std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command);
 
+/// Whether the protocol sends a command only behind a weight that came: before the first one it
+/// would be forgotten.
+bool CommandNeedsReading(const TarnScale& scale);
+
 /// Gives the command to the scale. Errors of the scale reach the caller.
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare = 0);
 

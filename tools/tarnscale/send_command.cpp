@@ -1,7 +1,9 @@
 // send: one scale, one command.
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
@@ -51,7 +53,7 @@ class SingleScale {
     file_.Site().Log().Stream(program.OpenLog());
     file_.Site().Log().Enabled(!program.Options().log.empty());
     onPrint_ = scale_->PrintData()->NewWeight.Subscribe([this] { printed_ = true; });
-    onWeight_ = scale_->WeightData()->NewWeight.Subscribe([this] { ++readings_; });
+    onWeight_ = scale_->WeightData()->NewWeight.Subscribe([this] { TakeReading(); });
     onInterrupted_ = program.Output().Interrupted.Subscribe([this] { interrupted_ = true; });
   }
 
@@ -72,6 +74,8 @@ class SingleScale {
 
  private:
   int SendToTerminal(const ScaleCommand& command, double tare, double patience) {
+    if (CommandNeedsReading(*scale_)) AwaitReading(patience);
+    reading_.reset();
     GiveCommand(*scale_, command, tare);
     program_.Say(std::string(command.name) + " sent to " + title_);
     if (command.kind == ScaleCommand::Kind::Print) return AwaitPrint(patience);
@@ -79,12 +83,11 @@ class SingleScale {
     return TellReading();
   }
 
-  /// Continuous output has no answers: what the terminal made of it shows in its readings only.
+  /// What the terminal made of the command shows in its readings only.
   int TellReading() {
-    if (HasReading()) {
-      const Reading reading = ReadingOf(*scale_->WeightData());
-      const std::string state = StateText(reading);
-      Print(title_ + ": now " + WeightsText(reading) + (state.empty() ? "" : " (" + state + ")"));
+    if (reading_) {
+      const std::string state = StateText(*reading_);
+      Print(title_ + ": now " + WeightsText(*reading_) + (state.empty() ? "" : " (" + state + ")"));
     } else {
       program_.Say(title_ + ": no reading came, so nobody knows whether the terminal took it");
     }
@@ -93,9 +96,7 @@ class SingleScale {
 
   int TakePrint(const ScaleCommand& command, double patience) {
     // A capture at once would take the blank record of a scale that has just started.
-    const auto enough = [this] { return interrupted_ || HasReading(); };
-    WaitFor(enough, Milliseconds(patience));
-    if (!HasReading()) throw Failure(title_ + ": no reading came: is the terminal on and wired?");
+    AwaitReading(patience);
     GiveCommand(*scale_, command);
     return AwaitPrint(patience);
   }
@@ -119,10 +120,16 @@ class SingleScale {
     return static_cast<std::int32_t>(std::clamp(seconds * 1000, 1.0, 1e9));
   }
 
-  /// The start's own blank record and the watchdog's "Error" count for nothing.
-  bool HasReading() const {
-    const auto& record = *scale_->WeightData();
-    return readings_ > 0 && !record.NoDataError() && !record.Units().empty();
+  void AwaitReading(double patience) {
+    WaitFor([this] { return interrupted_ || reading_; }, Milliseconds(patience));
+    if (!reading_) throw Failure(title_ + ": no reading came: is the terminal on and wired?");
+  }
+
+  /// The start's own blank record and "Error" count for nothing. The flag of no data does not tell:
+  /// it stays until the next time-out, whatever readings come.
+  void TakeReading() {
+    Reading reading = ReadingOf(*scale_->WeightData());
+    if (!reading.units.empty() && reading.net != kNoDataText) reading_ = std::move(reading);
   }
 
   void Print(const std::string& line) { program_.Output().Write(line + "\n"); }
@@ -133,7 +140,7 @@ class SingleScale {
   std::string title_;
   bool printed_ = false;
   bool interrupted_ = false;
-  int readings_ = 0;
+  std::optional<Reading> reading_;  ///< the latest
   Subscription onPrint_;
   Subscription onWeight_;
   Subscription onInterrupted_;
