@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -10,23 +13,27 @@
 namespace tarn {
 namespace {
 
-/// What happens: a line without its CR LF, "!" and what a client or the clock does, "=" and bytes.
-struct Step {
-  std::string in;
-  std::string sent;  ///< "|" for CR LF
-  std::string trace;
-};
-struct Dialogue {
-  const char* name;
-  int type;
-  std::vector<Step> steps;
+/// What the record tells, by one letter each; "-" is nothing.
+const std::map<char, std::string> kTraces = {
+    {'-', ""},
+    {'a', "s [||  R] "},                       // a time-out before any weight
+    {'b', "s [Error|Error|Error  RE] "},       // no data before any weight
+    {'c', "s [Error|Error|Error  R] "},        // a time-out after that
+    {'f', "s s [*******|*******|1.5 kg ] "},   // the first weight: units and range change
+    {'F', "s s [*******|*******|1.5 kg E] "},  // the flag stays until the next time-out
+    {'w', "[*******|*******|1.5 kg ] "},
+    {'W', "[*******|*******|1.5 kg E] "},
+    {'s', "s "},
+    {'e', "s [Error|Error|Error kg RE] "},
+    {'k', "s s [*******|*******|1.5 k E] "},
 };
 
-const std::string kFiled = "[*******|*******|1.5 kg ] ";
-const std::string kStillError = "[*******|*******|1.5 kg E] ";  // until the next time-out
-const std::string kError = "s [Error|Error|Error kg RE] ";
-const std::string kFirst = "s s " + kFiled;  // units and range change
-const Step kWeight{"S S      1.5 kg", "", kFiled};
+/// Steps "what>sent=trace". What: w is a weight, !X what a client or the clock does, $ bytes as
+/// they stand, everything else a line. Sent: lines that end with "|".
+struct Dialogue {
+  int type;
+  std::vector<std::string> steps;
+};
 
 class MiraTest : public ProtocolFixture {
  protected:
@@ -34,143 +41,65 @@ class MiraTest : public ProtocolFixture {
 
   void Do(const std::string& what) {
     double tare = 2.5;
-    if (what == "!silence")
-      KeepSilent();
-    else if (what == "!Z")
-      scale->Z();
-    else if (what == "!T")
-      scale->T();
-    else if (what == "!C")
-      scale->C();
-    else if (what == "!P")
-      scale->P();
-    else if (what == "!TA")
-      scale->SetTare(tare);
-    else if (what[0] == '=')
-      Deliver(what.substr(1));
-    else
-      Deliver(what + "\r\n");
+    const std::map<std::string, std::function<void()>> deeds = {
+        {"!silence", [&] { KeepSilent(); }},  {"!Z", [&] { scale->Z(); }},
+        {"!T", [&] { scale->T(); }},          {"!C", [&] { scale->C(); }},
+        {"!P", [&] { scale->P(); }},          {"!TA", [&] { scale->SetTare(tare); }},
+        {"w", [&] { Do("S S      1.5 kg"); }}};
+    const auto deed = deeds.find(what);
+    if (deed != deeds.end()) return deed->second();
+    Deliver(what.starts_with('$') ? what.substr(1) : what + "\r\n");
   }
-  std::string SentLines() {
-    std::string sent = Sent();
-    for (auto at = sent.find("\r\n"); at != std::string::npos; at = sent.find("\r\n")) {
-      sent.replace(at, 2, "|");
-    }
-    return sent;
-  }
+  std::string SentLines() { return std::regex_replace(Sent(), std::regex("\r\n"), "|"); }
   void Play(const Dialogue& dialogue) {
     Start(dialogue.type);
-    for (std::size_t i = 0; i < dialogue.steps.size(); ++i) {
-      const Step& step = dialogue.steps[i];
-      Do(step.in);
-      EXPECT_EQ(SentLines(), step.sent) << dialogue.name << ", step " << i << " " << step.in;
-      EXPECT_EQ(Trace(), step.trace) << dialogue.name << ", step " << i << " " << step.in;
+    for (const std::string& step : dialogue.steps) {
+      const auto to = step.find('>');
+      const auto is = step.rfind('=');
+      Do(step.substr(0, to));
+      EXPECT_EQ(SentLines(), step.substr(to + 1, is - to - 1)) << step;
+      std::string trace;
+      for (const char code : step.substr(is + 1)) trace += kTraces.at(code);
+      EXPECT_EQ(Trace(), trace) << step;
     }
-    EXPECT_TRUE(host.traces.empty()) << dialogue.name;
+    EXPECT_TRUE(host.traces.empty());
   }
 };
 
 TEST_F(MiraTest, SpeaksAsItsScalesExpect) {
-  const std::string alive = "s [*******|*******|1.5 kg ] ";  // a time-out while all is well
   const Dialogue dialogues[] = {
-      {"asks when the timer runs out, then lets the scale repeat",
-       6,
-       {{"!silence", "SI|", "s [||  R] "},
-        {"S S      1.5 kg", "SIR|", kFirst},
-        kWeight,
-        {"!silence", "", alive},
-        {"!silence", "SI|", kError},
-        {"S S      1.5 kg", "SIR|", "s " + kStillError}}},
-      {"polls, one question a weight",
-       7,
-       {{"!silence", "SI|", "s [||  R] "},
-        {"S S      1.5 kg", "SI|", kFirst},
-        {"S S      1.5 kg", "SI|", kFiled},
-        {"!silence", "", alive},
-        {"!silence", "SI|", kError},
-        {"S S      1.5 kg", "SI|", "s " + kStillError}}},
-      {"a command ends the repeating and follows the next weight",
-       6,
-       {{"S S      1.5 kg", "", kFirst},
-        {"!Z", "SI|", ""},
-        {"S S      1.5 kg", "Z|", kFiled},
-        {"S S      1.5 kg", "Z|", kFiled},  // it stays until its own reply
-        {"Z A", "SIR|", ""},
-        kWeight,
-        {"!T", "SI|", ""},
-        {"!C", "SI|", ""},  // a new one replaces the one that waits
-        {"S S      1.5 kg", "@|", kFiled},
-        {"I4 A \"0123456\"", "SIR|", ""}}},
-      {"a command takes the place of a question",
-       7,
-       {{"!silence", "SI|", "s [||  R] "},
-        {"S S      1.5 kg", "SI|", kFirst},
-        {"!TA", "", ""},
-        {"S S      1.5 kg", "TA 2.5 kg|", kFiled},
-        {"TA +", "SI|", ""},
-        {"!T", "", ""},
-        {"S S      1.5 kg", "T|", kFiled},
-        {"T S 1.5 kg", "SI|", ""},
-        {"!P", "", ""}}},
-      {"a busy scale is commanded twice more",
-       6,
-       {{"S S      1.5 kg", "", kFirst},
-        {"!Z", "SI|", ""},
-        {"S S      1.5 kg", "Z|", kFiled},
-        {"Z I", "Z|", ""},
-        {"Z I", "Z|", ""},
-        {"Z I", "", kError},
-        {"Z I", "", kError},  // nothing waits any more
-        {"T I", "", kError},
-        {"TA I", "", kError},
-        {"!C", "SI|", ""},
-        {"I4 I", "@|", ""},
-        {"I4 I", "@|", ""},
-        {"I4 I", "", kError},
-        {"I4", "", kError}}},
-      {"a busy scale is asked twice more",
-       6,
-       {{"S I", "", "s [Error|Error|Error  RE] "},
-        {"!silence", "", "s [Error|Error|Error  R] "},
-        {"!silence", "SI|", "s [Error|Error|Error  RE] "},
-        {"S I", "SI|", ""},
-        {"S I", "SI|", ""},
-        {"S I", "", "s [Error|Error|Error  RE] "},
-        {"S S      1.5 kg", "", "s s " + kStillError},  // nothing waits: nothing is asked
-        {"!T", "SI|", ""},
-        {"S I", "SI|", ""},
-        {"S S      1.5 kg", "T|", kStillError},
-        {"T I", "T|", ""},  // counted anew from the moment it was sent
-        {"T I", "T|", ""},
-        {"T I", "", kError}}},
-      {"the timer takes the place of a command that waited",
-       7,
-       {{"!Z", "", ""}, {"!silence", "SI|", "s [||  R] "}, {"S S      1.5 kg", "SI|", kFirst}}},
-      {"lines that are none",
-       6,
-       {{"S S      1.5 kg", "", kFirst},
-        {"ES", "", kError},
-        {"EL", "", kError},
-        {"", "", kError},
-        {" S S 1.5 kg", "", kError},
-        {"S\tS 1.5 kg", "", kError},
-        {"SS 1.5 kg", "", kError},
-        {"s S 1.5 kg", "", kError},
-        {"=\n", "", kError},                                        // a LF alone
-        {"=S S 1.5 kg\n", "", "s s [*******|*******|1.5 k E] "}}},  // two characters count as CR LF
-      {"a line that does not end",
-       6,
-       {{"=S S 1.5 kg 012345678901234567", "", ""},  // 29
-        {"=\r\n", "", kFirst},
-        {"=S S 1.5 kg 0123456789012345678", "", ""},  // 30
-        {"=\r", "", kError},
-        {"=\n", "", kError},
-        {"=" + std::string(62, 'x'), "", kError + kError}}},
-      {"noise in front, between and behind",
-       6,
-       {{"=\x80\xFF S S 1.5 kg\r\nS S 1.5 kg\r\nS S 1.5 kg\r\nS S", "",
-         "s [Error|Error|Error  RE] s s " + kStillError + kStillError},
-        {"= 1.5 kg\r\n", "", kStillError}}},
+      // asks when the timer runs out, then lets the scale repeat
+      {6, {"!silence>SI|=a", "w>SIR|=f", "w>=w", "!silence>=sw", "!silence>SI|=e", "w>SIR|=sW"}},
+      // polls, one question a weight
+      {7, {"!silence>SI|=a", "w>SI|=f", "w>SI|=w", "!silence>=sw", "!silence>SI|=e", "w>SI|=sW"}},
+      // a command ends the repeating, follows each weight until its own reply, and is replaced
+      {6,
+       {"w>=f", "!Z>SI|=-", "w>Z|=w", "w>Z|=w", "Z A>SIR|=-", "w>=w", "!T>SI|=-", "!C>SI|=-",
+        "w>@|=w", "I4 A \"0123456\">SIR|=-"}},
+      // a command takes the place of a question
+      {7,
+       {"!silence>SI|=a", "w>SI|=f", "!TA>=-", "w>TA 2.5 kg|=w", "TA +>SI|=-", "!T>=-", "w>T|=w",
+        "T S 1.5 kg>SI|=-", "!P>=-"}},
+      // a busy scale is commanded twice more, then nothing waits
+      {6,
+       {"w>=f", "!Z>SI|=-", "w>Z|=w", "Z I>Z|=-", "Z I>Z|=-", "Z I>=e", "Z I>=e", "T I>=e",
+        "TA I>=e", "!C>SI|=-", "I4 I>@|=-", "I4 I>@|=-", "I4 I>=e", "I4>=e"}},
+      // a busy scale is asked twice more; a command counts from the moment it was sent
+      {6,
+       {"S I>=b", "!silence>=c", "!silence>SI|=b", "S I>SI|=-", "S I>SI|=-", "S I>=b", "w>=F",
+        "!T>SI|=-", "S I>SI|=-", "w>T|=W", "T I>T|=-", "T I>T|=-", "T I>=e"}},
+      // the timer takes the place of a command that waited
+      {7, {"!Z>=-", "!silence>SI|=a", "w>SI|=f"}},
+      // lines that are none; a LF alone; two characters at the end count as CR LF
+      {6,
+       {"w>=f", "ES>=e", "EL>=e", ">=e", " S S 1.5 kg>=e", "S\tS 1.5 kg>=e", "SS 1.5 kg>=e",
+        "s S 1.5 kg>=e", "$\n>=e", "$S S 1.5 kg\n>=k"}},
+      // a line of 29, of 30 and of far more characters
+      {6,
+       {"$S S 1.5 kg 012345678901234567>=-", "$\r\n>=f", "$S S 1.5 kg 0123456789012345678>=-",
+        "$\r>=e", "$\n>=e", "$" + std::string(62, 'x') + ">=ee"}},
+      // noise in front, between and behind
+      {6, {"$\x80\xFF S S 1.5 kg\r\nS S 1.5 kg\r\nS S 1.5 kg\r\nS S>=bFW", "$ 1.5 kg\r\n>=W"}},
   };
   for (const Dialogue& dialogue : dialogues) Play(dialogue);
 }

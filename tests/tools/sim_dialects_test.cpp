@@ -1,11 +1,9 @@
 // The simulated scales of the command/response and the fixed-layout dialects.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <utility>
 
-#include "platform/serial_settings.hpp"
 #include "protocols/generic_frame.hpp"
 #include "tests/tools/simulated_line.hpp"
 #include "tools/tarnsim/fixed_terminal.hpp"
@@ -17,35 +15,24 @@ namespace {
 
 const Graduation kHundredKilograms = MakeGraduation(100, 0.01, {});
 
-/// A terminal at 115200 baud, so that an answer is on the line a tick after its command.
+/// On a fast line: an answer is there a tick after its command.
 template <class SomeTerminal>
-struct Bench {
+struct Bench : TerminalBench<SomeTerminal> {
   Bench(const typename SomeTerminal::Options& options, const std::string& script,
         const FaultOptions& faults = {})
-      : line(new SimulatedLine),
-        terminal(options,
-                 std::make_unique<Indicator>(Indicator::Options{kHundredKilograms},
-                                             ParseLoadScript(script), LoadModel::Options{}),
-                 std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line),
-                                             ParseSerialSettings("115200,n,8,1").CharacterTime(),
-                                             Pace::Pieces, FaultInjector(faults, 8, 1))) {}
+      : TerminalBench<SomeTerminal>(options, kHundredKilograms, script, faults, "115200,n,8,1") {}
 
   /// What was sent meanwhile.
   std::string Run(double milliseconds) {
-    const double end = now + milliseconds;
-    for (; now + 10 <= end; now += 10) terminal.Tick(now + 10);
-    std::string sent = line->Written();
-    line->pieces.clear();
+    TerminalBench<SomeTerminal>::Run(this->now + milliseconds);
+    std::string sent = this->line->Written();
+    this->line->pieces.clear();
     return sent;
   }
   std::string Ask(const std::string& command) {
-    line->Received.Raise(command + "\r\n");
+    this->line->Received.Raise(command + "\r\n");
     return Run(50);
   }
-
-  SimulatedLine* line;
-  SomeTerminal terminal;
-  double now = 0;
 };
 
 TEST(FixedFrame, IsReadByTheDefinitionOfItsType) {

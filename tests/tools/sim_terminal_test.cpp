@@ -29,22 +29,11 @@ ContinuousTerminal::Options Standard(double framePeriod = 100, double firstFrame
   return options;
 }
 
-class Bench {
- public:
+struct Bench : TerminalBench<ContinuousTerminal> {
   explicit Bench(const ContinuousTerminal::Options& options = Standard(),
                  const std::string& script = {}, const FaultOptions& faults = {},
                  const std::string& settings = "9600,e,7,2", Pace pace = Pace::Pieces)
-      : line(new SimulatedLine),
-        terminal(options,
-                 std::make_unique<Indicator>(Indicator::Options{options.layout.graduation},
-                                             ParseLoadScript(script), LoadModel::Options{}),
-                 std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line),
-                                             ParseSerialSettings(settings).CharacterTime(), pace,
-                                             FaultInjector(faults, 7, 1))) {}
-
-  void Run(double until, double tick = 10) {
-    for (; now_ + tick <= until; now_ += tick) terminal.Tick(now_ + tick);
-  }
+      : TerminalBench(options, options.layout.graduation, script, faults, settings, pace) {}
 
   std::vector<std::string> Frames() const {
     std::vector<std::string> frames;
@@ -57,12 +46,6 @@ class Bench {
     for (const std::string& frame : Frames()) count += frame[3] >> 3 & 1;
     return count;
   }
-
-  SimulatedLine* line;
-  ContinuousTerminal terminal;
-
- private:
-  double now_ = 0;
 };
 
 TEST(ContinuousTerminal, SendsWholeFramesAtItsRate) {

@@ -1,14 +1,18 @@
-// A terminal's line for tests: keeps what is written, piece by piece.
+// A terminal's line for tests: keeps what is written, piece by piece. And a terminal on it.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/automation_error.hpp"
+#include "platform/serial_settings.hpp"
 #include "platform/terminal_line.hpp"
+#include "tools/tarnsim/indicator.hpp"
+#include "tools/tarnsim/paced_line.hpp"
 
 namespace tarn::sim {
 
@@ -37,6 +41,29 @@ class SimulatedLine final : public TerminalLine {
   int attachTries = 0;
   std::optional<AutomationError> failAttach;
   std::vector<std::string> pieces;
+};
+
+/// A terminal on such a line, with a clock that the test turns.
+template <class SomeTerminal>
+struct TerminalBench {
+  TerminalBench(const typename SomeTerminal::Options& options, const Graduation& graduation,
+                const std::string& script = {}, const FaultOptions& faults = {},
+                const std::string& settings = "9600,e,7,2", Pace pace = Pace::Pieces)
+      : line(new SimulatedLine),
+        terminal(options,
+                 std::make_unique<Indicator>(Indicator::Options{graduation},
+                                             ParseLoadScript(script), LoadModel::Options{}),
+                 std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line),
+                                             ParseSerialSettings(settings).CharacterTime(), pace,
+                                             FaultInjector(faults, 7, 1))) {}
+
+  void Run(double until, double tick = 10) {
+    for (; now + tick <= until; now += tick) terminal.Tick(now + tick);
+  }
+
+  SimulatedLine* line;
+  SomeTerminal terminal;
+  double now = 0;
 };
 
 }  // namespace tarn::sim
