@@ -54,7 +54,10 @@ void GenericProtocol::AskAgain() {
 }
 
 void GenericProtocol::mvarmyScale_UpdateWeight() {
-  Attempt([this](const TarnScale&) { SendConfigured(definition_.PollString); });
+  Attempt([this](const TarnScale& scale) {
+    // A scale that is disabled while it runs keeps its updates, but not its line.
+    if (!scale.Disabled()) SendConfigured(definition_.PollString);
+  });
 }
 
 // --- What is received

@@ -158,6 +158,11 @@ TEST_F(GenericTest, APolledScaleIsAskedAtEachUpdate) {
   EXPECT_EQ(updates, 4);
   EXPECT_EQ(host.traces,
             std::vector<std::string>{"Scale x was not asked for its weight: The port is not open"});
+  host.traces.clear();
+  scale->RunScale();
+  scale->Disabled(true);
+  host.loop.Advance(4'000'000);  // a trace that repeats shows again by then
+  EXPECT_TRUE(host.traces.empty());
   Start(26);  // sends by itself
   scale->UpdateRate(4);
   scale->RunScale();
