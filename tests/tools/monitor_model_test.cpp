@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 #include "tests/tools/scale_tool_fixture.hpp"
 
@@ -73,6 +74,24 @@ TEST_F(MonitorModelTest, ARowFollowsItsScale) {
   EXPECT_EQ(row.condition, "");
   // Ten frames in a second: what the watchdog told meanwhile is none of them.
   EXPECT_DOUBLE_EQ(row.readingsPerSecond, 10);
+}
+
+TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
+  Set(1, {"alias=A", "connection=serial", "protocol=template", "fields=2", "terminator=;",
+          "field1=Id", "enabled=yes"});
+  Set(2, {"connection=ethernet", "protocol=tcp-template", "enabled=yes"});
+  Start();
+  EXPECT_EQ(Row(0).protocol, "template");
+  EXPECT_EQ(Row(1).condition, "unconnected");
+  const auto connection = server->GetScale(2)->Connection();
+  dynamic_cast<FakeSocket&>(*dynamic_cast<EthernetConnection&>(*connection).mvarSocket()).Accept();
+  EXPECT_EQ(Row(1).condition, "");
+  Port(1).Deliver("A17,12.5;");
+  EXPECT_THAT(Events().back(), EndsWith("scale 1 (A): record Id=A17, Field2=12.5"));
+  Port(1).Deliver("A18");
+  host.loop.Advance(1000);
+  EXPECT_THAT(Events().back(), EndsWith("record not complete in time"));
+  EXPECT_TRUE(Row(0).errorLed);
 }
 
 TEST_F(MonitorModelTest, SilenceAndChangesOfStateBecomeEventsOnce) {

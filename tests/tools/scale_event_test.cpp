@@ -62,6 +62,12 @@ TEST(ScaleEventJson, HasTheNamesOfThePublishedMembers) {
             begin + R"("PrintRecord",)" + scale + weights + "}");
   EXPECT_EQ(EventJson(Sample(Kind::NewStatus)),
             begin + R"("NewStatus",)" + scale + R"("activityLED":false,"errorLED":false})");
+  ScaleEvent record = Sample(Kind::NewDataReady);
+  record.fields = {{"Id", "A\x1b"}, {"Id", ""}};
+  EXPECT_EQ(EventJson(record), begin + R"("NewDataReady",)" + scale +
+                                   R"("fields":[{"name":"Id","value":"A\u001b"},)"
+                                   R"({"name":"Id","value":""}]})");
+  EXPECT_EQ(EventWords(record), "scale 3 (Line 3): record Id=A?, Id=");
   EXPECT_EQ(EventJson(info), begin + R"("InfoMessage","message":"Can't open","style":48})");
 }
 

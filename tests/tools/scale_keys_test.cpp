@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "connections/serial_connection.hpp"
+#include "protocols/template_protocol.hpp"
 #include "tests/tools/scale_tool_fixture.hpp"
 #include "tools/tarnscale/class_names.hpp"
 
@@ -108,6 +109,36 @@ TEST_F(ScaleKeysTest, WhatIsShownCanBeSetAgain) {
   EXPECT_EQ(Values(), values);
   std::dynamic_pointer_cast<SerialConnection>(Scale().Connection())->BaudRate(CommBaudRate{13});
   EXPECT_EQ(Values()["baud"], "index 13, which is none");
+}
+
+TEST_F(ScaleKeysTest, TemplatesAreSetAndShownWithTheirControlCharacters) {
+  for (const char* text :
+       {"connection=serial protocol=template", "connection=ethernet protocol=tcp-template"}) {
+    const std::string line = text;
+    const auto blank = line.find(' ');
+    Apply({line.substr(0, blank), line.substr(blank + 1)});
+    EXPECT_EQ(Values()["field20"], "Field20");
+    Apply({"fields=3", "start=\\x02", "delimiter=\xC2\xA7", "terminator=\\r\\n", "recordtime=0",
+           "demand=\\\\", "field1=Id\\b", "field20=last"});
+    const auto values = Values();
+    EXPECT_EQ(values.at("start") + values.at("delimiter") + values.at("terminator") +
+                  values.at("demand") + values.at("field1"),
+              "\\x02\xC2\xA7\\r\\n\\\\Id\\b");
+    const auto protocol = std::dynamic_pointer_cast<TemplateProtocol>(Scale().Protocol());
+    EXPECT_EQ(protocol->TemplateConfig()->Terminator(), "\r\n");
+    EXPECT_EQ(protocol->TemplateConfig()->FieldName(20), "last");
+    for (const char* wrong : {"fields=0", "fields=21", "start=\\", "start=\\x0", "start=\\q",
+                              "recordtime=-1", "field0=x", "field21=x", "type=short"}) {
+      EXPECT_THROW(Apply({wrong}), UsageError) << wrong;
+    }
+    EXPECT_EQ(Values(), values);
+    Apply({"protocol=none", line.substr(blank + 1)});
+    for (const auto& [key, value] : values) Apply({key + "=" + value});
+    EXPECT_EQ(Values(), values);
+  }
+  EXPECT_EQ(ProtocolText(Scale()), "tcp-template");
+  Apply({"address=10.0.0.7"});
+  EXPECT_EQ(ConnectionText(Scale()), "10.0.0.7");
 }
 
 TEST(ProtocolTypeNames, EveryDialectIsFoundByItsNameWordAndNumber) {

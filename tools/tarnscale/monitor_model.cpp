@@ -6,8 +6,6 @@
 #include <utility>
 
 #include "base/number_text.hpp"
-#include "connections/ethernet_connection.hpp"
-#include "connections/serial_connection.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/scale_file.hpp"
@@ -20,21 +18,6 @@ using Kind = ScaleEvent::Kind;
 
 constexpr int kPage = 10;
 constexpr char kControlC = '\x03';
-
-/// A line that went away, or never opened, shows so at once; silence would show only as no-data,
-/// and not at all where a terminal prints on demand.
-std::string LineCondition(const TarnScale& scale) {
-  const auto connection = scale.Connection();
-  if (const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection)) {
-    if (serial->SaxPort() && !serial->SaxPort()->PortOpen()) return "port closed";
-  }
-  if (const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection)) {
-    const auto socket = ethernet->mvarSocket();
-    const auto state = socket ? socket->State() : SocketState::Closed;
-    if (state != SocketState::Connected && state != SocketState::Open) return "unconnected";
-  }
-  return {};
-}
 
 }  // namespace
 

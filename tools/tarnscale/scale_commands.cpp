@@ -4,6 +4,8 @@
 #include <array>
 
 #include "base/number_text.hpp"
+#include "connections/ethernet_connection.hpp"
+#include "connections/serial_connection.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -62,6 +64,19 @@ std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command
 
 bool CommandNeedsReading(const TarnScale& scale) {
   return TypeToClass(scale.Protocol()->pType()) == ProtocolClass::Mira;
+}
+
+std::string LineCondition(const TarnScale& scale) {
+  const auto connection = scale.Connection();
+  if (const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection)) {
+    if (serial->SaxPort() && !serial->SaxPort()->PortOpen()) return "port closed";
+  }
+  if (const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection)) {
+    const auto socket = ethernet->mvarSocket();
+    const auto state = socket ? socket->State() : SocketState::Closed;
+    if (state != SocketState::Connected && state != SocketState::Open) return "unconnected";
+  }
+  return {};
 }
 
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare) {

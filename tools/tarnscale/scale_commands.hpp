@@ -32,6 +32,10 @@ std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command
 /// Whether the protocol sends a command only behind a weight that came: before the first one it
 /// would be forgotten.
 bool CommandNeedsReading(const TarnScale& scale);
+/// Why nothing can arrive from the terminal now; empty where something can. A line that went away,
+/// or never opened, shows so at once; silence would show only as no-data, and not at all where a
+/// terminal prints on demand.
+std::string LineCondition(const TarnScale& scale);
 
 /// Gives the command to the scale. Errors of the scale reach the caller.
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare = 0);

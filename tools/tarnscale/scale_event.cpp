@@ -54,14 +54,6 @@ std::string LampsText(const ScaleEvent& event) {
          (event.errorLed ? "on" : "off");
 }
 
-std::string FieldsText(const ScaleEvent& event) {
-  std::string text;
-  for (const Field& field : event.fields) {
-    text += (text.empty() ? "" : ", ") + Printable(field.name) + "=" + Printable(field.value);
-  }
-  return text;
-}
-
 std::string LostText(const ScaleEvent& event) {
   return std::to_string(event.lostReadings) + " readings and " + std::to_string(event.lostEvents) +
          " other events, since the output was not read in time";
@@ -76,7 +68,7 @@ std::string Details(const ScaleEvent& event) {
     case Kind::NewStatus:
       return LampsText(event);
     case Kind::NewDataReady:
-      return FieldsText(event);
+      return FieldsText(event.fields);
     case Kind::InfoMessage:
     case Kind::StartFailure:
       return Printable(event.message);
@@ -149,6 +141,14 @@ std::vector<Field> FieldsOf(const TarnRecordTemplateData& record) {
     fields.push_back({record.FieldName(i), record.FieldData(i)});
   }
   return fields;
+}
+
+std::string FieldsText(const std::vector<Field>& fields) {
+  std::string text;
+  for (const Field& field : fields) {
+    text += (text.empty() ? "" : ", ") + Printable(field.name) + "=" + Printable(field.value);
+  }
+  return text;
 }
 
 std::string WeightsText(const Reading& reading) {

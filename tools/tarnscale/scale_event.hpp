@@ -48,6 +48,8 @@ struct Field {
 };
 /// As many as the record's template has.
 std::vector<Field> FieldsOf(const TarnRecordTemplateData& record);
+/// "Id=A17, Net=12.50".
+std::string FieldsText(const std::vector<Field>& fields);
 
 struct ScaleEvent {
   enum class Kind {

@@ -54,6 +54,8 @@ class SingleScale {
     file_.Site().Log().Enabled(!program.Options().log.empty());
     onPrint_ = scale_->PrintData()->NewWeight.Subscribe([this] { printed_ = true; });
     onWeight_ = scale_->WeightData()->NewWeight.Subscribe([this] { TakeReading(); });
+    onRecord_ = scale_->TarnRecordTemplateData()->NewDataReady.Subscribe(
+        [this] { record_ = FieldsText(FieldsOf(*scale_->TarnRecordTemplateData())); });
     onInterrupted_ = program.Output().Interrupted.Subscribe([this] { interrupted_ = true; });
   }
 
@@ -74,6 +76,12 @@ class SingleScale {
 
  private:
   int SendToTerminal(const ScaleCommand& command, double tare, double patience) {
+    // A network connection takes its time.
+    WaitFor([this] { return interrupted_ || LineCondition(*scale_).empty(); },
+            Milliseconds(patience));
+    if (const std::string condition = LineCondition(*scale_); !condition.empty()) {
+      throw Failure(title_ + ": nothing can be sent: " + condition);
+    }
     if (CommandNeedsReading(*scale_)) AwaitReading(patience);
     reading_.reset();
     GiveCommand(*scale_, command, tare);
@@ -102,7 +110,11 @@ class SingleScale {
   }
 
   int AwaitPrint(double patience) {
-    WaitFor([this] { return interrupted_ || printed_; }, Milliseconds(patience));
+    WaitFor([this] { return interrupted_ || printed_ || record_; }, Milliseconds(patience));
+    if (record_) {
+      Print(title_ + ": record " + *record_);
+      return kSuccess;
+    }
     if (!printed_) {
       throw Failure(title_ + ": no print record within " + GeneralNumberText(patience) +
                     " s: the weight did not come to rest, or the terminal does not answer");
@@ -139,9 +151,11 @@ class SingleScale {
   std::shared_ptr<TarnScale> scale_;
   std::string title_;
   bool printed_ = false;
+  std::optional<std::string> record_;  ///< of a terminal that prints records of fields
   bool interrupted_ = false;
   std::optional<Reading> reading_;  ///< the latest
   Subscription onPrint_;
+  Subscription onRecord_;
   Subscription onWeight_;
   Subscription onInterrupted_;
 };
