@@ -7,7 +7,9 @@
 #include "connections/serial_connection.hpp"
 #include "protocols/continuous_frame.hpp"
 #include "protocols/generic_frame.hpp"
+#include "protocols/keep_alive.hpp"
 #include "protocols/mira_reply.hpp"
+#include "protocols/template_protocol.hpp"
 #include "scale/tarn_scale.hpp"
 #include "server/server_site.hpp"
 #include "tests/fakes/fake_host.hpp"
@@ -112,6 +114,59 @@ void ParseGenericFrameAlone(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(ParseGenericFrameAlone);
+
+/// Records of five fields, from the bytes of a line to the handler of NewDataReady.
+const std::string kTemplateRecord = "A0042,133.40,10.00,123.40,kg\r\n";
+
+void RunTemplate(benchmark::State& state, const char* protocolClass, const char* connectionClass,
+                 const std::string& piece) {
+  FakeHost host;
+  const auto site = std::make_shared<ServerSite>(host);
+  const auto scale = NewObject<TarnScale>(*site, "TarnScale");
+  const auto protocol = NewObject<TemplateProtocol>(*site, protocolClass);
+  protocol->TemplateConfig()->NumFields(5);
+  protocol->TemplateConfig()->Terminator("\r\n");
+  scale->ScaleNumber(1);
+  scale->Connection(NewObject<_Connection>(*site, connectionClass));
+  scale->Protocol(protocol);
+  scale->Disabled(false);
+  scale->RunScale();
+  FakeSocket& socket = *host.sockets.front();
+  const bool network = socket.State() == SocketState::Connecting;
+  if (network) socket.Accept();
+  const auto data = scale->TarnRecordTemplateData();
+  std::int64_t records = 0;
+  const auto onRecord = data->NewDataReady.Subscribe([&] {
+    ++records;
+    benchmark::DoNotOptimize(data->FieldData(4));
+  });
+  for (auto _ : state) {
+    if (network)
+      socket.Deliver(piece);
+    else
+      host.ports.back()->Deliver(piece);
+  }
+  if (records != state.iterations()) state.SkipWithError("a record was lost");
+  state.counters["frames/s"] =
+      benchmark::Counter(static_cast<double>(records), benchmark::Counter::kIsRate);
+}
+
+void TemplateRecords(benchmark::State& state) {
+  RunTemplate(state, "DemandTemplateProtocol", "SerialConnection", kTemplateRecord);
+}
+BENCHMARK(TemplateRecords);
+
+void TemplateRecordsOverTcp(benchmark::State& state) {
+  RunTemplate(state, "KesDemandTemplateProtocol", "EthernetConnection", kTemplateRecord);
+}
+BENCHMARK(TemplateRecordsOverTcp);
+
+void TemplateRecordsOverTcpWithKeepAlives(benchmark::State& state) {
+  std::string piece = kTemplateRecord;
+  piece.insert(8, kKeepAliveText);
+  RunTemplate(state, "KesDemandTemplateProtocol", "EthernetConnection", piece);
+}
+BENCHMARK(TemplateRecordsOverTcpWithKeepAlives);
 
 /// The parsing alone, without the line and the record.
 void ParseStandardFrame(benchmark::State& state) {

@@ -8,6 +8,7 @@ Usage: tools_test.py FOLDER_OF_THE_PROGRAMS [unittest arguments]
 import json
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -111,6 +112,16 @@ class ToolsTest(unittest.TestCase):
     def server(self, *numbers, options=()):
         return self.start("tarnscale", "run", self.file, "--json", *self.common,
                           *self.ports(*numbers), *options, stdin=subprocess.DEVNULL)
+
+    def records(self, server, start=0):
+        """The fields of all records from a line on, one text a record."""
+        events = [json.loads(line) for line in server.lines[start:]]
+        return [";".join(f"{field['name']}={field['value']}" for field in event["fields"])
+                for event in events if event["event"] == "NewDataReady"]
+
+    def template(self, *settings):
+        return ["fields=3", "start=#", r"terminator=\r\n", "field1=No", "field2=Net", "field3=Unit",
+                "bidirectional=yes", "enabled=yes", *settings]
 
     def test_weights_of_several_terminals_reach_the_host(self):
         self.terminal(1, "--load", "load 12.5", "--units", "kg")
@@ -298,6 +309,50 @@ class ToolsTest(unittest.TestCase):
         terminal.process.stdin.close()
         self.assertEqual(terminal.process.wait(LIMIT), 0)
         self.assertFalse(os.path.lexists(self.line(1)))
+
+    def test_records_of_a_printing_terminal_reach_the_host(self):
+        # Numbered records, some with fewer fields, in single characters and with pauses inside.
+        terminal = self.start("tarnsim", "template", "--port", self.line(1), "--load", "load 12.5",
+                              "--start", "#", "--print-every", "0.5", "--field-delay", "0.05", "--short", "0.3",
+                              "--pace", "char", "-v", stdin=subprocess.DEVNULL)
+        terminal.wait_for(lambda line: line.startswith("ready "), "terminal")
+        self.run_tool("set", self.file, 1, *self.common, "alias=Line 1", "connection=serial",
+                      "port=1", "protocol=template", *self.template("recordtime=5000"))
+        demanded = self.run_tool("send", self.file, 1, "P", *self.common, *self.ports(1))
+        self.assertRegex(demanded.stdout, r"record No=\d+, Net=")
+        server = self.server(1)
+        server.wait_for_event(lambda e: e["event"] == "NewDataReady"
+                              and e["fields"][1]["value"] == "12.50", "record")
+        start = len(server.lines)
+        for _ in range(8):
+            server.wait_for_event(lambda e: e["event"] == "NewDataReady", "record", start)
+            start = len(server.lines)
+        self.assertEqual(server.end(), 0)
+        numbers = [int(record.split(";")[0][3:]) for record in self.records(server)]
+        self.assertEqual(numbers, list(range(numbers[0], numbers[0] + len(numbers))))
+        self.assertNotIn("TimeoutError", [json.loads(line)["event"] for line in server.lines])
+
+    def test_records_over_tcp_survive_keep_alives_and_a_dropped_connection(self):
+        self.run_tool("set", self.file, 1, *self.common, "alias=Line 1", "connection=ethernet",
+                      "address=127.0.49.2", "protocol=tcp-template",
+                      *self.template("recordtime=5000"))
+        for passage in ("first", "taken again"):
+            terminal = self.start("tarnsim", "template", "--listen", "127.0.49.2", "--load",
+                                  "load 40", "--start", "#", "--print-every", "0.6",
+                                  "--field-delay", "0.15", "--keep-alive", "0.25",
+                                  stdin=subprocess.DEVNULL)
+            terminal.wait_for(lambda line: line.startswith("ready "), "terminal")
+            demanded = self.run_tool("send", self.file, 1, "P", *self.common)
+            self.assertRegex(demanded.stdout, r"record No=\d+, Net=", passage)
+            server = self.server()
+            server.wait_for_event(lambda e: e["event"] == "NewDataReady"
+                                  and e["fields"][1]["value"] == "40.00", "record")
+            self.assertEqual(terminal.end(), 0)
+            self.assertIsNone(server.process.poll())
+            self.assertEqual(server.end(), 0)
+            numbers = [int(re.match(r"No=(\d+);Net=[0-9.]+;Unit=kg$", record)[1])
+                       for record in self.records(server)]
+            self.assertEqual(numbers, list(range(numbers[0], numbers[0] + len(numbers))))
 
     def test_settings_survive_and_wrong_ones_change_nothing(self):
         self.configure(1, "baud=19200", "type=short")
