@@ -60,13 +60,6 @@ void KesMessage::SetLength(std::size_t length) {
   request_.hdr.length = LittleEndian(static_cast<std::uint16_t>(length));
 }
 
-template <class Number>
-void KesMessage::PutNumber(Number value) {
-  const auto bytes = LittleEndian(value);
-  std::copy(bytes.begin(), bytes.end(), request_.data.begin());
-  SetLength(bytes.size());
-}
-
 void KesMessage::PutString(std::string_view text) {
   const std::string bytes = locale_.ToBytes(text);
   if (CopyInto(request_.data, bytes))
@@ -104,12 +97,6 @@ std::string_view KesMessage::Element(std::int16_t index, std::size_t width,
     return {};
   }
   return {reply_.data.data() + start, width};
-}
-
-template <class Number>
-Number KesMessage::GetNumber(std::int16_t index, std::int16_t available) {
-  const std::string_view bytes = Element(index, sizeof(Number), available);
-  return bytes.empty() ? Number{0} : FromLittleEndian<Number>(bytes);
 }
 
 bool KesMessage::CheckCount(std::int16_t count, std::int16_t available) {

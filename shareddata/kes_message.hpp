@@ -6,6 +6,7 @@
 //
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -114,5 +115,18 @@ class KesMessage {
   ReplyMessageStruct reply_;
   bool ErrorFlag = false;
 };
+
+template <class Number>
+void KesMessage::PutNumber(Number value) {
+  const auto bytes = LittleEndian(value);
+  std::copy(bytes.begin(), bytes.end(), request_.data.begin());
+  SetLength(bytes.size());
+}
+
+template <class Number>
+Number KesMessage::GetNumber(std::int16_t index, std::int16_t available) {
+  const std::string_view bytes = Element(index, sizeof(Number), available);
+  return bytes.empty() ? Number{0} : FromLittleEndian<Number>(bytes);
+}
 
 }  // namespace tarn
