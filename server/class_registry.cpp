@@ -17,6 +17,7 @@
 #include "protocols/tarn_record_template_config.hpp"
 #include "scale/summit_data.hpp"
 #include "scale/tarn_scale.hpp"
+#include "shareddata/kes_sd_protocol.hpp"
 
 namespace tarn {
 namespace {
@@ -51,6 +52,7 @@ constexpr std::array kClasses = {
     Entry{"NoConnection", Plain<NoConnection>},
     Entry{"SerialConnection", WithSite<SerialConnection>},
     Entry{"Protocol", Plain<Protocol>},
+    Entry{"KesSDProtocol", WithSite<KesSDProtocol>},
     Entry{"NoProtocol", Plain<NoProtocol>},
     Entry{"TarnContinuousProtocol", WithSite<TarnContinuousProtocol>},
     Entry{"MiraProtocol", WithSite<MiraProtocol>},
