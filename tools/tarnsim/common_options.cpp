@@ -193,9 +193,13 @@ LoadScript ScriptOf(const CommonOptions& options, Files& files) {
 
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
   AddLineOptions(command, options);
+  AddTerminalOptions(command, options);
+  AddFaultOptions(command, options);
+}
+
+void AddTerminalOptions(CLI::App& command, CommonOptions& options) {
   AddScaleOptions(command, options);
   AddLoadOptions(command, options);
-  AddFaultOptions(command, options);
   AddRunOptions(command, options);
 }
 

@@ -25,6 +25,7 @@ namespace tarn::sim {
 struct CommonOptions {
   std::vector<std::string> ports;
   std::optional<int> tcpPort;  ///< the ports are addresses at which this TCP port is listened to
+  bool datagrams = false;      ///< the ports are addresses of terminals without a line
   int count = 1;
   std::string line;  ///< in place of the four that follow
   std::string baud = "9600";
@@ -66,7 +67,10 @@ struct CommonSetup {
   FaultOptions faults;
 };
 
+/// Those of a terminal on a line.
 void AddCommonOptions(CLI::App& command, CommonOptions& options);
+/// Those that have nothing to do with a line.
+void AddTerminalOptions(CLI::App& command, CommonOptions& options);
 
 /// Throws UsageError; AutomationError where the script file cannot be read.
 CommonSetup CheckedSetup(const CommonOptions& options, Files& files);

@@ -11,6 +11,7 @@
 #include "tools/tarnsim/continuous_command.hpp"
 #include "tools/tarnsim/generic_command.hpp"
 #include "tools/tarnsim/mira_command.hpp"
+#include "tools/tarnsim/shared_data_command.hpp"
 #include "tools/tarnsim/template_command.hpp"
 #include "tools/tarnsim/usage_error.hpp"
 
@@ -34,6 +35,7 @@ int main(int argc, char** argv) {
   tarn::sim::AddTemplateCommand(app);
   tarn::sim::AddMiraCommand(app);
   tarn::sim::AddGenericCommand(app);
+  tarn::sim::AddSharedDataCommand(app);
   try {
     std::vector<std::string> arguments = tarn::ProgramArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back

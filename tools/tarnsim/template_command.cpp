@@ -54,7 +54,7 @@ std::string LineBytes(UserLocale& locale, const std::string& text) {
 }
 
 TemplateTerminal::Options TerminalOptions(const TemplateOptions& options, TerminalRun& run) {
-  UserLocale& locale = run.Locale();
+  UserLocale& locale = run.System().Locale();
   const std::string usualDemand = options.addresses.empty() ? "P" : "\b";
   TemplateTerminal::Options terminal;
   terminal.layout = {.startString = LineBytes(locale, options.start),

@@ -77,12 +77,20 @@ std::unique_ptr<TerminalLine> TerminalRun::MakeLine(const std::string& port) {
                           : host_->CreateTerminalLine(port);
 }
 
+TerminalParts TerminalRun::PartsOf(std::size_t index) {
+  const std::uint64_t seed = SeedOf(options_, index);
+  TerminalParts parts;
+  parts.port = setup_.ports[index];
+  parts.indicator = MakeIndicator(options_, setup_, seed);
+  if (!options_.datagrams) parts.line = MakePacedLine(MakeLine(parts.port), setup_, seed);
+  parts.seed = seed;
+  parts.phase = Random(seed, kPhaseStream).Unit();
+  return parts;
+}
+
 void TerminalRun::AddTerminal(const MakeTerminal& make, std::size_t index) {
   const std::string& port = setup_.ports[index];
-  const std::uint64_t seed = SeedOf(options_, index);
-  auto terminal =
-      make({MakeIndicator(options_, setup_, seed), MakePacedLine(MakeLine(port), setup_, seed),
-            seed, Random(seed, kPhaseStream).Unit()});
+  auto terminal = make(PartsOf(index));
   if (options_.verbose >= 1) Report(terminal->Noted, port, {});
   if (options_.verbose >= 2) Report(terminal->FrameSent, port, "frame ");
   simulation_.Add(std::move(terminal));

@@ -17,7 +17,8 @@ namespace tarn::sim {
 /// What every terminal is made of.
 struct TerminalParts {
   std::unique_ptr<Indicator> indicator;
-  std::unique_ptr<PacedLine> line;
+  std::unique_ptr<PacedLine> line;  ///< none for a terminal that is reached by datagrams
+  std::string port;
   std::uint64_t seed = 0;
   double phase = 0;  ///< 0 to 1: several terminals do not send at the same moments
 };
@@ -30,12 +31,13 @@ class TerminalRun {
   explicit TerminalRun(const CommonOptions& options);
 
   const CommonSetup& Setup() const { return setup_; }
-  UserLocale& Locale() { return host_->Locale(); }
+  Host& System() { return *host_; }
   void Run(const MakeTerminal& make);
 
  private:
   Simulation::Options RunOptions() const;
   std::unique_ptr<TerminalLine> MakeLine(const std::string& port);
+  TerminalParts PartsOf(std::size_t index);
   void AddTerminal(const MakeTerminal& make, std::size_t index);
   void Report(Event<std::string_view>& event, const std::string& port, const std::string& what);
 
