@@ -22,6 +22,10 @@ class Persistable {
   /// The published name of the class, under which a bag keeps the object.
   virtual std::string_view ClassName() const = 0;
 
+  /// A client's own object, of a class that only the client knows: a bag cannot keep it. Its
+  /// ClassName is the default class of its place, and it writes no values of its own.
+  virtual bool IsClientMade() const { return false; }
+
   /// Runs once on an object that is not restored from a bag: gives the settings their defaults.
   virtual void InitProperties() {}
   /// Runs once on an object that is restored from a bag, instead of InitProperties.

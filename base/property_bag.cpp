@@ -97,6 +97,10 @@ void PropertyBag::WriteObject(std::string_view key, const Persistable& object) {
   auto nested = std::make_unique<Object>();
   nested->className = object.ClassName();
   object.WriteProperties(nested->bag);
+  if (object.IsClientMade()) clientMade_.emplace_back(key);
+  for (const std::string& place : nested->bag.clientMade_) {
+    clientMade_.push_back(std::string(key) + "." + place);
+  }
   Store(key, std::move(nested));
 }
 

@@ -58,6 +58,10 @@ class PropertyBag {
 
   bool IsEmpty() const { return entries_.empty(); }
 
+  /// The places of written objects that clients had made, of which the bag keeps only a default
+  /// one: "Scale3.Protocol.Configuration".
+  const std::vector<std::string>& ClientMade() const { return clientMade_; }
+
   /// The whole contents as bytes. Error 6 where a key, value or the whole exceeds its bound.
   std::string Contents() const;
   /// Trusts nothing: error 321 for bytes that are no contents, or cut short, or too deep.
@@ -78,6 +82,7 @@ class PropertyBag {
   static PropertyBag FromEntries(std::string_view bytes, int depth);
 
   std::vector<Entry> entries_;
+  std::vector<std::string> clientMade_;
 };
 
 struct PropertyBag::Object {

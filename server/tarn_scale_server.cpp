@@ -146,8 +146,11 @@ void TarnScaleServer::NewConfiguration() {
 
 void TarnScaleServer::SaveScaleSettings() {
   RequireRunning();
+  std::vector<std::string> clientMade;
   try {
-    WriteSettingsFile(host_.Files(), file_.name, scales_.Save());
+    const PropertyBag bag = scales_.Save();
+    clientMade = bag.ClientMade();
+    WriteSettingsFile(host_.Files(), file_.name, bag);
     host_.Settings().Set(kSection, "LastFile", file_.name);
   } catch (const std::exception& error) {
     host_.Trace(file_.name + " cannot be saved: " + error.what());
@@ -156,6 +159,10 @@ void TarnScaleServer::SaveScaleSettings() {
   }
   file_.dirty = false;
   file_.isNew = false;
+  if (clientMade.empty()) return;
+  std::string places;
+  for (const std::string& place : clientMade) places += (places.empty() ? "" : ", ") + place;
+  Inform("Objects of clients are not saved; defaults take their place: " + places, kExclamation);
 }
 
 /// A setting that persists and was written makes the configuration dirty. The lamps persist too,

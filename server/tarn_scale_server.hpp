@@ -69,6 +69,8 @@ class TarnScaleServer {
   /// True: a new configuration. False: the one of CurrentFileName, or a new one where that cannot
   /// be read. Does not start the scales.
   void LoadScaleSettings(bool INITNEW);
+  /// Objects that clients have made are saved as the defaults of their places, which InfoMessage
+  /// then names.
   void SaveScaleSettings();
   /// Error 91 at an empty slot.
   void SetComPortsUsed();
