@@ -1,0 +1,44 @@
+// The contract of a configuration, which tells the polling engine what to read, and the contract's
+// own empty implementation.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/persistable.hpp"
+#include "shareddata/sd_tag_info.hpp"
+
+namespace tarn {
+
+/// A client may give an engine an object of its own, so any call may throw.
+class _SummitConfig : public Persistable {
+ public:
+  using TagInfo = std::shared_ptr<SDTagInfo>;
+
+  /// None where there is no such tag.
+  virtual TagInfo GetTagInfoByKey(const std::string& TagName) const = 0;
+  /// Of the tags that every round reads, counted from 1; none outside 1 to GetTagInfoCount.
+  virtual TagInfo GetTagInfoByIndex(std::int16_t TagIndex) const = 0;
+  virtual std::int16_t GetTagInfoCount() const = 0;
+  /// Names of the trigger variables, counted from 1; the first name that is not 5 characters long
+  /// ends the list.
+  virtual std::string GetResetTrigger(std::int16_t TriggerIndex) const = 0;
+  virtual std::string GetUpdateTrigger(std::int16_t TriggerIndex) const = 0;
+};
+
+/// Describes nothing.
+class SummitConfig : public _SummitConfig {
+ public:
+  static constexpr std::string_view kClassName = "SummitConfig";
+
+  std::string_view ClassName() const override { return kClassName; }
+  TagInfo GetTagInfoByKey(const std::string& /*TagName*/) const override { return nullptr; }
+  TagInfo GetTagInfoByIndex(std::int16_t /*TagIndex*/) const override { return nullptr; }
+  std::int16_t GetTagInfoCount() const override { return 0; }
+  std::string GetResetTrigger(std::int16_t /*TriggerIndex*/) const override { return {}; }
+  std::string GetUpdateTrigger(std::int16_t /*TriggerIndex*/) const override { return {}; }
+};
+
+}  // namespace tarn

@@ -1,0 +1,38 @@
+// How the values of tags travel in messages.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "scale/summit_data.hpp"
+#include "shareddata/kes_message.hpp"
+#include "shareddata/sd_tag_info.hpp"
+
+namespace tarn {
+
+/// Bytes of a value of the type, or of one element of an array; 0 for a number that is no type.
+std::int16_t ElementWidth(SDTagType type);
+
+/// Error 380 for a name that is no terminal variable's: 1 to 6 characters, so that it fits into a
+/// request behind the name of the node.
+void RequireVariableName(std::string_view name);
+
+/// Whether ConvertReadData gives the tag a value.
+bool IsReadSingly(SDTagType type);
+
+/// The reply's data as the tag's value; a type that is not read singly changes nothing. An unsigned
+/// long comes as text: deliberate, that is how terminals send it.
+void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg);
+
+/// The reply's data into the data object, arrays element by element; false where the data did not
+/// decode. What the data object throws passes through.
+bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
+                       _SummitData& data);
+
+/// The value into a write request, in the tag's type. False for a type that cannot be written;
+/// errors 6 and 13 where the value is not of the type.
+bool PutTagValue(KesMessage& message, SDTagType type, const TagValue& value,
+                 std::string_view decimalSeparator);
+
+}  // namespace tarn
