@@ -18,6 +18,17 @@
 #include "scale/summit_data.hpp"
 #include "scale/tarn_scale.hpp"
 #include "shareddata/kes_sd_protocol.hpp"
+#include "shareddata/sd_tag_info.hpp"
+#include "shareddata/summit_config.hpp"
+#include "shareddata/summit_protocol.hpp"
+#include "shareddata/tarn_kes_basic_config.hpp"
+#include "shareddata/tarn_kes_basic_data.hpp"
+#include "shareddata/tarn_orbix_diag_config.hpp"
+#include "shareddata/tarn_orbix_diag_data.hpp"
+#include "shareddata/tarn_predict_failure_config.hpp"
+#include "shareddata/tarn_predict_failure_data.hpp"
+#include "shareddata/tarn_scale_diag_config.hpp"
+#include "shareddata/tarn_scale_diag_data.hpp"
 
 namespace tarn {
 namespace {
@@ -60,7 +71,18 @@ constexpr std::array kClasses = {
     Entry{"DemandTemplateProtocol", KeepingSite<DemandTemplateProtocol>},
     Entry{"KesDemandTemplateProtocol", KeepingSite<KesDemandTemplateProtocol>},
     Entry{"TarnRecordTemplateConfig", WithSite<TarnRecordTemplateConfig>},
+    Entry{"SDTagInfo", Plain<SDTagInfo>},
+    Entry{"SummitConfig", Plain<SummitConfig>},
     Entry{"SummitData", Plain<SummitData>},
+    Entry{"SummitProtocol", KeepingSite<SummitProtocol>},
+    Entry{"TarnKesBasicConfig", Plain<TarnKesBasicConfig>},
+    Entry{"TarnKesBasicData", WithSite<TarnKesBasicData>},
+    Entry{"TarnOrbixDiagConfig", Plain<TarnOrbixDiagConfig>},
+    Entry{"TarnOrbixDiagData", Plain<TarnOrbixDiagData>},
+    Entry{"TarnPredictFailureConfig", Plain<TarnPredictFailureConfig>},
+    Entry{"TarnPredictFailureData", Plain<TarnPredictFailureData>},
+    Entry{"TarnScaleDiagConfig", Plain<TarnScaleDiagConfig>},
+    Entry{"TarnScaleDiagData", WithSite<TarnScaleDiagData>},
 };
 
 }  // namespace

@@ -1,0 +1,494 @@
+#include "shareddata/summit_protocol.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "base/automation_error.hpp"
+#include "connections/ethernet_connection.hpp"
+#include "scale/tarn_scale.hpp"
+#include "scale/weight_data.hpp"
+#include "shareddata/data_sets.hpp"
+#include "shareddata/message_layout.hpp"
+#include "shareddata/tag_messages.hpp"
+
+namespace tarn {
+namespace {
+
+enum Sequence : std::uint8_t { kPolling = 1, kSingleRead = 2, kWrite = 3 };
+
+constexpr std::size_t kSequenceAt = offsetof(MessageHeaderStruct, sequenceNumber);
+constexpr std::int16_t kFirstLocalPort = 1700;
+constexpr std::int16_t kTerminalPort = 1701;
+
+// Milliseconds, as activity timers count them.
+constexpr std::int32_t kTriggerPace = 10;   ///< until triggers are looked at again
+constexpr std::int32_t kRoundPace = 1000;   ///< between rounds of a scale without update interval
+constexpr std::int32_t kReadTimeout = 500;  ///< of a single read
+/// A single read ends even when nothing ticks any more.
+constexpr std::int32_t kLongestRead = 1000;
+
+/// Trigger reads after which a tag is read whatever the triggers say.
+constexpr std::int16_t kTriggerPatience = 2;
+constexpr std::size_t kTriggerNameLength = 5;
+/// A configuration that never ends its list is a client's mistake.
+constexpr std::int16_t kMostTriggers = 100;
+
+/// The names of a trigger list, up to the first that is none.
+template <class Get>
+std::vector<std::string> TriggersOf(const _SummitConfig& configuration, Get get) {
+  std::vector<std::string> names;
+  for (std::int16_t i = 1; i <= kMostTriggers; ++i) {
+    std::string name = (configuration.*get)(i);
+    if (name.size() != kTriggerNameLength) break;
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
+/// Whether an object stands where nobody has put one of his own: none, the base class, or what the
+/// engine brought for another type.
+bool GivesWay(const std::shared_ptr<Persistable>& object, std::string_view base,
+              std::string_view broughtBefore) {
+  if (!object) return true;
+  if (object->IsClientMade()) return false;
+  return object->ClassName() == base || object->ClassName() == broughtBefore;
+}
+
+}  // namespace
+
+SummitProtocol::SummitProtocol(std::shared_ptr<ScaleSite> site)
+    : site_(std::move(site)), configuration_(std::make_shared<SummitConfig>()) {}
+
+SummitProtocol::~SummitProtocol() = default;
+
+// --- Settings ---------------------------------------------------------------------------------
+
+void SummitProtocol::InitProperties() {
+  Configuration(nullptr);
+}
+
+void SummitProtocol::ReadProperties(const PropertyBag& bag) {
+  Protocol::pType(ProtocolType{bag.ReadLong("Ptype", 0)});
+  Configuration(ReadObject<_SummitConfig>(bag, "Configuration", *site_, SummitConfig::kClassName));
+}
+
+void SummitProtocol::WriteProperties(PropertyBag& bag) const {
+  bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()), 0);
+  bag.WriteObject("Configuration", *configuration_);
+}
+
+void SummitProtocol::Configuration(std::shared_ptr<_SummitConfig> configuration) {
+  const auto self = weak_from_this().lock();
+  configuration_ = configuration ? std::move(configuration) : std::make_shared<SummitConfig>();
+  onConfigurationChanged_ = configuration_->PropertyChanged.Subscribe(
+      [this](std::string_view) { ConfigurationHasChanged(); });
+  ConfigurationHasChanged();
+}
+
+void SummitProtocol::ConfigurationHasChanged() {
+  const auto self = weak_from_this().lock();
+  if (pollingIndex_ > 0) EndRound();
+  PropertyChanged.Raise("Configuration");
+  if (const auto data = Data()) Attempt([&] { data->ConfigurationChanged(); });
+}
+
+void SummitProtocol::pType(ProtocolType type) {
+  const auto self = weak_from_this().lock();
+  const ProtocolType former = pType();
+  Protocol::pType(type);
+  BringPair(former);
+}
+
+void SummitProtocol::BringPair(ProtocolType former) {
+  const DataSet* set = FindDataSet(pType());
+  if (set == nullptr) return;
+  const DataSet* formerSet = former == pType() ? nullptr : FindDataSet(former);
+  const DataSet before = formerSet == nullptr ? DataSet{} : *formerSet;
+  if (GivesWay(configuration_, SummitConfig::kClassName, before.configuration)) {
+    Configuration(NewObject<_SummitConfig>(*site_, set->configuration));
+  }
+  const auto scale = myScale();
+  if (scale && GivesWay(scale->SummitData(), "SummitData", before.data)) {
+    scale->SummitData(NewObject<_SummitData>(*site_, set->data));
+  }
+}
+
+void SummitProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
+  Protocol::WeightData(record);
+  if (!record) return;
+  record->WeightAvailable(false);
+  record->ClearWeight();
+}
+
+// --- Life -------------------------------------------------------------------------------------
+
+void SummitProtocol::Connect() {
+  const auto self = shared_from_this();
+  Disconnect();
+  BringPair(pType());
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  if (!ethernet) return;
+  const auto scale = myScale();
+  ScaleSite& site = Required(scale, "The protocol has no scale").Site();
+  mvarSocket = ethernet->TakeSocket(scale->ScaleNumber(), site);
+  nodeName_ = ethernet->NodeName();
+  ethernet->SocketProtocol(1);
+  ethernet->LocalPort(static_cast<std::int16_t>(kFirstLocalPort + scale->ScaleNumber()));
+  ethernet->RemotePort(kTerminalPort);
+  if (!mvarSocket) return;
+
+  onArrival_ = mvarSocket->DataArrival.Subscribe(
+      [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
+  myScaleActivityTimer = std::make_unique<ActivityTimer>(site.TickTimer());
+  onActivityTimer_ =
+      myScaleActivityTimer->TimedOutEvent.Subscribe([this] { myScaleActivityTimer_TimedOut(); });
+  myTriggerUpdateTimer = std::make_unique<ActivityTimer>(site.TickTimer());
+  onTriggerTimer_ =
+      myTriggerUpdateTimer->TimedOutEvent.Subscribe([this] { myTriggerUpdateTimer_TimedOut(); });
+  resetTriggersDue_ = true;
+  // The connection opens the socket only after this, so the first round waits for the timer.
+  myTriggerUpdateTimer->TimeoutTime(kTriggerPace);
+}
+
+void SummitProtocol::Disconnect() {
+  ++turn_;
+  pendingRead_.reset();
+  polledTag_.reset();
+  pollingIndex_ = 0;
+  onArrival_.Reset();
+  onActivityTimer_.Reset();
+  onTriggerTimer_.Reset();
+  myScaleActivityTimer.reset();
+  myTriggerUpdateTimer.reset();
+  mvarSocket.reset();
+}
+
+std::shared_ptr<_SummitData> SummitProtocol::Data() const {
+  const auto scale = myScale();
+  return scale ? scale->SummitData() : nullptr;
+}
+
+/// A protocol that another has replaced may still be held by a client; the socket is then no longer
+/// its own.
+bool SummitProtocol::IsRunning() const {
+  const auto scale = myScale();
+  return scale && scale->Protocol().get() == this && mvarSocket &&
+         mvarSocket->State() == SocketState::Open;
+}
+
+/// Runs what may call a client's object or handler; false when it threw.
+bool SummitProtocol::Attempt(const std::function<void()>& work) const {
+  try {
+    work();
+    return true;
+  } catch (const std::exception& error) {
+    site_->System().Trace(std::string("Terminal variables: ") + error.what());
+  }
+  return false;
+}
+
+// --- Messages ---------------------------------------------------------------------------------
+
+std::string SummitProtocol::Destination(std::string_view variable) const {
+  return nodeName_ + "/" + std::string(variable);
+}
+
+/// Every request is built in a fresh message: a shorter name would leave the end of a longer one
+/// behind it.
+bool SummitProtocol::BeginRequest(std::optional<KesMessage>& message, bool write,
+                                  std::string_view variable, std::uint8_t sequence) {
+  message.emplace(site_->System().Locale());
+  return write ? message->InitWriteRequest(kServerName, Destination(variable), sequence)
+               : message->InitReadRequest(kServerName, Destination(variable), sequence);
+}
+
+bool SummitProtocol::Send(const KesMessage& message) {
+  const auto socket = mvarSocket;
+  return socket && Attempt([&] { socket->SendData(message.GetRequestBytes()); });
+}
+
+void SummitProtocol::WriteTrigger(const std::string& name, bool value) {
+  if (!BeginRequest(pollingMessage_, true, name, kPolling)) return;
+  pollingMessage_->PutBit(value);
+  Send(*pollingMessage_);
+}
+
+void SummitProtocol::ReadTrigger(const std::string& name) {
+  if (BeginRequest(pollingMessage_, false, name, kPolling)) Send(*pollingMessage_);
+}
+
+void SummitProtocol::ResetTriggers() {
+  for (const auto& name : TriggersOf(*configuration_, &_SummitConfig::GetResetTrigger)) {
+    WriteTrigger(name, true);
+  }
+}
+
+void SummitProtocol::ArmUpdateTriggers() {
+  const auto names = TriggersOf(*configuration_, &_SummitConfig::GetUpdateTrigger);
+  if (names.empty()) return;
+  if (const auto data = Data()) data->ResetState();
+  for (const auto& name : names) WriteTrigger(name, true);
+}
+
+void SummitProtocol::ReadUpdateTriggers() {
+  if (triggerReads_ <= kTriggerPatience) ++triggerReads_;
+  for (const auto& name : TriggersOf(*configuration_, &_SummitConfig::GetUpdateTrigger)) {
+    ReadTrigger(name);
+  }
+}
+
+// --- Single variables -------------------------------------------------------------------------
+
+SDAccessStatus SummitProtocol::ReadTag(const std::shared_ptr<SDTagInfo>& tag) {
+  const auto self = shared_from_this();
+  if (!tag) return SDAccessStatus::INVALID_TAG;
+  if (pendingRead_ || !IsRunning()) return SDAccessStatus::READ_FAILURE;
+  if (!BeginRequest(readMessage_, false, tag->TagName(), kSingleRead) || !Send(*readMessage_)) {
+    return SDAccessStatus::READ_FAILURE;
+  }
+  const auto pending = std::make_shared<PendingRead>(PendingRead{tag});
+  pendingRead_ = pending;
+  const auto scale = myScale();  // holds the site, whatever happens during the wait
+  ScaleSite& site = scale->Site();
+  ActivityTimer timer(site.TickTimer());
+  timer.TimeoutTime(kReadTimeout);
+  site.System().Loop().RunUntil(
+      [&] {
+        return pending->answered || pendingRead_ != pending || timer.TimedOut() || !IsRunning();
+      },
+      kLongestRead);
+  if (pendingRead_ == pending) pendingRead_.reset();
+  return pending->answered ? SDAccessStatus::RW_SUCCESS : SDAccessStatus::READ_FAILURE;
+}
+
+SDAccessStatus SummitProtocol::WriteTag(const std::shared_ptr<SDTagInfo>& tag,
+                                        const TagValue& value) {
+  const auto self = shared_from_this();
+  if (!tag) return SDAccessStatus::INVALID_TAG;
+  if (!IsRunning()) return SDAccessStatus::WRITE_FAILURE;
+  if (!BeginRequest(writeMessage_, true, tag->TagName(), kWrite)) {
+    return SDAccessStatus::WRITE_FAILURE;
+  }
+  try {
+    const std::string separator = site_->System().Locale().DecimalSeparator();
+    if (!PutTagValue(*writeMessage_, tag->TagType(), value, separator)) {
+      return SDAccessStatus::WRONG_DATA_TYPE;
+    }
+  } catch (const AutomationError&) {
+    return SDAccessStatus::WRONG_DATA_TYPE;
+  }
+  const bool sent = writeMessage_->MessageOK() && Send(*writeMessage_);
+  return sent ? SDAccessStatus::RW_SUCCESS : SDAccessStatus::WRITE_FAILURE;
+}
+
+// --- Arrivals ---------------------------------------------------------------------------------
+
+/// A datagram may hold several replies, one behind the other.
+void SummitProtocol::mvarSocket_DataArrival(std::int32_t /*bytesTotal*/) {
+  const auto self = shared_from_this();
+  const auto socket = mvarSocket;
+  if (!IsRunning()) return;
+  const std::string received = socket->GetData();
+  std::string_view left = received;
+  while (!left.empty() && socket == mvarSocket) {
+    left.remove_prefix(std::min(left.size(), TakeReply(left)));
+  }
+}
+
+/// The bytes that the reply took.
+std::size_t SummitProtocol::TakeReply(std::string_view bytes) {
+  const char sequence = bytes.size() > kSequenceAt ? bytes[kSequenceAt] : '\0';
+  switch (sequence) {
+    case kPolling:
+      return TakePollingReply(bytes);
+    case kSingleRead:
+      return TakeReadReply(bytes);
+    case kWrite:
+      break;
+    default:
+      ReportNoData();
+  }
+  return TakeWriteReply(bytes);
+}
+
+/// The whole length of the reply; a reply that cannot be loaded counts as one without data.
+std::size_t SummitProtocol::Load(std::optional<KesMessage>& message, std::string_view bytes) {
+  if (!message) message.emplace(site_->System().Locale());
+  const std::int16_t length = message->LoadReply(bytes, static_cast<std::int32_t>(bytes.size()));
+  const bool loaded = message->MessageOK();
+  if (!loaded) ReportNoData();
+  return kMessageHeaderLength + static_cast<std::size_t>(length);
+}
+
+/// Whichever node the reply says it comes from.
+bool SummitProtocol::Names(const KesMessage& reply, const SDTagInfo& tag) {
+  return reply.ReplySource().ends_with("/" + tag.TagName());
+}
+
+std::size_t SummitProtocol::TakePollingReply(std::string_view bytes) {
+  const std::size_t taken = Load(pollingMessage_, bytes);
+  if (pollingIndex_ >= 1 && taken > kMessageHeaderLength) FilePolledReply();
+  return taken;
+}
+
+/// A late answer of a read that was given up belongs to another variable than the one that waits,
+/// and changes nothing.
+std::size_t SummitProtocol::TakeReadReply(std::string_view bytes) {
+  const std::size_t taken = Load(readMessage_, bytes);
+  const auto pending = pendingRead_;
+  if (!pending) return taken;
+  if (readMessage_->MessageOK() && !Names(*readMessage_, *pending->tag)) return taken;
+  if (taken > kMessageHeaderLength) ConvertReadData(*pending->tag, *readMessage_);
+  pending->answered = true;
+  pendingRead_.reset();
+  return taken;
+}
+
+std::size_t SummitProtocol::TakeWriteReply(std::string_view bytes) {
+  return Load(writeMessage_, bytes);
+}
+
+// --- The round --------------------------------------------------------------------------------
+
+/// Late, doubled and foreign replies, and those of the triggers, name another variable than the one
+/// that was asked for.
+void SummitProtocol::FilePolledReply() {
+  const auto tag = polledTag_;
+  if (!tag || !Names(*pollingMessage_, *tag)) return;
+  polledTag_.reset();
+  const auto data = Data();
+  const std::uint32_t turn = turn_;
+  // A copy, since a handler may wait for a single read, and further replies arrive meanwhile.
+  KesMessage reply = *pollingMessage_;
+  bool delivered = false;
+  Attempt([&] { delivered = data && DeliverPolledData(reply, tag, *data); });
+  if (turn != turn_) return;
+  if (!delivered) {
+    FailRound();
+    return;
+  }
+  ++pollingIndex_;
+  PollNextTag();
+}
+
+void SummitProtocol::BeginRound() {
+  ++turn_;
+  pollingIndex_ = 1;
+  triggerReads_ = 0;
+  errorInRound_ = false;
+  if (const auto user = std::dynamic_pointer_cast<TagAccessUser>(Data())) {
+    user->Access(weak_from_this());
+  }
+  if (std::exchange(resetTriggersDue_, false)) ResetTriggers();
+  ArmUpdateTriggers();
+}
+
+void SummitProtocol::PollNextTag() {
+  const std::uint32_t turn = turn_;
+  const bool done = Attempt([&] {
+    const auto configuration = configuration_;
+    const std::int16_t count = configuration->GetTagInfoCount();
+    if (pollingIndex_ > count) {
+      if (turn == turn_) count > 0 ? CompleteRound() : EndRound();
+      return;
+    }
+    const auto tag = configuration->GetTagInfoByIndex(pollingIndex_);
+    const auto data = Data();
+    const bool mustWait = Required(tag).TriggerRequired() && triggerReads_ <= kTriggerPatience &&
+                          !Required(data).TriggersComplete();
+    if (turn != turn_) return;
+    if (mustWait)
+      myTriggerUpdateTimer->TimeoutTime(kTriggerPace);
+    else
+      RequestPolledTag(tag);
+  });
+  if (!done && turn == turn_) FailRound();
+}
+
+/// Without a time-out of the scale nobody watches for the reply; the variable is then asked for
+/// again after a while.
+void SummitProtocol::RequestPolledTag(const std::shared_ptr<SDTagInfo>& tag) {
+  if (!BeginRequest(pollingMessage_, false, tag->TagName(), kPolling)) {
+    FailRound();
+    return;
+  }
+  polledTag_ = tag;
+  const std::int32_t timeout = myScale()->ActivityTimeoutTime();
+  myScaleActivityTimer->TimeoutTime(timeout);
+  myTriggerUpdateTimer->TimeoutTime(timeout > 0 ? 0 : kRoundPace);
+  Send(*pollingMessage_);
+}
+
+void SummitProtocol::CompleteRound() {
+  const std::uint32_t turn = turn_;
+  const auto scale = myScale();
+  const auto data = Data();
+  myScaleActivityTimer->TimeoutTime(0);
+  Attempt([&] {
+    scale->ActivityLED(true);
+    scale->ErrorLED(false);
+    scale->watchdog(false);
+  });
+  if (turn != turn_) return;
+  Attempt([&] {
+    // The terminal answers again: an error of an earlier round is over.
+    Required(data);
+    if (!errorInRound_ && data->CommLossError()) data->CommLossError(false);
+    if (!errorInRound_ && data->NoDataError()) data->NoDataError(false);
+    data->DataUpdated();
+  });
+  if (turn == turn_) EndRound();
+}
+
+void SummitProtocol::FailRound() {
+  EndRound();
+  ReportNoData();
+}
+
+/// The next round begins from the timer.
+void SummitProtocol::EndRound() {
+  ++turn_;
+  pollingIndex_ = 0;
+  polledTag_.reset();
+  const auto scale = myScale();
+  if (!scale || !myScaleActivityTimer) return;
+  myScaleActivityTimer->TimeoutTime(0);
+  const std::int32_t interval = scale->UpdateInterval();
+  myTriggerUpdateTimer->TimeoutTime(interval > 0 ? interval : kRoundPace);
+}
+
+void SummitProtocol::ReportNoData() {
+  errorInRound_ = true;
+  if (const auto data = Data()) Attempt([&] { data->NoDataError(true); });
+}
+
+/// The data object loses its values, so the next round begins with the first variable.
+void SummitProtocol::myScaleActivityTimer_TimedOut() {
+  const auto self = shared_from_this();
+  EndRound();
+  if (!IsRunning()) return;
+  const auto scale = myScale();
+  const auto data = Data();
+  Attempt([&] {
+    if (data) data->CommLossError(true);
+  });
+  Attempt([&] { scale->ErrorLED(true); });
+}
+
+/// A socket that is closed may be opened again, so the timer goes on.
+void SummitProtocol::myTriggerUpdateTimer_TimedOut() {
+  const auto self = shared_from_this();
+  if (!IsRunning()) {
+    EndRound();
+    return;
+  }
+  Attempt([&] {
+    if (pollingIndex_ == 0) BeginRound();
+  });
+  const std::uint32_t turn = turn_;
+  Attempt([&] { ReadUpdateTriggers(); });
+  if (turn == turn_ && pollingIndex_ > 0) PollNextTag();
+}
+
+}  // namespace tarn

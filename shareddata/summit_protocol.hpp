@@ -1,0 +1,145 @@
+// The engine behind the terminal data sets: reads a terminal's variables in rounds, one after the
+// other, and writes them, over a datagram socket.
+//
+// docs/terminal-variables.md shows the cycle.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/event.hpp"
+#include "platform/socket.hpp"
+#include "scale/activity_timer.hpp"
+#include "scale/contracts.hpp"
+#include "scale/scale_site.hpp"
+#include "scale/summit_data.hpp"
+#include "shareddata/kes_message.hpp"
+#include "shareddata/sd_tag_info.hpp"
+#include "shareddata/summit_config.hpp"
+#include "shareddata/tag_access.hpp"
+
+namespace tarn {
+
+/// What is read tells the configuration, what arrives goes to the scale's SummitData; a pType of 20
+/// to 23 brings a matching pair of both where none was given. Both may be a client's own objects:
+/// what they throw is a value that failed, and is traced. Speaks over an Ethernet connection only,
+/// from local port 1700 + the scale's number to port 1701; over any other it is silent.
+class SummitProtocol final : public Protocol,
+                             public TagAccess,
+                             public std::enable_shared_from_this<SummitProtocol> {
+ public:
+  static constexpr std::string_view kClassName = "SummitProtocol";
+
+  explicit SummitProtocol(std::shared_ptr<ScaleSite> site);
+  ~SummitProtocol() override;
+
+  std::string_view ClassName() const override { return kClassName; }
+  void InitProperties() override;
+  void ReadProperties(const PropertyBag& bag) override;
+  void WriteProperties(PropertyBag& bag) const override;
+
+  // Published members, in the order of the interface.
+
+  /// None puts a new base SummitConfig in its place. The data object hears of every change of the
+  /// configuration through ConfigurationChanged, and the round begins anew.
+  void Configuration(std::shared_ptr<_SummitConfig> configuration);
+  std::shared_ptr<_SummitConfig> Configuration() const override { return configuration_; }
+  void Disconnect() override;
+  /// The first round begins up to 200 ms later, when the connection has been opened.
+  void Connect() override;
+
+  using Protocol::pType;
+  /// A base configuration or data object, and what the former type had brought, gives way to the
+  /// pair of the new type.
+  void pType(ProtocolType type) override;
+
+  using Protocol::WeightData;
+  /// The record then shows that no weights come.
+  void WeightData(std::shared_ptr<tarn::WeightData> record) override;
+
+  // For the data object.
+
+  SDAccessStatus ReadTag(const std::shared_ptr<SDTagInfo>& tag) override;
+  SDAccessStatus WriteTag(const std::shared_ptr<SDTagInfo>& tag, const TagValue& value) override;
+
+ private:
+  /// A single read that waits for its answer.
+  struct PendingRead {
+    std::shared_ptr<SDTagInfo> tag;
+    bool answered = false;
+  };
+
+  void BringPair(ProtocolType former);
+  void ConfigurationHasChanged();
+  std::shared_ptr<_SummitData> Data() const;
+  bool IsRunning() const;
+
+  // Messages.
+  std::string Destination(std::string_view variable) const;
+  bool BeginRequest(std::optional<KesMessage>& message, bool write, std::string_view variable,
+                    std::uint8_t sequence);
+  bool Send(const KesMessage& message);
+  void WriteTrigger(const std::string& name, bool value);
+  void ReadTrigger(const std::string& name);
+  void ResetTriggers();
+  void ArmUpdateTriggers();
+  void ReadUpdateTriggers();
+
+  // Arrivals.
+  void mvarSocket_DataArrival(std::int32_t bytesTotal);
+  std::size_t TakeReply(std::string_view bytes);
+  std::size_t TakePollingReply(std::string_view bytes);
+  std::size_t TakeReadReply(std::string_view bytes);
+  std::size_t TakeWriteReply(std::string_view bytes);
+  std::size_t Load(std::optional<KesMessage>& message, std::string_view bytes);
+  static bool Names(const KesMessage& reply, const SDTagInfo& tag);
+  void FilePolledReply();
+
+  // The round.
+  void BeginRound();
+  void PollNextTag();
+  void RequestPolledTag(const std::shared_ptr<SDTagInfo>& tag);
+  void CompleteRound();
+  void FailRound();
+  void EndRound();
+  void ReportNoData();
+  void myScaleActivityTimer_TimedOut();
+  void myTriggerUpdateTimer_TimedOut();
+
+  bool Attempt(const std::function<void()>& work) const;
+
+  std::shared_ptr<ScaleSite> site_;
+  std::shared_ptr<_SummitConfig> configuration_;
+  std::shared_ptr<SocketControl> mvarSocket;
+  std::string nodeName_;
+
+  // One message for each sequence number: polling, single read, write.
+  std::optional<KesMessage> pollingMessage_;
+  std::optional<KesMessage> readMessage_;
+  std::optional<KesMessage> writeMessage_;
+  std::shared_ptr<PendingRead> pendingRead_;
+
+  /// The number of the tag that is read next, from 1; 0 between rounds.
+  std::int16_t pollingIndex_ = 0;
+  std::int16_t triggerReads_ = 0;
+  /// The tag whose reply the round waits for.
+  std::shared_ptr<SDTagInfo> polledTag_;
+  bool resetTriggersDue_ = false;
+  bool errorInRound_ = false;
+  /// Another number after whatever ends what was under way: handlers may do that at any time.
+  std::uint32_t turn_ = 0;
+
+  std::unique_ptr<ActivityTimer> myScaleActivityTimer;
+  std::unique_ptr<ActivityTimer> myTriggerUpdateTimer;
+  Subscription onActivityTimer_;
+  Subscription onTriggerTimer_;
+  Subscription onArrival_;
+  Subscription onConfigurationChanged_;
+};
+
+}  // namespace tarn
