@@ -249,11 +249,10 @@ SDAccessStatus SummitProtocol::ReadTag(const std::shared_ptr<SDTagInfo>& tag) {
   }
   const auto pending = std::make_shared<PendingRead>(PendingRead{tag});
   pendingRead_ = pending;
-  const auto scale = myScale();  // holds the site, whatever happens during the wait
-  ScaleSite& site = scale->Site();
-  ActivityTimer timer(site.TickTimer());
+  ActivityTimer timer(myScale()->Site().TickTimer());
   timer.TimeoutTime(kReadTimeout);
-  site.System().Loop().RunUntil(
+  // The scale and its site may be gone afterwards.
+  site_->System().Loop().RunUntil(
       [&] {
         return pending->answered || pendingRead_ != pending || timer.TimedOut() || !IsRunning();
       },

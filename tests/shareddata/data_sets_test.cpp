@@ -1,0 +1,279 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "shareddata/sd_variables.hpp"
+#include "shareddata/tarn_orbix_diag_config.hpp"
+#include "shareddata/tarn_orbix_diag_data.hpp"
+#include "shareddata/tarn_predict_failure_config.hpp"
+#include "shareddata/tarn_predict_failure_data.hpp"
+#include "shareddata/tarn_scale_diag_config.hpp"
+#include "shareddata/tarn_scale_diag_data.hpp"
+#include "tests/support/scale_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::shared_ptr<SDTagInfo> TagNamed(const std::string& name) {
+  auto tag = std::make_shared<SDTagInfo>();
+  tag->TagName(name);
+  return tag;
+}
+
+class DataSets : public ScaleFixture {
+ protected:
+  template <class Data>
+  void Watch(Data& data) {
+    events = EventRecorder();
+    events.Add(data.NewDataReady, "New");
+    events.Add(data.CommLossErrorEvent, "Lost");
+    events.Add(data.ConfigChanged, "Config");
+  }
+  EventRecorder events;
+};
+
+TEST(Tags, AreFoundByKeyAndPosition) {
+  SDVariables tags;
+  const auto first = tags.AddTag(true, "ce120", SDTagType::SDLongType, 4, "Zero", "Key");
+  tags.AddTag(false, "ce220", SDTagType::SDLongType, 4, "", "");
+  EXPECT_EQ(ErrorOf([&] { tags.AddExistingTag(first, "KEY"); }), 457);
+  EXPECT_EQ(tags.Count(), 2);
+  EXPECT_EQ(tags.Item("kEY"), first);
+  EXPECT_EQ(tags.Item("ce220"), nullptr);
+  EXPECT_EQ(tags.Item(""), nullptr);
+  EXPECT_EQ(tags.Item(2)->TagName(), "ce220");
+  for (const int position : {0, 3, -1, std::numeric_limits<int>::min()}) {
+    EXPECT_EQ(tags.Item(position), nullptr);
+    EXPECT_EQ(ErrorOf([&] { tags.RemoveTag(position); }), 9);
+  }
+  EXPECT_EQ(ErrorOf([&] { tags.RemoveTag("none"); }), 9);
+  tags.RemoveTag("key");
+  EXPECT_EQ(tags.Item(1)->TagName(), "ce220");
+
+  struct Object : ForeignValue {};
+  const std::shared_ptr<ForeignValue> object = std::make_shared<Object>();
+  first->TagData(object);
+  EXPECT_EQ(std::get<std::shared_ptr<ForeignValue>>(first->TagData()), object);
+}
+
+TEST(Tags, ValuesConvertAsAutomationDoes) {
+  const struct {
+    TagValue value;
+    std::string text;
+    double number;  // NaN: error 13
+    bool boolean;
+  } cases[] = {
+      {{}, "", 0, false},
+      {true, "True", -1, true},
+      {std::uint8_t{200}, "200", 200, true},
+      {std::int32_t{-5}, "-5", -5, true},
+      {2.5, "2,5", 2.5, true},
+      {"1,5", "1,5", 1.5, true},
+      {"0", "0", 0, false},
+  };
+  for (const auto& one : cases) {
+    EXPECT_EQ(ToText(one.value, ","), one.text);
+    EXPECT_EQ(ToNumber(one.value, ","), one.number);
+    EXPECT_EQ(ToBoolean(one.value, ","), one.boolean);
+  }
+  EXPECT_TRUE(ToBoolean("true", "."));
+  EXPECT_EQ(ToInteger(2.5, "."), 2);
+  const std::pair<std::function<void()>, int> failures[] = {
+      {[] { ToByte(std::int16_t{256}, "."); }, 6},
+      {[] { ToByte(std::int16_t{-1}, "."); }, 6},
+      {[] { ToInteger(32768.0, "."); }, 6},
+      {[] { ToLong(3e9, "."); }, 6},
+      {[] { ToFloat(1e39, "."); }, 6},
+      {[] { ToLong("x", "."); }, 13},
+      {[] { ToText(Bytes{1}, "."); }, 13},
+      {[] { ToNumber(Bytes{1}, "."); }, 13},
+      {[] { ToNumber(std::shared_ptr<ForeignValue>(), "."); }, 13},
+  };
+  for (const auto& [call, error] : failures) EXPECT_EQ(ErrorOf(call), error);
+}
+
+TEST_F(DataSets, AnErrorClearsTheValuesAndTellsInOrder) {
+  TarnScaleDiagData data(*site);
+  Watch(data);
+  const auto fill = [&] { data.SetLongData(7, 0, TagNamed("ce120")); };
+  const struct {
+    const char* name;
+    std::function<void()> call;
+    std::string events;
+    std::int32_t left;
+  } cases[] = {
+      {"lost", [&] { data.CommLossError(true); }, "New Lost", 0},
+      {"found", [&] { data.CommLossError(false); }, "", 7},
+      {"no data", [&] { data.NoDataError(true); }, "New", 0},
+      {"data", [&] { data.NoDataError(false); }, "", 7},
+      {"configuration", [&] { data.ConfigurationChanged(); }, "Config", 7},
+      {"updated", [&] { data.DataUpdated(); }, "New", 7},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    fill();
+    one.call();
+    EXPECT_EQ(events.Take(), one.events);
+    EXPECT_EQ(data.ScaleCalZeroCounts(1), one.left);
+  }
+  data.CommLossError(true);
+  data.NoDataError(true);
+  data.SetByteData('X', TagNamed("cs121"));
+  fill();
+  events.Take();
+  data.ResetState();
+  EXPECT_EQ(events.Take(), "");
+  EXPECT_FALSE(data.CommLossError() || data.NoDataError() || data.TriggersComplete());
+  EXPECT_EQ(data.PresentScales(), 0);
+  EXPECT_EQ(data.ScaleCalZeroCounts(1), 7);
+}
+
+TEST_F(DataSets, NamesThatMatchNoRuleAreIgnored) {
+  TarnScaleDiagData diag(*site);
+  TarnPredictFailureData failure;
+  for (const char* name : {"ce520", "ce020", "cex20", "ce1", "ce", "", "s_206", "xx120", "ce199"}) {
+    const auto tag = TagNamed(name);
+    Bytes bytes(30, 1);
+    for (_SummitData* data : std::initializer_list<_SummitData*>{&diag, &failure}) {
+      data->SetBitData(true, tag);
+      data->SetByteData(1, tag);
+      data->SetCharArrayData(bytes, 30, tag);
+      data->SetLongData(1, 0, tag);
+      data->SetFloatData(1, 0, tag);
+      data->SetDoubleData(1, 0, tag);
+      data->SetStringData("1", 0, tag);
+      data->SetIntData(1, 0, tag);
+    }
+  }
+  EXPECT_EQ(diag.ScaleCalZeroCountsArray(), (TarnScaleDiagData::Longs::Array{}));
+  EXPECT_EQ(diag.ScaleCriticalErrorArray(), (TarnScaleDiagData::Booleans::Array{}));
+  EXPECT_EQ(diag.LastScaleErrorArray(), (TarnScaleDiagData::Texts::Array{}));
+  EXPECT_EQ(diag.PresentScales(), 0);
+  EXPECT_EQ(failure.CellSymFailCounterArray(), (CellLongs::Array{}));
+  EXPECT_EQ(failure.BadCellArray(), (TarnPredictFailureData::EntryBytes::Array{}));
+}
+
+TEST_F(DataSets, ScaleDiagnosticsEdges) {
+  TarnScaleDiagData data(*site);
+  data.SetByteData('N', TagNamed("cs221"));
+  EXPECT_EQ(data.PresentScales(), 0);
+  data.SetByteData('A', TagNamed("cs321"));
+  EXPECT_EQ(data.PresentScales(), 1);
+  data.SetByteData(9, TagNamed("ce302"));
+  EXPECT_EQ(data.KindByte(3), 0);
+  data.SetByteData('P', TagNamed("cs321"));
+  data.SetByteData(9, TagNamed("ce302"));
+  EXPECT_EQ(data.KindByte(3), 9);
+  for (int i = 0; i < 40000; ++i) data.SetByteData('P', TagNamed("cs121"));
+  EXPECT_EQ(data.PresentScales(), 32767);
+
+  Bytes text{'a', 'b', 'c'};
+  for (const auto& [length, expected] :
+       {std::pair<std::int16_t, const char*>{2, "ab"}, {-1, ""}, {9, "abc"}}) {
+    data.SetCharArrayData(text, length, TagNamed("ws413"));
+    EXPECT_EQ(data.LastScaleError(4), expected);
+  }
+  for (const float bad : {3e9F, -3e9F, std::numeric_limits<float>::quiet_NaN()}) {
+    EXPECT_EQ(ErrorOf([&] { data.SetFloatData(bad, 0, TagNamed("ws114")); }), 6);
+  }
+  EXPECT_EQ(ErrorOf([&] { data.SetDoubleData(-1e300, 0, TagNamed("ws108")); }), 6);
+  EXPECT_EQ(ErrorOf([&] { data.SetLongData(1, 0, nullptr); }), 91);
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{0, 5, -1}) {
+    EXPECT_EQ(ErrorOf([&] { data.ScaleCalZeroCounts(index); }), 9);
+    EXPECT_EQ(ErrorOf([&] { data.LastScaleError(index); }), 9);
+  }
+}
+
+TEST_F(DataSets, FailurePredictionEdges) {
+  TarnPredictFailureConfig config;
+  EXPECT_EQ(config.GetTagInfoCount(), 20);
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{0, 5, -1, 32767}) {
+    EXPECT_EQ(config.GetResetTrigger(index), "");
+  }
+  EXPECT_EQ(config.GetTagInfoByIndex(0), nullptr);
+  EXPECT_EQ(config.GetTagInfoByIndex(21), nullptr);
+
+  TarnPredictFailureData data;
+  Watch(data);
+  Bytes bytes(24, 3);
+  data.SetCharArrayData(bytes, 10, TagNamed("bd018"));
+  EXPECT_EQ(data.CellZeroDriftStatus(10), 3);
+  EXPECT_EQ(data.CellZeroDriftStatus(11), 0);
+  EXPECT_EQ(ErrorOf([&] { data.SetCharArrayData(bytes, 25, TagNamed("bd018")); }), 0);
+  data.SetCharArrayData(bytes, 1, TagNamed("bd021"));
+  EXPECT_EQ(data.NumberActiveCells(), 24);
+  EXPECT_EQ(events.Take(), "Config");
+  bytes.pop_back();
+  EXPECT_EQ(ErrorOf([&] { data.SetCharArrayData(bytes, 24, TagNamed("bd021")); }), 9);
+  EXPECT_EQ(events.Take(), "");
+  for (const char* name : {"pcl06", "pcl07"}) {
+    data.SetLongData(5, 0, TagNamed(name));
+    EXPECT_EQ(ErrorOf([&] { data.SetLongData(5, 24, TagNamed(name)); }), 9);
+    EXPECT_EQ(ErrorOf([&] { data.SetLongData(5, -1, TagNamed(name)); }), 9);
+  }
+  EXPECT_EQ(data.CellZeroDriftCounter(1), 5);
+  EXPECT_EQ(ErrorOf([&] { data.CellZeroDriftCounter(25); }), 9);
+  EXPECT_EQ(ErrorOf([&] { data.SymmetryFailure(5); }), 9);
+  data.CommLossError(true);
+  EXPECT_EQ(data.NumberActiveCells(), 0);
+  EXPECT_EQ(data.CellZeroDriftCounter(1), 0);
+}
+
+TEST_F(DataSets, LoadCellDiagnosticsReadWhatTheUserNames) {
+  const auto config = NewObject<TarnOrbixDiagConfig>(*site, "TarnOrbixDiagConfig");
+  EXPECT_EQ(config->GetTagInfoCount(), 0);
+  std::string changed;
+  const auto watch =
+      config->PropertyChanged.Subscribe([&](std::string_view name) { changed = name; });
+  config->ScanTableVariable("scan");
+  config->CountsVariable("counts");
+  config->OverloadStatusVariable("scan");  // one variable is read once
+  config->CountsType(SDTagType::SDLongCharArrayType);
+  EXPECT_EQ(changed, "CountsType");
+  EXPECT_EQ(ErrorOf([&] { config->ErrorNumbersVariable("toolong"); }), 380);
+  EXPECT_EQ(ErrorOf([&] { config->CountsType(SDTagType::SDLongType); }), 380);
+
+  PropertyBag bag;
+  bag.WriteObject("Configuration", *config);
+  const auto copy = ReadObject<TarnOrbixDiagConfig>(bag, "Configuration", *site, "");
+  std::string tags;
+  for (std::int16_t i = 1; i <= copy->GetTagInfoCount(); ++i) {
+    const auto tag = copy->GetTagInfoByIndex(i);
+    tags += tag->TagName() + "=" + tag->EasyIndex() + " " +
+            std::to_string(static_cast<int>(tag->TagType())) + " " +
+            std::to_string(tag->TagDataLen()) + "; ";
+  }
+  EXPECT_EQ(tags, "counts=Counts 13 312; scan=OverloadStatus 11 24; ");
+
+  TarnOrbixDiagData data;
+  Watch(data);
+  const auto tag = [](std::string_view index) {
+    auto made = TagNamed("any");
+    made->EasyIndex(std::string(index));
+    return made;
+  };
+  Bytes bytes{1, 0, 7};
+  bytes.resize(24);
+  data.SetCharArrayData(bytes, 3, tag(TarnOrbixDiagConfig::kErrorNumbers));
+  data.SetCharArrayData(bytes, 2, tag(TarnOrbixDiagConfig::kOverloadStatus));
+  EXPECT_EQ(events.Take(), "");
+  data.SetCharArrayData(bytes, 24, tag(TarnOrbixDiagConfig::kScanTable));
+  EXPECT_EQ(events.Take(), "Config");
+  data.SetLongData(99, 23, tag(TarnOrbixDiagConfig::kCounts));
+  EXPECT_EQ(ErrorOf([&] { data.SetLongData(1, 24, tag(TarnOrbixDiagConfig::kCounts)); }), 9);
+  EXPECT_EQ(data.CellErrorNumber(3), 7);
+  EXPECT_EQ(data.CellOverloadStatus(3), 0);
+  EXPECT_EQ(data.NumberActiveCells(), 2);
+  EXPECT_EQ(data.CellCounts(data.MaxNumCells()), 99);
+  data.NoDataError(true);
+  EXPECT_EQ(data.CellCountsArray(), (CellLongs::Array{}));
+  EXPECT_EQ(data.NumberActiveCells(), 0);
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "shareddata/tarn_kes_basic_config.hpp"
+#include "shareddata/tarn_kes_basic_data.hpp"
+#include "tests/support/summit_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+using enum SDAccessStatus;
+using enum SDTagType;
+
+/// The BASIC exchange with one polled long "P", and variables of every kind beside it.
+class SingleVariables : public SummitFixture {
+ protected:
+  void SetUp() override {
+    Make(ProtocolType::KesBasicDataType);
+    config = std::dynamic_pointer_cast<TarnKesBasicConfig>(engine->Configuration());
+    data = Data<TarnKesBasicData>();
+    config->AddVariable("P", "poll", SDLongType, 4, false, true);
+    config->AddVariable("L", "long", SDLongType, 4, true, false);
+    config->AddVariable("S", "str", SDStringType, 40, true, false);
+    config->AddVariable("U", "ulong", SDULongType, 12, true, false);
+    config->AddVariable("A", "arr", SDLongArrayType, 40, true, false);
+    config->AddVariable("KBCommand", "cmd", SDByteType, 1, true, false);
+    config->AddVariable("KBStatus", "stat", SDUShortType, 2, false, true);
+    scale->RunScale();
+    scale->ActivityTimer()->TimeoutTime(0);
+    host.loop.Advance(200);
+    TakeLog();
+  }
+  /// Answers single reads from inside the wait.
+  void AnswerLater(const std::string& bytes) {
+    host.loop.Post([this, bytes] { Socket().Deliver(bytes); });
+  }
+
+  std::shared_ptr<TarnKesBasicConfig> config;
+  std::shared_ptr<TarnKesBasicData> data;
+};
+
+TEST_F(SingleVariables, AReadEndsCleanlyHoweverItEnds) {
+  const std::string answer = ReplyOf("long", 2, Wire<std::int32_t>(42));
+  const struct {
+    const char* name;
+    std::function<void()> meanwhile;
+    SDAccessStatus status;
+  } cases[] = {
+      {"answered", [&] { Socket().Deliver(answer); }, RW_SUCCESS},
+      {"silence", [] {}, READ_FAILURE},
+      {"no data", [&] { Socket().Deliver(ReplyOf("long", 2, "")); }, READ_FAILURE},
+      {"another variable", [&] { Socket().Deliver(ReplyOf("str", 2, "abcd")); }, READ_FAILURE},
+      {"a polling reply", [&] { Socket().Deliver(ReplyOf("long", 1, "abcd")); }, READ_FAILURE},
+      {"a second read fails at once, the first goes on",
+       [&] {
+         TagValue other;
+         EXPECT_EQ(data->SDRead("S", other), READ_FAILURE);
+         Socket().Deliver(answer);
+       },
+       RW_SUCCESS},
+      {"the scale stops", [&] { scale->StopScale(); }, READ_FAILURE},
+      {"the scale starts anew", [&] { scale->RunScale(); }, READ_FAILURE},
+      {"disconnected", [&] { engine->Disconnect(); }, READ_FAILURE},
+      {"replaced, and answered then",
+       [&] {
+         scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol"));
+         Socket().Deliver(answer);
+         engine.reset();
+       },
+       READ_FAILURE},
+      {"the scale goes",
+       [&] {
+         subscriptions.clear();
+         engine.reset();
+         scale.reset();
+       },
+       READ_FAILURE},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    Make(ProtocolType::NoProtType);
+    engine->Configuration(config);
+    scale->SummitData(data);
+    scale->RunScale();
+    host.loop.Advance(200);
+    host.loop.Post(one.meanwhile);
+    TagValue value = "as it was";
+    const double before = host.loop.Now();
+    EXPECT_EQ(data->SDRead("l", value), one.status);
+    EXPECT_EQ(value, one.status == RW_SUCCESS ? TagValue(std::int32_t{42}) : TagValue("as it was"));
+    EXPECT_LE(host.loop.Now() - before, 800);
+    if (scale) scale->StopScale();
+  }
+}
+
+TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
+  TagValue value;
+  EXPECT_EQ(data->SDRead("none", value), INVALID_TAG);
+  EXPECT_EQ(data->SDRead("A", value), WRONG_DATA_TYPE);
+  AnswerLater(ReplyOf("ulong", 2, "12\0\0"));
+  EXPECT_EQ(data->SDRead("u", value), RW_SUCCESS);
+  EXPECT_EQ(value, TagValue("12"));
+  EXPECT_EQ(config->SDVariables()->Item("U")->TagData(), value);
+  terminal.Requests();
+
+  const struct {
+    const char* key;
+    TagValue value;
+    SDAccessStatus status;
+    const char* sent;
+  } cases[] = {
+      {"none", 1, INVALID_TAG, ""},
+      {"P", 1, WRITE_NOT_ALLOWED, ""},
+      {"A", 1, WRONG_DATA_TYPE, ""},
+      {"L", "x", WRONG_DATA_TYPE, ""},
+      {"L", 1e10, WRONG_DATA_TYPE, ""},
+      {"L", "258", RW_SUCCESS, "!3:long=2.1.0.0"},
+      {"S", 1.5, RW_SUCCESS, "!3:str=49.46.53"},
+      {"S", std::string(211, 'x'), WRITE_FAILURE, ""},
+      {"U", "é", RW_SUCCESS, "!3:ulong=233"},
+      {"KBCommand", std::int16_t{256}, WRONG_DATA_TYPE, ""},
+  };
+  for (const auto& one : cases) {
+    EXPECT_EQ(data->SDWrite(one.key, one.value), one.status) << one.key;
+    EXPECT_EQ(terminal.Requests(), one.sent);
+  }
+  EXPECT_EQ(data->KBCommand(std::int16_t{3}), RW_SUCCESS);
+  EXPECT_EQ(terminal.Requests(), "!3:cmd=3");
+  Socket().failSend = AutomationError(ErrorNumber::DeviceInputOutput, "full");
+  EXPECT_EQ(data->SDWrite("L", 1), WRITE_FAILURE);
+  EXPECT_EQ(data->SDRead("L", value), READ_FAILURE);
+  Socket().failSend.reset();
+  scale->StopScale();
+  EXPECT_EQ(data->SDWrite("L", 1), WRITE_FAILURE);
+  EXPECT_EQ(TarnKesBasicData(*site).SDRead("L", value), READ_FAILURE);
+}
+
+TEST_F(SingleVariables, AHandlerMayReadInTheMiddleOfARound) {
+  terminal.variables = {{"poll", Wire<std::int32_t>(5)}, {"stat", Wire<std::int16_t>(7)}};
+  TagValue value;
+  const auto handler = data->NewDataReady.Subscribe([&] {
+    AnswerLater(ReplyOf("poll", 1, Wire<std::int32_t>(6)) +
+                ReplyOf("long", 2, Wire<std::int32_t>(8)));
+    EXPECT_EQ(data->SDRead("L", value), RW_SUCCESS);
+  });
+  terminal.Serve();
+  EXPECT_EQ(value, TagValue(std::int32_t{8}));
+  EXPECT_EQ(data->LongValue(1), 5);
+  EXPECT_EQ(data->KBStatus(), TagValue(std::int16_t{7}));
+  EXPECT_EQ(After(400), "Lamps(A) New ?stat ?2:long ?poll");
+}
+
+TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
+  const auto add = [&](const char* name, SDTagType type, std::int16_t length) {
+    config->AddVariable(name, name, type, length, false, true);
+  };
+  add("bit", SDBitType, 1);
+  add("float", SDFloatType, 4);
+  add("double", SDDoubleType, 8);
+  add("chars", SDCharArrayType, 4);
+  add("text", SDStringType, 4);
+  add("bytes", SDByteArrayType, 2);
+  add("longs", SDLongArrayType, 8);
+  config->RemoveVariable("P");
+  auto& variables = terminal.variables;
+  variables = {{"stat", Wire<std::int16_t>(7)}, {"bit", "\x01"},      {"float", "\0\0\xC0\x7F"},
+               {"double", Wire(2.5)},           {"chars", "ab"},      {"text", "cd"},
+               {"bytes", "\x03\x04"},           {"longs", "12345678"}};
+  variables["float"] = std::string("\0\0\xC0\x7F", 4);  // not a number
+  variables["chars"].resize(4);
+  variables["text"].resize(4);
+  std::string told;
+  const auto handler =
+      data->KBEvent.Subscribe([&](const std::string& index) { told += index + " "; });
+  const auto ready = data->NewDataReady.Subscribe([&] { told += "| "; });
+  const auto round = [&] {
+    host.loop.Advance(400);
+    terminal.Serve();
+    return std::exchange(told, {});
+  };
+  EXPECT_EQ(round(), "KBStatus bit float double chars text bytes longs | ");
+  EXPECT_EQ(data->BitValueArray(), std::vector<bool>{true});
+  EXPECT_EQ(data->IntValue(1), 7);
+  EXPECT_EQ(data->DoubleValue(1), 2.5);
+  EXPECT_EQ(data->StringValueArray(), (std::vector<std::string>{"ab", "cd"}));
+  EXPECT_EQ(data->ByteValueArray(), (std::vector<std::uint8_t>{3, 4}));
+  EXPECT_EQ(data->LongValue(2), 0x38373635);
+  EXPECT_EQ(ErrorOf([&] { data->LongValue(3); }), 9);
+  EXPECT_EQ(ErrorOf([&] { data->LongValue(0); }), 9);
+  EXPECT_EQ(config->SDVariables()->Item("bytes")->TagData(),
+            TagValue(std::vector<std::uint8_t>{3, 4}));
+  EXPECT_EQ(round(), "| ");
+  variables["longs"][7] = 'x';
+  variables["bytes"] = "\x03\x05";
+  EXPECT_EQ(round(), "bytes longs | ");
+  data->CommLossError(true);
+  EXPECT_EQ(std::exchange(told, {}), "| ");
+  EXPECT_EQ(data->ByteValueArray(), (std::vector<std::uint8_t>{0, 0}));
+}
+
+TEST_F(SingleVariables, ADeclarationIsChecked) {
+  const auto declare = [&](const char* index, const char* name, SDTagType type, int length) {
+    return ErrorOf([&] {
+      config->AddVariable(index, name, type, static_cast<std::int16_t>(length), false, false);
+    });
+  };
+  EXPECT_EQ(declare("", "abc", SDBitType, 1), 380);
+  EXPECT_EQ(declare("x", "", SDBitType, 1), 380);
+  EXPECT_EQ(declare("x", "1234567", SDBitType, 1), 380);
+  EXPECT_EQ(declare("x", "abc", NoTagType, 1), 380);
+  EXPECT_EQ(declare("x", "abc", SDTagType{14}, 1), 380);
+  EXPECT_EQ(declare("x", "abc", SDLongType, 3), 380);
+  EXPECT_EQ(declare("x", "abc", SDStringType, 1401), 380);
+  EXPECT_EQ(declare("l", "abc", SDLongType, 4), 457);
+  EXPECT_EQ(ErrorOf([&] { config->RemoveVariable("x"); }), 9);
+  for (int i = config->SDVariables()->Count(); i < TarnKesBasicConfig::kMostVariables; ++i) {
+    EXPECT_EQ(declare(std::to_string(i).c_str(), "abc", SDLongType, 4), 0);
+  }
+  EXPECT_EQ(declare("x", "abc", SDLongType, 4), 6);
+}
+
+}  // namespace
+}  // namespace tarn

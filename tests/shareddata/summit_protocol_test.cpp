@@ -1,0 +1,521 @@
+#include "shareddata/summit_protocol.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "shareddata/tag_messages.hpp"
+#include "shareddata/tarn_kes_basic_config.hpp"
+#include "shareddata/tarn_predict_failure_data.hpp"
+#include "shareddata/tarn_scale_diag_data.hpp"
+#include "tests/support/summit_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+/// What a client implements: a configuration and a data object that write down what they are told.
+struct ClientConfig final : SummitConfig {
+  bool IsClientMade() const override { return true; }
+  TagInfo GetTagInfoByIndex(std::int16_t i) const override {
+    if (failing) throw std::runtime_error("the client is gone");
+    return i >= 1 && i <= GetTagInfoCount() ? tags[static_cast<std::size_t>(i - 1)] : nullptr;
+  }
+  std::int16_t GetTagInfoCount() const override { return static_cast<std::int16_t>(tags.size()); }
+  std::string GetUpdateTrigger(std::int16_t i) const override {
+    return i <= static_cast<std::int16_t>(triggers.size()) && i >= 1
+               ? triggers[static_cast<std::size_t>(i - 1)]
+               : "";
+  }
+  void Add(const char* name, SDTagType type, std::int16_t length, bool triggered = false) {
+    tags.push_back(std::make_shared<SDTagInfo>());
+    tags.back()->TagName(name);
+    tags.back()->TagType(type);
+    tags.back()->TagDataLen(length);
+    tags.back()->TriggerRequired(triggered);
+  }
+
+  std::vector<TagInfo> tags;
+  std::vector<std::string> triggers;
+  bool failing = false;
+};
+
+struct ClientData final : SummitData {
+  using SummitData::CommLossError;
+  using SummitData::NoDataError;
+  bool IsClientMade() const override { return true; }
+  void CommLossError(bool v) override { told += v ? "Lost " : "Found "; }
+  void NoDataError(bool v) override { told += v ? "NoData " : "Data "; }
+  void ConfigurationChanged() override { told += "Config "; }
+  void DataUpdated() override { told += "Updated "; }
+  void SetBitData(bool v, const TagInfo&) override { Tell("bit", v ? "1" : "0"); }
+  void SetByteData(std::uint8_t v, const TagInfo&) override { Tell("byte", std::to_string(v)); }
+  void SetCharArrayData(std::vector<std::uint8_t>& v, std::int16_t n, const TagInfo&) override {
+    std::string text = std::to_string(n) + ":";
+    for (const auto byte : v) text += std::to_string(byte) + ".";
+    Tell("bytes", text);
+  }
+  void SetLongData(std::int32_t v, std::int16_t i, const TagInfo&) override {
+    Tell("long", std::to_string(i) + ":" + std::to_string(v));
+  }
+  void SetFloatData(float v, std::int16_t, const TagInfo&) override {
+    Tell("float", std::to_string(v));
+  }
+  void SetDoubleData(double v, std::int16_t, const TagInfo&) override {
+    Tell("double", std::to_string(v));
+  }
+  void SetStringData(const std::string& v, std::int16_t, const TagInfo&) override {
+    Tell("text", v);
+  }
+  void SetIntData(std::int16_t v, std::int16_t, const TagInfo&) override {
+    Tell("int", std::to_string(v));
+  }
+  void ResetState() override { told += "Reset "; }
+  bool TriggersComplete() const override { return complete; }
+  void Tell(const char* kind, const std::string& value) {
+    told += std::string(kind) + "(" + value + ") ";
+    if (failing) throw std::runtime_error("the client failed");
+  }
+
+  std::string told;
+  bool complete = false;
+  bool failing = false;
+};
+
+class SummitRounds : public SummitFixture {
+ protected:
+  /// Three polled longs a, b, c of a client's configuration.
+  void MakeSmall() {
+    Make(ProtocolType::NoProtType);
+    config = std::make_shared<ClientConfig>();
+    for (const char* name : {"aaaaa", "bb", "ccccc"}) config->Add(name, SDTagType::SDLongType, 4);
+    data = std::make_shared<ClientData>();
+    engine->Configuration(config);
+    scale->SummitData(data);
+  }
+  /// Until the first request; the scale's own watchdog does not look on.
+  void Start() {
+    scale->RunScale();
+    scale->ActivityTimer()->TimeoutTime(0);
+    host.loop.Advance(200);
+  }
+  std::string Told() { return std::exchange(data->told, {}) + TakeLog(); }
+  std::string Long(const char* name, std::int32_t value, std::uint8_t sequence = 1) {
+    return ReplyOf(name, sequence, Wire(value));
+  }
+
+  std::shared_ptr<ClientConfig> config;
+  std::shared_ptr<ClientData> data;
+};
+
+// --- Whole rounds -----------------------------------------------------------------------------
+
+TEST_F(SummitRounds, ARequestIsMadeOfTheNodeAndTheVariable) {
+  Make(ProtocolType::ScaleDiagDataType);
+  scale->RunScale();
+  EXPECT_TRUE(Socket().sent.empty());
+  EXPECT_EQ((std::vector<std::string>(Socket().calls.end() - 5, Socket().calls.end())),
+            (std::vector<std::string>{"Transport 1", "LocalPort 1701", "RemoteHost 127.0.0.2",
+                                      "RemotePort 1701", "Bind 1701"}));
+  host.loop.Advance(200);
+  std::string expected("\0\x64\x01\x10/w1/w0001\0/k1/cs121\0\x20\0\x01\0\0", 29);
+  expected.resize(239);
+  ASSERT_EQ(Socket().sent.size(), 1U);
+  EXPECT_EQ(Socket().sent[0], expected);
+}
+
+TEST_F(SummitRounds, ScaleDiagnosticsAreFiledRoundAfterRound) {
+  Make(ProtocolType::ScaleDiagDataType);
+  std::string order;
+  for (const char n : {'1', '2', '3', '4'}) {
+    order += std::string("?cs") + n + "21 ?ce" + n + "02 ";
+    terminal.variables[std::string("cs") + n + "21"] = n == '2' ? "N" : "P";
+    terminal.variables[std::string("ce") + n + "02"] = std::string(1, n);
+  }
+  const auto each = [&](const std::string& prefix, const std::string& suffix, const auto& value) {
+    for (int n = 1; n <= 4; ++n) {
+      const std::string name = prefix + std::to_string(n) + suffix;
+      order += "?" + name + " ";
+      terminal.variables[name] = value(n);
+    }
+  };
+  each("ce", "20", [](int n) { return Wire<std::int32_t>(100 * n); });
+  each("ws", "08", [](int n) { return Wire(n + 0.5); });
+  each("ce", "21", [](int n) { return Wire<std::int32_t>(-n); });
+  each("ce", "22", [](int n) { return Wire(n * 1000.25); });
+  each("ce", "23", [](int n) { return Wire<std::int32_t>(n); });
+  each("ce", "24", [](int n) { return Wire(n / 8.0); });
+  order += "?s_205 ?s_20d ?s_275 ?s_285 ";
+  for (const char* name : {"s_205", "s_275", "s_285"}) terminal.variables[name] = "\x01";
+  terminal.variables["s_20d"] = "\x02";
+  each("ws", "13", [](int n) { return ("E" + std::to_string(n) + "\xE9").append(38, '\0'); });
+  for (const char* suffix : {"14", "20", "21", "22", "23", "24"}) {
+    each("ws", suffix, [&](int n) { return Wire(static_cast<float>(n) + 11.5F); });
+  }
+  order.pop_back();
+
+  host.locale.decimal = ",";
+  scale->RunScale();
+  const std::string ended = "Lamps(A) New ";
+  EXPECT_EQ(After(200), "?cs121");
+  terminal.Serve();
+  EXPECT_EQ("?cs121 " + TakeLog().substr(ended.size()), order);
+  const auto filed = Data<TarnScaleDiagData>();
+  ASSERT_EQ(scale->GetAxDataObj("tarnscalediagdata"), filed);
+  using Longs = TarnScaleDiagData::Longs::Array;
+  using Texts = TarnScaleDiagData::Texts::Array;
+  EXPECT_EQ(filed->ScaleCalZeroCountsArray(), (Longs{100, 200, 300, 400}));
+  EXPECT_EQ(filed->ScaleCurrentZeroCountsArray(), (Longs{2, 2, 4, 4}));
+  EXPECT_EQ(filed->ScaleCurrentCountsArray(), (Longs{}));
+  EXPECT_EQ(filed->ScaleCalHighCountsArray(), (Longs{-1, -2, -3, -4}));
+  EXPECT_EQ(filed->ScaleCalHighWeightArray(), (Texts{"1000,25", "2000,5", "3000,75", "4001"}));
+  EXPECT_EQ(filed->ScaleCalMidCountsArray(), (Longs{1, 2, 3, 4}));
+  EXPECT_EQ(filed->ScaleCalMidWeight(3), "0,375");
+  EXPECT_EQ(filed->ScaleCriticalErrorArray(),
+            (TarnScaleDiagData::Booleans::Array{true, false, true, true}));
+  EXPECT_EQ(filed->LastScaleErrorArray(), (Texts{"E1é", "E2é", "E3é", "E4é"}));
+  for (const auto& counters :
+       {filed->ScaleErrorCounterArray(), filed->WeighmentCounterArray(),
+        filed->ScaleOverloadCounterArray(), filed->ScaleImpactCounterArray(),
+        filed->ScaleZeroCounterArray(), filed->ScaleZeroFailCounterArray()}) {
+    EXPECT_EQ(counters, (Longs{12, 14, 14, 16}));
+  }
+  EXPECT_EQ(filed->ScaleKind(2), 'N');
+  EXPECT_EQ(filed->KindByte(2), 0);
+  EXPECT_EQ(filed->KindByte(3), '3');
+  EXPECT_EQ(filed->PresentScales(), 3);
+
+  // The pace of the rounds: the update interval, or a second.
+  EXPECT_EQ(After(400), "?cs121");
+  scale->StopScale();
+  scale->UpdateRate(0);
+  scale->ActivityTimeoutTime(5000);
+  Start();
+  terminal.Serve();
+  TakeLog();
+  EXPECT_EQ(After(900), "");
+  EXPECT_EQ(After(400), "?cs121");
+}
+
+TEST_F(SummitRounds, FailurePredictionResetsItsTriggersOnce) {
+  Make(ProtocolType::PredictFailureDataType);
+  auto& variables = terminal.variables;
+  std::string texts;
+  for (int cell = 1; cell <= 24; ++cell) {
+    std::string number = std::to_string(cell * 7);
+    texts += number.append(13 - number.size(), ' ');
+  }
+  texts += std::string(8, ' ');
+  std::string drift("\0\1\2", 3);
+  variables["bd018"] = drift.append(22, '\0');
+  variables["pcl06"] = variables["pcl07"] = texts;
+  variables["bd021"] = std::string("\1\2\0\5", 4).append(21, '\0');
+  for (const char* name : {"s_263", "s_26b", "s_27b", "s_28b"}) variables[name] = "\x01";
+  for (int n = 1; n <= 4; ++n) {
+    for (int suffix = 25; suffix <= 27; ++suffix) {
+      variables["ws" + std::to_string(n) + std::to_string(suffix)] =
+          std::string(1, static_cast<char>(suffix + n));
+    }
+  }
+  scale->RunScale();
+  EXPECT_EQ(After(200), "!t_69f=1 !t_6af=1 !t_62f=1 !t_63f=1 ?bd018");
+  terminal.Serve();
+  EXPECT_EQ(TakeLog(),
+            "Config Lamps(A) New ?pcl06 ?pcl07 ?bd021 ?s_263 ?s_26b ?s_27b ?s_28b ?ws125 ?ws225 "
+            "?ws325 ?ws425 ?ws126 ?ws226 ?ws326 ?ws426 ?ws127 ?ws227 ?ws327 ?ws427");
+  const auto filed = Data<TarnPredictFailureData>();
+  EXPECT_EQ(filed->NumberActiveCells(), 3);
+  EXPECT_EQ(filed->ScanTableCellAddress(4), 5);
+  EXPECT_EQ(filed->CellZeroDriftStatus(3), 2);
+  EXPECT_EQ(filed->CellSymFailCounter(24), 168);
+  EXPECT_EQ(filed->CellZeroDriftCounter(1), 7);
+  EXPECT_TRUE(filed->EstimatingWeightStatus(4));
+  EXPECT_EQ(filed->SymmetryFailure(1), 26);
+  EXPECT_EQ(filed->BadCell(2), 28);
+  EXPECT_EQ(filed->ReplacementCell(4), 31);
+  EXPECT_EQ(After(400), "?bd018");  // no triggers this time
+
+  // A field that is no number ends its array; the round fails and the data are cleared.
+  variables["pcl07"].replace(13, 13, "no number    ");
+  terminal.Serve();
+  EXPECT_EQ(TakeLog(), "New ?pcl06 ?pcl07");
+  EXPECT_EQ(filed->CellSymFailCounter(24), 0);
+  EXPECT_TRUE(filed->NoDataError());
+  variables["pcl07"] = texts;
+  After(400);
+  terminal.Serve();
+  EXPECT_FALSE(filed->NoDataError());
+  EXPECT_EQ(filed->CellSymFailCounter(24), 168);
+}
+
+// --- Lost, late, doubled, foreign -------------------------------------------------------------
+
+TEST_F(SummitRounds, RepliesThatDoNotBelongChangeNothing) {
+  const std::string cut = Long("aaaaa", 1).substr(0, 30);
+  const std::string pair = Long("aaaaa", 1) + ReplyOf("x", 3, "");
+  const struct {
+    const char* name;
+    std::vector<std::pair<std::string, std::string>> steps;  // a datagram, or "+" and milliseconds
+  } cases[] = {
+      {"in order",
+       {{Long("aaaaa", 1), "long(0:1) ?bb"},
+        {Long("bb", 2), "long(0:2) ?ccccc"},
+        {Long("ccccc", 3), "long(0:3) Updated Lamps(A) "},
+        {"+400", "?aaaaa"}}},
+      {"doubled",
+       {{Long("aaaaa", 1), "long(0:1) ?bb"},
+        {Long("aaaaa", 1), ""},
+        {Long("bb", 2), "long(0:2) ?ccccc"}}},
+      {"foreign", {{Long("zzzzz", 1), ""}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
+      {"without data", {{ReplyOf("aaaaa", 1, ""), ""}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
+      {"two in one datagram", {{pair, "long(0:1) ?bb"}}},
+      {"a sequence that is nobody's",
+       {{Long("aaaaa", 1, 7), "NoData "}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
+      {"cut off",
+       {{cut, "NoData NoData NoData "}, {Long("aaaaa", 1), "NoData NoData "}, {"+400", "?aaaaa"}}},
+      {"too short for a header", {{"abc", "NoData NoData "}}},
+      {"an empty datagram", {{"", ""}}},
+      {"lost, then late",
+       {{Long("aaaaa", 1), "long(0:1) ?bb"},
+        {"+1200", "Lost Lamps(E) ?aaaaa"},
+        {Long("bb", 2), ""},
+        {Long("aaaaa", 4), "long(0:4) ?bb"},
+        {Long("bb", 5) + Long("ccccc", 6), "long(0:5) long(0:6) Updated Lamps(A) ?ccccc"},
+        {Long("ccccc", 6), ""}}},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    MakeSmall();
+    Start();
+    Told();
+    for (const auto& [input, expected] : one.steps) {
+      if (input.starts_with('+'))
+        host.loop.Advance(std::stod(input));
+      else
+        Socket().Deliver(input);
+      EXPECT_EQ(Told(), expected);
+    }
+    scale->StopScale();
+  }
+}
+
+TEST_F(SummitRounds, WithoutTimeoutALostReplyIsAskedForAgain) {
+  MakeSmall();
+  scale->UpdateRate(0);
+  Start();
+  Deliver(Long("aaaaa", 1));
+  data->told.clear();
+  EXPECT_EQ(After(1400), "?bb");
+  EXPECT_EQ(data->told, "");
+}
+
+TEST_F(SummitRounds, AStoppedScaleIsQuietAndAnOpenedOneGoesOn) {
+  MakeSmall();
+  Start();
+  scale->StopScale();
+  data->told.clear();
+  TakeLog();
+  EXPECT_EQ(After(5000), "");
+  EXPECT_EQ(data->told, "");
+  scale->Connection()->Connect();
+  EXPECT_EQ(After(400), "?aaaaa");
+
+  // A protocol that another has replaced leaves the socket alone, whoever holds it.
+  const auto former = engine;
+  MakeSmall();
+  Start();
+  former->myScale(scale);
+  data->told.clear();
+  Deliver(Long("aaaaa", 1));
+  EXPECT_EQ(data->told, "long(0:1) ");
+}
+
+// --- Triggers ---------------------------------------------------------------------------------
+
+TEST_F(SummitRounds, TriggersFrameARound) {
+  MakeSmall();
+  config->triggers = {"u_001", "u_002", "u_03", "u_004"};
+  config->tags[1]->TriggerRequired(true);
+  Start();
+  EXPECT_EQ(Told(), "Reset !u_001=1 !u_002=1 ?u_001 ?u_002 ?aaaaa");
+  Socket().Deliver(ReplyOf("u_001", 1, "\x01"));  // not filed under the tag that waits
+  EXPECT_EQ(Told(), "");
+  Socket().Deliver(Long("aaaaa", 1));
+  EXPECT_EQ(Told(), "long(0:1) ");
+  EXPECT_EQ(After(200), "?u_001 ?u_002");
+  EXPECT_EQ(After(200), "?u_001 ?u_002 ?bb");  // the third read: patience is over
+  Socket().Deliver(Long("bb", 2));
+  Socket().Deliver(Long("ccccc", 3));
+  EXPECT_EQ(Told(), "long(0:2) long(0:3) Updated Lamps(A) ?ccccc");
+  data->complete = true;
+  host.loop.Advance(400);
+  Socket().Deliver(Long("aaaaa", 1));
+  EXPECT_EQ(Told(), "Reset long(0:1) !u_001=1 !u_002=1 ?u_001 ?u_002 ?aaaaa ?bb");
+}
+
+// --- What clients' objects and handlers may do --------------------------------------------------
+
+TEST_F(SummitRounds, AFailingClientObjectDoesNotStopTheRounds) {
+  MakeSmall();
+  Start();
+  data->failing = true;
+  Told();
+  Socket().Deliver(Long("aaaaa", 1));
+  EXPECT_EQ(Told(), "long(0:1) NoData ");
+  data->failing = false;
+  config->failing = true;
+  EXPECT_EQ(After(400), "");
+  config->failing = false;
+  EXPECT_EQ(After(400), "?aaaaa");
+  EXPECT_EQ(host.traces.size(), 2U);
+
+  const auto thrower = scale->NewStatus.Subscribe([] { throw std::runtime_error("handler"); });
+  for (const char* name : {"aaaaa", "bb", "ccccc"}) Deliver(Long(name, 1));
+  EXPECT_EQ(After(400), "?aaaaa");
+}
+
+TEST_F(SummitRounds, AHandlerMayEndEverythingInTheMiddle) {
+  const std::vector<std::function<void()>> deeds = {
+      [this] { scale->StopScale(); },
+      [this] { engine->Disconnect(); },
+      [this] { scale->RunScale(); },
+      [this] { scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol")), engine.reset(); },
+      [this] { scale->SummitData(nullptr); },
+      [this] { engine->pType(ProtocolType::PredictFailureDataType); },
+  };
+  for (std::size_t i = 0; i < deeds.size(); ++i) {
+    SCOPED_TRACE(i);
+    for (const bool inData : {false, true}) {
+      MakeSmall();
+      if (inData) engine->pType(ProtocolType::ScaleDiagDataType);
+      Start();
+      const auto status = scale->NewStatus.Subscribe([&] { deeds[i](); });
+      for (const char* name : {"aaaaa", "bb", "ccccc"}) Deliver(Long(name, 1));
+      Deliver(std::string(200, '\x07'));
+      host.loop.Advance(3000);
+      scale->StopScale();
+    }
+  }
+}
+
+// --- Every type -------------------------------------------------------------------------------
+
+TEST_F(SummitRounds, EveryTypeIsDecodedInItsOwnWay) {
+  using enum SDTagType;
+  const std::string seven = Wire<std::int32_t>(7) + Wire<std::int32_t>(-8);
+  const struct {
+    SDTagType type;
+    std::int16_t length;
+    std::string wire;
+    std::string polled;  // what the data object is told
+    TagValue single;     // what ConvertReadData leaves in the tag; Foreign: unchanged
+  } cases[] = {
+      {NoTagType, 4, seven, "", "old"},
+      {SDBitType, 1, "\x01", "bit(1) ", true},
+      {SDBitType, 1, "\x02", "bit(0) ", false},
+      {SDCharType, 1, "P", "byte(80) ", "old"},
+      {SDByteType, 1, "\xFF", "byte(255) ", std::uint8_t{255}},
+      {SDUShortType, 2, Wire<std::int16_t>(-2), "int(-2) ", std::int16_t{-2}},
+      {SDLongType, 4, seven, "long(0:7) ", std::int32_t{7}},
+      {SDULongType, 4, std::string("12\0\0", 4), "", "12"},
+      {SDFloatType, 4, Wire(1.5F), "float(1.500000) ", 1.5F},
+      {SDDoubleType, 8, Wire(-0.25), "double(-0.250000) ", -0.25},
+      {SDStringType, 5, std::string("a\xE9\0bc", 5), "text(aé) ", "aé"},
+      {SDCharArrayType, 4, std::string("a\0bc", 4), "bytes(4:97.0.0.0.) ", "old"},
+      {SDByteArrayType, 4, std::string("a\0bc", 4), "bytes(4:97.0.98.99.) ", "old"},
+      {SDLongArrayType, 9, seven + "x", "long(0:7) long(1:-8) ", "old"},
+      {SDLongCharArrayType, 27, "12           -3\0          x", "long(0:12) long(1:-3) ", "old"},
+      {SDLongArrayType, -5, seven, "", "old"},
+      {SDLongType, 3, seven, "FAIL", std::int32_t{0}},
+      {SDLongCharArrayType, 26, "12           x            ", "long(0:12) FAIL", "old"},
+      {SDTagType{99}, 4, seven, "", "old"},
+      {SDTagType{-1}, 4, seven, "", "old"},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(static_cast<int>(one.type));
+    KesMessage message(host.locale);
+    const std::string reply = ReplyOf("x", 1, one.wire);
+    message.LoadReply(reply, static_cast<std::int32_t>(reply.size()));
+    const auto tag = std::make_shared<SDTagInfo>();
+    tag->TagType(one.type);
+    tag->TagDataLen(one.length);
+    tag->TagData("old");
+    ClientData told;
+    KesMessage again = message;
+    if (!DeliverPolledData(message, tag, told)) told.told += "FAIL";
+    EXPECT_EQ(told.told, one.polled);
+    ConvertReadData(*tag, again);
+    EXPECT_EQ(tag->TagData(), one.single);
+  }
+}
+
+// --- Settings ---------------------------------------------------------------------------------
+
+TEST_F(SummitRounds, AMatchingPairComesWhereNoneWasGiven) {
+  using enum ProtocolType;
+  const auto pair = [this] {
+    return std::string(engine->Configuration()->ClassName()) + " " +
+           std::string(scale->SummitData()->ClassName());
+  };
+  Make(NoProtType);
+  EXPECT_EQ(pair(), "SummitConfig SummitData");
+  const std::pair<ProtocolType, const char*> types[] = {
+      {OrbixDiagDataType, "TarnOrbixDiagConfig TarnOrbixDiagData"},
+      {PredictFailureDataType, "TarnPredictFailureConfig TarnPredictFailureData"},
+      {ScaleDiagDataType, "TarnScaleDiagConfig TarnScaleDiagData"},
+      {KesBasicDataType, "TarnKesBasicConfig TarnKesBasicData"},
+      {KesSharedDataType, "TarnKesBasicConfig TarnKesBasicData"}};
+  for (const auto& [type, expected] : types) {
+    engine->pType(type);
+    EXPECT_EQ(pair(), expected);
+    EXPECT_EQ(scale->GetAxDataObj(expected + std::string(expected).find(' ') + 1),
+              scale->SummitData());
+  }
+  // What was given stays.
+  MakeSmall();
+  engine->pType(ScaleDiagDataType);
+  EXPECT_EQ(scale->SummitData(), data);
+  EXPECT_EQ(engine->Configuration(), config);
+
+  // A protocol that is bound later brings the pair when it runs.
+  const auto late = NewObject<SummitProtocol>(*site, "SummitProtocol");
+  late->pType(OrbixDiagDataType);
+  scale->SummitData(NewObject<_SummitData>(*site, "SummitData"));
+  scale->Protocol(late);
+  scale->RunScale();
+  EXPECT_EQ(scale->SummitData()->ClassName(), "TarnOrbixDiagData");
+  EXPECT_EQ(scale->WeightData()->GrossWeight(), "N/A");
+}
+
+TEST_F(SummitRounds, SettingsComeBackFromAFile) {
+  Make(ProtocolType::KesBasicDataType);
+  const auto declared = std::dynamic_pointer_cast<TarnKesBasicConfig>(engine->Configuration());
+  declared->AddVariable("Speed", "abc1", SDTagType::SDFloatType, 4, true, true);
+  declared->AddVariable("Name", "abc2", SDTagType::SDStringType, 20, false, false);
+  PropertyBag bag;
+  bag.WriteObject("Scale1", *scale);
+  const auto copy = ReadObject<TarnScale>(PropertyBag::FromContents(bag.Contents()), "Scale1",
+                                          *site, "TarnScale");
+  const auto protocol = std::dynamic_pointer_cast<SummitProtocol>(copy->Protocol());
+  ASSERT_TRUE(protocol);
+  EXPECT_EQ(protocol->pType(), ProtocolType::KesBasicDataType);
+  EXPECT_EQ(copy->GetAxDataObj("TarnKesBasicData"), copy->SummitData());
+  EXPECT_EQ(protocol->Configuration()->GetTagInfoCount(), 1);
+  const auto name = protocol->Configuration()->GetTagInfoByKey("name");
+  ASSERT_TRUE(name);
+  EXPECT_EQ(name->TagName(), "abc2");
+  EXPECT_EQ(name->TagType(), SDTagType::SDStringType);
+  EXPECT_EQ(name->TagDataLen(), 20);
+  EXPECT_TRUE(protocol->Configuration()->GetTagInfoByIndex(1)->Writable());
+
+  // A client's own objects leave a default behind and are named.
+  MakeSmall();
+  PropertyBag other;
+  other.WriteObject("Scale1", *scale);
+  EXPECT_EQ(other.ClientMade(),
+            (std::vector<std::string>{"Scale1.Protocol.Configuration", "Scale1.SummitData"}));
+}
+
+}  // namespace
+}  // namespace tarn
