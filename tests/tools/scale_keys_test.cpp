@@ -53,6 +53,8 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
       {"protocol=generic", "type", "NoProtType"},
       {"type=none", "type", "NoProtType"},
       {"type=wi120", "type", "WeighTronixWI120"},
+      {"protocol=shared-data", "letter", "a"},
+      {"letter=B", "letter", "b"},
   };
   Apply(kSerial);
   for (const Case& c : cases) {
@@ -84,6 +86,7 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
       {kSerial, {"type=29"}},
       {{"protocol=mira"}, {"type=none", "type=standard", "type=gse550"}},
       {{"protocol=generic", "type=gse550"}, {"type=none", "type=sir"}},
+      {{"protocol=shared-data", "letter=c"}, {"letter=", "letter=f", "letter=ab", "type=short"}},
   };
   for (const Case& c : cases) {
     Apply({"connection=none", "protocol=none"});

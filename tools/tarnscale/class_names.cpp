@@ -25,6 +25,7 @@ constexpr std::array kProtocols = {
     ClassChoice{"tcp-template", "KesDemandTemplateProtocol"},
     ClassChoice{"mira", "MiraProtocol"},
     ClassChoice{"generic", "GenericProtocol"},
+    ClassChoice{"shared-data", "KesSDProtocol"},
 };
 
 /// In the order of the numbers.
@@ -48,7 +49,7 @@ constexpr std::array<TypeName, 29> kTypes = {{
     {"HostAlder"},
     {"HostBirch"},
     {"HostCedar"},
-    {"KesSharedDataType"},
+    {"KesSharedDataType", "shared-data"},
     {"KesSQLType"},
     {"FenBalanceType"},
     {"RowanBCType"},

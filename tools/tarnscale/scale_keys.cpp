@@ -11,6 +11,7 @@
 #include "base/number_text.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
+#include "shareddata/kes_sd_protocol.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
@@ -108,6 +109,10 @@ EthernetConnection& Ethernet(const TarnScale& scale) {
   return Required(std::dynamic_pointer_cast<EthernetConnection>(scale.Connection()));
 }
 
+KesSDProtocol& SharedData(const TarnScale& scale) {
+  return Required(std::dynamic_pointer_cast<KesSDProtocol>(scale.Protocol()));
+}
+
 template <class Contract>
 bool Has(const std::shared_ptr<Contract>& object, std::string_view className) {
   return object && object->ClassName() == className;
@@ -133,6 +138,8 @@ void SetProtocol(TarnScale& scale, ScaleSite& site, std::string_view text) {
   const std::string_view className = FindChoice(ProtocolChoices(), text).className;
   if (Has(scale.Protocol(), className)) return;
   scale.Protocol(NewObject<_Protocol>(site, className));
+  // Without a letter it would have no variables to read.
+  if (Has(scale.Protocol(), KesSDProtocol::kClassName)) SharedData(scale).scaleNum("a");
 }
 
 std::int16_t ParsePort(std::string_view text) {
@@ -240,7 +247,7 @@ std::vector<ScaleKey> MakeTable() {
          Ethernet(s).IsBidirectional(ParseSwitch(v));
        }},
       {"protocol", Place::Scale, "", "none|continuous|mira|...",
-       "what the terminal speaks: none, continuous, template, tcp-template, mira, generic",
+       "none, continuous, template, tcp-template, mira, generic, shared-data",
        [](const TarnScale& s) -> KeyValue {
          return ChoiceOf(ProtocolChoices(), Required(s.Protocol()).ClassName());
        },
@@ -254,6 +261,16 @@ std::vector<ScaleKey> MakeTable() {
       {"type", Place::Protocol, "GenericProtocol", "cardinal|fairbanks|...",
        "the layout: cardinal, fairbanks, gse550, ricelake, wi120", TypeValue,
        SetType<ProtocolClass::Generic>},
+      {"letter", Place::Protocol, KesSDProtocol::kClassName, "a|b|c|d|e",
+       "letter of the scale at its terminal",
+       [](const TarnScale& s) -> KeyValue { return SharedData(s).scaleNum(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         const std::string letter = AsciiLower(v);
+         if (letter.size() != 1 || letter < "a" || letter > "e") {
+           throw UsageError("write a letter from a to e");
+         }
+         SharedData(s).scaleNum(letter);
+       }},
   };
   AppendTemplateKeys(table);
   return table;

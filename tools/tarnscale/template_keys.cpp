@@ -122,8 +122,7 @@ void AppendTemplateKeys(std::vector<ScaleKey>& table) {
   AppendKeysOf(table, DemandTemplateProtocol::kClassName, true);
   AppendKeysOf(table, KesDemandTemplateProtocol::kClassName, false);
   table.push_back(
-      {"letter", Place::Protocol, KesDemandTemplateProtocol::kClassName, "TEXT",
-       "letter of the scale at its terminal",
+      {"letter", Place::Protocol, KesDemandTemplateProtocol::kClassName, "TEXT", "",
        [](const TarnScale& s) -> KeyValue {
          return std::dynamic_pointer_cast<KesDemandTemplateProtocol>(s.Protocol())->scaleNum();
        },
