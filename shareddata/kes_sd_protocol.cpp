@@ -30,6 +30,9 @@ constexpr std::size_t kReplyNameStart = 7;
 constexpr std::size_t kReplyNameLength = 6;
 constexpr std::size_t kLengthByte = 27;
 
+/// What a read over the terminals' own network may bring.
+constexpr std::int32_t kNetworkBuffer = 20;
+
 // Bits of the second character of the status, but for the motion in the first.
 constexpr unsigned kMotionBit = 0x01;
 constexpr unsigned kValidBit = 0x02;
@@ -153,7 +156,10 @@ void KesSDProtocol::WriteCommand(std::size_t command, std::string_view value) {
 }
 
 void KesSDProtocol::WriteVariable(std::string_view name, std::string_view value) {
-  SendWriteRequest(name, value);
+  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(mvarConnection))
+    network->WriteValue(name, value, static_cast<std::int32_t>(value.size()));
+  else
+    SendWriteRequest(name, value);
 }
 
 // --- Requests
@@ -200,8 +206,38 @@ void KesSDProtocol::SendRequest(std::uint8_t command, std::string_view name,
 void KesSDProtocol::mvarmyScale_UpdateWeight() {
   const auto self = shared_from_this();
   const auto scale = myScale();
-  if (!scale) return;
-  if (cycleComplete_ == 1 || !scale->ActivityLED()) BeginCycle();
+  // A scale that is disabled while it runs keeps its updates, but not its line.
+  if (!scale || scale->Disabled()) return;
+  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(mvarConnection))
+    ReadNetwork(*network);
+  else if (cycleComplete_ == 1 || !scale->ActivityLED())
+    BeginCycle();
+}
+
+/// The gross weight is left out, deliberately, and so nothing is published.
+void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
+  static constexpr std::pair<Variable, std::int32_t> kReads[] = {
+      {kStatus, 3}, {kNet, 13}, {kTare, 13}, {kUnits, 4}};
+  for (const auto& [variable, length] : kReads) {
+    if (ReadVariable(network, values_[variable], length)) continue;
+    ClearValues();
+    const auto record = WeightData();
+    Required(record, "The protocol has no weight record").NoDataError(true);
+    return;
+  }
+  PublishWeight();
+}
+
+bool KesSDProtocol::ReadVariable(ArcNetConnection& network, Pair& pair, std::int32_t length) {
+  std::string buffer(static_cast<std::size_t>(kNetworkBuffer), '\0');
+  try {
+    if (network.ReadValue(pair.name, buffer, length, kNetworkBuffer) == 0) return false;
+  } catch (const std::exception& error) {
+    Trace(error.what());
+    return false;
+  }
+  pair.value = buffer;
+  return true;
 }
 
 void KesSDProtocol::ClearValues() {
@@ -216,7 +252,7 @@ void KesSDProtocol::BeginCycle() {
 
 /// Clients' handlers of the same tick must not miss it because a line is down.
 void KesSDProtocol::AskFor(Variable variable) {
-  if (!mvarSocket_) return;
+  if (!mvarSocket_ || !std::dynamic_pointer_cast<EthernetConnection>(mvarConnection)) return;
   try {
     SendReadRequest(values_[variable].name);
   } catch (const std::exception& error) {

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "base/event.hpp"
+#include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "scale/contracts.hpp"
 #include "scale/scale_site.hpp"
@@ -65,6 +66,8 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void mvarmyScale_UpdateWeight();
   void mvarSocket_DataArrival(std::int32_t bytesTotal);
   void BeginCycle();
+  void ReadNetwork(ArcNetConnection& network);
+  bool ReadVariable(ArcNetConnection& network, Pair& pair, std::int32_t length);
   void ClearValues();
   void AskFor(Variable variable);
   void TakeReply(std::string_view name, std::string_view value);

@@ -29,7 +29,7 @@ class SharedData : public ScaleFixture {
     scale->Protocol(protocol);
     scale->Disabled(false);
     scale->RunScale();
-    socket = host.sockets[static_cast<std::size_t>(number - 1)];
+    socket = std::dynamic_pointer_cast<FakeSocket>(ethernet->mvarSocket());
     socket->sent.clear();
   }
   /// The names that were asked for or written since the last call, with the values written.
@@ -302,6 +302,56 @@ TEST_F(SharedData, FailuresOfTheSocketReachCommandsAndAreTracedElsewhere) {
   EXPECT_EQ(ErrorOf([&] { protocol->Connect(); }), 0);
   Tick();
   EXPECT_TRUE(host.traces.empty());
+}
+
+TEST_F(SharedData, AScaleThatIsDisabledWhileItRunsAsksForNothing) {
+  scale->Disabled(true);
+  Tick();
+  EXPECT_EQ(Sent(), "");
+  EXPECT_TRUE(host.traces.empty());
+}
+
+TEST_F(SharedData, OnTheTerminalNetworkNoWeightIsPublished) {
+  const auto network = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
+  network->Cluster("A");
+  network->KestrelNum("1");
+  network->IsBidirectional(true);
+  scale->Connection(network);
+  auto& library = host.terminalNetwork;
+  library.variables = {{"/a1/_safl", "\x20\x02"}, {"/a1/wt102", "10.0"}, {"/a1/ws102", "2.5"},
+                       {"/a1/wt103", "kg"},       {"/a1/t_690", ""},     {"/a1/bas12", ""}};
+  scale->RunScale();
+  scale->WeightData()->NoDataError(false);
+  EventRecorder recorder;
+  recorder.Watch(*scale);
+  library.calls.clear();
+  Tick();
+  EXPECT_EQ(library.calls,
+            (std::vector<std::string>{"KesRead /a1/_safl 3 20", "KesRead /a1/wt102 13 20",
+                                      "KesRead /a1/ws102 13 20", "KesRead /a1/wt103 4 20"}));
+  EXPECT_EQ(recorder.Take(), "UpdateWeight");
+  EXPECT_FALSE(scale->ActivityLED());
+
+  double tare = 1.5;
+  scale->T();
+  scale->SetTare(tare);
+  EXPECT_EQ(library.variables["/a1/t_690"], "1");
+  EXPECT_EQ(library.variables["/a1/bas12"], Hex("000000000000f83f"));
+  EXPECT_EQ(library.calls.back().substr(0, 20), "KesWrite /a1/bas12 8");
+
+  library.variables.erase("/a1/ws102");
+  library.calls.clear();
+  Tick();
+  EXPECT_EQ(recorder.Take(), "StatusChange NewWeight UpdateWeight");
+  EXPECT_TRUE(scale->WeightData()->NoDataError());
+  EXPECT_EQ(library.calls.size(), 3U);
+  EXPECT_TRUE(host.traces.empty());
+  library.missing = true;
+  Tick();
+  EXPECT_EQ(host.traces.size(), 1U);
+  EXPECT_EQ(ErrorOf([&] { scale->T(); }), 53);
+  library.missing = false;
+  scale->StopScale();
 }
 
 TEST_F(SharedData, SurvivesWhatAHandlerDoesInTheMiddleOfAReading) {
