@@ -182,6 +182,23 @@ TEST_F(ServerTest, AShorterConfigurationKeepsTheOldTailAndReadsItsOwnLength) {
   EXPECT_EQ(server->GetScale(1)->AliasName(), "short");
 }
 
+TEST_F(ServerTest, ASaveNamesWhatClientsHaveMade) {
+  struct ClientConnection final : Connection {
+    std::string_view ClassName() const override { return "NoConnection"; }
+    bool IsClientMade() const override { return true; }
+  };
+  Start();
+  server->GetScale(3)->AliasName("kept");
+  server->GetScale(3)->Connection(std::make_shared<ClientConnection>());
+  server->SaveScaleSettings();
+  EXPECT_EQ(messages, Messages{"48 Objects of clients are not saved; defaults take their place: "
+                               "Scale3.Connection"});
+  EXPECT_FALSE(server->CurrentFileDirty());
+  server->LoadScaleSettings(false);
+  EXPECT_EQ(server->GetScale(3)->AliasName(), "kept");
+  EXPECT_EQ(server->GetScale(3)->Connection()->ClassName(), "NoConnection");
+}
+
 TEST_F(ServerTest, AFailingSaveReportsAndLeavesTheFlags) {
   Start();
   server->CurrentFileName("Default.scl");
