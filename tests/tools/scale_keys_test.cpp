@@ -55,6 +55,13 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
       {"type=wi120", "type", "WeighTronixWI120"},
       {"protocol=shared-data", "letter", "a"},
       {"letter=B", "letter", "b"},
+      {"protocol=variables", "type", "NoProtType"},
+      {"type=cells", "countstype", "longarray"},
+      {"counts=abc12", "counts", "abc12"},
+      {"countstype=LongCharArray", "countstype", "longchararray"},
+      {"type=basic", "variables", ""},
+      {"variables=Speed:abc1:float:4:poll,B:abc2:string:20:write", "variables",
+       "Speed:abc1:float:4:poll,B:abc2:string:20:write"},
   };
   Apply(kSerial);
   for (const Case& c : cases) {
@@ -87,6 +94,10 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
       {{"protocol=mira"}, {"type=none", "type=standard", "type=gse550"}},
       {{"protocol=generic", "type=gse550"}, {"type=none", "type=sir"}},
       {{"protocol=shared-data", "letter=c"}, {"letter=", "letter=f", "letter=ab", "type=short"}},
+      {{"protocol=variables", "type=cells"}, {"counts=toolong", "countstype=bit", "variables="}},
+      {{"protocol=variables", "type=basic"},
+       {"variables=x", "variables=a:b:long:3", "variables=a:b:bit:1,a:c:bit:1", "counts=abc",
+        "variables=a:b:bit:1:read", "variables=a:b:bit:99999"}},
   };
   for (const Case& c : cases) {
     Apply({"connection=none", "protocol=none"});

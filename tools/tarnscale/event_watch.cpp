@@ -1,6 +1,10 @@
 #include "tools/tarnscale/event_watch.hpp"
 
+#include <memory>
 #include <utility>
+
+#include "shareddata/terminal_data.hpp"
+#include "tools/tarnscale/variable_fields.hpp"
 
 namespace tarn::tool {
 
@@ -35,6 +39,7 @@ void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
   subscriptions_.push_back(
       scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
   WatchRecord(scale);
+  WatchVariables(scale);
   subscriptions_.push_back(
       scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
   subscriptions_.push_back(scale.ScaleConfigurationChange.Subscribe(
@@ -46,6 +51,17 @@ void EventWatch::WatchRecord(TarnScale& scale) {
   subscriptions_.push_back(record->NewDataReady.Subscribe([this, &scale] { TellRecord(scale); }));
   subscriptions_.push_back(record->TimeoutError.Subscribe(
       [this, &scale] { sink_(EventOf(Kind::TimeoutError, scale)); }));
+}
+
+/// A round may come several times a second, so only what has changed is told.
+void EventWatch::WatchVariables(TarnScale& scale) {
+  const auto data = std::dynamic_pointer_cast<TerminalData>(scale.SummitData());
+  if (!data) return;
+  const auto former = std::make_shared<std::vector<Field>>(VariablesOf(scale));
+  subscriptions_.push_back(
+      data->NewDataReady.Subscribe([this, &scale, former] { TellVariables(scale, *former); }));
+  subscriptions_.push_back(data->CommLossErrorEvent.Subscribe(
+      [this, &scale] { sink_(EventOf(Kind::CommLossError, scale)); }));
 }
 
 ScaleEvent EventWatch::EventOf(Kind kind, const TarnScale& scale) const {
@@ -73,6 +89,14 @@ void EventWatch::TellRecord(const TarnScale& scale) {
   ScaleEvent event = EventOf(Kind::NewDataReady, scale);
   event.fields = FieldsOf(*scale.TarnRecordTemplateData());
   sink_(event);
+}
+
+void EventWatch::TellVariables(const TarnScale& scale, std::vector<Field>& former) {
+  ScaleEvent event = EventOf(Kind::Variables, scale);
+  auto fields = VariablesOf(scale);
+  event.fields = ChangedFields(former, fields);
+  former = std::move(fields);
+  if (!event.fields.empty()) sink_(event);
 }
 
 void EventWatch::TellStatus(Kind kind, const TarnScale& scale) {

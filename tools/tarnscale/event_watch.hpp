@@ -27,9 +27,11 @@ class EventWatch {
  private:
   void Watch(TarnScale& scale, const Selection& selection);
   void WatchRecord(TarnScale& scale);
+  void WatchVariables(TarnScale& scale);
   void TellReading(ScaleEvent::Kind kind, const TarnScale& scale);
   void TellPrint(const TarnScale& scale);
   void TellRecord(const TarnScale& scale);
+  void TellVariables(const TarnScale& scale, std::vector<Field>& former);
   void TellStatus(ScaleEvent::Kind kind, const TarnScale& scale);
   ScaleEvent EventOf(ScaleEvent::Kind kind, const TarnScale& scale) const;
 

@@ -117,6 +117,8 @@ void MonitorModel::HandleEvent(const ScaleEvent& event) {
     case Kind::PrintRecord:
     case Kind::NewDataReady:
     case Kind::TimeoutError:
+    case Kind::Variables:
+    case Kind::CommLossError:
     case Kind::InfoMessage:
     case Kind::StartFailure:
       return Note(EventWords(event));

@@ -28,6 +28,8 @@ constexpr std::array kKinds = {
     KindNames{Kind::UpdateWeight, "UpdateWeight", "update"},
     KindNames{Kind::NewDataReady, "NewDataReady", "record"},
     KindNames{Kind::TimeoutError, "TimeoutError", "record not complete in time"},
+    KindNames{Kind::Variables, "Variables", "variables"},
+    KindNames{Kind::CommLossError, "CommLossError", "terminal does not answer"},
     KindNames{Kind::ScaleConfigurationChange, "ScaleConfigurationChange", "configuration changed"},
     KindNames{Kind::InfoMessage, "InfoMessage", "info"},
     KindNames{Kind::StartFailure, "StartFailure", "not started"},
@@ -68,6 +70,7 @@ std::string Details(const ScaleEvent& event) {
     case Kind::NewStatus:
       return LampsText(event);
     case Kind::NewDataReady:
+    case Kind::Variables:
       return FieldsText(event.fields);
     case Kind::InfoMessage:
     case Kind::StartFailure:
@@ -196,7 +199,7 @@ std::string EventJson(const ScaleEvent& event) {
   }
   if (HasWeights(event.kind)) AddWeights(json, event.reading);
   if (HasWeights(event.kind) && event.kind != Kind::PrintRecord) AddFlags(json, event.reading);
-  if (event.kind == Kind::NewDataReady) AddFields(json, event);
+  if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
   if (event.kind == Kind::NewStatus) {
     json["activityLED"] = event.activityLed;
     json["errorLED"] = event.errorLed;

@@ -58,8 +58,10 @@ struct ScaleEvent {
     PrintRecord,
     NewStatus,
     UpdateWeight,
-    NewDataReady,  ///< a template record
-    TimeoutError,  ///< a template record that did not end in time
+    NewDataReady,   ///< a template record
+    TimeoutError,   ///< a template record that did not end in time
+    Variables,      ///< terminal variables that changed
+    CommLossError,  ///< the terminal does not answer
     ScaleConfigurationChange,
     InfoMessage,
     StartFailure,
@@ -71,7 +73,7 @@ struct ScaleEvent {
   int scale = 0;  ///< 0 for the server
   std::string alias;
   Reading reading;
-  std::vector<Field> fields;  ///< of NewDataReady
+  std::vector<Field> fields;  ///< of NewDataReady and Variables
   bool activityLed = false;
   bool errorLed = false;
   std::string message;  ///< of InfoMessage and StartFailure

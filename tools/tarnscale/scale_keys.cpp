@@ -11,11 +11,14 @@
 #include "base/number_text.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
+#include "shareddata/data_sets.hpp"
 #include "shareddata/kes_sd_protocol.hpp"
+#include "shareddata/summit_protocol.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/template_keys.hpp"
+#include "tools/tarnscale/variable_keys.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -247,7 +250,7 @@ std::vector<ScaleKey> MakeTable() {
          Ethernet(s).IsBidirectional(ParseSwitch(v));
        }},
       {"protocol", Place::Scale, "", "none|continuous|mira|...",
-       "none, continuous, template, tcp-template, mira, generic, shared-data",
+       "none, continuous, template, tcp-template, mira, generic, shared-data, variables",
        [](const TarnScale& s) -> KeyValue {
          return ChoiceOf(ProtocolChoices(), Required(s.Protocol()).ClassName());
        },
@@ -271,8 +274,12 @@ std::vector<ScaleKey> MakeTable() {
          }
          SharedData(s).scaleNum(letter);
        }},
+      {"type", Place::Protocol, SummitProtocol::kClassName, "cells|prediction|...",
+       "the data set: cells, prediction, diagnostics, basic", TypeValue,
+       SetType<ProtocolClass::SummitDataClass>},
   };
   AppendTemplateKeys(table);
+  AppendVariableKeys(table);
   return table;
 }
 
@@ -281,11 +288,23 @@ const std::vector<ScaleKey>& Table() {
   return kTable;
 }
 
+/// The dialect that brings a configuration.
+std::string DataSetWord(std::string_view configuration) {
+  for (const DataSet& set : kDataSets) {
+    if (set.configuration == configuration) return ProtocolTypeWord(set.type);
+  }
+  return {};
+}
+
 /// Which connection or protocol would have the key, for one that the scale has not now.
 std::string WhereKeyBelongs(std::string_view name) {
   std::string where;
   for (const ScaleKey& key : Table()) {
     if (!EqualIgnoringCase(key.name, name)) continue;
+    if (key.place == Place::Configuration) {
+      where += "protocol=variables type=" + DataSetWord(key.className);
+      continue;
+    }
     const bool ofConnection = key.place == Place::Connection;
     const auto choices = ofConnection ? ConnectionChoices() : ProtocolChoices();
     where += where.empty() ? "" : " or ";
@@ -327,6 +346,10 @@ bool ScaleKey::Fits(const TarnScale& scale) const {
       return Has(scale.Connection(), className);
     case Place::Protocol:
       return Has(scale.Protocol(), className);
+    case Place::Configuration: {
+      const auto engine = std::dynamic_pointer_cast<SummitProtocol>(scale.Protocol());
+      return engine && Has(engine->Configuration(), className);
+    }
     case Place::Scale:
       break;
   }

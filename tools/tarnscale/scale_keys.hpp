@@ -18,12 +18,12 @@ using KeyValue = std::variant<bool, double, std::string>;
 std::string ValueText(const KeyValue& value);
 
 struct ScaleKey {
-  enum class Place { Scale, Connection, Protocol };
+  enum class Place { Scale, Connection, Protocol, Configuration };
 
   std::string_view name;
   Place place;
-  /// The connection or protocol class that has the setting; the same key may have a row for each.
-  /// Empty: there for every scale.
+  /// The connection or protocol class, or the class of a terminal data set's configuration, that
+  /// has the setting; the same key may have a row for each. Empty: there for every scale.
   std::string_view className;
   std::string_view values;  ///< what may be written, for people
   std::string_view help;    ///< empty where another row tells the same

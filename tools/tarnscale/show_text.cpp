@@ -44,9 +44,8 @@ Json ScaleJson(const TarnScale& scale, int number) {
     if (!key.shown || !key.Fits(scale)) continue;
     // These two keys are the objects themselves.
     if (key.name == "connection" || key.name == "protocol") continue;
-    Json& object = key.place == Place::Connection ? connection
-                   : key.place == Place::Protocol ? protocol
-                                                  : json;
+    const bool ofProtocol = key.place == Place::Protocol || key.place == Place::Configuration;
+    Json& object = key.place == Place::Connection ? connection : ofProtocol ? protocol : json;
     object[std::string(key.name)] = JsonValue(key.get(scale));
   }
   json["connection"] = std::move(connection);
