@@ -146,6 +146,7 @@ void SummitProtocol::Connect() {
   myTriggerUpdateTimer = std::make_unique<ActivityTimer>(site.TickTimer());
   onTriggerTimer_ =
       myTriggerUpdateTimer->TimedOutEvent.Subscribe([this] { myTriggerUpdateTimer_TimedOut(); });
+  OfferAccess();
   resetTriggersDue_ = true;
   // The connection opens the socket only after this, so the first round waits for the timer.
   myTriggerUpdateTimer->TimeoutTime(kTriggerPace);
@@ -167,6 +168,12 @@ void SummitProtocol::Disconnect() {
 std::shared_ptr<_SummitData> SummitProtocol::Data() const {
   const auto scale = myScale();
   return scale ? scale->SummitData() : nullptr;
+}
+
+void SummitProtocol::OfferAccess() {
+  if (const auto user = std::dynamic_pointer_cast<TagAccessUser>(Data())) {
+    user->Access(weak_from_this());
+  }
 }
 
 /// A protocol that another has replaced may still be held by a client; the socket is then no longer
@@ -357,6 +364,10 @@ void SummitProtocol::FilePolledReply() {
   if (!tag || !Names(*pollingMessage_, *tag)) return;
   polledTag_.reset();
   const auto data = Data();
+  if (data != roundData_.lock()) {
+    EndRound();  // the new object gets a whole round
+    return;
+  }
   const std::uint32_t turn = turn_;
   // A copy, since a handler may wait for a single read, and further replies arrive meanwhile.
   KesMessage reply = *pollingMessage_;
@@ -376,9 +387,8 @@ void SummitProtocol::BeginRound() {
   pollingIndex_ = 1;
   triggerReads_ = 0;
   errorInRound_ = false;
-  if (const auto user = std::dynamic_pointer_cast<TagAccessUser>(Data())) {
-    user->Access(weak_from_this());
-  }
+  roundData_ = Data();
+  OfferAccess();
   if (std::exchange(resetTriggersDue_, false)) ResetTriggers();
   ArmUpdateTriggers();
 }

@@ -77,6 +77,7 @@ class SummitProtocol final : public Protocol,
   void BringPair(ProtocolType former);
   void ConfigurationHasChanged();
   std::shared_ptr<_SummitData> Data() const;
+  void OfferAccess();
   bool IsRunning() const;
 
   // Messages.
@@ -129,6 +130,7 @@ class SummitProtocol final : public Protocol,
   std::int16_t triggerReads_ = 0;
   /// The tag whose reply the round waits for.
   std::shared_ptr<SDTagInfo> polledTag_;
+  std::weak_ptr<_SummitData> roundData_;
   bool resetTriggersDue_ = false;
   bool errorInRound_ = false;
   /// Another number after whatever ends what was under way: handlers may do that at any time.
