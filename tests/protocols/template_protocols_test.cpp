@@ -176,6 +176,7 @@ TEST_F(TemplateLines, KeepAliveTextsVanishWhereverTheyAreCut) {
       {",", kAlive.substr(0, 9) + kAlive + kAlive.substr(9), ""},
       {",", kAlive + "1," + kAlive + "2\r" + kAlive + "\n" + kAlive, kFiled + "New(1|2|) "},
       {" ", kAlive + "1 " + kAlive + "2 3 " + kAlive, kFiled + "New(1|2|3) "},
+      {" ", "1 2 " + kAlive + "3 ", kFiled + "New(1|2|3) "},
       {",", "!!,!!I'm!\r\n", kFiled + "New(!!|!!I'm!|) "},
   };
   for (const auto& c : cases) {

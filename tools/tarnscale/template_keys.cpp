@@ -81,7 +81,7 @@ void AppendNames(std::vector<ScaleKey>& table, std::string_view className, bool 
 
 /// The help shows the rows of one class; those of the other are the same.
 void AppendKeysOf(std::vector<ScaleKey>& table, std::string_view className, bool first) {
-  const ScaleKey keys[] = {
+  const std::vector<ScaleKey> keys = {
       {"fields", Place::Protocol, className, "1..20", "fields of a record",
        [](const TarnScale& s) -> KeyValue {
          return static_cast<double>(TemplateOf(s).NumFields());
