@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -84,60 +86,44 @@ class TemplateLines : public ScaleFixture {
 const std::string kFiled = "Lamps(A) ";
 const std::string kLost = "Lamps(E) New(Error|Error|Error) Timeout ";
 
+/// Steps stand one behind the other with blanks between: what arrives (";" is the terminator, "F" a
+/// flood as long as the buffer may be), or "+" and milliseconds, and after "=" what is raised: a
+/// record, or X for one that is lost.
 TEST_F(TemplateLines, RecordsAreFiledInTheOrderOfTheirEvents) {
-  using Steps = std::vector<std::pair<std::string, std::string>>;
-  const std::string flood(TemplateProtocol::kMostBuffered, 'x');
   const struct {
     const char* name;
     std::int32_t timeout;
-    Steps steps;
+    const char* steps;
   } cases[] = {
-      {"a record, then silence", 500, {{"1,2,3\r\n", kFiled + "New(1|2|3) "}, {"+5000", ""}}},
-      {"a shorter one keeps the other fields",
-       500,
-       {{"1,2,3\r\n", kFiled + "New(1|2|3) "}, {"4\r\n", kFiled + "New(4|2|3) "}}},
-      {"in pieces",
-       500,
-       {{"1", ""}, {"+300", ""}, {",2,", ""}, {"+300", ""}, {"3\r\n", kFiled + "New(1|2|3) "}}},
-      {"the time counts from the first character",
-       500,
-       {{"1", ""},
-        {"+600", ""},
-        {",2,", ""},
-        {"+200", kLost},
-        {"3\r\n", kFiled + "New(3|Error|Error) "},
-        {"+5000", ""}}},
-      {"one record an event; what is left gets time of its own",
-       500,
-       {{"1,2,3,4,5,6,", kFiled + "New(1|2|3) "},
-        {"+600", ""},
-        {"7,8,9,", kFiled + "New(4|5|6) "},
-        {"+600", ""},
-        {"\r\n", kFiled + "New(7|8|9) "},
-        {"+800", kLost},
-        {"+5000", ""}}},
-      {"without a time a record waits for ever",
-       0,
-       {{"1,2", ""}, {"+900000", ""}, {",3\r\n", kFiled + "New(1|2|3) "}}},
-      {"but not without bounds",
-       0,
-       {{flood, ""}, {"y", kLost}, {"1,2,3\r\n", kFiled + "New(1|2|3) "}, {"+900", ""}}},
-      {"nor in one piece", 500, {{flood + "y", kLost}, {"+5000", ""}}},
-      {"text of the code page",
-       500,
-       {{"K\xFC"
-         "che,2\r\n",
-         kFiled + "New(K\xC3\xBC"
-                  "che|2|) "}}},
+      {"a record, then silence", 500, "1,2,3;=1|2|3 +5000"},
+      {"a shorter one keeps the other fields", 500, "1,2,3;=1|2|3 4;=4|2|3"},
+      {"in pieces", 500, "1 +300 ,2, +300 3;=1|2|3"},
+      {"the time counts from the first character", 500, "1 +600 ,2, +200=X 3;=3|Error|Error +5000"},
+      {"one record an event; what is left gets time of its own", 500,
+       "1,2,3,4,5,6,=1|2|3 +600 7,8,9,=4|5|6 +600 ;=7|8|9 +800=X +5000"},
+      {"without a time a record waits for ever", 0, "1,2 +900000 ,3;=1|2|3"},
+      {"but not without bounds", 0, "F y=X 1,2,3;=1|2|3 +900"},
+      {"nor in one piece", 500, "Fy=X +5000"},
+      {"text of the code page", 500, "K\xFC,2;=K\xC3\xBC|2|"},
   };
   for (const bool overNetwork : {false, true}) {
     for (const auto& c : cases) {
       Start(overNetwork);
+      config->Terminator(";");
       config->Timeout(c.timeout);
       log.clear();
-      int step = 0;
-      for (const auto& [input, events] : c.steps) {
-        EXPECT_EQ(Do(input), events) << c.name << ", step " << ++step << ", " << overNetwork;
+      std::istringstream steps(c.steps);
+      for (std::string step; steps >> step;) {
+        const auto equals = std::min(step.find('='), step.size());
+        std::string input = step.substr(0, equals);
+        const std::string record = equals < step.size() ? step.substr(equals + 1) : "";
+        if (input.front() == 'F') {
+          input.replace(0, 1, std::string(TemplateProtocol::kMostBuffered, 'x'));
+        }
+        const std::string events = record.empty()  ? ""
+                                   : record == "X" ? kLost
+                                                   : kFiled + "New(" + record + ") ";
+        EXPECT_EQ(Do(input), events) << c.name << ", step " << step << ", " << overNetwork;
       }
       EXPECT_FALSE(scale->WeightData()->NoDataError());
       scale->StopScale();
