@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -59,32 +60,32 @@ struct Request {
 /// Answers what the socket has sent since the last time, until nothing more is sent.
 class FakeTerminal {
  public:
-  explicit FakeTerminal(FakeSocket& socket) : socket_(socket) {}
+  explicit FakeTerminal(std::shared_ptr<FakeSocket> socket) : socket_(std::move(socket)) {}
 
   std::map<std::string, std::string> variables;  ///< a missing one is not answered
 
   /// The requests since the last time, as texts.
   std::string Requests() {
     std::string texts;
-    for (; noted_ < socket_.sent.size(); ++noted_) {
-      texts += (texts.empty() ? "" : " ") + Request(socket_.sent[noted_]).Text();
+    for (; noted_ < socket_->sent.size(); ++noted_) {
+      texts += (texts.empty() ? "" : " ") + Request(socket_->sent[noted_]).Text();
     }
     return texts;
   }
 
   void Serve() {
-    for (; served_ < socket_.sent.size(); ++served_) {
-      const Request request(socket_.sent[served_]);
+    for (; served_ < socket_->sent.size(); ++served_) {
+      const Request request(socket_->sent[served_]);
       const auto found = variables.find(request.name);
       if (found == variables.end()) continue;
       if (!request.IsRead()) found->second = request.data;
-      socket_.Deliver(ReplyOf(request.name, request.header.sequenceNumber,
-                              request.IsRead() ? found->second : std::string()));
+      socket_->Deliver(ReplyOf(request.name, request.header.sequenceNumber,
+                               request.IsRead() ? found->second : std::string()));
     }
   }
 
  private:
-  FakeSocket& socket_;
+  std::shared_ptr<FakeSocket> socket_;
   std::size_t noted_ = 0;
   std::size_t served_ = 0;
 };

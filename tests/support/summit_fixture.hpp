@@ -19,7 +19,9 @@ class SummitFixture : public ScaleFixture {
  protected:
   /// Not yet running.
   void Make(ProtocolType type) {
-    scale = NewScale();
+    scale = NewScale();  // a former one leaves its socket for good
+    socket = std::dynamic_pointer_cast<FakeSocket>(site->Winsock(1));
+    terminal = FakeTerminal(socket);
     const auto ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
     ethernet->IPAddress("127.0.0.2");
     scale->Connection(ethernet);
@@ -44,7 +46,7 @@ class SummitFixture : public ScaleFixture {
   void Note(Event<>& event, const char* text) {
     subscriptions.push_back(event.Subscribe([this, text] { log += text; }));
   }
-  FakeSocket& Socket() { return *host.sockets.front(); }
+  FakeSocket& Socket() { return *socket; }
   template <class Kind>
   std::shared_ptr<Kind> Data() {
     return std::dynamic_pointer_cast<Kind>(scale->SummitData());
@@ -62,7 +64,8 @@ class SummitFixture : public ScaleFixture {
 
   std::shared_ptr<TarnScale> scale;
   std::shared_ptr<SummitProtocol> engine;
-  FakeTerminal terminal{Socket()};
+  std::shared_ptr<FakeSocket> socket;
+  FakeTerminal terminal{nullptr};
   std::string log;
   std::vector<Subscription> subscriptions;
 };
