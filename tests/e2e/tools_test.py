@@ -354,6 +354,52 @@ class ToolsTest(unittest.TestCase):
                        for record in self.records(server)]
             self.assertEqual(numbers, list(range(numbers[0], numbers[0] + len(numbers))))
 
+    def diagnosis(self):
+        """The variables that scale diagnostics poll; one counts, so that every round brings news."""
+        each = {"cs{}21": "char", "ce{}02": "byte", "ce{}20": "long = {}00", "ws{}08": "double",
+                "ce{}21": "long", "ce{}22": "double = {}.5", "ce{}23": "long", "ce{}24": "double",
+                "ws{}13": 'chararray 41 = "E{}"', "ws{}14": "float"}
+        lines = [f"{name} {kind}".format(n, n) for name, kind in each.items() for n in range(1, 5)]
+        lines += [f"ws{n}{suffix} float" for n in range(1, 5) for suffix in range(21, 25)]
+        lines += [f"ws{n}20 float = 5 : count 1 every 300ms" for n in range(1, 5)]
+        lines += [f"{name} bit" for name in ("s_205", "s_20d", "s_275", "s_285")]
+        table = self.folder / "diagnosis.txt"
+        table.write_text("\n".join(lines) + "\n")
+        return table
+
+    def test_many_scales_are_diagnosed_and_recover(self):
+        scales = range(2, 18)  # scale 1 would hold the port on which the terminals start again
+        for n in scales:
+            self.run_tool("set", self.file, n, *self.common, f"alias=Line {n}",
+                          "connection=ethernet", f"address=127.0.47.{n - 1}", "protocol=variables",
+                          "type=diagnostics", "rate=2", "enabled=yes")
+        arguments = ["shareddata", "--address", "127.0.47.%d", "--count", "16", "--table",
+                     self.diagnosis(), "--double", "0.02"]
+        server = None
+        for passage in ("first", "taken again"):
+            terminals = self.start("tarnsim", *map(str, arguments), stdin=subprocess.DEVNULL)
+            terminals.wait_for(lambda line: line.startswith("ready 127.0.47.16"), "terminals")
+            server = server or self.server()
+            start = len(server.lines)
+            for n in scales:
+                def news(event, name):
+                    return (event["event"] == "Variables" and event["scale"] == n
+                            and {f["name"]: f["value"] for f in event["fields"]}.get(name))
+                calibration = server.wait_for_event(lambda e: news(e, "ScaleCalZeroCounts") ==
+                                                    "100 200 300 400", passage, start)
+                self.assertEqual(news(calibration, "LastScaleError"), "E1 E2 E3 E4")
+                self.assertEqual(news(calibration, "ScaleCalHighWeight"), "1.5 2.5 3.5 4.5")
+                for _ in range(3):
+                    server.wait_for_event(lambda e: news(e, "WeighmentCounter"), passage, start)
+                    start += 1
+                start = 0 if passage == "first" else start - 3
+            self.assertEqual(terminals.end(), 0)
+            start = len(server.lines)
+            for n in scales:
+                server.wait_for_event(lambda e: e["event"] == "CommLossError" and e["scale"] == n,
+                                      "loss", start)
+        self.assertEqual(server.end(), 0)
+
     def test_settings_survive_and_wrong_ones_change_nothing(self):
         self.configure(1, "baud=19200", "type=short")
         before = self.file.read_bytes()
