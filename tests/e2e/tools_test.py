@@ -400,6 +400,58 @@ class ToolsTest(unittest.TestCase):
                                       "loss", start)
         self.assertEqual(server.end(), 0)
 
+    def shared_data(self, number, address, *settings):
+        self.run_tool("set", self.file, number, *self.common, f"alias=Line {number}",
+                      "connection=ethernet", f"address={address}", "bidirectional=yes",
+                      "protocol=shared-data", "enabled=yes", *settings)
+
+    def shared_data_terminals(self, *arguments):
+        simulator = self.start("tarnsim", "shareddata", *arguments, stdin=subprocess.DEVNULL)
+        simulator.wait_for(lambda line: line.startswith("ready "), "terminals")
+
+    def test_32_shared_data_terminals_at_once(self):
+        # Four groups, each with a load and a scale letter of its own, the last two on a bad network.
+        bad = ["--lost", "0.02", "--late", "0.02", "--double", "0.05", "--reorder", "0.05",
+               "--foreign", "0.05", "--join", "0.05"]
+        groups = [("a", 10, []), ("b", 20, []), ("c", 30, bad), ("d", 40, bad)]
+        expected = {}
+        for index, (letter, load, faults) in enumerate(groups):
+            self.shared_data_terminals("--address", f"127.0.{index + 2}.%d", "--count", 8,
+                                       "--scales", letter, "--load", f"load {load}", *faults)
+            for terminal in range(1, 9):
+                number = index * 8 + terminal
+                self.shared_data(number, f"127.0.{index + 2}.{terminal}", f"letter={letter}")
+                expected[number] = float(load)
+        server = self.server()
+        for number, load in expected.items():
+            server.wait_for_event(
+                lambda e: e["event"] == "NewWeight" and e["scale"] == number and not e["motion"]
+                and e["netValue"] == load and e["units"] == "kg", f"weight of scale {number}")
+        self.assertEqual(server.end(), 0)
+        events = [json.loads(line) for line in server.lines]
+        # What one scale shows comes from its own terminal: no weight is above its terminal's load.
+        for event in events:
+            if event["event"] == "NewWeight" and not event["motion"]:
+                self.assertLessEqual(event["netValue"], expected[event["scale"]] + 0.05)
+        self.assertEqual([e for e in server.errors if "Line" in e], [])
+
+    def test_commands_and_malformed_replies_of_a_shared_data_terminal(self):
+        self.shared_data_terminals("--address", "127.0.2.1", "--load", "load 12.5")
+        self.shared_data_terminals("--address", "127.0.2.2", "--load", "load 12.5",
+                                   "--malformed", "0.1")
+        self.shared_data(5, "127.0.2.1")
+        self.shared_data(6, "127.0.2.2")
+        printed = self.run_tool("send", self.file, 5, "P", *self.common).stdout
+        self.assertIn("print gross 12.50 tare 0.00 net 12.50 kg", printed)
+        for number in (5, 6):
+            self.run_tool("send", self.file, number, "SetTare", "2.5", *self.common)
+        server = self.server()
+        for number in (5, 6):
+            server.wait_for_event(
+                lambda e: e["event"] == "NewWeight" and e["scale"] == number
+                and e["tareValue"] == 2.5 and e["netValue"] == 10, f"net weight of {number}")
+        self.assertEqual(server.end(), 0)
+
     def test_settings_survive_and_wrong_ones_change_nothing(self):
         self.configure(1, "baud=19200", "type=short")
         before = self.file.read_bytes()

@@ -28,7 +28,7 @@ struct ReplyFaults {
   double foreign = 0;    ///< with a reply of another variable in front of it
   double malformed = 0;  ///< cut short, with a wrong length, or noise
   double joined = 0;     ///< in one datagram with the reply that follows, or kLongestHold
-  Schedule silent;
+  Schedule silent{};
 };
 
 /// Who asks, as the socket tells.

@@ -1,0 +1,226 @@
+// The simulated shared-data terminal: its table of variables, what it answers, what goes wrong.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/shared_data.hpp"
+#include "tools/tarnsim/load_script.hpp"
+#include "tools/tarnsim/shared_data_terminal.hpp"
+#include "tools/tarnsim/usage_error.hpp"
+
+namespace tarn::sim {
+namespace {
+
+using namespace std::string_literals;
+
+Variable VariableOf(const std::string& declaration) {
+  VariableTable table;
+  AddVariables(table, "x " + declaration);
+  return table.variables.at("x");
+}
+
+TEST(VariableTable, ValuesAreEncodedByTheirType) {
+  const struct {
+    const char* declaration;
+    std::string bytes;
+  } cases[] = {
+      {"bit = 1", "01"},
+      {"bit", "00"},
+      {"char = \"A\"", "41"},
+      {"char = 66", "42"},
+      {"byte = 300", "ff"},
+      {"short = -2", "feff"},
+      {"long = 16909060", "04030201"},
+      {"float = -1.5", "0000c0bf"},
+      {"double = 12.5", "0000000000002940"},
+      {"string 4 = \"a#:\"  # more", "61233a00"},
+      {"chararray 3 = \"\"", "000000"},
+      {"bytearray 4 = 1 0 255", "0100ff00"},
+      {"longarray 2 = -1", "ffffffff00000000"},
+      {"longtext 2 = 42 -7", "20202020202020202020343200 20202020202020202020 2d3700"},
+  };
+  for (const auto& c : cases) {
+    Variable variable = VariableOf(c.declaration);
+    EXPECT_EQ(variable.Bytes(0), Hex(c.bytes)) << c.declaration;
+    const std::string bytes = variable.Bytes(0);
+    variable.Write("", 0);
+    variable.Write(bytes + "more", 0);
+    EXPECT_EQ(variable.Bytes(0), bytes) << c.declaration;
+  }
+}
+
+TEST(VariableTable, ValuesLiveByTheirBehaviour) {
+  Variable counting = VariableOf("longarray 2 = 10 20 : count 5 every 500ms");
+  EXPECT_EQ(counting.Bytes(499), Hex("0a00000014000000"));
+  EXPECT_EQ(counting.Bytes(1000), Hex("140000001e000000"));
+  counting.Write(Hex("01000000"), 1200);
+  EXPECT_EQ(counting.Bytes(1800), Hex("0600000005000000"));
+  Variable trigger = VariableOf("bit = 0 : after 300ms 0");
+  trigger.Write("\x01", 1000);
+  EXPECT_EQ(trigger.Bytes(1299), "\x01");
+  EXPECT_EQ(trigger.Bytes(1300), "\0"s);
+  Variable fixed = VariableOf("byte = 7 : fixed");
+  fixed.Write("\x09", 0);
+  EXPECT_EQ(fixed.Bytes(0), "\x07");
+}
+
+TEST(VariableTable, WhatIsWrongIsToldWithItsLine) {
+  for (const char* wrong : {"x",
+                            "x bits",
+                            "x byte 2",
+                            "x string",
+                            "x string 0",
+                            "x string 1401",
+                            "x longtext 108",
+                            "x longarray 1.5",
+                            "x long = one",
+                            "x long = 1 2",
+                            "x string 2 = \"abc\"",
+                            "= 5",
+                            "0123456789 bit",
+                            "x : live",
+                            "x : live load",
+                            "x bit : live net",
+                            "x : press X",
+                            "x long : count 1",
+                            "x long : count 1 every 0s",
+                            "x bit : after 1s 2 3",
+                            "x bit : silent 1",
+                            "x : fixed"}) {
+    VariableTable table;
+    try {
+      AddVariables(table, "# one\n\ny bit\n" + std::string(wrong));
+      ADD_FAILURE() << wrong;
+    } catch (const UsageError& error) {
+      EXPECT_EQ(std::string(error.what()).rfind("Variable table, line 4: ", 0), 0U) << wrong;
+    }
+  }
+  VariableTable table;
+  EXPECT_THROW(AddVariables(table, std::string(VariableTable::kMaxText + 1, '#')), UsageError);
+  EXPECT_THROW(ScaleVariables('f'), UsageError);
+  AddVariables(table, "x bit = 0\r\nx byte = 5\r\n");
+  EXPECT_EQ(table.variables.at("x").Bytes(0), "\x05");
+}
+
+class SharedDataTerminals : public testing::Test {
+ protected:
+  void Start(const ReplyFaults& faults = {}) {
+    SharedDataTerminal::Options options;
+    AddVariables(options.table, ScaleVariables('b') + "pcl01 long = 5\nquiet bit : silent\n");
+    options.graduation = MakeGraduation(100, 0.01, {});
+    options.faults = faults;
+    terminal = std::make_unique<SharedDataTerminal>(
+        options, std::make_unique<Indicator>(Indicator::Options{options.graduation},
+                                             ParseLoadScript("load 12.5"), LoadModel::Options{}));
+    answer = terminal->Answer.Subscribe([this](std::string_view reply, const Peer& to) {
+      answers.emplace_back(reply);
+      EXPECT_EQ(to.port, 1705);
+    });
+    Wait(10'000);
+  }
+  void Wait(double milliseconds) {
+    for (const double end = now + milliseconds; now < end;) terminal->Tick(now += 10);
+  }
+  /// The data of the one reply, or how many there were.
+  std::string Ask(const std::string& name, std::uint8_t command = 0x20,
+                  const std::string& data = {}) {
+    answers.clear();
+    std::string request = Reply("/w1/w0001", data, 77);
+    request.replace(14, 10, ("/k5/" + name + std::string(10, '\0')).substr(0, 10));
+    request[24] = static_cast<char>(command);
+    request.resize(201);
+    terminal->Receive(request, {"127.0.0.1", 1705});
+    if (answers.size() != 1) return std::to_string(answers.size()) + " replies";
+    EXPECT_EQ(answers[0].substr(4, 20), request.substr(14, 10) + request.substr(4, 10));
+    EXPECT_EQ(answers[0][26], 77);
+    return answers[0].substr(29);
+  }
+  std::string Write(const std::string& name, const std::string& data) {
+    return Ask(name, 0x10, data);
+  }
+
+  std::unique_ptr<SharedDataTerminal> terminal;
+  std::vector<std::string> answers;
+  double now = 0;
+  Subscription answer;
+};
+
+TEST_F(SharedDataTerminals, AnswersReadsAndWritesOfItsVariables) {
+  Start();
+  EXPECT_EQ(Ask("_sbfl"), "\x00\x02\x00"s);
+  EXPECT_EQ(Ask("wt201"), "       12.50\0"s);
+  EXPECT_EQ(Ask("wt203"), "kg \0"s);
+  EXPECT_EQ(Write("bas13", Hex("0000000000000440")), "");  // 2.5
+  EXPECT_EQ(Ask("ws202") + Ask("wt202"), "        2.50\0       10.00\0"s);
+  EXPECT_EQ(Write("t_6a1", "0"), "");
+  EXPECT_EQ(Ask("ws202"), "        2.50\0"s);
+  EXPECT_EQ(Write("t_6a1", "1"), "");
+  EXPECT_EQ(Ask("ws202"), "        0.00\0"s);
+  EXPECT_EQ(Write("t_6a2", "\x01"), "");  // print shows in two reads
+  for (const int second : {0x12, 0x12, 0x02}) EXPECT_EQ(Ask("_sbfl")[1], second);
+  EXPECT_EQ(Write("pcl01", Hex("07000000")), "");
+  EXPECT_EQ(Ask("pcl01"), Hex("07000000"));
+  for (const char* name : {"quiet", "nosuch", ""}) EXPECT_EQ(Ask(name), "0 replies") << name;
+  EXPECT_EQ(Ask("pcl01", 0x30), "0 replies");
+  Write("bas13", "short");
+  Write("bas13", Hex("000000000000f07f"));  // infinite
+  EXPECT_EQ(Ask("ws202"), "        0.00\0"s);
+}
+
+TEST_F(SharedDataTerminals, SpoilsItsRepliesOnRequest) {
+  Start({.lost = 1});
+  EXPECT_EQ(Ask("pcl01"), "0 replies");
+  Start({.doubled = 1});
+  EXPECT_EQ(Ask("pcl01"), "2 replies");
+  EXPECT_EQ(answers[0], answers[1]);
+  Start({.foreign = 1});
+  EXPECT_EQ(Ask("pcl01"), "2 replies");
+  EXPECT_EQ(answers[0].substr(4, 9), "/zz/other");
+  Start({.late = 1, .lateBy = 300});
+  EXPECT_EQ(Ask("pcl01"), "0 replies");
+  Wait(290);
+  EXPECT_TRUE(answers.empty());
+  Wait(10);
+  EXPECT_EQ(answers.size(), 1U);
+  Start({.silent = {1000, 500}});
+  EXPECT_EQ(Ask("pcl01"), "0 replies");
+  Wait(500);
+  EXPECT_EQ(Ask("pcl01"), Hex("05000000"));
+
+  Start({.joined = 1});  // nothing follows: it goes out by itself
+  EXPECT_EQ(Ask("pcl01"), "0 replies");
+  Wait(100);
+  EXPECT_EQ(answers.size(), 1U);
+
+  // By chance: held back behind, or in front of, the reply that follows; cut, or noise.
+  Start({.reordered = 0.5});
+  bool reordered = false;
+  for (int i = 0; i < 40; ++i) {
+    if (Ask("pcl01") == "2 replies") reordered = true;
+  }
+  EXPECT_TRUE(reordered);
+  Start({.joined = 0.5});
+  bool joined = false;
+  for (int i = 0; i < 40; ++i) joined |= Ask("pcl01").size() >= 2 * 4 + 29;
+  EXPECT_TRUE(joined);
+  Start({.malformed = 1});
+  const std::string good = Reply("/k5/pcl01", Hex("05000000"), 77);
+  std::vector<std::size_t> sizes;
+  for (int i = 0; i < 40; ++i) {
+    answers.clear();
+    std::string request = Reply("/w1/w0001", "", 77).replace(14, 9, "/k5/pcl01");
+    request[24] = 0x20;
+    terminal->Receive(request, {"127.0.0.1", 1705});
+    ASSERT_EQ(answers.size(), 1U);
+    sizes.push_back(answers[0].size());
+  }
+  EXPECT_GT(std::count(sizes.begin(), sizes.end(), good.size()), 5);
+  EXPECT_LT(std::count(sizes.begin(), sizes.end(), good.size()), 35);
+}
+
+}  // namespace
+}  // namespace tarn::sim
