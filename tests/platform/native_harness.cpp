@@ -63,8 +63,8 @@ class NativeHarness final : public Harness {
   void Deliver(std::string_view bytes) override { ASSERT_EQ(line_->Write(bytes), bytes.size()); }
   std::string Sent() override { return sent_; }
   std::unique_ptr<FarEnd> MakeFarEnd() override { return MakeNativeFarEnd(); }
-  // Wine keeps it to itself.
-  bool TellsOfClosedPorts() const override { return kLinesAreMade; }
+  // Wine keeps a closed port to itself, and shows a reset as an orderly end.
+  bool TellsOfBreaks() const override { return kLinesAreMade; }
   bool CanUnplug() const override { return kLinesAreMade || !UnplugFile().empty(); }
 
   void Unplug() override {

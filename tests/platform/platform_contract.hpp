@@ -54,9 +54,10 @@ class Harness {
 
   /// The far end of the socket that was created last.
   virtual std::unique_ptr<FarEnd> MakeFarEnd() = 0;
-  /// Whether ports and floods are real, and whether the system tells of closed UDP ports.
+  /// Whether ports and floods are real, and whether the system tells of closed UDP ports and of
+  /// resets.
   virtual bool HasNetwork() const { return true; }
-  virtual bool TellsOfClosedPorts() const { return true; }
+  virtual bool TellsOfBreaks() const { return true; }
 
   /// Lets go of what the harness itself keeps of the ports and sockets.
   virtual void ForgetPorts() {}
