@@ -262,6 +262,21 @@ class ToolsTest(unittest.TestCase):
         self.assertEqual(server.end(), 0)
         self.assertEqual(len([e for e in server.errors if "went away" in e]), 1, server.errors)
 
+    def test_an_adapter_that_is_plugged_in_again_comes_back_by_itself(self):
+        # Longer away than the first pause, so that tries fail in between.
+        terminal = self.terminal(1, "--load", "load 10")
+        self.configure(1)
+        server = self.server(1)
+        server.wait_for_event(lambda e: e.get("netValue") == 10, "weight")
+        self.assertEqual(terminal.end(), 0)
+        server.wait_for_event(lambda e: e.get("noDataError"), "no-data error")
+        time.sleep(2)
+        start = len(server.lines)
+        self.terminal(1, "--load", "load 30")
+        server.wait_for_event(lambda e: e.get("netValue") == 30 and not e["noDataError"],
+                              "weight after the return", start)
+        self.assertEqual(server.end(), 0)
+
     def test_one_failing_scale_does_not_lose_the_others(self):
         self.terminal(2, "--load", "load 20")
         self.configure(1)

@@ -97,6 +97,7 @@ TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
             "  databits=7\n"
             "  stopbits=2\n"
             "  bidirectional=yes\n"
+            "  reconnect=no\n"
             "  protocol=continuous\n"
             "  type=TarnContinuousShort\n");
 }
@@ -106,7 +107,8 @@ TEST_F(ScaleFileTest, ShowJsonNestsConnectionAndProtocol) {
   const Json expected = Json::parse(R"({"file": "plant.scl", "scales": [{
       "scale": 3, "alias": "Scale3", "enabled": false, "rate": 0.5, "timeout": 0,
       "connection": {"class": "SerialConnection", "port": 1, "baud": 9600, "parity": "even",
-                     "databits": 7, "stopbits": 1.5, "bidirectional": false},
+                     "databits": 7, "stopbits": 1.5, "bidirectional": false,
+                     "reconnect": false},
       "protocol": {"class": "TarnContinuousProtocol", "type": "TarnContinuousStandard"}}]})");
   EXPECT_EQ(ShownJson(), expected);
   EXPECT_TRUE(ShownJson()["scales"][0]["connection"]["baud"].is_number_integer());

@@ -168,5 +168,18 @@ TEST(ProtocolTypeNames, EveryDialectIsFoundByItsNameWordAndNumber) {
   for (const char* none : {"29", "-1", "", "01"}) EXPECT_FALSE(ParseProtocolType(none)) << none;
 }
 
+TEST_F(ScaleKeysTest, NetworkConnectionsHaveKeysOfTheirOwn) {
+  Apply({"connection=arcnet", "cluster=A", "node=1"});
+  EXPECT_EQ(ConnectionText(Scale()), "/a1");
+  EXPECT_EQ(Values()["cluster"] + Values()["node"], "a1");
+  Apply({"node=12"});
+  EXPECT_EQ(ConnectionText(Scale()), "arcnet, no address");
+  Apply({"connection=ethernet", "address=terminal-7", "bidirectional=on", "reconnect=on"});
+  EXPECT_EQ(ConnectionText(Scale()), "terminal-7");
+  EXPECT_EQ(Values()["reconnect"], "yes");
+  Apply({"connection=serial"});
+  EXPECT_EQ(Values()["reconnect"], "no");
+}
+
 }  // namespace
 }  // namespace tarn::tool

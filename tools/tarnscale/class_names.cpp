@@ -6,6 +6,7 @@
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 
@@ -16,6 +17,7 @@ constexpr std::array kConnections = {
     ClassChoice{"none", "NoConnection"},
     ClassChoice{"serial", "SerialConnection"},
     ClassChoice{"ethernet", "EthernetConnection"},
+    ClassChoice{"arcnet", "ArcNetConnection"},
 };
 
 constexpr std::array kProtocols = {
@@ -135,6 +137,9 @@ std::string ConnectionText(const TarnScale& scale) {
   }
   if (const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection)) {
     return ethernet->IPAddress();
+  }
+  if (const auto arcnet = std::dynamic_pointer_cast<ArcNetConnection>(connection)) {
+    return arcnet->AddressPrefix().empty() ? "arcnet, no address" : arcnet->AddressPrefix();
   }
   return ChoiceOf(ConnectionChoices(), connection->ClassName());
 }

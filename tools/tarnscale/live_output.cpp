@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "connections/reconnector.hpp"
 #include "tools/tarnscale/display_text.hpp"
 
 namespace tarn::tool {
@@ -39,6 +40,15 @@ std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file) {
     if (server.GetScale(failure.number)) ++failed;
   }
   return failed < enabled ? "" : "no scale of '" + shown + "' runs, for the reasons above";
+}
+
+void KeepConnected(TarnScaleServer& server) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    const auto scale = server.GetScale(number);
+    if (!scale) continue;
+    const auto link = std::dynamic_pointer_cast<ReconnectingConnection>(scale->Connection());
+    if (link) link->AutoReconnect(true);
+  }
 }
 
 void FinishOutput(LineWriter& writer, int status) {

@@ -18,6 +18,10 @@ void RunLoop(Program& program, std::optional<double> seconds);
 /// Why there is nothing to run; empty while at least one scale runs.
 std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file);
 
+/// Links that break are connected again for as long as the program runs, whatever the file says:
+/// nobody may be there to start the scales anew.
+void KeepConnected(TarnScaleServer& server);
+
 /// Gives the reader of the output a little time for the rest. One that does not take it is not
 /// waited for: the process then ends here, with everything else stopped before.
 void FinishOutput(LineWriter& writer, int status);

@@ -79,6 +79,7 @@ void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& s
                   "' is configured: configure one with tarnscale set, or see all with --all");
   }
   const LiveMonitor live(program, model, writer, options.interval);
+  KeepConnected(server);
   RunLoop(program, options.seconds);
 }
 

@@ -37,6 +37,7 @@ int RunScales(Program& program, const RunOptions& options, TarnScaleServer& serv
   const EventWatch watch(server, {.readingsOnly = options.readingsOnly, .updates = options.updates},
                          std::chrono::system_clock::now,
                          [&output](const ScaleEvent& event) { output.Write(event); });
+  KeepConnected(server);
   RunLoop(program, options.seconds);
   return kSuccess;
 }

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "base/number_text.hpp"
+#include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
+#include "connections/reconnector.hpp"
 #include "connections/serial_connection.hpp"
 #include "shareddata/data_sets.hpp"
 #include "shareddata/kes_sd_protocol.hpp"
@@ -116,6 +118,14 @@ KesSDProtocol& SharedData(const TarnScale& scale) {
   return Required(std::dynamic_pointer_cast<KesSDProtocol>(scale.Protocol()));
 }
 
+ArcNetConnection& ArcNet(const TarnScale& scale) {
+  return Required(std::dynamic_pointer_cast<ArcNetConnection>(scale.Connection()));
+}
+
+ReconnectingConnection& Reconnecting(const TarnScale& scale) {
+  return Required(std::dynamic_pointer_cast<ReconnectingConnection>(scale.Connection()));
+}
+
 template <class Contract>
 bool Has(const std::shared_ptr<Contract>& object, std::string_view className) {
   return object && object->ClassName() == className;
@@ -184,6 +194,7 @@ KeyValue TypeValue(const TarnScale& scale) {
 
 constexpr std::string_view kSerial = SerialConnection::kClassName;
 constexpr std::string_view kEthernet = EthernetConnection::kClassName;
+constexpr std::string_view kArcNet = ArcNetConnection::kClassName;
 
 std::vector<ScaleKey> MakeTable() {
   std::vector<ScaleKey> table = {
@@ -209,7 +220,7 @@ std::vector<ScaleKey> MakeTable() {
          s.ActivityTimeoutTime(ParseWhole(v, 0, std::numeric_limits<std::int32_t>::max(),
                                           "write whole milliseconds, 0 or more"));
        }},
-      {"connection", Place::Scale, "", "none|serial|ethernet", "how the terminal is reached",
+      {"connection", Place::Scale, "", "none|serial|ethernet|arcnet", "how the terminal is reached",
        [](const TarnScale& s) -> KeyValue {
          return ChoiceOf(ConnectionChoices(), Required(s.Connection()).ClassName());
        },
@@ -241,6 +252,12 @@ std::vector<ScaleKey> MakeTable() {
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Serial(s).IsBidirectional(ParseSwitch(v));
        }},
+      {"reconnect", Place::Connection, kSerial, "yes|no",
+       "whether a server connects a link again that broke (run and monitor always do)",
+       [](const TarnScale& s) -> KeyValue { return Reconnecting(s).AutoReconnect(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Reconnecting(s).AutoReconnect(ParseSwitch(v));
+       }},
       {"address", Place::Connection, kEthernet, "HOST", "address or name of the terminal",
        [](const TarnScale& s) -> KeyValue { return Ethernet(s).IPAddress(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { Ethernet(s).IPAddress(std::string(v)); }},
@@ -249,6 +266,18 @@ std::vector<ScaleKey> MakeTable() {
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Ethernet(s).IsBidirectional(ParseSwitch(v));
        }},
+      {"reconnect", Place::Connection, kEthernet, "yes|no", "",
+       [](const TarnScale& s) -> KeyValue { return Reconnecting(s).AutoReconnect(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Reconnecting(s).AutoReconnect(ParseSwitch(v));
+       }},
+      {"cluster", Place::Connection, kArcNet, "LETTER", "cluster of the terminal on its network",
+       [](const TarnScale& s) -> KeyValue { return ArcNet(s).Cluster(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { ArcNet(s).Cluster(v); }},
+      {"node", Place::Connection, kArcNet, "NUMBER",
+       "the terminal's number there (one digit with one letter, or it has no address)",
+       [](const TarnScale& s) -> KeyValue { return ArcNet(s).KestrelNum(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { ArcNet(s).KestrelNum(std::string(v)); }},
       {"protocol", Place::Scale, "", "none|continuous|mira|...",
        "none, continuous, template, tcp-template, mira, generic, shared-data, variables",
        [](const TarnScale& s) -> KeyValue {
