@@ -182,7 +182,7 @@ class AutomationTest(unittest.TestCase):
         return without_repeats([int(line.split("frame <02>")[1][3:9]) for line in terminal.lines
                                 if "frame <02>" in line])
 
-    def assert_all_readings(self, weights, sent, least=20):
+    def assert_all_readings(self, weights, sent, least=10):
         """From the first one on these are the terminal's readings, each once and in order. Tells
         the places of the first and the last one."""
         seen = [round(weight * 100) for weight in weights]
@@ -226,7 +226,7 @@ class AutomationTest(unittest.TestCase):
 
     def test_events_reach_several_clients_each_once_and_in_order(self):
         # The weight rises with every frame, so each reading names the frame that it came from.
-        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
+        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s", "--rate", "5")
         keeper = self.keeper()
         followers = [self.follower(way) for way in ("plain", "callback", "disconnect", "release")]
         for follower in followers:

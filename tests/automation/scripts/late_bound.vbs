@@ -39,8 +39,14 @@ Sub weight_StatusChange() : told = told & "flags " : End Sub
 Sub weight_NewWeight() : told = told & "weight " : End Sub
 Sub print_NewWeight() : told = told & "print " : End Sub
 Sub activity_TimedOut() : told = told & "timeout " : End Sub
-Sub timer_Timer() : told = told & "tick " : End Sub
 Sub server_InfoMessage(message, style) : told = told & message & " (" & style & ")" : End Sub
+
+' Longer than the timer's interval: the server's timers wait until the event has returned.
+Sub timer_Timer()
+    told = told & "tick "
+    WScript.Sleep 150
+    told = told & "done "
+End Sub
 
 Set connection = CreateObject("TarnSclServer.TarnServerConnection")
 n = 7
@@ -124,9 +130,9 @@ WaitFor "timeout"
 ExpectTold "the silence of a disabled scale", "timeout "
 timer.Interval = 50
 timer.Enabled = True
-WaitFor "tick update tick "
+WaitFor "tick done update tick done "
 timer.Enabled = False
-Expect "the first events of the timer", Left(told, 24), "update tick update tick "
+Expect "the first events of the timer", Left(told, 34), "update tick done update tick done "
 told = ""
 
 ' Arrays
