@@ -3,6 +3,7 @@
 #include <TarnSclServer.h>
 
 #include "automation/core_objects.hpp"
+#include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
 #include "protocols/no_protocol.hpp"
@@ -30,6 +31,7 @@ struct BaseSummitData {
 constexpr CreatableClass kClasses[] = {
     {&CLSID_TarnServerConnection, CreateServerConnection},
     {&CLSID_Connection, Create<_Connection, BaseConnection>},
+    {&CLSID_EthernetConnection, Create<_Connection, EthernetConnection>},
     {&CLSID_NoConnection, Create<_Connection, NoConnection>},
     {&CLSID_SerialConnection, Create<_Connection, SerialConnection>},
     {&CLSID_Protocol, Create<_Protocol, BaseProtocol>},

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "automation/com_object.hpp"
+#include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
 
@@ -91,12 +92,35 @@ class ComSerialConnection final : public ComConnectionOf<::SerialConnection, ::_
   SerialConnection& Serial() const { return static_cast<SerialConnection&>(*Core()); }
 };
 
+class ComEthernetConnection final
+    : public ComConnectionOf<::EthernetConnection, ::_EthernetConnection> {
+ public:
+  using ComConnectionOf::ComConnectionOf;
+
+  STDMETHODIMP put_IPAddress(BSTR value) override {
+    return Guarded([&] { Ethernet().IPAddress(Text(value)); });
+  }
+  STDMETHODIMP get_IPAddress(BSTR* result) override {
+    return Get(result, [this] { return Ethernet().IPAddress(); });
+  }
+  STDMETHODIMP get_mvarSocket(IDispatch** result) override {
+    return Get(result, [this] { return Ethernet().mvarSocket(); });
+  }
+  STDMETHODIMP putref_mvarSocket(IDispatch* value) override {
+    return Guarded([&] { Ethernet().mvarSocket(CoreOf<SocketControl>(value)); });
+  }
+
+ private:
+  EthernetConnection& Ethernet() const { return static_cast<EthernetConnection&>(*Core()); }
+};
+
 struct Class {
   std::string_view name;
   ComPtr<IUnknown> (*wrap)(ComModule& module, const std::shared_ptr<_Connection>& connection);
 };
 constexpr Class kClasses[] = {
     {"Connection", WrapAs<ComConnection>},
+    {EthernetConnection::kClassName, WrapAs<ComEthernetConnection>},
     {NoConnection::kClassName, WrapAs<ComNoConnection>},
     {SerialConnection::kClassName, WrapAs<ComSerialConnection>},
 };

@@ -2,10 +2,9 @@
 #include <TarnSclServer.h>
 
 #include <memory>
-#include <new>
-#include <string>
 #include <utility>
 
+#include "automation/com_arrays.hpp"
 #include "automation/com_object.hpp"
 
 namespace tarn {
@@ -95,18 +94,6 @@ class ComPrintData final : public ComObject<::PrintData, ::__PrintData, PrintDat
   Subscription onNewWeight_;
 };
 
-/// Counted from 0, as every array that leaves the server.
-SAFEARRAY* NewTextArray(const TarnRecordTemplateData::Fields& texts) {
-  SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts.size()));
-  if (array == nullptr) throw std::bad_alloc();
-  LONG index = 0;
-  for (const std::string& text : texts) {
-    SafeArrayPutElement(array, &index, Bstr(ToWide(text)).Get());
-    ++index;
-  }
-  return array;
-}
-
 class ComTemplateData final : public ComObject<::TarnRecordTemplateData, ::__TarnRecordTemplateData,
                                                TarnRecordTemplateData, ::_TarnRecordTemplateData> {
  public:
@@ -125,14 +112,14 @@ class ComTemplateData final : public ComObject<::TarnRecordTemplateData, ::__Tar
   }
   STDMETHODIMP get_FieldDataArray(SAFEARRAY** result) override {
     *result = nullptr;
-    return Guarded([&] { *result = NewTextArray(Core()->FieldDataArray()); });
+    return Guarded([&] { *result = NewArray<BSTR>(Core()->FieldDataArray()); });
   }
   STDMETHODIMP get_FieldData(SHORT nIndex, BSTR* result) override {
     return Get(result, [&] { return Core()->FieldData(nIndex); });
   }
   STDMETHODIMP get_FieldNameArray(SAFEARRAY** result) override {
     *result = nullptr;
-    return Guarded([&] { *result = NewTextArray(Core()->FieldNameArray()); });
+    return Guarded([&] { *result = NewArray<BSTR>(Core()->FieldNameArray()); });
   }
   STDMETHODIMP get_FieldName(SHORT nIndex, BSTR* result) override {
     return Get(result, [&] { return Core()->FieldName(nIndex); });

@@ -1,28 +1,13 @@
 // The data objects that file the values of terminal variables.
 #include <TarnSclServer.h>
 
-#include <cstdint>
 #include <memory>
-#include <vector>
 
+#include "automation/com_arrays.hpp"
 #include "automation/com_object.hpp"
 
 namespace tarn {
 namespace {
-
-std::vector<std::uint8_t> BytesOf(SAFEARRAY* array) {
-  std::vector<std::uint8_t> bytes;
-  if (array == nullptr) return bytes;
-  VARTYPE type = VT_EMPTY;
-  if (FAILED(SafeArrayGetVartype(array, &type)) || type != VT_UI1 || SafeArrayGetDim(array) != 1) {
-    ThrowTypeMismatch();
-  }
-  std::uint8_t* data = nullptr;
-  if (FAILED(SafeArrayAccessData(array, reinterpret_cast<void**>(&data)))) ThrowTypeMismatch();
-  bytes.assign(data, data + array->rgsabound[0].cElements);
-  SafeArrayUnaccessData(array);
-  return bytes;
-}
 
 class ComSummitData final : public ComObject<::SummitData, void, _SummitData, ::_SummitData> {
  public:

@@ -13,6 +13,7 @@
 #include "automation/com_owners.hpp"
 #include "base/automation_error.hpp"
 #include "platform/serial_port.hpp"
+#include "platform/socket.hpp"
 #include "platform/text_stream.hpp"
 #include "platform/timer.hpp"
 #include "scale/tarn_scale.hpp"
@@ -55,6 +56,7 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ActivityTimer>& t
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SerialPort>& port);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SocketControl>& socket);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream);
 
