@@ -3,6 +3,7 @@
 #include <objbase.h>
 
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -28,11 +29,8 @@ std::uint64_t ApartmentIn(IStream& stream) {
   return apartment;
 }
 
-HRESULT AskFor(IUnknown& object, const IID& preferred, IDispatch** found) {
-  const HRESULT result = object.QueryInterface(preferred, reinterpret_cast<void**>(found));
-  if (SUCCEEDED(result)) return result;
-  return object.QueryInterface(IID_IDispatch, reinterpret_cast<void**>(found));
-}
+/// A spreadsheet whose user is editing a cell answers the last one of the busy results.
+constexpr HRESULT kIgnoredWhileEditing = static_cast<HRESULT>(0x800AC472);
 
 HRESULT InvokeMethod(IDispatch& object, DISPID id, std::vector<Variant>& arguments) {
   std::vector<VARIANT> reversed;
@@ -47,6 +45,29 @@ HRESULT InvokeMethod(IDispatch& object, DISPID id, std::vector<Variant>& argumen
 
 }  // namespace
 
+CallOutcome OutcomeOf(HRESULT result) {
+  switch (result) {
+    case ClientObject::kTimedOut:
+      return CallOutcome::TimedOut;
+    case HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE):
+    case HRESULT_FROM_WIN32(RPC_S_CALL_FAILED):
+    case HRESULT_FROM_WIN32(RPC_S_CALL_FAILED_DNE):
+    case RPC_E_SERVER_DIED:
+    case RPC_E_SERVER_DIED_DNE:
+      return CallOutcome::ProcessGone;
+    case RPC_E_DISCONNECTED:
+    case CO_E_OBJNOTCONNECTED:
+      return CallOutcome::Gone;
+    case RPC_E_CALL_REJECTED:
+    case RPC_E_SERVERCALL_RETRYLATER:
+    case RPC_E_SERVERCALL_REJECTED:
+    case kIgnoredWhileEditing:
+      return CallOutcome::Busy;
+    default:
+      return CallOutcome::Done;  // what the client made of it is its own affair
+  }
+}
+
 /// The reference in the other apartment, where alone it may be used and given back. The last owner
 /// may be on either thread, so that is left to the calls' own threads.
 struct ClientObject::Proxy {
@@ -59,9 +80,17 @@ struct ClientObject::Proxy {
     calls->Later(apartment, [given = object.Detach()] { given->Release(); });
   }
 
+  HRESULT AskFor(IUnknown& given, const IID& preferred) {
+    const auto place = [this] { return reinterpret_cast<void**>(object.Receive()); };
+    const HRESULT result = given.QueryInterface(preferred, place());
+    hasPreferred = SUCCEEDED(result);
+    return hasPreferred ? result : given.QueryInterface(IID_IDispatch, place());
+  }
+
   std::shared_ptr<OutgoingCalls> calls;
   std::uint64_t apartment;
   ComPtr<IDispatch> object;
+  bool hasPreferred = false;
 };
 
 ClientObject::ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
@@ -83,9 +112,7 @@ HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& 
         ComPtr<IUnknown> unknown;
         *outcome = CoGetInterfaceAndReleaseStream(given, IID_IUnknown,
                                                   reinterpret_cast<void**>(unknown.Receive()));
-        if (SUCCEEDED(*outcome)) {
-          *outcome = AskFor(*unknown.Get(), preferred, proxy->object.Receive());
-        }
+        if (SUCCEEDED(*outcome)) *outcome = proxy->AskFor(*unknown.Get(), preferred);
       },
       made->Apartment());
   if (!done) return kTimedOut;
@@ -117,17 +144,27 @@ HRESULT ClientObject::Call(const wchar_t* name, const std::vector<Variant>& argu
   });
 }
 
-ComPtr<IUnknown> ClientObject::ForThisApartment() {
+ComPtr<IUnknown> ClientObject::ForThisApartment(const IID& iid) {
   const auto stream = std::make_shared<ComPtr<IStream>>();
-  const HRESULT result = Run([stream](IDispatch& object) {
-    return CoMarshalInterThreadInterfaceInStream(IID_IUnknown, &object, stream->Receive());
+  const HRESULT result = Run([stream, iid](IDispatch& object) {
+    return CoMarshalInterThreadInterfaceInStream(iid, &object, stream->Receive());
   });
   ComPtr<IUnknown> object;
   if (SUCCEEDED(result)) {
-    CoGetInterfaceAndReleaseStream(stream->Detach(), IID_IUnknown,
+    CoGetInterfaceAndReleaseStream(stream->Detach(), iid,
                                    reinterpret_cast<void**>(object.Receive()));
   }
   return object;
+}
+
+bool ClientObject::HasPreferred() const {
+  return proxy_->hasPreferred;
+}
+
+std::string ClientObject::Name() const {
+  char text[32];
+  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment_->id));
+  return text;
 }
 
 }  // namespace tarn

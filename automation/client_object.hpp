@@ -5,13 +5,19 @@
 
 #include <oleauto.h>
 
+#include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "automation/com_owners.hpp"
 #include "automation/outgoing_calls.hpp"
 
 namespace tarn {
+
+/// What became of a call.
+enum class CallOutcome { Done, Busy, Gone, ProcessGone, TimedOut };
+CallOutcome OutcomeOf(HRESULT result);
 
 /// Called from another apartment (see OutgoingCalls); this is its handle on the core's thread.
 /// Letting go of it gives the client's reference back some time later.
@@ -25,23 +31,29 @@ class ClientObject {
   static HRESULT Create(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
                         std::shared_ptr<ClientObject>& created);
 
+  /// Whether it has the preferred interface.
+  bool HasPreferred() const;
+
   /// Calls a method; the outcome is the client's own or COM's. A client that does not return in
   /// time is lost.
   HRESULT Call(DISPID id, const std::vector<Variant>& arguments);
   /// The same by name; one step, as seen from the limit.
   HRESULT Call(const wchar_t* name, const std::vector<Variant>& arguments);
+  /// The same for work of any kind, which gets the preferred interface or what stands in for it.
+  /// The work must own all that it uses: it goes on alone when the client does not return.
+  HRESULT Run(std::function<HRESULT(IDispatch&)> work);
 
   /// The object as the core's thread may hand it on to other clients; null where that fails.
-  ComPtr<IUnknown> ForThisApartment();
-
+  ComPtr<IUnknown> ForThisApartment(const IID& iid = IID_IUnknown);
   ClientApartment& Apartment() const { return *apartment_; }
+  /// For the trace, which tells equal lines only once.
+  std::string Name() const;
 
  private:
   struct Proxy;
 
   ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
                std::shared_ptr<ClientApartment> apartment);
-  HRESULT Run(std::function<HRESULT(IDispatch&)> work);
 
   OutgoingCalls& calls_;
   std::shared_ptr<Proxy> proxy_;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string_view>
 
+#include "automation/client_contracts.hpp"
 #include "automation/com_object.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
@@ -130,6 +131,7 @@ constexpr Class kClasses[] = {
 /// A class without a face of its own shows the contract's.
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection) {
   if (!connection) return {};
+  if (const auto* made = AsClientMade(connection)) return made->Object().Own();
   for (const Class& known : kClasses) {
     if (known.name == connection->ClassName()) return known.wrap(module, connection);
   }

@@ -165,8 +165,7 @@ class ComObject : public Interfaces...,
     *result = Result{};
     return Guarded([&] {
       if constexpr (std::is_pointer_v<Result> && !std::is_same_v<Result, BSTR>) {
-        using Wanted = std::remove_pointer_t<Result>;
-        *result = Wrap(module_, read()).template As<Wanted>().Detach();
+        *result = Face<std::remove_pointer_t<Result>>(Wrap(module_, read()));
       } else {
         *result = ToCom<Result>(read());
       }
@@ -174,6 +173,13 @@ class ComObject : public Interfaces...,
   }
 
  private:
+  /// A script's own object has no contract's interface; it is handed back as it came.
+  template <class Wanted>
+  static Wanted* Face(ComPtr<IUnknown> object) {
+    if (auto face = object.template As<Wanted>()) return face.Detach();
+    return reinterpret_cast<Wanted*>(object.template As<IDispatch>(IID_IDispatch).Detach());
+  }
+
   const DispatchTable& Members() {
     if (!members_) members_ = &module_.MembersOf(__uuidof(Coclass), {__uuidof(Interfaces)...});
     return *members_;

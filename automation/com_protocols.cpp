@@ -4,6 +4,7 @@
 #include <memory>
 #include <string_view>
 
+#include "automation/client_contracts.hpp"
 #include "automation/com_object.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
@@ -46,7 +47,7 @@ class ComProtocolOf : public ComObject<Coclass, void, _Protocol, Own..., ::_Prot
     return this->Get(result, [this] { return this->Core()->Connection(); });
   }
   STDMETHODIMP putref_Connection(::_Connection* value) override {
-    return Guarded([&] { this->Core()->Connection(CoreOf<_Connection>(value)); });
+    return Guarded([&] { this->Core()->Connection(ConnectionOf(this->Module(), value)); });
   }
   STDMETHODIMP get_pType(::ProtocolType* result) override {
     return this->Get(result, [this] { return this->Core()->pType(); });
@@ -114,6 +115,7 @@ constexpr Class kClasses[] = {
 /// A class without a face of its own shows the contract's.
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol) {
   if (!protocol) return {};
+  if (const auto* made = AsClientMade(protocol)) return made->Object().Own();
   for (const Class& known : kClasses) {
     if (known.name == protocol->ClassName()) return known.wrap(module, protocol);
   }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "automation/client_contracts.hpp"
 #include "automation/com_object.hpp"
 #include "scale/tarn_scale.hpp"
 
@@ -65,13 +66,13 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
     return Get(result, [this] { return Core()->Protocol(); });
   }
   STDMETHODIMP putref_Protocol(::_Protocol* value) override {
-    return Guarded([&] { Core()->Protocol(CoreOf<_Protocol>(value)); });
+    return Guarded([&] { Core()->Protocol(ProtocolOf(Module(), value)); });
   }
   STDMETHODIMP get_Connection(::_Connection** result) override {
     return Get(result, [this] { return Core()->Connection(); });
   }
   STDMETHODIMP putref_Connection(::_Connection* value) override {
-    return Guarded([&] { Core()->Connection(CoreOf<_Connection>(value)); });
+    return Guarded([&] { Core()->Connection(ConnectionOf(Module(), value)); });
   }
   STDMETHODIMP put_AliasName(BSTR value) override {
     return Guarded([&] { Core()->AliasName(Text(value)); });
@@ -104,7 +105,7 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
     return Get(result, [this] { return Core()->TarnRecordTemplateData(); });
   }
   STDMETHODIMP putref_SummitData(::_SummitData* value) override {
-    return Guarded([&] { Core()->SummitData(CoreOf<_SummitData>(value)); });
+    return Guarded([&] { Core()->SummitData(SummitDataOf(Module(), value)); });
   }
   STDMETHODIMP get_SummitData(::_SummitData** result) override {
     return Get(result, [this] { return Core()->SummitData(); });

@@ -19,23 +19,6 @@ bool IsLeftOut(const VARIANT& value) {
   return V_VT(&value) == VT_ERROR && V_ERROR(&value) == DISP_E_PARAMNOTFOUND;
 }
 
-/// As Automation converts it; error 13 where it does not.
-Variant Converted(const VARIANT& value, VARTYPE type) {
-  Variant converted;
-  if (FAILED(VariantChangeType(converted.Get(), const_cast<VARIANT*>(&value), 0, type))) {
-    ThrowTypeMismatch();
-  }
-  return converted;
-}
-
-std::int32_t NumberOf(const VARIANT& value) {
-  return V_I4(Converted(value, VT_I4).Get());
-}
-
-std::string TextOf(const VARIANT& value) {
-  return Text(V_BSTR(Converted(value, VT_BSTR).Get()));
-}
-
 class ComSocketControl final
     : public ComObject<::SocketControl, ::__SocketControl, SocketControl, ::_SocketControl> {
  public:

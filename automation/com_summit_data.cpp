@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "automation/client_contracts.hpp"
 #include "automation/com_arrays.hpp"
 #include "automation/com_object.hpp"
 
@@ -72,7 +73,12 @@ class ComSummitData final : public ComObject<::SummitData, void, _SummitData, ::
 }  // namespace
 
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& data) {
+  if (const auto* made = AsClientMade(data)) return made->Object().Own();
   return WrapAs<ComSummitData>(module, data);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& /*module*/, const std::shared_ptr<SDTagInfo>& /*tag*/) {
+  return {};
 }
 
 }  // namespace tarn

@@ -5,12 +5,14 @@
 
 #include <oleauto.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
 #include "automation/com_owners.hpp"
+#include "base/automation_error.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace tarn {
@@ -30,6 +32,55 @@ constexpr VARIANT_BOOL ToVariantBool(bool value) {
 }
 constexpr bool IsTrue(VARIANT_BOOL value) {
   return value != VARIANT_FALSE;
+}
+
+/// A single value for a client, in the type that corresponds to the core's.
+template <class Value>
+Variant ToVariant(const Value& value) {
+  if constexpr (std::is_convertible_v<const Value&, std::string_view>) {
+    return Variant(ToWide(value));
+  } else {
+    Variant variant;
+    VARIANT& plain = *variant.Get();
+    if constexpr (std::is_same_v<Value, bool>) {
+      V_VT(&plain) = VT_BOOL;
+      V_BOOL(&plain) = ToVariantBool(value);
+    } else if constexpr (std::is_same_v<Value, float>) {
+      V_VT(&plain) = VT_R4;
+      V_R4(&plain) = value;
+    } else if constexpr (std::is_same_v<Value, double>) {
+      V_VT(&plain) = VT_R8;
+      V_R8(&plain) = value;
+    } else if constexpr (sizeof(Value) == 1) {
+      V_VT(&plain) = VT_UI1;
+      V_UI1(&plain) = value;
+    } else if constexpr (sizeof(Value) == 2) {
+      V_VT(&plain) = VT_I2;
+      V_I2(&plain) = value;
+    } else {
+      static_assert(sizeof(Value) == 4);
+      V_VT(&plain) = VT_I4;
+      V_I4(&plain) = static_cast<LONG>(value);
+    }
+    return variant;
+  }
+}
+
+/// As Automation converts it; error 13 where it does not.
+inline Variant Converted(const VARIANT& value, VARTYPE type) {
+  Variant converted;
+  if (FAILED(VariantChangeType(converted.Get(), const_cast<VARIANT*>(&value), 0, type))) {
+    ThrowTypeMismatch();
+  }
+  return converted;
+}
+
+inline std::int32_t NumberOf(const VARIANT& value) {
+  return V_I4(Converted(value, VT_I4).Get());
+}
+
+inline std::string TextOf(const VARIANT& value) {
+  return Text(V_BSTR(Converted(value, VT_BSTR).Get()));
 }
 
 /// Numbers, enumerations, truth values and texts.

@@ -3,7 +3,6 @@
 #include <olectl.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <exception>
 #include <string>
 #include <utility>
@@ -14,41 +13,6 @@
 
 namespace tarn {
 namespace {
-
-enum class Outcome { Told, Busy, Gone, ProcessGone, TimedOut };
-
-/// A spreadsheet whose user is editing a cell answers the last one of the busy results.
-constexpr HRESULT kIgnoredWhileEditing = static_cast<HRESULT>(0x800AC472);
-
-Outcome OutcomeOf(HRESULT result) {
-  switch (result) {
-    case ClientObject::kTimedOut:
-      return Outcome::TimedOut;
-    case HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE):
-    case HRESULT_FROM_WIN32(RPC_S_CALL_FAILED):
-    case HRESULT_FROM_WIN32(RPC_S_CALL_FAILED_DNE):
-    case RPC_E_SERVER_DIED:
-    case RPC_E_SERVER_DIED_DNE:
-      return Outcome::ProcessGone;
-    case RPC_E_DISCONNECTED:
-    case CO_E_OBJNOTCONNECTED:
-      return Outcome::Gone;
-    case RPC_E_CALL_REJECTED:
-    case RPC_E_SERVERCALL_RETRYLATER:
-    case RPC_E_SERVERCALL_REJECTED:
-    case kIgnoredWhileEditing:
-      return Outcome::Busy;
-    default:
-      return Outcome::Told;  // what the handler made of it is the client's own affair
-  }
-}
-
-/// Which client it was: the trace tells equal lines only once.
-std::string NameOf(const ClientApartment& apartment) {
-  char text[32];
-  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment.id));
-  return text;
-}
 
 CONNECTDATA GiveConnection(const std::pair<ComPtr<IUnknown>, DWORD>& connection) {
   ComPtr<IUnknown> sink = connection.first;
@@ -73,26 +37,26 @@ void ConnectionPoint::Raise(DISPID event, const std::vector<Variant>& arguments)
 
 void ConnectionPoint::Deliver(Sink& sink, DISPID event, const std::vector<Variant>& arguments) {
   const auto client = sink.client;
-  const Outcome outcome = OutcomeOf(client->Call(event, arguments));
-  const std::string name = NameOf(client->Apartment());
+  const CallOutcome outcome = OutcomeOf(client->Call(event, arguments));
+  const std::string name = client->Name();
   switch (outcome) {
-    case Outcome::Told:
+    case CallOutcome::Done:
       TellMissed(sink);
       return;
-    case Outcome::Busy:
+    case CallOutcome::Busy:
       ++sink.missed;
       return;
-    case Outcome::TimedOut:
+    case CallOutcome::TimedOut:
       module_.System().Trace("An event was not answered within " +
                              GeneralNumberText(module_.CallsOut().Limit()) +
                              " ms; no more events for " + name);
       client->Apartment().lost = true;
       return;
-    case Outcome::ProcessGone:
+    case CallOutcome::ProcessGone:
       module_.System().Trace("No more events for a client that is gone: " + name);
       client->Apartment().lost = true;
       return;
-    case Outcome::Gone:
+    case CallOutcome::Gone:
       sink.advised = false;
       return;
   }
@@ -101,7 +65,7 @@ void ConnectionPoint::Deliver(Sink& sink, DISPID event, const std::vector<Varian
 void ConnectionPoint::TellMissed(Sink& sink) {
   if (sink.missed == 0) return;
   module_.System().Trace("Too busy for " + std::to_string(std::exchange(sink.missed, 0)) +
-                         " events: " + NameOf(sink.client->Apartment()));
+                         " events: " + sink.client->Name());
 }
 
 STDMETHODIMP ConnectionPoint::QueryInterface(REFIID iid, void** object) {

@@ -44,7 +44,8 @@ const void* IdentityOf(const Core* core) {
     return core;
 }
 
-/// The COM object of a core object; none for none.
+/// The COM object of a core object; none for none. Where a client's own object stands behind the
+/// core object, it is that one.
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<WeightData>& record);
@@ -52,6 +53,7 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<PrintData>& recor
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateData>& record);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<DataObject>& object);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& data);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SDTagInfo>& tag);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ActivityTimer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol);

@@ -329,6 +329,12 @@ HRESULT DispatchTable::IdsOfNames(LPOLESTR* names, UINT count, DISPID* ids) cons
   return result;
 }
 
+std::set<std::wstring> DispatchTable::Names() const {
+  std::set<std::wstring> names;
+  for (const Member& member : members_) names.insert(NameOf(Description(), member.id));
+  return names;
+}
+
 const DispatchTable::Member* DispatchTable::FindKind(DISPID id, INVOKEKIND kind) const {
   const auto member = std::find_if(members_.begin(), members_.end(), [&](const Member& candidate) {
     return candidate.id == id && candidate.kind == kind;

@@ -12,6 +12,8 @@
 #include <oleauto.h>
 
 #include <cstddef>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "automation/com_owners.hpp"
@@ -28,6 +30,8 @@ class DispatchTable {
   const ComPtr<ITypeInfo>& Description() const { return descriptions_.front(); }
 
   HRESULT IdsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const;
+  /// The names of all members, of an object with one interface.
+  std::set<std::wstring> Names() const;
 
   /// `slots` are the object's interfaces in the order of the constructor. An object argument is
   /// passed on as it comes, without asking it for the parameter's interface.

@@ -1,0 +1,43 @@
+// Clients' own connections, protocols and data objects, as the core takes them.
+#pragma once
+
+#include <windows.h>
+
+#include <unknwn.h>
+
+#include <memory>
+
+#include "automation/com_module.hpp"
+#include "automation/contract_object.hpp"
+#include "scale/contracts.hpp"
+#include "scale/summit_data.hpp"
+
+namespace tarn {
+
+/// What a client hands in where a contract is asked for: the server's own object, or a client's
+/// that implements the contract. None for none, error 13 for anything else.
+std::shared_ptr<_Connection> ConnectionOf(ComModule& module, IUnknown* object);
+std::shared_ptr<_Protocol> ProtocolOf(ComModule& module, IUnknown* object);
+std::shared_ptr<_SummitData> SummitDataOf(ComModule& module, IUnknown* object);
+
+/// The side of an adapter that shows whose object it stands for.
+class ClientMade {
+ public:
+  explicit ClientMade(std::shared_ptr<ContractObject> object) : object_(std::move(object)) {}
+  ClientMade(const ClientMade&) = delete;
+  ClientMade& operator=(const ClientMade&) = delete;
+  virtual ~ClientMade() = default;
+
+  ContractObject& Object() const { return *object_; }
+
+ private:
+  std::shared_ptr<ContractObject> object_;
+};
+
+/// None for an object of the server's own.
+template <class Core>
+const ClientMade* AsClientMade(const std::shared_ptr<Core>& object) {
+  return dynamic_cast<const ClientMade*>(object.get());
+}
+
+}  // namespace tarn

@@ -1,0 +1,210 @@
+#include "automation/contract_object.hpp"
+
+#include <objbase.h>
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+#include "automation/com_errors.hpp"
+#include "base/automation_error.hpp"
+#include "platform/win32/win32_text.hpp"
+
+namespace tarn {
+namespace {
+
+/// An object on its way to another apartment. One that never gets there is let go.
+class Parcel {
+ public:
+  Parcel() = default;
+  explicit Parcel(IUnknown* object) {
+    CoMarshalInterThreadInterfaceInStream(IID_IDispatch, object, stream_.Receive());
+  }
+  Parcel(Parcel&&) noexcept = default;
+  Parcel& operator=(Parcel&&) noexcept = default;
+  ~Parcel() {
+    if (stream_) CoReleaseMarshalData(stream_.Get());
+  }
+
+  ComPtr<IDispatch> Open() {
+    ComPtr<IDispatch> object;
+    if (stream_) {
+      CoGetInterfaceAndReleaseStream(stream_.Detach(), IID_IDispatch,
+                                     reinterpret_cast<void**>(object.Receive()));
+    }
+    return object;
+  }
+
+ private:
+  ComPtr<IStream> stream_;
+};
+
+bool IsObject(const Variant& value) {
+  const VARTYPE type = V_VT(value.Get());
+  return (type == VT_DISPATCH || type == VT_UNKNOWN) && V_UNKNOWN(value.Get()) != nullptr;
+}
+
+/// Puts the object of a value into a parcel.
+Parcel Pack(Variant& value) {
+  if (!IsObject(value)) return {};
+  Parcel parcel(V_UNKNOWN(value.Get()));
+  value = Variant();
+  V_VT(value.Get()) = VT_DISPATCH;
+  return parcel;
+}
+
+void Unpack(Parcel& parcel, Variant& value) {
+  if (V_VT(value.Get()) == VT_DISPATCH) V_DISPATCH(value.Get()) = parcel.Open().Detach();
+}
+
+/// All that a call needs, since it goes on alone when the client does not return.
+struct Exchange {
+  DISPID id = 0;
+  WORD how = 0;
+  const DispatchTable* members = nullptr;  ///< the module's
+  std::wstring name;                       ///< for late binding, else empty
+  std::vector<Variant> arguments;
+  std::vector<Parcel> objects;
+  bool byReference = false;
+  Variant result;
+  Parcel resultObject;
+  Bstr description;
+};
+
+HRESULT InvokeMember(IDispatch& object, Exchange& call, DISPPARAMS& parameters,
+                     EXCEPINFO& exception) {
+  VARIANT* const result = call.how == DISPATCH_PROPERTYPUT || call.how == DISPATCH_PROPERTYPUTREF
+                              ? nullptr
+                              : call.result.Get();
+  if (call.name.empty()) {
+    void* const slots[] = {&object};
+    return call.members->Invoke(slots, call.id, LOCALE_USER_DEFAULT, call.how, parameters, result,
+                                &exception, nullptr);
+  }
+  LPOLESTR names = call.name.data();
+  DISPID id = DISPID_UNKNOWN;
+  const HRESULT known = object.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id);
+  if (FAILED(known)) return known;
+  // Scripts have functions where the contract has readers without arguments, and the other way.
+  const WORD how = result ? DISPATCH_METHOD | DISPATCH_PROPERTYGET : call.how;
+  return object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, how, &parameters, result, &exception,
+                       nullptr);
+}
+
+/// In the other apartment.
+HRESULT Carry(IDispatch& object, Exchange& call) {
+  std::vector<VARIANT> reversed;
+  for (std::size_t i = call.arguments.size(); i-- > 0;) {
+    Unpack(call.objects[i], call.arguments[i]);
+    reversed.push_back(*call.arguments[i].Get());
+  }
+  if (call.byReference) {
+    V_VT(&reversed[0]) |= VT_BYREF;
+    V_BYREF(&reversed[0]) = &V_R8(call.arguments[0].Get());
+  }
+  DISPID value = DISPID_PROPERTYPUT;
+  const bool writes = call.how == DISPATCH_PROPERTYPUT || call.how == DISPATCH_PROPERTYPUTREF;
+  DISPPARAMS parameters{reversed.data(), writes ? &value : nullptr,
+                        static_cast<UINT>(reversed.size()), writes ? 1U : 0U};
+  EXCEPINFO exception{};
+  HRESULT result = InvokeMember(object, call, parameters, exception);
+  if (result == DISP_E_EXCEPTION) {
+    if (exception.pfnDeferredFillIn != nullptr) exception.pfnDeferredFillIn(&exception);
+    result = exception.scode != S_OK ? exception.scode : ResultOfError(exception.wCode);
+  }
+  *call.description.Receive() = exception.bstrDescription;
+  SysFreeString(exception.bstrSource);
+  SysFreeString(exception.bstrHelpFile);
+  for (Variant& argument : call.arguments) {
+    if (IsObject(argument)) argument = Variant();
+  }
+  call.resultObject = Pack(call.result);
+  return result;
+}
+
+}  // namespace
+
+ContractObject::ContractObject(ComModule& module, const IID& contract,
+                               std::shared_ptr<ClientObject> client)
+    : module_(module),
+      contract_(contract),
+      members_(module.MembersOf(contract, {contract})),
+      client_(std::move(client)) {}
+
+std::shared_ptr<ContractObject> ContractObject::Create(ComModule& module, IUnknown* object,
+                                                       const IID& contract) {
+  std::shared_ptr<ClientObject> client;
+  if (FAILED(ClientObject::Create(module.CallsOut(), object, contract, client))) {
+    ThrowTypeMismatch();
+  }
+  std::shared_ptr<ContractObject> made(new ContractObject(module, contract, std::move(client)));
+  if (!made->client_->HasPreferred() && !made->HasAllNames()) ThrowTypeMismatch();
+  return made;
+}
+
+bool ContractObject::HasAllNames() {
+  const HRESULT result = client_->Run([names = members_.Names()](IDispatch& object) {
+    HRESULT known = S_OK;
+    for (std::wstring name : names) {
+      LPOLESTR text = name.data();
+      DISPID id = DISPID_UNKNOWN;
+      if (SUCCEEDED(known)) {
+        known = object.GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id);
+      }
+    }
+    return known;
+  });
+  return SUCCEEDED(result);
+}
+
+Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments,
+                             Variant* changed) {
+  const auto self = shared_from_this();
+  if (IsGone()) ThrowObjectNotSet("The client that gave the object is gone");
+  const auto call = std::make_shared<Exchange>();
+  call->id = id;
+  call->how = how;
+  call->members = &members_;
+  if (!client_->HasPreferred()) call->name = tarn::NameOf(members_.Description(), id);
+  call->arguments = std::move(arguments);
+  for (Variant& argument : call->arguments) call->objects.push_back(Pack(argument));
+  call->byReference = changed != nullptr;
+  const HRESULT result = client_->Run([call](IDispatch& object) { return Carry(object, *call); });
+  if (FAILED(result)) Fail(result, call->description.Text());
+  if (changed != nullptr) *changed = call->arguments[0];
+  Unpack(call->resultObject, call->result);
+  return call->result;
+}
+
+void ContractObject::Fail(HRESULT result, const std::wstring& description) {
+  const CallOutcome outcome = OutcomeOf(result);
+  if (outcome == CallOutcome::ProcessGone) client_->Apartment().lost = true;
+  if (outcome == CallOutcome::Gone) gone_ = true;
+  if (IsGone()) ThrowObjectNotSet("The client that gave the object is gone: " + client_->Name());
+
+  char number[16];
+  std::snprintf(number, sizeof number, "%08lX", static_cast<unsigned long>(result));
+  const std::string text = description.empty()
+                               ? std::string("An object of a client fails: ") + number
+                               : FromWide(description);
+  if (HRESULT_FACILITY(result) != FACILITY_CONTROL) throw std::runtime_error(text);
+  throw AutomationError(ErrorNumber{HRESULT_CODE(result)}, text);
+}
+
+Variant ContractObject::TryCall(DISPID id, WORD how, std::vector<Variant> arguments) noexcept {
+  const auto self = shared_from_this();
+  try {
+    if (!IsGone()) return Call(id, how, std::move(arguments));
+  } catch (const std::exception& error) {
+    module_.System().Trace(error.what());
+  }
+  return {};
+}
+
+ComPtr<IUnknown> ContractObject::Own() {
+  if (IsGone()) return {};
+  return client_->ForThisApartment(client_->HasPreferred() ? contract_ : IID_IDispatch);
+}
+
+}  // namespace tarn

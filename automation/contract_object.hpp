@@ -1,0 +1,59 @@
+// A client's own object that stands for one of the contracts, and calls to its members.
+//
+// A program implements the contract's interface and is called through its slots. A script's object
+// knows late binding only and is called by name; it must have all members of the contract. Either
+// way the call is bounded as events are (see OutgoingCalls).
+#pragma once
+
+#include <windows.h>
+
+#include <oleauto.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "automation/client_object.hpp"
+#include "automation/com_module.hpp"
+#include "automation/com_owners.hpp"
+#include "automation/dispatch_table.hpp"
+
+namespace tarn {
+
+class ContractObject : public std::enable_shared_from_this<ContractObject> {
+ public:
+  /// Error 13 for an object that does not implement the contract.
+  static std::shared_ptr<ContractObject> Create(ComModule& module, IUnknown* object,
+                                                const IID& contract);
+
+  /// Calls a member; `how` is DISPATCH_METHOD and so on. Object arguments are the server's own.
+  /// With `changed` the only argument goes by reference and comes back there. The object is held
+  /// while the call lasts.
+  ///
+  /// Throws the client's error where it is a run-time error, error 91 when the client is gone, and
+  /// error 440 for everything else.
+  Variant Call(DISPID id, WORD how, std::vector<Variant> arguments, Variant* changed = nullptr);
+
+  /// For calls whose failure concerns nobody: it is traced, and the answer is empty. A client that
+  /// is gone is not asked any more.
+  Variant TryCall(DISPID id, WORD how, std::vector<Variant> arguments) noexcept;
+
+  /// The client's own object; none when it does not answer.
+  ComPtr<IUnknown> Own();
+
+  ComModule& Module() const { return module_; }
+
+ private:
+  ContractObject(ComModule& module, const IID& contract, std::shared_ptr<ClientObject> client);
+  bool HasAllNames();
+  bool IsGone() const { return gone_ || client_->Apartment().lost; }
+  [[noreturn]] void Fail(HRESULT result, const std::wstring& description);
+
+  ComModule& module_;
+  const IID contract_;
+  const DispatchTable& members_;
+  std::shared_ptr<ClientObject> client_;
+  bool gone_ = false;
+};
+
+}  // namespace tarn
