@@ -6,8 +6,14 @@
 #include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
+#include "protocols/demand_template_protocol.hpp"
+#include "protocols/generic_protocol.hpp"
+#include "protocols/kes_demand_template_protocol.hpp"
+#include "protocols/mira_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
+#include "protocols/tarn_record_template_config.hpp"
+#include "shareddata/kes_message.hpp"
 
 namespace tarn {
 namespace {
@@ -37,6 +43,15 @@ constexpr CreatableClass kClasses[] = {
     {&CLSID_Protocol, Create<_Protocol, BaseProtocol>},
     {&CLSID_NoProtocol, Create<_Protocol, NoProtocol>},
     {&CLSID_TarnContinuousProtocol, Create<_Protocol, TarnContinuousProtocol>},
+    {&CLSID_MiraProtocol, Create<_Protocol, MiraProtocol>},
+    {&CLSID_GenericProtocol, Create<_Protocol, GenericProtocol>},
+    {&CLSID_DemandTemplateProtocol, Create<_Protocol, DemandTemplateProtocol>},
+    {&CLSID_KesDemandTemplateProtocol, Create<_Protocol, KesDemandTemplateProtocol>},
+    {&CLSID_TarnRecordTemplateConfig, Create<TarnRecordTemplateConfig, TarnRecordTemplateConfig>},
+    {&CLSID_KesMessage,
+     [](ComModule& module) {
+       return Wrap(module, std::make_shared<KesMessage>(module.System().Locale()));
+     }},
     {&CLSID_SummitData, Create<_SummitData, BaseSummitData>},
 };
 

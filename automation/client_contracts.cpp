@@ -179,10 +179,7 @@ class ClientSummitData final : public _SummitData, public ClientMade {
   }
   void SetCharArrayData(std::vector<std::uint8_t>& TagData, std::int16_t dataLen,
                         const TagInfo& tag) override {
-    Variant bytes;
-    V_ARRAY(bytes.Get()) = NewArray<unsigned char>(TagData, 0);
-    V_VT(bytes.Get()) = VT_ARRAY | VT_UI1;
-    Tell(summit_data::SetCharArrayData, {bytes, ToVariant(dataLen), Tag(tag)});
+    Tell(summit_data::SetCharArrayData, {ArrayVariant(TagData, 0), ToVariant(dataLen), Tag(tag)});
   }
   void SetLongData(std::int32_t TagData, std::int16_t dataIndex, const TagInfo& tag) override {
     Tell(summit_data::SetLongData, {ToVariant(TagData), ToVariant(dataIndex), Tag(tag)});

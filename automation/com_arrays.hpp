@@ -5,10 +5,11 @@
 
 #include <oleauto.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <new>
-#include <string_view>
-#include <type_traits>
+#include <string>
 #include <vector>
 
 #include "automation/com_values.hpp"
@@ -16,21 +17,51 @@
 
 namespace tarn {
 
-template <class Element>
-constexpr VARTYPE kElementType = std::is_same_v<Element, BSTR>            ? VT_BSTR
-                                 : std::is_same_v<Element, VARIANT_BOOL>  ? VT_BOOL
-                                 : std::is_same_v<Element, unsigned char> ? VT_UI1
-                                                                          : VT_I4;
+/// What an element of the core is in an array for clients.
+template <class Value>
+struct ArrayElement;
+template <VARTYPE kVarType, class ComType>
+struct ArrayElementIs {
+  static constexpr VARTYPE kType = kVarType;
+  using Type = ComType;
+};
+template <>
+struct ArrayElement<std::string> : ArrayElementIs<VT_BSTR, BSTR> {};
+template <>
+struct ArrayElement<bool> : ArrayElementIs<VT_BOOL, VARIANT_BOOL> {};
+template <>
+struct ArrayElement<char> : ArrayElementIs<VT_UI1, unsigned char> {};
+template <>
+struct ArrayElement<std::uint8_t> : ArrayElementIs<VT_UI1, unsigned char> {};
+template <>
+struct ArrayElement<std::int16_t> : ArrayElementIs<VT_I2, SHORT> {};
+template <>
+struct ArrayElement<std::int32_t> : ArrayElementIs<VT_I4, LONG> {};
+template <>
+struct ArrayElement<float> : ArrayElementIs<VT_R4, float> {};
+template <>
+struct ArrayElement<double> : ArrayElementIs<VT_R8, double> {};
 
 /// An array that the caller of a member gets and frees. What clients index from 1 counts from 1.
-template <class Element, class Values>
+template <class Values>
 SAFEARRAY* NewArray(const Values& values, LONG first = 1) {
-  static_assert(kElementType<Element> != VT_I4 || std::is_same_v<Element, LONG>);
+  using Element = ArrayElement<typename Values::value_type>;
   SAFEARRAY* array =
-      SafeArrayCreateVector(kElementType<Element>, first, static_cast<ULONG>(std::size(values)));
+      SafeArrayCreateVector(Element::kType, first, static_cast<ULONG>(std::size(values)));
   if (array == nullptr) throw std::bad_alloc();
-  auto* element = static_cast<Element*>(array->pvData);
-  for (const auto& value : values) *element++ = ToCom<Element>(value);
+  auto* place = static_cast<typename Element::Type*>(array->pvData);
+  std::transform(values.begin(), values.end(), place, [](const typename Values::value_type& value) {
+    return ToCom<typename Element::Type>(value);
+  });
+  return array;
+}
+
+/// The same as a value.
+template <class Values>
+Variant ArrayVariant(const Values& values, LONG first = 1) {
+  Variant array;
+  V_ARRAY(array.Get()) = NewArray(values, first);
+  V_VT(array.Get()) = VT_ARRAY | ArrayElement<typename Values::value_type>::kType;
   return array;
 }
 

@@ -26,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+#include "automation/com_arrays.hpp"
 #include "automation/com_enumerator.hpp"
 #include "automation/com_errors.hpp"
 #include "automation/com_module.hpp"
@@ -159,12 +160,15 @@ class ComObject : public Interfaces...,
     return [this, event] { Raise(event); };
   }
 
-  /// Reads a value of the core for a client. An object is handed out as its COM object.
+  /// Reads a value of the core for a client. An object is handed out as its COM object, a row of
+  /// values as an array that counts from 1.
   template <class Result, class Read>
   HRESULT Get(Result* result, Read&& read) {
     *result = Result{};
     return Guarded([&] {
-      if constexpr (std::is_pointer_v<Result> && !std::is_same_v<Result, BSTR>) {
+      if constexpr (std::is_same_v<Result, SAFEARRAY*>) {
+        *result = NewArray(read());
+      } else if constexpr (std::is_pointer_v<Result> && !std::is_same_v<Result, BSTR>) {
         *result = Face<std::remove_pointer_t<Result>>(Wrap(module_, read()));
       } else {
         *result = ToCom<Result>(read());

@@ -6,6 +6,10 @@
 
 #include "automation/client_contracts.hpp"
 #include "automation/com_object.hpp"
+#include "protocols/demand_template_protocol.hpp"
+#include "protocols/generic_protocol.hpp"
+#include "protocols/kes_demand_template_protocol.hpp"
+#include "protocols/mira_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
 
@@ -83,7 +87,7 @@ class ComProtocolOf : public ComObject<Coclass, void, _Protocol, Own..., ::_Prot
 
 /// A face of its own that repeats two members of the contract under the contract's name.
 template <class Coclass, class Own>
-class ComProtocolRepeating final : public ComProtocolOf<Coclass, Own> {
+class ComProtocolRepeating : public ComProtocolOf<Coclass, Own> {
  public:
   using ComProtocolOf<Coclass, Own>::ComProtocolOf;
 
@@ -95,10 +99,46 @@ class ComProtocolRepeating final : public ComProtocolOf<Coclass, Own> {
   }
 };
 
+/// A protocol that cuts records by a template.
+template <class Coclass, class Own, class Kind>
+class ComTemplateProtocol : public ComProtocolRepeating<Coclass, Own> {
+ public:
+  using ComProtocolRepeating<Coclass, Own>::ComProtocolRepeating;
+
+  STDMETHODIMP putref_TemplateConfig(::_TarnRecordTemplateConfig* value) override {
+    return Guarded([&] { Template().TemplateConfig(CoreOf<TarnRecordTemplateConfig>(value)); });
+  }
+  STDMETHODIMP get_TemplateConfig(::_TarnRecordTemplateConfig** result) override {
+    return this->Get(result, [this] { return Template().TemplateConfig(); });
+  }
+
+ protected:
+  Kind& Template() const { return static_cast<Kind&>(*this->Core()); }
+};
+
+class ComKesDemandTemplateProtocol final
+    : public ComTemplateProtocol<::KesDemandTemplateProtocol, ::_KesDemandTemplateProtocol,
+                                 KesDemandTemplateProtocol> {
+ public:
+  using ComTemplateProtocol::ComTemplateProtocol;
+
+  STDMETHODIMP put_scaleNum(BSTR value) override {
+    return Guarded([&] { Template().scaleNum(Text(value)); });
+  }
+  STDMETHODIMP get_scaleNum(BSTR* result) override {
+    return Get(result, [this] { return Template().scaleNum(); });
+  }
+};
+
 using ComProtocol = ComProtocolOf<::Protocol>;
 using ComNoProtocol = ComProtocolRepeating<::NoProtocol, ::_NoProtocol>;
 using ComContinuousProtocol =
     ComProtocolRepeating<::TarnContinuousProtocol, ::_TarnContinuousProtocol>;
+using ComMiraProtocol = ComProtocolRepeating<::MiraProtocol, ::_MiraProtocol>;
+using ComGenericProtocol = ComProtocolRepeating<::GenericProtocol, ::_GenericProtocol>;
+using ComDemandTemplateProtocol =
+    ComTemplateProtocol<::DemandTemplateProtocol, ::_DemandTemplateProtocol,
+                        DemandTemplateProtocol>;
 
 struct Class {
   std::string_view name;
@@ -108,6 +148,10 @@ constexpr Class kClasses[] = {
     {"Protocol", WrapAs<ComProtocol>},
     {NoProtocol::kClassName, WrapAs<ComNoProtocol>},
     {TarnContinuousProtocol::kClassName, WrapAs<ComContinuousProtocol>},
+    {MiraProtocol::kClassName, WrapAs<ComMiraProtocol>},
+    {GenericProtocol::kClassName, WrapAs<ComGenericProtocol>},
+    {DemandTemplateProtocol::kClassName, WrapAs<ComDemandTemplateProtocol>},
+    {KesDemandTemplateProtocol::kClassName, WrapAs<ComKesDemandTemplateProtocol>},
 };
 
 }  // namespace

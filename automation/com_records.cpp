@@ -4,7 +4,6 @@
 #include <memory>
 #include <utility>
 
-#include "automation/com_arrays.hpp"
 #include "automation/com_object.hpp"
 
 namespace tarn {
@@ -111,15 +110,13 @@ class ComTemplateData final : public ComObject<::TarnRecordTemplateData, ::__Tar
     return Get(result, [this] { return Core()->MaxNumFields(); });
   }
   STDMETHODIMP get_FieldDataArray(SAFEARRAY** result) override {
-    *result = nullptr;
-    return Guarded([&] { *result = NewArray<BSTR>(Core()->FieldDataArray()); });
+    return Get(result, [this] { return Core()->FieldDataArray(); });
   }
   STDMETHODIMP get_FieldData(SHORT nIndex, BSTR* result) override {
     return Get(result, [&] { return Core()->FieldData(nIndex); });
   }
   STDMETHODIMP get_FieldNameArray(SAFEARRAY** result) override {
-    *result = nullptr;
-    return Guarded([&] { *result = NewArray<BSTR>(Core()->FieldNameArray()); });
+    return Get(result, [this] { return Core()->FieldNameArray(); });
   }
   STDMETHODIMP get_FieldName(SHORT nIndex, BSTR* result) override {
     return Get(result, [&] { return Core()->FieldName(nIndex); });

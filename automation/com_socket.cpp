@@ -99,7 +99,7 @@ class ComSocketControl final
       const std::string read = Core()->GetData();
       VariantClear(Data);
       if (bytes) {
-        V_ARRAY(Data) = NewArray<unsigned char>(read, 0);
+        V_ARRAY(Data) = NewArray(read, 0);
       } else {
         V_BSTR(Data) = NewText(Module().System().Locale().FromBytes(read));
       }

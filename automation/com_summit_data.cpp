@@ -77,8 +77,4 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& dat
   return WrapAs<ComSummitData>(module, data);
 }
 
-ComPtr<IUnknown> Wrap(ComModule& /*module*/, const std::shared_ptr<SDTagInfo>& /*tag*/) {
-  return {};
-}
-
 }  // namespace tarn

@@ -21,6 +21,10 @@
 
 namespace tarn {
 
+class KesMessage;
+class SDTagInfo;
+class TarnRecordTemplateConfig;
+
 // {61254325-3668-4B1C-8CCE-267F338CADA3}
 inline constexpr IID kCoreObjectId = {
     0x61254325, 0x3668, 0x4b1c, {0x8c, 0xce, 0x26, 0x7f, 0x33, 0x8c, 0xad, 0xa3}};
@@ -51,9 +55,11 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<WeightData>& record);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<PrintData>& record);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateData>& record);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateConfig>& config);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<DataObject>& object);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& data);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SDTagInfo>& tag);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<KesMessage>& message);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ActivityTimer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol);
