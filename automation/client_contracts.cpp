@@ -145,7 +145,7 @@ class ClientProtocol final : public Protocol, public ClientMade {
   void SetTare(double& TareValue) override {
     Variant changed;
     Object().Call(protocol::SetTare, DISPATCH_METHOD, {ToVariant(TareValue)}, &changed);
-    TareValue = V_R8(changed.Get());
+    TareValue = V_R8(Converted(*changed.Get(), VT_R8).Get());
   }
   void C() override { Object().Call(protocol::C, DISPATCH_METHOD, {}); }
 

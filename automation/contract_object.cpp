@@ -86,10 +86,14 @@ HRESULT InvokeMember(IDispatch& object, Exchange& call, DISPPARAMS& parameters,
   DISPID id = DISPID_UNKNOWN;
   const HRESULT known = object.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id);
   if (FAILED(known)) return known;
-  // Scripts have functions where the contract has readers without arguments, and the other way.
-  const WORD how = result ? DISPATCH_METHOD | DISPATCH_PROPERTYGET : call.how;
-  return object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, how, &parameters, result, &exception,
-                       nullptr);
+  const auto invoke = [&](WORD how) {
+    return object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, how, &parameters, result, &exception,
+                         nullptr);
+  };
+  const HRESULT invoked = invoke(call.how);
+  // A script may have a function where the contract has a property, and the other way.
+  return invoked == DISP_E_MEMBERNOTFOUND && result ? invoke(DISPATCH_METHOD | DISPATCH_PROPERTYGET)
+                                                    : invoked;
 }
 
 /// In the other apartment.
@@ -100,8 +104,12 @@ HRESULT Carry(IDispatch& object, Exchange& call) {
     reversed.push_back(*call.arguments[i].Get());
   }
   if (call.byReference) {
-    V_VT(&reversed[0]) |= VT_BYREF;
-    V_BYREF(&reversed[0]) = &V_R8(call.arguments[0].Get());
+    // Scripts know references to variants only.
+    const bool late = !call.name.empty();
+    VARIANT& value = *call.arguments[0].Get();
+    const VARTYPE type = late ? VARTYPE{VT_VARIANT} : V_VT(&value);
+    V_VT(&reversed[0]) = static_cast<VARTYPE>(type | VT_BYREF);
+    V_BYREF(&reversed[0]) = late ? static_cast<void*>(&value) : static_cast<void*>(&V_R8(&value));
   }
   DISPID value = DISPID_PROPERTYPUT;
   const bool writes = call.how == DISPATCH_PROPERTYPUT || call.how == DISPATCH_PROPERTYPUTREF;
@@ -172,7 +180,7 @@ Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments
   call->byReference = changed != nullptr;
   const HRESULT result = client_->Run([call](IDispatch& object) { return Carry(object, *call); });
   if (FAILED(result)) Fail(result, call->description.Text());
-  if (changed != nullptr) *changed = call->arguments[0];
+  if (changed != nullptr) *changed = std::move(call->arguments[0]);
   Unpack(call->resultObject, call->result);
   return call->result;
 }

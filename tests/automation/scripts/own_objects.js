@@ -1,0 +1,105 @@
+// Objects of the script's own in the place of the server's: a connection and a protocol.
+var calls = "";
+
+function expect(what, got, wanted) {
+  if (got === wanted) return;
+  WScript.Echo("WRONG " + what + ": got " + got + " wanted " + wanted);
+  WScript.Quit(3);
+}
+
+function expectCalls(what, wanted) {
+  expect(what, calls, wanted);
+  calls = "";
+}
+
+function expectError(what, number, description, work) {
+  var error = null;
+  try {
+    work();
+  } catch (e) {
+    error = e;
+  }
+  expect(what + " fails", error !== null, true);
+  expect(what + " number", error.number & 0xFFFF, number);
+  if (description) expect(what + " words", error.description, description);
+}
+
+function note(text) {
+  return function () {
+    calls += " " + text;
+  };
+}
+
+var connection = new ActiveXObject("TarnSclServer.TarnServerConnection");
+var server = connection.TarnScaleServer(0);
+var scale = server.GetScale(1);
+scale.AliasName = "Own";
+
+var link = {
+  IsBidirectional: true,
+  Ctype: 3,
+  Disconnect: note("disconnect"),
+  Connect: note("connect")
+};
+scale.Connection = link;
+expectCalls("assigning a connection closes it", " disconnect");
+expect("a member of the connection", scale.Connection.Ctype, 3);
+scale.Connection.Ctype = 2;
+expect("the connection read back is the script's own", link.Ctype, 2);
+
+var dialect = {
+  myScale: null,
+  WeightData: null,
+  PrintData: null,
+  TarnRecordTemplateData: null,
+  Connection: null,
+  pType: 14,
+  Disconnect: note("stop"),
+  Connect: function () {
+    calls += " start " + this.WeightData.Units + this.myScale.AliasName;
+    this.myScale.ActivityLED = true;
+  },
+  TypeToClass: function (type) {
+    return type;
+  },
+  Z: note("Z"),
+  P: note("P"),
+  T: note("T"),
+  C: note("C"),
+  SetTare: function (value) {
+    calls += " tare " + value;
+  }
+};
+scale.Protocol = dialect;
+expectCalls("assigning a protocol stops the scale", " disconnect");
+expect("the protocol's scale", dialect.myScale.AliasName, "Own");
+expect("the protocol's connection is the script's own", dialect.Connection.Ctype, 2);
+expect("a member of the protocol", scale.Protocol.pType, 14);
+expect("a function of it", scale.Protocol.TypeToClass(7), 7);
+
+scale.Disabled = false;
+calls = "";
+expect("running", scale.RunScale(), true);
+expectCalls("the protocol starts before the connection", " start Own connect");
+expect("the lamp that the protocol lit", scale.ActivityLED, true);
+scale.Z();
+scale.T();
+scale.P();
+scale.C();
+scale.SetTare(12.5);
+expectCalls("commands", " Z T P C tare 12.5");
+link.IsBidirectional = false;
+scale.Z();
+expectCalls("a command over a one-way line", "");
+
+expectError("an object that lacks members", 13, "Type mismatch", function () {
+  scale.Connection = { Connect: note("connect"), Disconnect: note("disconnect") };
+});
+expectError("a connection for a protocol", 13, "Type mismatch", function () {
+  scale.Protocol = link;
+});
+expect("the connection stays", scale.Connection.Ctype, 2);
+
+scale.Protocol = new ActiveXObject("TarnSclServer.NoProtocol");
+scale.Connection = new ActiveXObject("TarnSclServer.NoConnection");
+WScript.Echo("All of own_objects.js");
