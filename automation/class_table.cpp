@@ -14,6 +14,16 @@
 #include "protocols/tarn_continuous_protocol.hpp"
 #include "protocols/tarn_record_template_config.hpp"
 #include "shareddata/kes_message.hpp"
+#include "shareddata/sd_tag_info.hpp"
+#include "shareddata/summit_protocol.hpp"
+#include "shareddata/tarn_kes_basic_config.hpp"
+#include "shareddata/tarn_kes_basic_data.hpp"
+#include "shareddata/tarn_orbix_diag_config.hpp"
+#include "shareddata/tarn_orbix_diag_data.hpp"
+#include "shareddata/tarn_predict_failure_config.hpp"
+#include "shareddata/tarn_predict_failure_data.hpp"
+#include "shareddata/tarn_scale_diag_config.hpp"
+#include "shareddata/tarn_scale_diag_data.hpp"
 
 namespace tarn {
 namespace {
@@ -52,6 +62,17 @@ constexpr CreatableClass kClasses[] = {
      [](ComModule& module) {
        return Wrap(module, std::make_shared<KesMessage>(module.System().Locale()));
      }},
+    {&CLSID_SummitProtocol, Create<_Protocol, SummitProtocol>},
+    {&CLSID_SDTagInfo, Create<SDTagInfo, SDTagInfo>},
+    {&CLSID_SummitConfig, Create<_SummitConfig, SummitConfig>},
+    {&CLSID_TarnScaleDiagConfig, Create<_SummitConfig, TarnScaleDiagConfig>},
+    {&CLSID_TarnScaleDiagData, Create<_SummitData, TarnScaleDiagData>},
+    {&CLSID_TarnPredictFailureConfig, Create<_SummitConfig, TarnPredictFailureConfig>},
+    {&CLSID_TarnPredictFailureData, Create<_SummitData, TarnPredictFailureData>},
+    {&CLSID_TarnOrbixDiagConfig, Create<_SummitConfig, TarnOrbixDiagConfig>},
+    {&CLSID_TarnOrbixDiagData, Create<_SummitData, TarnOrbixDiagData>},
+    {&CLSID_TarnKesBasicConfig, Create<_SummitConfig, TarnKesBasicConfig>},
+    {&CLSID_TarnKesBasicData, Create<_SummitData, TarnKesBasicData>},
     {&CLSID_SummitData, Create<_SummitData, BaseSummitData>},
 };
 

@@ -9,6 +9,7 @@
 #include "automation/com_arrays.hpp"
 #include "automation/com_values.hpp"
 #include "automation/core_objects.hpp"
+#include "shareddata/sd_tag_info.hpp"
 
 namespace tarn {
 namespace {
@@ -54,6 +55,16 @@ enum : DISPID {
 };
 }
 
+namespace summit_config {
+enum : DISPID {
+  GetTagInfoByKey = 4001,
+  GetTagInfoByIndex,
+  GetTagInfoCount,
+  GetResetTrigger,
+  GetUpdateTrigger
+};
+}
+
 using Arguments = std::vector<Variant>;
 
 template <class Core>
@@ -84,6 +95,7 @@ class ClientConnection final : public _Connection, public ClientMade {
   using ClientMade::ClientMade;
 
   std::string_view ClassName() const override { return "NoConnection"; }
+  bool IsClientMade() const override { return true; }
 
   bool IsBidirectional() const override {
     return Answer<bool>(Object().TryCall(connection::IsBidirectional, DISPATCH_PROPERTYGET, {}));
@@ -104,6 +116,7 @@ class ClientProtocol final : public Protocol, public ClientMade {
   using ClientMade::ClientMade;
 
   std::string_view ClassName() const override { return "NoProtocol"; }
+  bool IsClientMade() const override { return true; }
 
   using Protocol::Connection;
   using Protocol::myScale;
@@ -156,12 +169,13 @@ class ClientProtocol final : public Protocol, public ClientMade {
   }
 };
 
-/// The engine that files values goes on whatever becomes of the client.
+/// The engine goes on whatever becomes of the client: a call that fails is a value that failed.
 class ClientSummitData final : public _SummitData, public ClientMade {
  public:
   using ClientMade::ClientMade;
 
   std::string_view ClassName() const override { return "SummitData"; }
+  bool IsClientMade() const override { return true; }
 
   void CommLossError(bool value) override { Write(summit_data::CommLossError, value); }
   bool CommLossError() const override {
@@ -205,12 +219,46 @@ class ClientSummitData final : public _SummitData, public ClientMade {
  private:
   Variant Tag(const TagInfo& tag) const { return ObjectArgument(Object().Module(), tag); }
   void Tell(DISPID id, Arguments arguments) {
-    Object().TryCall(id, DISPATCH_METHOD, std::move(arguments));
+    Object().Call(id, DISPATCH_METHOD, std::move(arguments));
   }
-  void Write(DISPID id, bool value) {
-    Object().TryCall(id, DISPATCH_PROPERTYPUT, {ToVariant(value)});
-  }
+  void Write(DISPID id, bool value) { Object().Call(id, DISPATCH_PROPERTYPUT, {ToVariant(value)}); }
   bool Ask(DISPID id, WORD how) const { return Answer<bool>(Object().TryCall(id, how, {})); }
+};
+
+/// Its tags are the server's own, which clients may create. A script may answer with nothing where
+/// a text is asked for.
+class ClientSummitConfig final : public _SummitConfig, public ClientMade {
+ public:
+  using ClientMade::ClientMade;
+
+  std::string_view ClassName() const override { return "SummitConfig"; }
+  bool IsClientMade() const override { return true; }
+
+  TagInfo GetTagInfoByKey(const std::string& TagName) const override {
+    return Tag(summit_config::GetTagInfoByKey, ToVariant(TagName));
+  }
+  TagInfo GetTagInfoByIndex(std::int16_t TagIndex) const override {
+    return Tag(summit_config::GetTagInfoByIndex, ToVariant(TagIndex));
+  }
+  std::int16_t GetTagInfoCount() const override {
+    const Variant count = Object().Call(summit_config::GetTagInfoCount, DISPATCH_METHOD, {});
+    return V_I2(Converted(*count.Get(), VT_I2).Get());
+  }
+  std::string GetResetTrigger(std::int16_t TriggerIndex) const override {
+    return Trigger(summit_config::GetResetTrigger, TriggerIndex);
+  }
+  std::string GetUpdateTrigger(std::int16_t TriggerIndex) const override {
+    return Trigger(summit_config::GetUpdateTrigger, TriggerIndex);
+  }
+
+ private:
+  TagInfo Tag(DISPID id, Variant which) const {
+    const Variant tag = Object().Call(id, DISPATCH_METHOD, {std::move(which)});
+    return V_VT(tag.Get()) == VT_DISPATCH ? CoreOf<SDTagInfo>(V_DISPATCH(tag.Get())) : nullptr;
+  }
+  std::string Trigger(DISPID id, std::int16_t index) const {
+    return TextOf(*Object().Call(id, DISPATCH_METHOD, {ToVariant(index)}).Get());
+  }
 };
 
 template <class Contract, class Adapter>
@@ -229,6 +277,10 @@ std::shared_ptr<_Connection> ConnectionOf(ComModule& module, IUnknown* object) {
 
 std::shared_ptr<_Protocol> ProtocolOf(ComModule& module, IUnknown* object) {
   return ServersOrClients<_Protocol, ClientProtocol>(module, object, IID__Protocol);
+}
+
+std::shared_ptr<_SummitConfig> SummitConfigOf(ComModule& module, IUnknown* object) {
+  return ServersOrClients<_SummitConfig, ClientSummitConfig>(module, object, IID__SummitConfig);
 }
 
 std::shared_ptr<_SummitData> SummitDataOf(ComModule& module, IUnknown* object) {

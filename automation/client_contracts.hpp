@@ -11,6 +11,7 @@
 #include "automation/contract_object.hpp"
 #include "scale/contracts.hpp"
 #include "scale/summit_data.hpp"
+#include "shareddata/summit_config.hpp"
 
 namespace tarn {
 
@@ -19,6 +20,7 @@ namespace tarn {
 std::shared_ptr<_Connection> ConnectionOf(ComModule& module, IUnknown* object);
 std::shared_ptr<_Protocol> ProtocolOf(ComModule& module, IUnknown* object);
 std::shared_ptr<_SummitData> SummitDataOf(ComModule& module, IUnknown* object);
+std::shared_ptr<_SummitConfig> SummitConfigOf(ComModule& module, IUnknown* object);
 
 /// The side of an adapter that shows whose object it stands for.
 class ClientMade {

@@ -12,6 +12,8 @@
 #include "protocols/mira_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
+#include "shareddata/summit_protocol.hpp"
+#include "shareddata/tag_messages.hpp"
 
 namespace tarn {
 namespace {
@@ -130,6 +132,28 @@ class ComKesDemandTemplateProtocol final
   }
 };
 
+class ComSummitProtocol final : public ComProtocolRepeating<::SummitProtocol, ::_SummitProtocol> {
+ public:
+  using ComProtocolRepeating::ComProtocolRepeating;
+
+  STDMETHODIMP putref_Configuration(::_SummitConfig* value) override {
+    return Guarded([&] { Summit().Configuration(SummitConfigOf(Module(), value)); });
+  }
+  STDMETHODIMP get_Configuration(::_SummitConfig** result) override {
+    return Get(result, [this] { return Summit().Configuration(); });
+  }
+  STDMETHODIMP ConvertReadData(::_SDTagInfo* readTag, ::_KesMessage* readMsg) override {
+    return Guarded([&] {
+      const auto tag = CoreOf<SDTagInfo>(readTag);
+      const auto message = CoreOf<KesMessage>(readMsg);
+      tarn::ConvertReadData(Required(tag), Required(message));
+    });
+  }
+
+ private:
+  SummitProtocol& Summit() const { return static_cast<SummitProtocol&>(*Core()); }
+};
+
 using ComProtocol = ComProtocolOf<::Protocol>;
 using ComNoProtocol = ComProtocolRepeating<::NoProtocol, ::_NoProtocol>;
 using ComContinuousProtocol =
@@ -152,6 +176,7 @@ constexpr Class kClasses[] = {
     {GenericProtocol::kClassName, WrapAs<ComGenericProtocol>},
     {DemandTemplateProtocol::kClassName, WrapAs<ComDemandTemplateProtocol>},
     {KesDemandTemplateProtocol::kClassName, WrapAs<ComKesDemandTemplateProtocol>},
+    {SummitProtocol::kClassName, WrapAs<ComSummitProtocol>},
 };
 
 }  // namespace

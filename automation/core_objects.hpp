@@ -23,7 +23,9 @@ namespace tarn {
 
 class KesMessage;
 class SDTagInfo;
+class SDVariables;
 class TarnRecordTemplateConfig;
+class _SummitConfig;
 
 // {61254325-3668-4B1C-8CCE-267F338CADA3}
 inline constexpr IID kCoreObjectId = {
@@ -58,7 +60,9 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplat
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateConfig>& config);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<DataObject>& object);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& data);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitConfig>& config);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SDTagInfo>& tag);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SDVariables>& variables);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<KesMessage>& message);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ActivityTimer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection);

@@ -1,0 +1,105 @@
+#include "automation/tag_variants.hpp"
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "automation/client_object.hpp"
+#include "automation/com_arrays.hpp"
+#include "automation/core_objects.hpp"
+
+namespace tarn {
+namespace {
+
+class KeptValue : public ForeignValue {
+ public:
+  virtual Variant Given() const = 0;
+};
+
+/// An object of the server's own, or a value of a kind that terminals do not have.
+class KeptVariant final : public KeptValue {
+ public:
+  explicit KeptVariant(Variant value) : value_(std::move(value)) {}
+  Variant Given() const override { return value_; }
+
+ private:
+  Variant value_;
+};
+
+/// A client's own object; nothing once the client is gone.
+class KeptObject final : public KeptValue {
+ public:
+  explicit KeptObject(std::shared_ptr<ClientObject> object) : object_(std::move(object)) {}
+  Variant Given() const override {
+    Variant given;
+    V_VT(given.Get()) = VT_DISPATCH;
+    if (object_->Apartment().lost) return given;
+    V_DISPATCH(given.Get()) =
+        object_->ForThisApartment(IID_IDispatch).As<IDispatch>(IID_IDispatch).Detach();
+    return given;
+  }
+
+ private:
+  std::shared_ptr<ClientObject> object_;
+};
+
+TagValue KeepObject(ComModule& module, Variant value) {
+  IUnknown* object = V_UNKNOWN(value.Get());
+  std::shared_ptr<ClientObject> client;
+  if (object == nullptr || ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId) ||
+      FAILED(ClientObject::Create(module.CallsOut(), object, IID_IDispatch, client))) {
+    return std::make_shared<KeptVariant>(std::move(value));
+  }
+  return std::make_shared<KeptObject>(std::move(client));
+}
+
+}  // namespace
+
+Variant ToVariant(const TagValue& value) {
+  return std::visit(
+      [](const auto& held) {
+        using Held = std::decay_t<decltype(held)>;
+        if constexpr (std::is_same_v<Held, std::monostate>)
+          return Variant();
+        else if constexpr (std::is_same_v<Held, std::vector<std::uint8_t>>)
+          return ArrayVariant(held, 0);
+        else if constexpr (std::is_same_v<Held, std::shared_ptr<ForeignValue>>)
+          return static_cast<const KeptValue&>(*held).Given();
+        else
+          return tarn::ToVariant<Held>(held);
+      },
+      value);
+}
+
+TagValue ToTagValue(ComModule& module, const VARIANT& value) {
+  Variant plain;
+  if (FAILED(VariantCopyInd(plain.Get(), const_cast<VARIANT*>(&value)))) ThrowTypeMismatch();
+  const VARIANT& given = *plain.Get();
+  switch (V_VT(&given)) {
+    case VT_EMPTY:
+      return {};
+    case VT_BOOL:
+      return IsTrue(V_BOOL(&given));
+    case VT_UI1:
+      return std::uint8_t{V_UI1(&given)};
+    case VT_I2:
+      return std::int16_t{V_I2(&given)};
+    case VT_I4:
+      return std::int32_t{V_I4(&given)};
+    case VT_R4:
+      return V_R4(&given);
+    case VT_R8:
+      return V_R8(&given);
+    case VT_BSTR:
+      return Text(V_BSTR(&given));
+    case VT_ARRAY | VT_UI1:
+      return BytesOf(V_ARRAY(&given));
+    case VT_DISPATCH:
+    case VT_UNKNOWN:
+      return KeepObject(module, std::move(plain));
+    default:
+      return std::make_shared<KeptVariant>(std::move(plain));
+  }
+}
+
+}  // namespace tarn

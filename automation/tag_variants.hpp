@@ -1,0 +1,20 @@
+// The values of terminal variables as variants, and back.
+#pragma once
+
+#include <windows.h>
+
+#include <oleauto.h>
+
+#include "automation/com_module.hpp"
+#include "automation/com_owners.hpp"
+#include "shareddata/tag_value.hpp"
+
+namespace tarn {
+
+Variant ToVariant(const TagValue& value);
+
+/// What is no value of a terminal, an object above all, is kept as it comes. Error 13 for a
+/// reference to nothing.
+TagValue ToTagValue(ComModule& module, const VARIANT& value);
+
+}  // namespace tarn
