@@ -3,6 +3,7 @@
 #include <TarnSclServer.h>
 
 #include "automation/core_objects.hpp"
+#include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
@@ -14,6 +15,7 @@
 #include "protocols/tarn_continuous_protocol.hpp"
 #include "protocols/tarn_record_template_config.hpp"
 #include "shareddata/kes_message.hpp"
+#include "shareddata/kes_sd_protocol.hpp"
 #include "shareddata/sd_tag_info.hpp"
 #include "shareddata/summit_protocol.hpp"
 #include "shareddata/tarn_kes_basic_config.hpp"
@@ -47,6 +49,7 @@ struct BaseSummitData {
 constexpr CreatableClass kClasses[] = {
     {&CLSID_TarnServerConnection, CreateServerConnection},
     {&CLSID_Connection, Create<_Connection, BaseConnection>},
+    {&CLSID_ArcNetConnection, Create<_Connection, ArcNetConnection>},
     {&CLSID_EthernetConnection, Create<_Connection, EthernetConnection>},
     {&CLSID_NoConnection, Create<_Connection, NoConnection>},
     {&CLSID_SerialConnection, Create<_Connection, SerialConnection>},
@@ -62,6 +65,7 @@ constexpr CreatableClass kClasses[] = {
      [](ComModule& module) {
        return Wrap(module, std::make_shared<KesMessage>(module.System().Locale()));
      }},
+    {&CLSID_KesSDProtocol, Create<_Protocol, KesSDProtocol>},
     {&CLSID_SummitProtocol, Create<_Protocol, SummitProtocol>},
     {&CLSID_SDTagInfo, Create<SDTagInfo, SDTagInfo>},
     {&CLSID_SummitConfig, Create<_SummitConfig, SummitConfig>},

@@ -6,6 +6,7 @@
 
 #include "automation/client_contracts.hpp"
 #include "automation/com_object.hpp"
+#include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
@@ -36,83 +37,116 @@ class ComConnectionOf : public ComObject<Coclass, void, _Connection, Own..., ::_
   }
 };
 
+/// A connection that can come back by itself.
+template <class Kind, class Coclass, class Own>
+class ComReconnecting : public ComConnectionOf<Coclass, Own, ::_ReconnectingConnection> {
+ public:
+  using ComConnectionOf<Coclass, Own, ::_ReconnectingConnection>::ComConnectionOf;
+
+  STDMETHODIMP put_AutoReconnect(VARIANT_BOOL value) override {
+    return Guarded([&] { Link().AutoReconnect(IsTrue(value)); });
+  }
+  STDMETHODIMP get_AutoReconnect(VARIANT_BOOL* result) override {
+    return this->Get(result, [this] { return Link().AutoReconnect(); });
+  }
+
+ protected:
+  Kind& Link() const { return static_cast<Kind&>(*this->Core()); }
+};
+
 using ComConnection = ComConnectionOf<::Connection>;
 using ComNoConnection = ComConnectionOf<::NoConnection, ::_NoConnection>;
 
-class ComSerialConnection final : public ComConnectionOf<::SerialConnection, ::_SerialConnection> {
+class ComSerialConnection final
+    : public ComReconnecting<SerialConnection, ::SerialConnection, ::_SerialConnection> {
  public:
-  using ComConnectionOf::ComConnectionOf;
+  using ComReconnecting::ComReconnecting;
 
   STDMETHODIMP get_SaxPort(IDispatch** result) override {
-    return Get(result, [this] { return Serial().SaxPort(); });
+    return Get(result, [this] { return Link().SaxPort(); });
   }
   STDMETHODIMP putref_SaxPort(IDispatch* value) override {
-    return Guarded([&] { Serial().SaxPort(CoreOf<SerialPort>(value)); });
+    return Guarded([&] { Link().SaxPort(CoreOf<SerialPort>(value)); });
   }
   STDMETHODIMP put_ComPort(SHORT value) override {
-    return Guarded([&] { Serial().ComPort(value); });
+    return Guarded([&] { Link().ComPort(value); });
   }
   STDMETHODIMP get_ComPort(SHORT* result) override {
-    return Get(result, [this] { return Serial().ComPort(); });
+    return Get(result, [this] { return Link().ComPort(); });
   }
   STDMETHODIMP put_BaudRate(::CommBaudRate value) override {
-    return Guarded([&] { Serial().BaudRate(CommBaudRate{value}); });
+    return Guarded([&] { Link().BaudRate(CommBaudRate{value}); });
   }
   STDMETHODIMP get_BaudRate(::CommBaudRate* result) override {
-    return Get(result, [this] { return Serial().BaudRate(); });
+    return Get(result, [this] { return Link().BaudRate(); });
   }
   STDMETHODIMP put_Parity(::CommParity value) override {
-    return Guarded([&] { Serial().Parity(CommParity{value}); });
+    return Guarded([&] { Link().Parity(CommParity{value}); });
   }
   STDMETHODIMP get_Parity(::CommParity* result) override {
-    return Get(result, [this] { return Serial().Parity(); });
+    return Get(result, [this] { return Link().Parity(); });
   }
   STDMETHODIMP put_DataBits(::CommDataBits value) override {
-    return Guarded([&] { Serial().DataBits(CommDataBits{value}); });
+    return Guarded([&] { Link().DataBits(CommDataBits{value}); });
   }
   STDMETHODIMP get_DataBits(::CommDataBits* result) override {
-    return Get(result, [this] { return Serial().DataBits(); });
+    return Get(result, [this] { return Link().DataBits(); });
   }
   STDMETHODIMP put_StopBits(::CommStopBits value) override {
-    return Guarded([&] { Serial().StopBits(CommStopBits{value}); });
+    return Guarded([&] { Link().StopBits(CommStopBits{value}); });
   }
   STDMETHODIMP get_StopBits(::CommStopBits* result) override {
-    return Get(result, [this] { return Serial().StopBits(); });
+    return Get(result, [this] { return Link().StopBits(); });
   }
   STDMETHODIMP put_ReceiveThresholdLength(SHORT value) override {
-    return Guarded([&] { Serial().ReceiveThresholdLength(value); });
+    return Guarded([&] { Link().ReceiveThresholdLength(value); });
   }
   STDMETHODIMP get_ReceiveThresholdLength(SHORT* result) override {
-    return Get(result, [this] { return Serial().ReceiveThresholdLength(); });
+    return Get(result, [this] { return Link().ReceiveThresholdLength(); });
   }
   STDMETHODIMP get_Connection_IsBidirectional(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Serial().IsBidirectional(); });
+    return Get(result, [this] { return Link().IsBidirectional(); });
   }
-
- private:
-  SerialConnection& Serial() const { return static_cast<SerialConnection&>(*Core()); }
 };
 
 class ComEthernetConnection final
-    : public ComConnectionOf<::EthernetConnection, ::_EthernetConnection> {
+    : public ComReconnecting<EthernetConnection, ::EthernetConnection, ::_EthernetConnection> {
+ public:
+  using ComReconnecting::ComReconnecting;
+
+  STDMETHODIMP put_IPAddress(BSTR value) override {
+    return Guarded([&] { Link().IPAddress(Text(value)); });
+  }
+  STDMETHODIMP get_IPAddress(BSTR* result) override {
+    return Get(result, [this] { return Link().IPAddress(); });
+  }
+  STDMETHODIMP get_mvarSocket(IDispatch** result) override {
+    return Get(result, [this] { return Link().mvarSocket(); });
+  }
+  STDMETHODIMP putref_mvarSocket(IDispatch* value) override {
+    return Guarded([&] { Link().mvarSocket(CoreOf<SocketControl>(value)); });
+  }
+};
+
+class ComArcNetConnection final : public ComConnectionOf<::ArcNetConnection, ::_ArcNetConnection> {
  public:
   using ComConnectionOf::ComConnectionOf;
 
-  STDMETHODIMP put_IPAddress(BSTR value) override {
-    return Guarded([&] { Ethernet().IPAddress(Text(value)); });
+  STDMETHODIMP put_KestrelNum(BSTR value) override {
+    return Guarded([&] { ArcNet().KestrelNum(Text(value)); });
   }
-  STDMETHODIMP get_IPAddress(BSTR* result) override {
-    return Get(result, [this] { return Ethernet().IPAddress(); });
+  STDMETHODIMP get_KestrelNum(BSTR* result) override {
+    return Get(result, [this] { return ArcNet().KestrelNum(); });
   }
-  STDMETHODIMP get_mvarSocket(IDispatch** result) override {
-    return Get(result, [this] { return Ethernet().mvarSocket(); });
+  STDMETHODIMP put_Cluster(BSTR value) override {
+    return Guarded([&] { ArcNet().Cluster(Text(value)); });
   }
-  STDMETHODIMP putref_mvarSocket(IDispatch* value) override {
-    return Guarded([&] { Ethernet().mvarSocket(CoreOf<SocketControl>(value)); });
+  STDMETHODIMP get_Cluster(BSTR* result) override {
+    return Get(result, [this] { return ArcNet().Cluster(); });
   }
 
  private:
-  EthernetConnection& Ethernet() const { return static_cast<EthernetConnection&>(*Core()); }
+  ArcNetConnection& ArcNet() const { return static_cast<ArcNetConnection&>(*Core()); }
 };
 
 struct Class {
@@ -121,6 +155,7 @@ struct Class {
 };
 constexpr Class kClasses[] = {
     {"Connection", WrapAs<ComConnection>},
+    {ArcNetConnection::kClassName, WrapAs<ComArcNetConnection>},
     {EthernetConnection::kClassName, WrapAs<ComEthernetConnection>},
     {NoConnection::kClassName, WrapAs<ComNoConnection>},
     {SerialConnection::kClassName, WrapAs<ComSerialConnection>},

@@ -12,6 +12,7 @@
 #include "protocols/mira_protocol.hpp"
 #include "protocols/no_protocol.hpp"
 #include "protocols/tarn_continuous_protocol.hpp"
+#include "shareddata/kes_sd_protocol.hpp"
 #include "shareddata/summit_protocol.hpp"
 #include "shareddata/tag_messages.hpp"
 
@@ -132,6 +133,21 @@ class ComKesDemandTemplateProtocol final
   }
 };
 
+class ComKesSDProtocol final : public ComProtocolOf<::KesSDProtocol, ::_KesSDProtocol> {
+ public:
+  using ComProtocolOf::ComProtocolOf;
+
+  STDMETHODIMP put_scaleNum(BSTR value) override {
+    return Guarded([&] { SharedData().scaleNum(Text(value)); });
+  }
+  STDMETHODIMP get_scaleNum(BSTR* result) override {
+    return Get(result, [this] { return SharedData().scaleNum(); });
+  }
+
+ private:
+  KesSDProtocol& SharedData() const { return static_cast<KesSDProtocol&>(*Core()); }
+};
+
 class ComSummitProtocol final : public ComProtocolRepeating<::SummitProtocol, ::_SummitProtocol> {
  public:
   using ComProtocolRepeating::ComProtocolRepeating;
@@ -176,6 +192,7 @@ constexpr Class kClasses[] = {
     {GenericProtocol::kClassName, WrapAs<ComGenericProtocol>},
     {DemandTemplateProtocol::kClassName, WrapAs<ComDemandTemplateProtocol>},
     {KesDemandTemplateProtocol::kClassName, WrapAs<ComKesDemandTemplateProtocol>},
+    {KesSDProtocol::kClassName, WrapAs<ComKesSDProtocol>},
     {SummitProtocol::kClassName, WrapAs<ComSummitProtocol>},
 };
 

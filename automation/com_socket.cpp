@@ -107,6 +107,19 @@ class ComSocketControl final
     });
   }
 
+  STDMETHODIMP put_LocalHost(BSTR value) override {
+    return Guarded([&] { Core()->LocalHost(Text(value)); });
+  }
+  STDMETHODIMP get_LocalHost(BSTR* result) override {
+    return Get(result, [this] { return Core()->LocalHost(); });
+  }
+  STDMETHODIMP get_SenderHost(BSTR* result) override {
+    return Get(result, [this] { return Core()->SenderHost(); });
+  }
+  STDMETHODIMP get_SenderPort(LONG* result) override {
+    return Get(result, [this] { return Core()->SenderPort(); });
+  }
+
  private:
   Subscription onConnected_;
   Subscription onClosed_;
