@@ -45,11 +45,19 @@ void SetOption(SOCKET socket, int level, int option, int value) {
   setsockopt(socket, level, option, reinterpret_cast<const char*>(&value), sizeof value);
 }
 
+struct OwnedSocket {
+  explicit OwnedSocket(SOCKET socket) : handle(socket) {}
+  OwnedSocket(const OwnedSocket&) = delete;
+  OwnedSocket& operator=(const OwnedSocket&) = delete;
+  ~OwnedSocket() { closesocket(handle); }
+  const SOCKET handle;
+};
+
 class Win32Socket final : public NativeSocket {
  public:
   Win32Socket(Win32MessageLoop& loop, SOCKET socket, SocketTransport transport,
               std::function<void()> ready)
-      : loop_(loop), socket_(socket), ready_(std::move(ready)) {
+      : loop_(loop), owned_(socket), ready_(std::move(ready)) {
     if (transport == SocketTransport::Udp) {
       SetOption(socket, SOL_SOCKET, SO_BROADCAST, 1);
       SetOption(socket, SOL_SOCKET, SO_RCVBUF, kReceiveRoom);
@@ -64,10 +72,7 @@ class Win32Socket final : public NativeSocket {
     watch_ = loop_.Watch(event_.Get(), [this] { Signalled(); });
   }
 
-  ~Win32Socket() override {
-    loop_.Unwatch(watch_);
-    closesocket(socket_);
-  }
+  ~Win32Socket() override { loop_.Unwatch(watch_); }
 
   /// The system lets a socket of every address and others of one address each have the same port.
   std::int32_t Bind(const NetworkAddress& here) override {
@@ -140,7 +145,8 @@ class Win32Socket final : public NativeSocket {
   }
 
   Win32MessageLoop& loop_;
-  SOCKET socket_;
+  OwnedSocket owned_;
+  const SOCKET socket_ = owned_.handle;
   OwnedHandle event_ = CreateEventHandle(true);
   std::function<void()> ready_;
   Win32MessageLoop::WatchId watch_ = 0;

@@ -1,0 +1,100 @@
+#include "platform/name_lookup.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/fakes/fake_host.hpp"
+
+namespace tarn {
+namespace {
+
+/// A system whose answers wait for the test.
+class NameLookupTest : public ::testing::Test {
+ protected:
+  struct Asked {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int names = 0;
+    bool answer = false;
+    int answered = 0;
+  };
+
+  ~NameLookupTest() override {
+    Answer();
+    WaitFor([this] { return asked->answered == asked->names; });
+  }
+  void WaitFor(const std::function<bool()>& condition) {
+    std::unique_lock lock(asked->mutex);
+    EXPECT_TRUE(asked->changed.wait_for(lock, std::chrono::seconds(30), condition));
+  }
+  void Answer() {
+    const std::lock_guard lock(asked->mutex);
+    asked->answer = true;
+    asked->changed.notify_all();
+  }
+  void Start(const std::string& name) {
+    lookup->Start(name, owner, [this, name](std::int32_t, std::uint32_t ip) {
+      told.push_back(name + " " + AddressText(ip));
+    });
+  }
+
+  std::shared_ptr<Asked> asked = std::make_shared<Asked>();
+  FakeHost host;
+  std::optional<NameLookup> lookup{
+      std::in_place, host.loop, [state = asked](const std::string& name) {
+        std::unique_lock lock(state->mutex);
+        ++state->names;
+        state->changed.notify_all();
+        state->changed.wait(lock, [&] { return state->answer; });
+        ++state->answered;
+        state->changed.notify_all();
+        return NameLookup::Answer{0, 0x7F000000U + static_cast<std::uint32_t>(name.size())};
+      }};
+  std::shared_ptr<int> owner = std::make_shared<int>();
+  std::vector<std::string> told;
+};
+
+TEST_F(NameLookupTest, AnswersComeThroughTheLoopAFewNamesAtATime) {
+  const std::string names[] = {"a", "bb", "ccc", "dddd", "eeeee", "ffffff"};
+  for (const std::string& name : names) Start(name);
+  WaitFor([this] { return asked->names == NameLookup::kThreads; });
+  Answer();
+  EXPECT_TRUE(told.empty()) << "not beside the loop";
+  WaitFor([this] { return asked->answered == 6; });
+  while (told.size() < 6) host.loop.RunPending();  // the last answer may be on its way to the loop
+  std::sort(told.begin(), told.end());
+  EXPECT_EQ(told.front(), "a 127.0.0.1");
+  EXPECT_EQ(told.back(), "ffffff 127.0.0.6");
+}
+
+TEST_F(NameLookupTest, WhoHasGoneIsNotTold) {
+  for (int i = 0; i < NameLookup::kThreads; ++i) Start("slow");
+  WaitFor([this] { return asked->names == NameLookup::kThreads; });
+  Start("never asked");
+  owner.reset();
+  Answer();
+  WaitFor([this] { return asked->answered == NameLookup::kThreads; });
+  host.loop.RunPending();
+  EXPECT_TRUE(told.empty());
+  EXPECT_EQ(asked->names, NameLookup::kThreads);
+}
+
+TEST_F(NameLookupTest, MayGoWhileTheSystemIsBeingAsked) {
+  Start("slow");
+  WaitFor([this] { return asked->names == 1; });
+  lookup.reset();
+  Answer();
+  WaitFor([this] { return asked->answered == 1; });
+  host.loop.RunPending();
+  EXPECT_TRUE(told.empty());
+}
+
+}  // namespace
+}  // namespace tarn
