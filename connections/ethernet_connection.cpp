@@ -127,11 +127,12 @@ void EthernetConnection::Broken(const std::string& what) {
   });
 }
 
-/// Somebody may have closed or opened the socket meanwhile.
+/// A handler may have opened the socket again. One that closed it does not end the wish for it.
 void EthernetConnection::EndBroken() {
   if (!mvarSocket_) return;
   const SocketState state = mvarSocket_->State();
-  if (state != SocketState::Closing && state != SocketState::Error) return;
+  const bool ended = state == SocketState::Closing || state == SocketState::Error;
+  if (!ended && state != SocketState::Closed) return;
   mvarSocket_->Close();
   reconnector_.Broken();
 }

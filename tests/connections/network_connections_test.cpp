@@ -123,6 +123,8 @@ TEST_F(EthernetTest, ABrokenTcpConnectionComesBackAfterGrowingPauses) {
   socket->Accept();
   socket->Fail(10054, "Reset");
   host.loop.RunPending();
+  const auto client =
+      socket->Error.Subscribe([&](std::int32_t, const std::string&) { socket->Close(); });
   std::size_t tries = Tries();
   for (const int pause : {1, 2, 4, 8, 16, 30, 30}) {
     host.loop.Advance(pause * 1000 - 1);
