@@ -284,7 +284,8 @@ void NetworkSocket::Ready() {
   if (state_ == SocketState::Connecting) return FinishConnection();
   SendQueued();
   if (session.expired() || !session_->socket) return;
-  if (state_ == SocketState::Open) ReadDatagrams();
+  // A handler may destroy this control: nothing may follow.
+  if (state_ == SocketState::Open) return ReadDatagrams();
   if (state_ == SocketState::Connected) ReadStream();
 }
 

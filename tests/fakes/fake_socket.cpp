@@ -55,6 +55,15 @@ class FakeNetwork::Native final : public NativeSocket {
     ready();
   }
 
+  /// A piece that is too long for one turn comes in several.
+  void ReadyForAll() const {
+    const std::weak_ptr<int> alive = alive_;
+    for (std::size_t left = SIZE_MAX; !alive.expired() && stream.size() < left;) {
+      left = stream.size();
+      if (left > 0) Ready();
+    }
+  }
+
   std::int32_t connectResult = SocketError::kWouldBlock;
   std::string stream;
   bool ended = false;
@@ -95,11 +104,7 @@ void FakeSocket::Deliver(std::string_view data) {
     native_->Ready();
   } else if (State() == SocketState::Connected) {
     native_->stream += data;
-    // A piece that is too long for one turn comes in several.
-    for (std::size_t left = SIZE_MAX; native_ != nullptr && native_->stream.size() < left;) {
-      left = native_->stream.size();
-      if (left > 0) native_->Ready();
-    }
+    native_->ReadyForAll();
   }
 }
 
