@@ -12,6 +12,7 @@
 #include "base/little_endian.hpp"
 #include "shareddata/message_layout.hpp"
 #include "tests/fakes/fake_socket.hpp"
+#include "tests/support/shared_data.hpp"
 
 namespace tarn {
 
@@ -21,16 +22,9 @@ std::string Wire(Number value) {
   return {bytes.data(), bytes.size()};
 }
 
-/// A reply as a terminal makes it, whose source is the node and the variable.
+/// From scale 1's node.
 inline std::string ReplyOf(std::string_view name, std::uint8_t sequence, std::string_view data) {
-  MessageHeaderStruct header;
-  const std::string source = "/k1/" + std::string(name);
-  source.copy(header.source.data(), header.source.size());
-  header.sequenceNumber = sequence;
-  header.length = LittleEndian(static_cast<std::uint16_t>(data.size()));
-  std::string reply(sizeof(header), '\0');
-  std::memcpy(reply.data(), &header, sizeof(header));
-  return reply + std::string(data);
+  return Reply("/k1/" + std::string(name), data, sequence);
 }
 
 struct Request {
