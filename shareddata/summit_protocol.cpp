@@ -223,6 +223,7 @@ void SummitProtocol::WriteTrigger(const std::string& name, bool value) {
 
 void SummitProtocol::ReadTrigger(const std::string& name) {
   if (BeginRequest(pollingMessage_, false, name, kPolling)) Send(*pollingMessage_);
+  readTriggers_.push_back(name);
 }
 
 void SummitProtocol::ResetTriggers() {
@@ -240,6 +241,7 @@ void SummitProtocol::ArmUpdateTriggers() {
 
 void SummitProtocol::ReadUpdateTriggers() {
   if (triggerReads_ <= kTriggerPatience) ++triggerReads_;
+  readTriggers_.clear();
   for (const auto& name : TriggersOf(*configuration_, &_SummitConfig::GetUpdateTrigger)) {
     ReadTrigger(name);
   }
@@ -328,8 +330,8 @@ std::size_t SummitProtocol::Load(std::optional<KesMessage>& message, std::string
 }
 
 /// Whichever node the reply says it comes from.
-bool SummitProtocol::Names(const KesMessage& reply, const SDTagInfo& tag) {
-  return reply.ReplySource().ends_with("/" + tag.TagName());
+bool SummitProtocol::Names(const KesMessage& reply, const std::string& variable) {
+  return reply.ReplySource().ends_with("/" + variable);
 }
 
 std::size_t SummitProtocol::TakePollingReply(std::string_view bytes) {
@@ -344,7 +346,7 @@ std::size_t SummitProtocol::TakeReadReply(std::string_view bytes) {
   const std::size_t taken = Load(readMessage_, bytes);
   const auto pending = pendingRead_;
   if (!pending) return taken;
-  if (readMessage_->MessageOK() && !Names(*readMessage_, *pending->tag)) return taken;
+  if (readMessage_->MessageOK() && !Names(*readMessage_, pending->tag->TagName())) return taken;
   if (taken > kMessageHeaderLength) ConvertReadData(*pending->tag, *readMessage_);
   pending->answered = true;
   pendingRead_.reset();
@@ -361,7 +363,10 @@ std::size_t SummitProtocol::TakeWriteReply(std::string_view bytes) {
 /// that was asked for.
 void SummitProtocol::FilePolledReply() {
   const auto tag = polledTag_;
-  if (!tag || !Names(*pollingMessage_, *tag)) return;
+  if (!tag || !Names(*pollingMessage_, tag->TagName())) {
+    FileTriggerReply();
+    return;
+  }
   polledTag_.reset();
   const auto data = Data();
   if (data != roundData_.lock()) {
@@ -380,6 +385,23 @@ void SummitProtocol::FilePolledReply() {
   }
   ++pollingIndex_;
   PollNextTag();
+}
+
+/// A trigger that the configuration knows as a tag reaches the data object, which thereby learns
+/// that the triggers are complete.
+void SummitProtocol::FileTriggerReply() {
+  const auto trigger =
+      std::find_if(readTriggers_.begin(), readTriggers_.end(),
+                   [this](const std::string& name) { return Names(*pollingMessage_, name); });
+  if (trigger == readTriggers_.end()) return;
+  const std::string name = *trigger;
+  readTriggers_.erase(trigger);
+  KesMessage reply = *pollingMessage_;
+  Attempt([&] {
+    const auto tag = configuration_->GetTagInfoByKey(name);
+    const auto data = Data();
+    if (tag && data) DeliverPolledData(reply, tag, *data);
+  });
 }
 
 void SummitProtocol::BeginRound() {
@@ -460,6 +482,7 @@ void SummitProtocol::EndRound() {
   ++turn_;
   pollingIndex_ = 0;
   polledTag_.reset();
+  readTriggers_.clear();
   const auto scale = myScale();
   if (!scale || !myScaleActivityTimer) return;
   myScaleActivityTimer->TimeoutTime(0);

@@ -98,8 +98,9 @@ class SummitProtocol final : public Protocol,
   std::size_t TakeReadReply(std::string_view bytes);
   std::size_t TakeWriteReply(std::string_view bytes);
   std::size_t Load(std::optional<KesMessage>& message, std::string_view bytes);
-  static bool Names(const KesMessage& reply, const SDTagInfo& tag);
+  static bool Names(const KesMessage& reply, const std::string& variable);
   void FilePolledReply();
+  void FileTriggerReply();
 
   // The round.
   void BeginRound();
@@ -128,6 +129,7 @@ class SummitProtocol final : public Protocol,
   /// The number of the tag that is read next, from 1; 0 between rounds.
   std::int16_t pollingIndex_ = 0;
   std::int16_t triggerReads_ = 0;
+  std::vector<std::string> readTriggers_;  ///< asked for and not answered yet
   /// The tag whose reply the round waits for.
   std::shared_ptr<SDTagInfo> polledTag_;
   std::weak_ptr<_SummitData> roundData_;

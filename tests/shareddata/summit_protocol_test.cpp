@@ -36,7 +36,12 @@ struct ClientConfig final : SummitConfig {
     tags.back()->TriggerRequired(triggered);
   }
 
+  TagInfo GetTagInfoByKey(const std::string& name) const override {
+    return trigger && name == trigger->TagName() ? trigger : nullptr;
+  }
+
   std::vector<TagInfo> tags;
+  TagInfo trigger;
   std::vector<std::string> triggers;
   bool failing = false;
 };
@@ -339,6 +344,14 @@ TEST_F(SummitRounds, TriggersFrameARound) {
   EXPECT_EQ(Told(), "Reset !u_001=1 !u_002=1 ?u_001 ?u_002 ?aaaaa");
   Socket().Deliver(ReplyOf("u_001", 1, "\x01"));  // not filed under the tag that waits
   EXPECT_EQ(Told(), "");
+  config->trigger = std::make_shared<SDTagInfo>();
+  config->trigger->TagName("u_002");
+  config->trigger->TagType(SDTagType::SDBitType);
+  config->trigger->TagDataLen(1);
+  for (const char* told : {"bit(1) ", ""}) {
+    Socket().Deliver(ReplyOf("u_002", 1, "\x01"));
+    EXPECT_EQ(Told(), told);
+  }
   Socket().Deliver(Long("aaaaa", 1));
   EXPECT_EQ(Told(), "long(0:1) ");
   EXPECT_EQ(After(200), "?u_001 ?u_002");
