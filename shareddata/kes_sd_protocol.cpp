@@ -122,8 +122,6 @@ void KesSDProtocol::Connect() {
   if (mvarSocket_) {
     onDataArrival_ = mvarSocket_->DataArrival.Subscribe(
         [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
-    onSocketError_ = mvarSocket_->Error.Subscribe(
-        [this](std::int32_t, const std::string& description) { Trace(description); });
   }
   ethernet->SocketProtocol(kUdp);
   ethernet->LocalPort(static_cast<std::int16_t>(kLocalPortBase + number));

@@ -93,7 +93,6 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
 
   Subscription onUpdateWeight_;
   Subscription onDataArrival_;
-  Subscription onSocketError_;
 };
 
 }  // namespace tarn
