@@ -1,12 +1,14 @@
 // Bytes of the network on both sides of a shared-data exchange. The first byte chooses: a reply
 // that a message loads, datagrams that a scale's protocol gets, requests and tables that a
 // simulated terminal gets.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "connections/ethernet_connection.hpp"
 #include "scale/tarn_scale.hpp"
@@ -33,9 +35,8 @@ void TryReply(std::string_view bytes) {
   KesMessage message(locale);
   const std::string_view reply = bytes.substr(6);
   const std::int16_t loaded = message.LoadReply(reply, NumberAt(bytes, 0));
-  if (loaded < 0 || static_cast<std::size_t>(loaded) + kMessageHeaderLength >
-                        reply.size() + (loaded == 0 ? kMessageHeaderLength : 0))
-    std::abort();
+  const std::size_t data = reply.size() - std::min(reply.size(), kMessageHeaderLength);
+  if (loaded < 0 || static_cast<std::size_t>(loaded) > data) std::abort();
   const std::int16_t index = NumberAt(bytes, 2);
   const std::int16_t available = NumberAt(bytes, 4);
   message.GetBit(available);
@@ -71,12 +72,12 @@ void TryArrivals(std::string_view bytes) {
     bytes.remove_prefix(1);
     if (length == 255) {
       host.loop.Advance(100);
-      continue;
+    } else {
+      socket.Deliver(bytes.substr(0, length));
+      bytes.remove_prefix(std::min<std::size_t>(length, bytes.size()));
     }
-    socket.Deliver(bytes.substr(0, length));
-    bytes.remove_prefix(std::min<std::size_t>(length, bytes.size()));
-    // A reply asks for no more than one variable.
-    if (socket.sent.size() > 10) std::abort();
+    // A tick asks for one variable, a reply of 29 bytes or more for one each.
+    if (socket.sent.size() > 254 / kMessageHeaderLength) std::abort();
     for (const std::string& request : std::exchange(socket.sent, {})) {
       if (request.size() != 201) std::abort();
     }
