@@ -233,7 +233,8 @@ class AutomationTest(unittest.TestCase):
             follower.wait_for("^following ")
         followers.insert(0, self.follower("stir"))
         for follower in followers[:3]:
-            follower.wait_for("^UpdateWeight")
+            for event in ("UpdateWeight", "StatusChange", "NewStatus"):
+                follower.wait_for(event)
             follower.wait_for(r"^weight [1-9]", count=30)
         self.end_well(keeper, *followers)
         sent = self.readings_sent(terminal)
@@ -243,8 +244,6 @@ class AutomationTest(unittest.TestCase):
                 [line for line in follower.lines if re.match("change|message|Update", line)],
                 ["change Stirred", "change Stirred again", "message 48 Can't write configuration "
                  r"settings file: Z:\no such folder\plant.scl", "UpdateWeight"])
-            follower.wait_for("^StatusChange")
-            follower.wait_for("^NewStatus")
         for follower in followers[3:]:
             self.assertIn("events 3", follower.lines)
 
@@ -292,6 +291,7 @@ class AutomationTest(unittest.TestCase):
         keeper = self.keeper()
         stopped, healthy = self.follower(), self.follower()
         for follower in (stopped, healthy):
+            follower.wait_for("^following ")
             follower.wait_for(r"^weight [1-9]")
         stopped.signal(signal.SIGSTOP)
         self.addCleanup(stopped.signal, signal.SIGCONT)

@@ -46,7 +46,7 @@ Sub Stir()
     scale.AliasName = "Stirred again"
     server.CurrentFileName = "Z:\no such folder\plant.scl"
     server.SaveScaleSettings
-    scale.ErrorLED = False
+    scale.ActivityTimer.TimeoutTime = 200
     scale.UpdateTimer.Interval = 50
     scale.UpdateTimer.Enabled = True
 End Sub
