@@ -410,10 +410,10 @@ void WalkRecords(IDispatch* scale) {
   for (const int slot : {9, 11}) {
     Variant array = OfType(VT_ARRAY | VT_BSTR);
     CheckSuccess(face.Get(), slot, {AddressOf(array)}, L"an array of fields");
-    LONG last = -1;
-    Expect(SUCCEEDED(SafeArrayGetUBound(V_ARRAY(array.Get()), 1, &last)) &&
-               last + 1 == V_I2(most.Get()),
-           L"an array has all fields");
+    LONG first = -1, last = -1;
+    SafeArrayGetLBound(V_ARRAY(array.Get()), 1, &first);
+    SafeArrayGetUBound(V_ARRAY(array.Get()), 1, &last);
+    Expect(first == 1 && last == V_I2(most.Get()), L"an array has all fields");
   }
   for (const int slot : {10, 12}) {
     Variant text = OfType(VT_BSTR);
