@@ -357,12 +357,35 @@ const DispatchTable::Member* DispatchTable::Find(DISPID id, WORD flags) const {
   return found;
 }
 
+/// A property that gives an object and takes nothing.
+bool DispatchTable::IsCollection(const Member& member) {
+  return member.kind == INVOKE_PROPERTYGET && member.parameters.size() == 1 &&
+         member.parameters.front().type == VT_DISPATCH;
+}
+
+/// Arguments of such a property belong to the default member of its object: SDVariables("Total").
+HRESULT DispatchTable::InvokeItem(void* const* slots, const Member& member, LCID locale, WORD flags,
+                                  DISPPARAMS& arguments, VARIANT* result, EXCEPINFO* exception,
+                                  UINT* badArgument) const {
+  DISPPARAMS none{};
+  Variant object;
+  const HRESULT given = Invoke(slots, member.id, locale, DISPATCH_PROPERTYGET, none, object.Get(),
+                               exception, badArgument);
+  if (FAILED(given)) return given;
+  if (V_DISPATCH(object.Get()) == nullptr) return DISP_E_BADPARAMCOUNT;
+  return V_DISPATCH(object.Get())
+      ->Invoke(DISPID_VALUE, IID_NULL, locale, flags, &arguments, result, exception, badArgument);
+}
+
 HRESULT DispatchTable::Invoke(void* const* slots, DISPID id, LCID locale, WORD flags,
                               DISPPARAMS& arguments, VARIANT* result, EXCEPINFO* exception,
                               UINT* badArgument) const {
   const Member* member = Find(id, flags);
   if (member == nullptr) return DISP_E_MEMBERNOTFOUND;
   try {
+    if (IsCollection(*member) && arguments.cArgs > 0) {
+      return InvokeItem(slots, *member, locale, flags, arguments, result, exception, badArgument);
+    }
     Call call(*member, arguments, locale);
     const HRESULT prepared = call.Prepare(badArgument);
     if (FAILED(prepared)) return prepared;

@@ -57,6 +57,10 @@ class DispatchTable {
 
   void ReadMembers(const ComPtr<ITypeInfo>& description, std::size_t slot);
   static Parameter ReadParameter(const ComPtr<ITypeInfo>& type, const ELEMDESC& element);
+  static bool IsCollection(const Member& member);
+  HRESULT InvokeItem(void* const* slots, const Member& member, LCID locale, WORD flags,
+                     DISPPARAMS& arguments, VARIANT* result, EXCEPINFO* exception,
+                     UINT* badArgument) const;
   const Member* Find(DISPID id, WORD flags) const;
   const Member* FindKind(DISPID id, INVOKEKIND kind) const;
 

@@ -1,0 +1,105 @@
+' Variables of a terminal: declares them, walks them, reads and writes single ones, follows rounds.
+'   variables.vbs SCALE ADDRESS
+Option Explicit
+
+Dim connection, scale, configuration, data, protocol, link, tag, names, value, rounds, changed
+
+Sub Expect(what, got, wanted)
+    If got <> wanted Then
+        WScript.Echo "WRONG", what & ": got", got, "wanted", wanted
+        WScript.Quit 3
+    End If
+End Sub
+
+Sub WaitForRounds(count)
+    Dim last
+    last = rounds + count
+    Do Until rounds >= last
+        WScript.Sleep 20
+    Loop
+End Sub
+
+Set connection = CreateObject("TarnSclServer.TarnServerConnection")
+Set scale = connection.TarnScaleServer(0).GetScale(WScript.Arguments(0))
+
+' EasyIndex, TagName, TagType, TagDataLen, Writable, Polled
+Set configuration = CreateObject("TarnSclServer.TarnKesBasicConfig")
+Set tag = configuration.AddVariable("Total", "bas01", 7, 4, True, True)
+configuration.AddVariable "Batch", "bas02", 5, 4, False, True
+configuration.AddVariable "Recipe", "bas03", 9, 8, True, False
+configuration.AddVariable "KBStatus", "bas04", 4, 2, False, True
+Expect "the new tag", tag.TagName & tag.TagType & tag.TagDataLen & tag.Writable & tag.Polled, _
+       "bas0174TrueTrue"
+Expect "a tag by its key", configuration.SDVariables("total") Is tag, True
+Expect "a tag by its place", configuration.SDVariables.Item(1) Is tag, True
+Expect "no such tag", configuration.SDVariables("Nothing") Is Nothing, True
+Expect "no such place", configuration.SDVariables(9) Is Nothing, True
+Expect "the polled tags", configuration.GetTagInfoCount(), 3
+For Each tag In configuration.SDVariables
+    names = names & " " & tag.EasyIndex
+Next
+Expect "all tags in order", names, " Total Batch Recipe KBStatus"
+Expect "their count", configuration.SDVariables.Count, 4
+
+Set tag = CreateObject("TarnSclServer.SDTagInfo")
+tag.TagData = 12
+Expect "a value", tag.TagData, 12
+tag.TagData = "text"
+Expect "a text", tag.TagData, "text"
+Set tag.TagData = scale
+Expect "an object", tag.TagData Is scale, True
+
+Set protocol = CreateObject("TarnSclServer.SummitProtocol")
+Set protocol.Configuration = configuration
+Expect "Configuration", protocol.Configuration Is configuration, True
+Set link = CreateObject("TarnSclServer.EthernetConnection")
+link.IPAddress = WScript.Arguments(1)
+Set scale.Connection = link
+Set scale.Protocol = protocol
+protocol.pType = 23
+Set data = scale.SummitData
+Expect "the data object by its name", scale.GetAxDataObj("TarnKesBasicData") Is data, True
+rounds = 0
+changed = ""
+WScript.ConnectObject data, "data_"
+scale.UpdateRate = 20
+scale.Disabled = False
+Expect "running", scale.RunScale(), True
+Expect "the socket", link.mvarSocket.RemoteHost & ":" & link.mvarSocket.RemotePort & " " & _
+       link.mvarSocket.LocalPort & " " & link.mvarSocket.State, _
+       WScript.Arguments(1) & ":1701 " & 1700 + CInt(WScript.Arguments(0)) & " 1"
+
+WaitForRounds 2
+Expect "what changed", changed, " Total Batch KBStatus"
+Expect "a value of the round", data.FloatValue(1), 12.5
+Expect "another", data.LongValue(1), 7
+Expect "the tag's value", configuration.SDVariables("Batch").TagData, 7
+Expect "KBStatus", data.KBStatus, 3
+
+Expect "reading one", data.SDRead("Recipe", value), 0
+Expect "its value", value, "bread"
+Expect "an unknown one", data.SDRead("Nothing", value), -1
+Expect "the value of before", value, "bread"
+Expect "writing a protected one", data.SDWrite("Batch", 8), -4
+Expect "writing a wrong type", data.SDWrite("Total", "much"), -5
+Expect "writing", data.SDWrite("Total", 99.5), 0
+Expect "writing a text", data.SDWrite("Recipe", "rolls"), 0
+WaitForRounds 2
+Expect "what was written", data.FloatValue(1), 99.5
+Expect "and changed", changed, " Total Batch KBStatus Total"
+Expect "reading it back", data.SDRead("Recipe", value) & value, "0rolls"
+
+scale.StopScale
+On Error Resume Next
+value = data.LongValue(2)
+Expect "no such value", Err.Number, 9
+Err.Clear
+WScript.Echo "All of variables.vbs"
+
+Sub data_NewDataReady()
+    rounds = rounds + 1
+End Sub
+
+Sub data_KBEvent(easyIndex)
+    changed = changed & " " & easyIndex
+End Sub
