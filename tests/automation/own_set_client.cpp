@@ -1,0 +1,270 @@
+// A program with a configuration and a data object of its own: the engine asks the one what to read
+// and gives the other the values, as if they were the server's.
+//
+//   own_set_client SCALE ADDRESS         checks a few rounds against a simulated terminal
+//   own_set_client SCALE ADDRESS serve   goes on until it is ended, and says when rounds arrive
+//
+// The objects can be reached through the slots of the contracts only.
+#include <windows.h>
+
+#include <oleauto.h>
+
+#include <TarnSclServer.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "automation/com_owners.hpp"
+
+namespace {
+
+using tarn::Bstr;
+using tarn::ComPtr;
+
+constexpr DWORD kLimit = 60000;  // milliseconds until something that never comes is given up
+
+void Expect(bool fulfilled, const char* what, HRESULT result = S_OK) {
+  if (fulfilled) return;
+  std::printf("WRONG %s (%08lX)\n", what, static_cast<unsigned long>(result));
+  std::fflush(stdout);
+  ExitProcess(3);
+}
+
+void Succeed(HRESULT result, const char* what) {
+  Expect(SUCCEEDED(result), what, result);
+}
+
+template <class Interface>
+ComPtr<Interface> Create(const CLSID& clsid) {
+  ComPtr<Interface> object;
+  Succeed(CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, __uuidof(Interface),
+                           reinterpret_cast<void**>(object.Receive())),
+          "creating an object");
+  return object;
+}
+
+template <class Contract>
+class Own : public Contract {
+ public:
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    const bool known = iid == IID_IUnknown || iid == IID_IDispatch || iid == __uuidof(Contract);
+    *object = known ? static_cast<Contract*>(this) : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+    *count = 0;
+    return S_OK;
+  }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                      UINT*) override {
+    return E_NOTIMPL;
+  }
+};
+
+class OwnConfig final : public Own<_SummitConfig> {
+ public:
+  void Add(const wchar_t* name, SDTagType type, SHORT length) {
+    auto tag = Create<_SDTagInfo>(CLSID_SDTagInfo);
+    tag->put_TagName(Bstr(name).Get());
+    tag->put_TagType(type);
+    tag->put_TagDataLen(length);
+    tags.push_back(tag);
+  }
+
+  STDMETHODIMP GetTagInfoByKey(BSTR, _SDTagInfo** result) override {
+    *result = nullptr;
+    return S_OK;
+  }
+  STDMETHODIMP GetTagInfoByIndex(SHORT index, _SDTagInfo** result) override {
+    *result = ComPtr<_SDTagInfo>(tags[static_cast<std::size_t>(index - 1)]).Detach();
+    return S_OK;
+  }
+  STDMETHODIMP GetTagInfoCount(SHORT* result) override {
+    *result = static_cast<SHORT>(tags.size());
+    return S_OK;
+  }
+  STDMETHODIMP GetResetTrigger(SHORT index, BSTR* result) override {
+    *result = Bstr(index == 1 ? L"trg01" : L"").Detach();
+    return S_OK;
+  }
+  STDMETHODIMP GetUpdateTrigger(SHORT, BSTR* result) override {
+    *result = nullptr;
+    return S_OK;
+  }
+
+  std::vector<ComPtr<_SDTagInfo>> tags;
+};
+
+class OwnData final : public Own<_SummitData> {
+ public:
+  STDMETHODIMP put_CommLossError(VARIANT_BOOL value) override {
+    commLoss = value != VARIANT_FALSE;
+    return S_OK;
+  }
+  STDMETHODIMP get_CommLossError(VARIANT_BOOL* result) override {
+    *result = commLoss ? VARIANT_TRUE : VARIANT_FALSE;
+    return S_OK;
+  }
+  STDMETHODIMP put_NoDataError(VARIANT_BOOL value) override {
+    noData = value != VARIANT_FALSE;
+    if (noData) ++noDataReports;
+    return S_OK;
+  }
+  STDMETHODIMP get_NoDataError(VARIANT_BOOL* result) override {
+    *result = noData ? VARIANT_TRUE : VARIANT_FALSE;
+    return S_OK;
+  }
+  STDMETHODIMP ConfigurationChanged() override { return S_OK; }
+  STDMETHODIMP DataUpdated() override {
+    ++rounds;
+    return S_OK;
+  }
+  STDMETHODIMP SetBitData(VARIANT_BOOL value, _SDTagInfo* tag) override {
+    return File(tag, std::to_string(value));
+  }
+  STDMETHODIMP SetByteData(unsigned char value, _SDTagInfo* tag) override {
+    return File(tag, std::to_string(value));
+  }
+  STDMETHODIMP SetCharArrayData(SAFEARRAY** value, SHORT length, _SDTagInfo* tag) override {
+    const char* bytes = static_cast<const char*>((*value)->pvData);
+    return File(tag, std::string(bytes, static_cast<std::size_t>(length)));
+  }
+  STDMETHODIMP SetLongData(LONG value, SHORT index, _SDTagInfo* tag) override {
+    if (fails) return MAKE_HRESULT(SEVERITY_ERROR, FACILITY_CONTROL, 9);
+    return File(tag, std::to_string(value), index);
+  }
+  STDMETHODIMP SetFloatData(float value, SHORT, _SDTagInfo* tag) override {
+    return File(tag, std::to_string(value));
+  }
+  STDMETHODIMP SetDoubleData(double value, SHORT, _SDTagInfo* tag) override {
+    return File(tag, std::to_string(value));
+  }
+  STDMETHODIMP SetStringData(BSTR value, SHORT, _SDTagInfo* tag) override {
+    return File(tag, std::string(value, value + SysStringLen(value)));
+  }
+  STDMETHODIMP SetIntData(SHORT value, SHORT, _SDTagInfo* tag) override {
+    return File(tag, std::to_string(value));
+  }
+  STDMETHODIMP ResetState() override { return S_OK; }
+  STDMETHODIMP TriggersComplete(VARIANT_BOOL* result) override {
+    *result = VARIANT_FALSE;
+    return S_OK;
+  }
+
+  std::map<std::string, std::string> values;  ///< by the name of the variable
+  const OwnConfig* config = nullptr;
+  int rounds = 0;
+  int noDataReports = 0;
+  bool commLoss = false;
+  bool noData = false;
+  bool fails = false;
+
+ private:
+  /// The tag is the very object that the configuration gave. The elements of an array are listed.
+  HRESULT File(_SDTagInfo* tag, const std::string& value, SHORT index = 0) {
+    bool known = false;
+    for (const auto& own : config->tags) {
+      known = known || own.As<IUnknown>(IID_IUnknown).Get() ==
+                           ComPtr<_SDTagInfo>(tag).As<IUnknown>(IID_IUnknown).Get();
+    }
+    Expect(known, "the tag of a value");
+    Bstr name;
+    Succeed(tag->get_TagName(name.Receive()), "asking back from a call");
+    const std::wstring text = name.Text();
+    std::string& filed = values[std::string(text.begin(), text.end())];
+    filed = index > 0 ? filed + " " + value : value;
+    return S_OK;
+  }
+};
+
+template <class Condition>
+void ServeUntil(Condition condition, const char* what) {
+  const DWORD start = GetTickCount();
+  while (!condition()) {
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
+    Expect(GetTickCount() - start < kLimit, what);
+  }
+}
+
+void Run(SHORT number, const std::wstring& address, bool serve) {
+  auto way = Create<_TarnServerConnection>(CLSID_TarnServerConnection);
+  ComPtr<_TarnScaleServer> server;
+  LONG component = 0;
+  Succeed(way->get_TarnScaleServer(&component, server.Receive()), "the server");
+  ComPtr<_TarnScale> scale;
+  Succeed(server->GetScale(number, scale.Receive()), "the scale");
+
+  OwnConfig config;
+  config.Add(L"own01", SDBitType, 1);
+  config.Add(L"own02", SDByteType, 1);
+  config.Add(L"own03", SDByteArrayType, 5);
+  config.Add(L"own04", SDLongArrayType, 8);
+  config.Add(L"own05", SDFloatType, 4);
+  config.Add(L"own06", SDDoubleType, 8);
+  config.Add(L"own07", SDStringType, 6);
+  config.Add(L"own08", SDUShortType, 2);
+  OwnData data;
+  data.config = &config;
+
+  auto link = Create<_EthernetConnection>(CLSID_EthernetConnection);
+  link->put_IPAddress(Bstr(address).Get());
+  auto protocol = Create<_SummitProtocol>(CLSID_SummitProtocol);
+  Succeed(protocol->putref_Configuration(&config), "giving the configuration");
+  Succeed(scale->putref_SummitData(&data), "giving the data object");
+  Succeed(scale->putref_Connection(link.As<_Connection>().Get()), "the connection");
+  const auto contract = protocol.As<_Protocol>();
+  Succeed(scale->putref_Protocol(contract.Get()), "the protocol");
+  Succeed(contract->put_pType(ScaleDiagDataType), "a type with a pair of its own");
+
+  ComPtr<_SummitConfig> configBack;
+  protocol->get_Configuration(configBack.Receive());
+  ComPtr<_SummitData> dataBack;
+  scale->get_SummitData(dataBack.Receive());
+  Expect(configBack.Get() == &config && dataBack.Get() == &data, "the client's own objects");
+
+  scale->put_UpdateRate(20);
+  scale->put_Disabled(VARIANT_FALSE);
+  VARIANT_BOOL runs = VARIANT_FALSE;
+  Succeed(scale->RunScale(&runs), "running");
+  for (int told = 0; serve; ++told) {
+    ServeUntil([&] { return data.rounds > told; }, "a round");
+    std::printf("round %d\n", told + 1);
+    std::fflush(stdout);
+  }
+  ServeUntil([&] { return data.rounds >= 2; }, "two rounds");
+  const std::map<std::string, std::string> wanted = {
+      {"own01", "-1"},    {"own02", "200"},       {"own03", std::string("ab\0cd", 5)},
+      {"own04", "7 -8"},  {"own05", "12.500000"}, {"own06", "-0.250000"},
+      {"own07", "flour"}, {"own08", "-3"}};
+  for (const auto& [name, value] : wanted) Expect(data.values[name] == value, name.c_str());
+  Expect(data.noDataReports == 0, "rounds without a fault");
+
+  // What fails is as a value that cannot be filed: told, and the next round begins.
+  data.fails = true;
+  ServeUntil([&] { return data.noDataReports >= 2; }, "a report of what failed");
+  data.fails = false;
+  const int before = data.rounds;
+  ServeUntil([&] { return data.rounds > before && !data.noData; }, "rounds after the fault");
+
+  scale->StopScale();
+  scale->putref_SummitData(Create<_SummitData>(CLSID_SummitData).Get());
+  protocol->putref_Configuration(nullptr);
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** arguments) {
+  if (count < 3 || FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
+  Run(static_cast<SHORT>(_wtoi(arguments[1])), arguments[2], count > 3);
+  CoUninitialize();
+  std::printf("All of own_set_client\n");
+  return 0;
+}
