@@ -6,111 +6,12 @@ that it started.
 
 Usage: automation_test.py FOLDER_OF_THE_WINDOWS_PROGRAMS FOLDER_OF_THE_NATIVE_PROGRAMS
 """
-import os
-import pathlib
 import re
 import signal
-import subprocess
-import sys
-import tempfile
-import time
 import unittest
 
-LIMIT = 90  # seconds until something that never comes is given up
-WINDOWS = pathlib.Path(sys.argv.pop(1)).resolve()
-NATIVE = pathlib.Path(sys.argv.pop(1)).resolve()
-HERE = pathlib.Path(__file__).resolve().parent
-SCRIPTS = HERE.parent / "automation" / "scripts"
-EXAMPLES = HERE.parent.parent / "examples"
-PREFIX = pathlib.Path(os.environ["WINEPREFIX"]).resolve()
-SERVER = WINDOWS / "TarnSclServer.exe"
-SETTINGS = r"HKCU\Software\TarnSclServer"
-PORT = 21  # the COM port of the simulated terminal
-
-
-def windows_path(path):
-    return "Z:" + str(path).replace("/", "\\")
-
-
-def wine(*arguments):
-    return subprocess.run(["wine", *map(str, arguments)], stdin=subprocess.DEVNULL,
-                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                          timeout=LIMIT).returncode
-
-
-def server_processes():
-    """The numbers of the server's processes in this prefix."""
-    found = []
-    for folder in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            command = (folder / "cmdline").read_bytes()
-            environment = (folder / "environ").read_bytes().split(b"\0")
-        except OSError:
-            continue
-        if (b"TarnSclServer.exe" in command and b"mbedding" in command
-                and f"WINEPREFIX={PREFIX}".encode() in environment):
-            found.append(int(folder.name))
-    return found
-
-
-def wait_until(condition, what):
-    deadline = time.monotonic() + LIMIT
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError(f"not in time: {what}")
-        time.sleep(0.05)
-
-
-class Program:
-    """A process whose lines of output can be waited for. They go through a file: Wine's services are
-    children of whichever program comes first, and would keep a pipe open."""
-
-    def __init__(self, *command):
-        self.output = tempfile.TemporaryFile()
-        self.process = subprocess.Popen(list(map(str, command)), stdin=subprocess.DEVNULL,
-                                        stdout=self.output, stderr=subprocess.STDOUT)
-
-    @property
-    def lines(self):
-        """The whole lines so far; all of them after the end."""
-        size = os.fstat(self.output.fileno()).st_size
-        text = os.pread(self.output.fileno(), size, 0).decode(errors="replace")
-        whole = text if self.process.poll() is not None else text[:text.rfind("\n") + 1]
-        return whole.splitlines()
-
-    def wait_for(self, pattern, start=0, count=1):
-        """The first `count` lines from `start` on that match."""
-        def found():
-            return [line for line in self.lines[start:] if re.search(pattern, line)][:count]
-        def over():
-            return self.process.poll() is not None or len(found()) >= count
-        try:
-            wait_until(over, pattern)
-        except AssertionError:
-            pass  # told below, with the lines
-        if len(found()) < count:
-            raise AssertionError(f"{self.process.args}: no {pattern!r}; last lines: "
-                                 f"{self.lines[-5:]}")
-        return found()
-
-    def weights(self, start=0, end=None):
-        return [float(line.split()[1]) for line in self.lines[start:end]
-                if re.match(r"weight \d", line)]
-
-    def signal(self, what):
-        self.process.send_signal(what)
-
-    def interrupt(self):
-        self.signal(signal.SIGINT)
-        self.end()
-
-    def kill(self):
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait(LIMIT)
-
-    def end(self):
-        return self.process.wait(LIMIT)
+from automation_support import (EXAMPLES, PORT, SERVER, SETTINGS, WINDOWS, ServerTest,
+                                server_processes, wait_until, windows_path, wine)
 
 
 def without_repeats(values):
@@ -118,57 +19,9 @@ def without_repeats(values):
     return [value for i, value in enumerate(values) if i == 0 or value != values[i - 1]]
 
 
-class AutomationTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        wine("reg", "delete", SETTINGS, "/f")
-        if wine(SERVER, "/RegServer") != 0:
-            raise AssertionError("/RegServer failed")
-
-    @classmethod
-    def tearDownClass(cls):
-        wine(SERVER, "/UnregServer")
-        wine("reg", "delete", SETTINGS, "/f")
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        self.started = time.strftime("%Y-%m-%d %H:%M:%S")
-        self.stop_file = self.folder / "stop"
-        self.stop = windows_path(self.stop_file)
-        # Runs last, when all clients are gone: the server must have ended by itself.
-        self.addCleanup(wait_until, lambda: not server_processes(), "the end of the server")
-
-    def start(self, *command):
-        program = Program(*command)
-        self.addCleanup(program.output.close)
-        self.addCleanup(program.kill)
-        return program
-
-    def script(self, name, *arguments, folder=SCRIPTS):
-        return self.start("wine", WINDOWS / "tarn_script_host.exe", windows_path(folder / name),
-                          *arguments)
-
-    def end_well(self, *programs):
-        self.stop_file.touch()
-        for program in programs:
-            self.assertEqual(program.end(), 0, program.lines[-5:])
-            self.assertRegex(program.lines[-1], r"^(All|End) of ")
-
-    def traced(self, text):
-        """The lines of the server's trace since this test began."""
-        traces = PREFIX.glob("drive_c/users/*/AppData/*/TarnSclServer/TarnSclServer.trace")
-        return [line for trace in traces for line in trace.read_text().splitlines()
-                if line[:19] >= self.started and text in line]
-
+class AutomationTest(ServerTest):
     def terminal(self, *arguments):
-        link = PREFIX / "dosdevices" / f"com{PORT}"
-        link.unlink(missing_ok=True)  # of a run that was ended by force
-        terminal = self.start(NATIVE / "tarnsim", "continuous", "--port", link, *arguments)
-        terminal.wait_for("^ready ")
-        self.addCleanup(terminal.interrupt)
-        return terminal
+        return self.simulator("continuous", "--port", self.com_port(), *arguments)
 
     def keeper(self):
         keeper = self.script("keeper.vbs", PORT, self.stop)

@@ -100,6 +100,18 @@ expectError("a connection for a protocol", 13, "Type mismatch", function () {
 });
 expect("the connection stays", scale.Connection.Ctype, 2);
 
+// What only the script knows is not saved, and the server says so.
+var told = "";
+WScript.ConnectObject(server, "server_");
+function server_InfoMessage(message, style) {
+  told = message + style;
+}
+server.CurrentFileName = WScript.Arguments(0);
+server.SaveScaleSettings();
+expect("the message", told,
+       "Objects of clients are not saved; defaults take their place: Scale1.Connection, Scale1.Protocol48");
+expect("still the script's own", scale.Connection.Ctype, 2);
+
 scale.Protocol = new ActiveXObject("TarnSclServer.NoProtocol");
 scale.Connection = new ActiveXObject("TarnSclServer.NoConnection");
 WScript.Echo("All of own_objects.js");
