@@ -88,8 +88,9 @@ constexpr wchar_t kScaleEvents[] = L"{CB194C11-6C00-487C-B1D5-C7A516F2C9C2}";
 constexpr wchar_t kLibrary[] = L"{2E5AF1A8-4271-4EEC-9868-56F07055D47D}";
 
 constexpr const wchar_t* kCreatableClasses[] = {
-    L"Connection", L"NoConnection",     L"NoProtocol",           L"Protocol",
-    L"SummitData", L"SerialConnection", L"TarnServerConnection", L"TarnContinuousProtocol"};
+    L"Connection", L"NoConnection",       L"NoProtocol",           L"Protocol",
+    L"SummitData", L"SerialConnection",   L"TarnServerConnection", L"TarnContinuousProtocol",
+    L"SDTagInfo",  L"EthernetConnection", L"SummitProtocol",       L"TarnKesBasicConfig"};
 
 struct ScopeCase {
   const char* name;
