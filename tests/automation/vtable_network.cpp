@@ -149,10 +149,10 @@ void WalkProtocols() {
 
 /// A member with an index and the whole row: counts from 1, error 9 beyond.
 struct Row {
-  const wchar_t* name;
-  const wchar_t* array;
+  std::wstring name;
   VARTYPE type;
   SHORT count;
+  std::wstring array = name + L"Array";
 };
 
 void CheckRow(IUnknown* face, int slot, const Row& row) {
@@ -179,8 +179,8 @@ void WalkDataSet(const wchar_t* name, const IID& iid, const CLSID& clsid, std::v
   const int first = 7 + static_cast<int>(slots.size());
   int slot = first;
   for (const Row& row : rows) {
-    slots.push_back({slot++, Kind::Own, row.name});
-    slots.push_back({slot++, Kind::Own, row.array});
+    slots.push_back({slot++, Kind::Own, row.name.c_str()});
+    slots.push_back({slot++, Kind::Own, row.array.c_str()});
   }
   slots.push_back({slot++, Kind::Get, L"SummitData_CommLossError", VT_BOOL});
   slots.push_back({slot++, Kind::Get, L"SummitData_NoDataError", VT_BOOL});
@@ -201,50 +201,50 @@ void WalkDataSet(const wchar_t* name, const IID& iid, const CLSID& clsid, std::v
 
 void WalkDataSets() {
   WalkDataSet(L"_TarnScaleDiagData", IID__TarnScaleDiagData, CLSID_TarnScaleDiagData, {},
-              {{L"ScaleCalZeroCounts", L"ScaleCalZeroCountsArray", VT_I4, 4},
-               {L"ScaleCurrentZeroCounts", L"ScaleCurrentZeroCountsArray", VT_I4, 4},
-               {L"ScaleCurrentCounts", L"ScaleCurrentCountsArray", VT_I4, 4},
-               {L"ScaleCalHighCounts", L"ScaleCalHighCountsArray", VT_I4, 4},
-               {L"ScaleCalHighWeight", L"ScaleCalHighWeightArray", VT_BSTR, 4},
-               {L"ScaleCalMidCounts", L"ScaleCalMidCountsArray", VT_I4, 4},
-               {L"ScaleCalMidWeight", L"ScaleCalMidWeightArray", VT_BSTR, 4},
-               {L"ScaleCriticalError", L"ScaleCriticalErrorArray", VT_BOOL, 4},
-               {L"LastScaleError", L"LastScaleErrorArray", VT_BSTR, 4},
-               {L"ScaleErrorCounter", L"ScaleErrorCounterArray", VT_I4, 4},
-               {L"WeighmentCounter", L"WeighmentCounterArray", VT_I4, 4},
-               {L"ScaleOverloadCounter", L"ScaleOverloadCounterArray", VT_I4, 4},
-               {L"ScaleImpactCounter", L"ScaleImpactCounterArray", VT_I4, 4},
-               {L"ScaleZeroCounter", L"ScaleZeroCounterArray", VT_I4, 4},
-               {L"ScaleZeroFailCounter", L"ScaleZeroFailCounterArray", VT_I4, 4}});
+              {{L"ScaleCalZeroCounts", VT_I4, 4},
+               {L"ScaleCurrentZeroCounts", VT_I4, 4},
+               {L"ScaleCurrentCounts", VT_I4, 4},
+               {L"ScaleCalHighCounts", VT_I4, 4},
+               {L"ScaleCalHighWeight", VT_BSTR, 4},
+               {L"ScaleCalMidCounts", VT_I4, 4},
+               {L"ScaleCalMidWeight", VT_BSTR, 4},
+               {L"ScaleCriticalError", VT_BOOL, 4},
+               {L"LastScaleError", VT_BSTR, 4},
+               {L"ScaleErrorCounter", VT_I4, 4},
+               {L"WeighmentCounter", VT_I4, 4},
+               {L"ScaleOverloadCounter", VT_I4, 4},
+               {L"ScaleImpactCounter", VT_I4, 4},
+               {L"ScaleZeroCounter", VT_I4, 4},
+               {L"ScaleZeroFailCounter", VT_I4, 4}});
   const std::vector<Slot> cells = {{7, Kind::Own, L"MaxNumCells"},
                                    {8, Kind::Get, L"NumberActiveCells", VT_I2}};
   WalkDataSet(L"_TarnPredictFailureData", IID__TarnPredictFailureData, CLSID_TarnPredictFailureData,
               cells,
-              {{L"ScanTableCellAddress", L"ScanTable", VT_UI1, 24},
-               {L"ReplacementCell", L"ReplacementCellArray", VT_UI1, 4},
-               {L"BadCell", L"BadCellArray", VT_UI1, 4},
-               {L"SymmetryFailure", L"SymmetryFailureArray", VT_UI1, 4},
-               {L"EstimatingWeightStatus", L"EstimatingWeightStatusArray", VT_BOOL, 4},
-               {L"CellZeroDriftStatus", L"CellZeroDriftStatusArray", VT_UI1, 24},
-               {L"CellSymFailCounter", L"CellSymFailCounterArray", VT_I4, 24},
-               {L"CellZeroDriftCounter", L"CellZeroDriftCounterArray", VT_I4, 24}});
+              {{L"ScanTableCellAddress", VT_UI1, 24, L"ScanTable"},
+               {L"ReplacementCell", VT_UI1, 4},
+               {L"BadCell", VT_UI1, 4},
+               {L"SymmetryFailure", VT_UI1, 4},
+               {L"EstimatingWeightStatus", VT_BOOL, 4},
+               {L"CellZeroDriftStatus", VT_UI1, 24},
+               {L"CellSymFailCounter", VT_I4, 24},
+               {L"CellZeroDriftCounter", VT_I4, 24}});
   WalkDataSet(L"_TarnOrbixDiagData", IID__TarnOrbixDiagData, CLSID_TarnOrbixDiagData, cells,
-              {{L"ScanTableCellAddress", L"ScanTable", VT_UI1, 24},
-               {L"CellCounts", L"CellCountsArray", VT_I4, 24},
-               {L"CellErrorNumber", L"CellErrorNumberArray", VT_UI1, 24},
-               {L"CellOverloadStatus", L"CellOverloadStatusArray", VT_UI1, 24}});
+              {{L"ScanTableCellAddress", VT_UI1, 24, L"ScanTable"},
+               {L"CellCounts", VT_I4, 24},
+               {L"CellErrorNumber", VT_UI1, 24},
+               {L"CellOverloadStatus", VT_UI1, 24}});
   WalkDataSet(L"_TarnKesBasicData", IID__TarnKesBasicData, CLSID_TarnKesBasicData,
               {{7, Kind::Own, L"KBStatus"},
                {8, Kind::Own, L"KBCommand"},
                {9, Kind::Own, L"SDRead"},
                {10, Kind::Own, L"SDWrite"}},
-              {{L"BitValue", L"BitValueArray", VT_BOOL, 0},
-               {L"ByteValue", L"ByteValueArray", VT_UI1, 0},
-               {L"IntValue", L"IntValueArray", VT_I2, 0},
-               {L"LongValue", L"LongValueArray", VT_I4, 0},
-               {L"FloatValue", L"FloatValueArray", VT_R4, 0},
-               {L"DoubleValue", L"DoubleValueArray", VT_R8, 0},
-               {L"StringValue", L"StringValueArray", VT_BSTR, 0}});
+              {{L"BitValue", VT_BOOL, 0},
+               {L"ByteValue", VT_UI1, 0},
+               {L"IntValue", VT_I2, 0},
+               {L"LongValue", VT_I4, 0},
+               {L"FloatValue", VT_R4, 0},
+               {L"DoubleValue", VT_R8, 0},
+               {L"StringValue", VT_BSTR, 0}});
 }
 
 void WalkTemplate() {
