@@ -30,6 +30,14 @@ void KesDemandTemplateProtocol::scaleNum(std::string letter) {
   PropertyChanged.Raise("ScaleNum");
 }
 
+void KesDemandTemplateProtocol::Connection(std::shared_ptr<_Connection> connection) {
+  if (!connection) {
+    onDataArrival_.Reset();
+    mvarSocket.reset();
+  }
+  TemplateProtocol::Connection(std::move(connection));
+}
+
 /// The watchdog flag deliberately stays as it is, other than on a serial line.
 void KesDemandTemplateProtocol::Connect() {
   const auto self = shared_from_this();
@@ -61,9 +69,10 @@ void KesDemandTemplateProtocol::P() {
 }
 
 void KesDemandTemplateProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
+  const auto socket = mvarSocket;
   const auto announced = static_cast<std::size_t>(bytesTotal > 0 ? bytesTotal : 0);
   for (std::size_t read = 0; read < announced;) {
-    const std::string piece = mvarSocket->GetData();
+    const std::string piece = socket->GetData();
     if (piece.empty()) break;
     read += piece.size();
     mvarRxBuffer += piece;

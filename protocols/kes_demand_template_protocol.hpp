@@ -35,6 +35,11 @@ class KesDemandTemplateProtocol final : public TemplateProtocol {
   void scaleNum(std::string letter);
   const std::string& scaleNum() const { return scaleNum_; }
 
+  std::shared_ptr<_Connection> Connection() const override {
+    return TemplateProtocol::Connection();
+  }
+  /// None lets go of the socket, too.
+  void Connection(std::shared_ptr<_Connection> connection) override;
   /// Takes the socket of an Ethernet connection; with any other nothing is received.
   void Connect() override;
   /// Demands a record: sends the template's demand text with nothing added. Nothing happens while

@@ -117,10 +117,8 @@ void TarnContinuousProtocol::PublishFrame(std::string_view text, tarn::WeightDat
   record.Motion(frame.Motion());
   // Deliberately before the units and the range of the same frame: a request is served by the
   // commit below, or by an earlier event of this frame.
-  if (frame.PrintRequest()) {
-    const auto scale = myScale();
-    Required(scale, "The protocol has no scale").printRequest(false);
-  }
+  // The scale may have another protocol by now, and then none of this one.
+  if (const auto scale = myScale(); scale && frame.PrintRequest()) scale->printRequest(false);
   record.Units(std::string(frame.Units()));
   record.OutOfRange(frame.OutOfRange());
 }

@@ -155,8 +155,14 @@ void TarnScale::StoreProtocol(std::shared_ptr<_Protocol> protocol) {
 
 void TarnScale::Protocol(std::shared_ptr<_Protocol> protocol) {
   const auto self = shared_from_this();
+  const auto former = protocol_;
   StoreProtocol(std::move(protocol));
   PropertyChanged.Raise("Protocol");
+  // A client may still hold the former one, which would read what is meant for its successor.
+  if (former && former != protocol_) {
+    former->Connection(nullptr);
+    former->myScale(nullptr);
+  }
   BindProtocol();
 }
 

@@ -113,6 +113,14 @@ void KesSDProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
                           : Subscription();
 }
 
+void KesSDProtocol::Connection(std::shared_ptr<_Connection> connection) {
+  if (!connection) {
+    onDataArrival_.Reset();
+    mvarSocket_.reset();
+  }
+  Protocol::Connection(std::move(connection));
+}
+
 void KesSDProtocol::Connect() {
   const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
   if (!ethernet) return;

@@ -47,6 +47,9 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   std::shared_ptr<TarnScale> myScale() const override { return Protocol::myScale(); }
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
 
+  std::shared_ptr<_Connection> Connection() const override { return Protocol::Connection(); }
+  /// None lets go of the socket, too.
+  void Connection(std::shared_ptr<_Connection> connection) override;
   void Connect() override;
   void C() override;
   void T() override;

@@ -123,6 +123,11 @@ void SummitProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
 
 // --- Life -------------------------------------------------------------------------------------
 
+void SummitProtocol::Connection(std::shared_ptr<_Connection> connection) {
+  if (!connection) Disconnect();
+  Protocol::Connection(std::move(connection));
+}
+
 void SummitProtocol::Connect() {
   const auto self = shared_from_this();
   Disconnect();
@@ -176,12 +181,8 @@ void SummitProtocol::OfferAccess() {
   }
 }
 
-/// A protocol that another has replaced may still be held by a client; the socket is then no longer
-/// its own.
 bool SummitProtocol::IsRunning() const {
-  const auto scale = myScale();
-  return scale && scale->Protocol().get() == this && mvarSocket &&
-         mvarSocket->State() == SocketState::Open;
+  return myScale() && mvarSocket && mvarSocket->State() == SocketState::Open;
 }
 
 /// Runs what may call a client's object or handler; false when it threw.

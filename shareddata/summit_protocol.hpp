@@ -58,6 +58,9 @@ class SummitProtocol final : public Protocol,
   /// pair of the new type.
   void pType(ProtocolType type) override;
 
+  using Protocol::Connection;
+  /// None ends whatever is under way.
+  void Connection(std::shared_ptr<_Connection> connection) override;
   using Protocol::WeightData;
   /// The record then shows that no weights come.
   void WeightData(std::shared_ptr<tarn::WeightData> record) override;

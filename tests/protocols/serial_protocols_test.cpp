@@ -60,6 +60,24 @@ TEST_F(SerialProtocols, CutAnywhereAMessageIsReadOnce) {
   }
 }
 
+TEST_F(SerialProtocols, OneThatWasReplacedLeavesTheLineToItsSuccessor) {
+  for (const Dialect& dialect : kDialects) {
+    Start(dialect);
+    const auto former = scale->Protocol();
+    scale->Protocol(NewObject<_Protocol>(*site, dialect.protocol));
+    scale->Protocol()->pType(ProtocolType{dialect.type});
+    scale->RunScale();
+    const auto& record = *scale->WeightData();
+    std::string weight;
+    const auto seen =
+        scale->WeightData()->NewWeight.Subscribe([&] { weight += record.NetWeight(); });
+    former->WeightData(nullptr);
+    Deliver(dialect.message);
+    EXPECT_NE(weight.find("123.4"), std::string::npos) << dialect.type;
+    EXPECT_EQ(former->Connection(), nullptr);
+  }
+}
+
 TEST_F(SerialProtocols, OnlyASerialConnectionIsTaken) {
   for (const Dialect& dialect : kDialects) {
     Start(dialect);
