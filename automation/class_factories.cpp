@@ -16,10 +16,6 @@
 namespace tarn {
 namespace {
 
-/// Milliseconds that the system may take to let classes in or out; it may have to start a service
-/// of its own first.
-constexpr double kSystemLimit = 60000;
-
 /// No outside reference: it lives as long as the process registers it.
 class FactoryBase : public IClassFactory {
  public:
@@ -111,20 +107,13 @@ ClassFactories::ClassFactories(ComModule& module) : module_(module) {
   }
 }
 
-HRESULT ClassFactories::InOtherApartment(std::function<HRESULT()> work) {
-  const auto result = std::make_shared<HRESULT>(RPC_E_TIMEOUT);
-  module_.CallsOut().Run([result, work = std::move(work)] { *result = work(); }, ClientApartment(),
-                         kSystemLimit);
-  return *result;
-}
-
 void ClassFactories::Register(const CLSID& clsid, IClassFactory* factory) {
   ComPtr<IStream> stream;
   Check(CoMarshalInterThreadInterfaceInStream(IID_IClassFactory, factory, stream.Receive()),
         "handing a class factory over");
   const auto cookie = std::make_shared<DWORD>(0);
   const HRESULT registered =
-      InOtherApartment([clsid, cookie, caller = caller_, given = stream.Detach()] {
+      module_.CallsOut().RunOwn([clsid, cookie, caller = caller_, given = stream.Detach()] {
         ComPtr<IClassFactory> core;
         const HRESULT result = CoGetInterfaceAndReleaseStream(
             given, IID_IClassFactory, reinterpret_cast<void**>(core.Receive()));
@@ -144,7 +133,7 @@ void ClassFactories::Resume() {
 
 void ClassFactories::Revoke() {
   if (cookies_.empty()) return;
-  InOtherApartment([cookies = std::exchange(cookies_, {})] {
+  module_.CallsOut().RunOwn([cookies = std::exchange(cookies_, {})] {
     for (const DWORD cookie : cookies) CoRevokeClassObject(cookie);
     return S_OK;
   });

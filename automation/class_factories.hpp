@@ -10,7 +10,6 @@
 #include <unknwn.h>
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -40,7 +39,6 @@ class ClassFactories {
   };
 
  private:
-  HRESULT InOtherApartment(std::function<HRESULT()> work);
   void Register(const CLSID& clsid, IClassFactory* factory);
 
   ComModule& module_;

@@ -80,6 +80,12 @@ struct ClientObject::Proxy {
     calls->Later(apartment, [given = object.Detach()] { given->Release(); });
   }
 
+  HRESULT Open(IStream* parcel, const IID& preferred) {
+    ComPtr<IUnknown> given;
+    const HRESULT result = CoGetInterfaceAndReleaseStream(
+        parcel, IID_IUnknown, reinterpret_cast<void**>(given.Receive()));
+    return FAILED(result) ? result : AskFor(*given.Get(), preferred);
+  }
   HRESULT AskFor(IUnknown& given, const IID& preferred) {
     const auto place = [this] { return reinterpret_cast<void**>(object.Receive()); };
     const HRESULT result = given.QueryInterface(preferred, place());
@@ -107,17 +113,26 @@ HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& 
   const auto proxy = std::make_shared<Proxy>(calls, client);
   const std::shared_ptr<ClientObject> made(new ClientObject(calls, proxy, calls.Apartment(client)));
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
-  const bool done = calls.Run(
-      [proxy, outcome, preferred, given = stream.Detach()] {
-        ComPtr<IUnknown> unknown;
-        *outcome = CoGetInterfaceAndReleaseStream(given, IID_IUnknown,
-                                                  reinterpret_cast<void**>(unknown.Receive()));
-        if (SUCCEEDED(*outcome)) *outcome = proxy->AskFor(*unknown.Get(), preferred);
-      },
-      made->Apartment());
+  const bool done =
+      calls.Run([proxy, outcome, preferred,
+                 given = stream.Detach()] { *outcome = proxy->Open(given, preferred); },
+                made->Apartment());
   if (!done) return kTimedOut;
   if (SUCCEEDED(*outcome)) created = made;
   return *outcome;
+}
+
+HRESULT ClientObject::CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
+                                 std::shared_ptr<ClientObject>& created) {
+  // Marshalled only to see the apartment that it comes from.
+  ComPtr<IStream> stream;
+  HRESULT result = CoMarshalInterThreadInterfaceInStream(IID_IUnknown, object, stream.Receive());
+  if (FAILED(result)) return result;
+  const std::uint64_t client = ApartmentIn(*stream.Get());
+  const auto proxy = std::make_shared<Proxy>(calls, client);
+  result = proxy->Open(stream.Detach(), preferred);
+  if (SUCCEEDED(result)) created.reset(new ClientObject(calls, proxy, calls.Apartment(client)));
+  return result;
 }
 
 HRESULT ClientObject::Run(std::function<HRESULT(IDispatch&)> work) {
@@ -155,6 +170,10 @@ ComPtr<IUnknown> ClientObject::ForThisApartment(const IID& iid) {
                                    reinterpret_cast<void**>(object.Receive()));
   }
   return object;
+}
+
+ComPtr<IUnknown> ClientObject::ForCallsApartment() const {
+  return ComPtr<IUnknown>(proxy_->object.Get());
 }
 
 bool ClientObject::HasPreferred() const {

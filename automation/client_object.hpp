@@ -31,6 +31,11 @@ class ClientObject {
   static HRESULT Create(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
                         std::shared_ptr<ClientObject>& created);
 
+  /// The same for an object that was received in the calls' own apartment, on a thread of which
+  /// this is called. Takes as long as the client likes.
+  static HRESULT CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
+                            std::shared_ptr<ClientObject>& created);
+
   /// Whether it has the preferred interface.
   bool HasPreferred() const;
 
@@ -45,6 +50,8 @@ class ClientObject {
 
   /// The object as the core's thread may hand it on to other clients; null where that fails.
   ComPtr<IUnknown> ForThisApartment(const IID& iid = IID_IUnknown);
+  /// The same for a thread of the calls' own apartment; does not fail.
+  ComPtr<IUnknown> ForCallsApartment() const;
   ClientApartment& Apartment() const { return *apartment_; }
   /// For the trace, which tells equal lines only once.
   std::string Name() const;

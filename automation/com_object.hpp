@@ -134,14 +134,13 @@ class ComObject : public Interfaces...,
     *points = nullptr;
     return Guarded([&] {
       *points = new ComEnumerator<IEnumConnectionPoints, IConnectionPoint*, Point>(
-          {Point(&*events_)}, GiveConnectionPoint);
+          {events_->ForClients()}, GiveConnectionPoint);
     });
   }
   STDMETHODIMP FindConnectionPoint(REFIID iid, IConnectionPoint** point) override {
     *point = nullptr;
     if (iid != events_->Events()) return CONNECT_E_NOCONNECTION;
-    *point = ComPtr<IConnectionPoint>(&*events_).Detach();
-    return S_OK;
+    return Guarded([&] { *point = events_->ForClients().Detach(); });
   }
 
   std::any CoreObject() const override { return core_; }

@@ -9,30 +9,146 @@
 
 #include "automation/com_enumerator.hpp"
 #include "automation/com_errors.hpp"
+#include "automation/parcel.hpp"
 #include "base/number_text.hpp"
 
 namespace tarn {
 namespace {
 
-CONNECTDATA GiveConnection(const std::pair<ComPtr<IUnknown>, DWORD>& connection) {
+using Connection = std::pair<ComPtr<IUnknown>, DWORD>;
+
+CONNECTDATA GiveConnection(const Connection& connection) {
   ComPtr<IUnknown> sink = connection.first;
   return {sink.Detach(), connection.second};
 }
 
+/// Called on threads of the multithreaded apartment. It may outlive its object, whose apartment
+/// ends with the server, but not the other way round.
+class PublicPoint final : public IConnectionPoint {
+ public:
+  PublicPoint(std::shared_ptr<OutgoingCalls> calls, std::shared_ptr<SinkList> sinks,
+              ComPtr<IConnectionPointContainer> object, const IID& events)
+      : calls_(std::move(calls)),
+        sinks_(std::move(sinks)),
+        object_(std::move(object)),
+        events_(events) {}
+  PublicPoint(const PublicPoint&) = delete;
+  PublicPoint& operator=(const PublicPoint&) = delete;
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    *object = nullptr;
+    if (iid != IID_IUnknown && iid != IID_IConnectionPoint) return E_NOINTERFACE;
+    *object = static_cast<IConnectionPoint*>(this);
+    AddRef();
+    return S_OK;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  STDMETHODIMP GetConnectionInterface(IID* iid) override {
+    *iid = events_;
+    return S_OK;
+  }
+  STDMETHODIMP GetConnectionPointContainer(IConnectionPointContainer** container) override {
+    *container = ComPtr<IConnectionPointContainer>(object_).Detach();
+    return S_OK;
+  }
+  STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) override {
+    *cookie = 0;
+    if (sink == nullptr) return E_POINTER;
+    HRESULT refused = S_OK;
+    const HRESULT result = Guarded([&] {
+      std::shared_ptr<ClientObject> client;
+      refused = ClientObject::CreateHere(*calls_, sink, events_, client);
+      if (SUCCEEDED(refused)) *cookie = sinks_->Add(std::move(client));
+    });
+    if (refused == E_NOINTERFACE) return CONNECT_E_CANNOTCONNECT;
+    return FAILED(refused) ? refused : result;
+  }
+  STDMETHODIMP Unadvise(DWORD cookie) override {
+    return sinks_->Remove(cookie) ? S_OK : CONNECT_E_NOCONNECTION;
+  }
+  STDMETHODIMP EnumConnections(IEnumConnections** connections) override {
+    *connections = nullptr;
+    return Guarded([&] {
+      std::vector<Connection> live;
+      for (const auto& sink : sinks_->Live()) {
+        live.emplace_back(sink->client->ForCallsApartment(), sink->cookie);
+      }
+      *connections = new ComEnumerator<IEnumConnections, CONNECTDATA, Connection>(std::move(live),
+                                                                                  GiveConnection);
+    });
+  }
+
+ private:
+  ~PublicPoint() = default;
+
+  const std::shared_ptr<OutgoingCalls> calls_;
+  const std::shared_ptr<SinkList> sinks_;
+  const ComPtr<IConnectionPointContainer> object_;
+  const IID events_;
+  std::atomic<ULONG> references_ = 1;
+};
+
 }  // namespace
 
+DWORD SinkList::Add(std::shared_ptr<ClientObject> client) {
+  const std::lock_guard lock(mutex_);
+  sinks_.push_back(std::make_shared<Sink>(lastCookie_ + 1, std::move(client)));
+  return ++lastCookie_;
+}
+
+bool SinkList::Remove(DWORD cookie) {
+  const std::lock_guard lock(mutex_);
+  const auto known = std::find_if(sinks_.begin(), sinks_.end(), [cookie](const auto& sink) {
+    return sink->cookie == cookie && sink->advised;
+  });
+  if (known == sinks_.end()) return false;
+  (*known)->advised = false;
+  sinks_.erase(known);
+  return true;
+}
+
+SinkList::Sinks SinkList::Live() {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(sinks_, [](const auto& sink) { return !sink->IsLive(); });
+  return sinks_;
+}
+
+ComPtr<IConnectionPoint> ConnectionPoint::ForClients() {
+  const auto there = std::make_shared<Parcel>(&object_, IID_IConnectionPointContainer);
+  const auto back = std::make_shared<Parcel>();
+  Check(module_.CallsOut().RunOwn(
+            [=, calls = module_.CallsOut().shared_from_this(), sinks = sinks_, events = events_] {
+              auto object = there->Open<IConnectionPointContainer>(IID_IConnectionPointContainer);
+              if (!object) return E_FAIL;
+              ComPtr<IConnectionPoint> point;
+              *point.Receive() = new PublicPoint(calls, sinks, std::move(object), events);
+              *back = Parcel(point.Get(), IID_IConnectionPoint);
+              return S_OK;
+            }),
+        "making a connection point");
+  auto point = back->Open<IConnectionPoint>(IID_IConnectionPoint);
+  Check(point ? S_OK : E_FAIL, "handing a connection point over");
+  return point;
+}
+
 void ConnectionPoint::Raise(DISPID event, const std::vector<Variant>& arguments) noexcept {
-  if (sinks_.empty()) return;
-  const ComPtr<IConnectionPoint> self(this);  // a handler may release the object
   try {
-    const auto sinks = sinks_;  // a handler may advise and unadvise
+    const auto sinks = sinks_->Live();  // a handler may advise and unadvise
+    if (sinks.empty()) return;
+    const ComPtr<IConnectionPointContainer> self(&object_);  // a handler may release the object
     for (const auto& sink : sinks) {
       if (sink->IsLive()) Deliver(*sink, event, arguments);
     }
+    sinks_->Live();  // lets go of those that were lost
   } catch (const std::exception& error) {
     module_.System().Trace(std::string("An event could not be told: ") + error.what());
   }
-  std::erase_if(sinks_, [](const auto& sink) { return !sink->IsLive(); });
 }
 
 void ConnectionPoint::Deliver(Sink& sink, DISPID event, const std::vector<Variant>& arguments) {
@@ -66,68 +182,6 @@ void ConnectionPoint::TellMissed(Sink& sink) {
   if (sink.missed == 0) return;
   module_.System().Trace("Too busy for " + std::to_string(std::exchange(sink.missed, 0)) +
                          " events: " + sink.client->Name());
-}
-
-STDMETHODIMP ConnectionPoint::QueryInterface(REFIID iid, void** object) {
-  *object = nullptr;
-  if (iid != IID_IUnknown && iid != IID_IConnectionPoint) return E_NOINTERFACE;
-  *object = static_cast<IConnectionPoint*>(this);
-  AddRef();
-  return S_OK;
-}
-
-STDMETHODIMP ConnectionPoint::GetConnectionInterface(IID* iid) {
-  *iid = events_;
-  return S_OK;
-}
-
-STDMETHODIMP ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer** container) {
-  *container = &object_;
-  object_.AddRef();
-  return S_OK;
-}
-
-STDMETHODIMP ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
-  *cookie = 0;
-  if (sink == nullptr) return E_POINTER;
-  const ComPtr<IConnectionPoint> self(this);
-  HRESULT refused = S_OK;
-  const HRESULT result = Guarded([&] {
-    auto advised = std::make_shared<Sink>();
-    refused = ClientObject::Create(module_.CallsOut(), sink, events_, advised->client);
-    if (FAILED(refused)) return;
-    advised->cookie = ++lastCookie_;
-    sinks_.push_back(advised);
-    *cookie = advised->cookie;
-  });
-  if (refused == E_NOINTERFACE) return CONNECT_E_CANNOTCONNECT;
-  return FAILED(refused) ? refused : result;
-}
-
-STDMETHODIMP ConnectionPoint::Unadvise(DWORD cookie) {
-  const auto known = std::find_if(sinks_.begin(), sinks_.end(), [cookie](const auto& sink) {
-    return sink->cookie == cookie && sink->advised;
-  });
-  if (known == sinks_.end()) return CONNECT_E_NOCONNECTION;
-  (*known)->advised = false;
-  sinks_.erase(known);
-  return S_OK;
-}
-
-STDMETHODIMP ConnectionPoint::EnumConnections(IEnumConnections** connections) {
-  *connections = nullptr;
-  const ComPtr<IConnectionPoint> self(this);
-  return Guarded([&] {
-    using Connection = std::pair<ComPtr<IUnknown>, DWORD>;
-    std::vector<Connection> live;
-    const auto sinks = sinks_;
-    for (const auto& sink : sinks) {
-      auto object = sink->IsLive() ? sink->client->ForThisApartment() : ComPtr<IUnknown>();
-      if (object) live.emplace_back(std::move(object), sink->cookie);
-    }
-    *connections = new ComEnumerator<IEnumConnections, CONNECTDATA, Connection>(std::move(live),
-                                                                                GiveConnection);
-  });
 }
 
 }  // namespace tarn

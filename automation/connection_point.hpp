@@ -5,7 +5,10 @@
 
 #include <ocidl.h>
 
+#include <atomic>
 #include <memory>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "automation/client_object.hpp"
@@ -13,12 +16,49 @@
 
 namespace tarn {
 
-/// Part of its object: shares its life, and counts its references there.
+struct Sink {
+  Sink(DWORD known, std::shared_ptr<ClientObject> object)
+      : cookie(known), client(std::move(object)) {}
+  bool IsLive() const { return advised && !client->Apartment().lost; }
+
+  const DWORD cookie;
+  const std::shared_ptr<ClientObject> client;
+  std::atomic<bool> advised = true;
+  unsigned missed = 0;  ///< events that the client was too busy for, in a row; the core's
+};
+
+/// Who is subscribed to one object's events, in the order of subscription. From any thread.
+class SinkList {
+ public:
+  using Sinks = std::vector<std::shared_ptr<Sink>>;
+
+  SinkList() = default;
+  SinkList(const SinkList&) = delete;
+  SinkList& operator=(const SinkList&) = delete;
+
+  /// The cookie, which no other one of the object's sinks had or will have.
+  DWORD Add(std::shared_ptr<ClientObject> client);
+  /// False where there is no such sink. It is told nothing more, unless a call to it is on its way.
+  bool Remove(DWORD cookie);
+  /// As it is now.
+  Sinks Live();
+
+ private:
+  std::mutex mutex_;
+  DWORD lastCookie_ = 0;
+  Sinks sinks_;
+};
+
+/// Part of its object.
 ///
 /// A sink is told synchronously, in the order of subscription. One that was unadvised while an
 /// event is being told is skipped. A client that hangs or is dead loses all its subscriptions, on
 /// every object; one that is busy keeps them and misses this event.
-class ConnectionPoint final : public IConnectionPoint {
+///
+/// What clients hold of it lives in the multithreaded apartment: a sink is received, asked and
+/// given back by calls to its client, which last as long as the client likes, so the core's thread
+/// must do none of it.
+class ConnectionPoint {
  public:
   ConnectionPoint(ComModule& module, IConnectionPointContainer& object, const IID& events)
       : module_(module), object_(object), events_(events) {}
@@ -28,35 +68,17 @@ class ConnectionPoint final : public IConnectionPoint {
   /// Never throws. The object may be gone afterwards, unless the caller holds it.
   void Raise(DISPID event, const std::vector<Variant>& arguments = {}) noexcept;
   const IID& Events() const { return events_; }
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override { return object_.AddRef(); }
-  STDMETHODIMP_(ULONG) Release() override { return object_.Release(); }
-
-  STDMETHODIMP GetConnectionInterface(IID* iid) override;
-  STDMETHODIMP GetConnectionPointContainer(IConnectionPointContainer** container) override;
-  STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) override;
-  STDMETHODIMP Unadvise(DWORD cookie) override;
-  STDMETHODIMP EnumConnections(IEnumConnections** connections) override;
+  /// The connection point as clients get it; holds the object. Throws WindowsError.
+  ComPtr<IConnectionPoint> ForClients();
 
  private:
-  struct Sink {
-    DWORD cookie = 0;
-    std::shared_ptr<ClientObject> client;
-    bool advised = true;
-    unsigned missed = 0;  ///< events that the client was too busy for, in a row
-
-    bool IsLive() const { return advised && !client->Apartment().lost; }
-  };
-
   void Deliver(Sink& sink, DISPID event, const std::vector<Variant>& arguments);
   void TellMissed(Sink& sink);
 
   ComModule& module_;
   IConnectionPointContainer& object_;
   const IID events_;
-  DWORD lastCookie_ = 0;
-  std::vector<std::shared_ptr<Sink>> sinks_;
+  std::shared_ptr<SinkList> sinks_ = std::make_shared<SinkList>();
 };
 
 }  // namespace tarn

@@ -1,44 +1,17 @@
 #include "automation/contract_object.hpp"
 
-#include <objbase.h>
-
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
 #include <utility>
 
 #include "automation/com_errors.hpp"
+#include "automation/parcel.hpp"
 #include "base/automation_error.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace tarn {
 namespace {
-
-/// An object on its way to another apartment. One that never gets there is let go.
-class Parcel {
- public:
-  Parcel() = default;
-  explicit Parcel(IUnknown* object) {
-    CoMarshalInterThreadInterfaceInStream(IID_IDispatch, object, stream_.Receive());
-  }
-  Parcel(Parcel&&) noexcept = default;
-  Parcel& operator=(Parcel&&) noexcept = default;
-  ~Parcel() {
-    if (stream_) CoReleaseMarshalData(stream_.Get());
-  }
-
-  ComPtr<IDispatch> Open() {
-    ComPtr<IDispatch> object;
-    if (stream_) {
-      CoGetInterfaceAndReleaseStream(stream_.Detach(), IID_IDispatch,
-                                     reinterpret_cast<void**>(object.Receive()));
-    }
-    return object;
-  }
-
- private:
-  ComPtr<IStream> stream_;
-};
 
 bool IsObject(const Variant& value) {
   const VARTYPE type = V_VT(value.Get());
@@ -48,14 +21,16 @@ bool IsObject(const Variant& value) {
 /// Puts the object of a value into a parcel.
 Parcel Pack(Variant& value) {
   if (!IsObject(value)) return {};
-  Parcel parcel(V_UNKNOWN(value.Get()));
+  Parcel parcel(V_UNKNOWN(value.Get()), IID_IDispatch);
   value = Variant();
   V_VT(value.Get()) = VT_DISPATCH;
   return parcel;
 }
 
 void Unpack(Parcel& parcel, Variant& value) {
-  if (V_VT(value.Get()) == VT_DISPATCH) V_DISPATCH(value.Get()) = parcel.Open().Detach();
+  if (V_VT(value.Get()) == VT_DISPATCH) {
+    V_DISPATCH(value.Get()) = parcel.Open<IDispatch>(IID_IDispatch).Detach();
+  }
 }
 
 /// All that a call needs, since it goes on alone when the client does not return.

@@ -15,6 +15,10 @@
 namespace tarn {
 namespace {
 
+/// Milliseconds that work of this process's own may take: the system may have to start a service
+/// first.
+constexpr double kSystemLimit = 60000;
+
 double Now() {
   using Milliseconds = std::chrono::duration<double, std::milli>;
   return Milliseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -137,20 +141,28 @@ bool OutgoingCalls::Run(std::function<void()> work, const ClientApartment& clien
   return false;
 }
 
+HRESULT OutgoingCalls::RunOwn(std::function<HRESULT()> work) {
+  const auto result = std::make_shared<HRESULT>(RPC_E_TIMEOUT);
+  Run([result, own = std::move(work)] { *result = own(); }, ClientApartment(), kSystemLimit);
+  return *result;
+}
+
 void OutgoingCalls::Later(std::uint64_t client, std::function<void()> work) {
   pool_->SubmitInTurn(client, std::move(work));
 }
 
 std::shared_ptr<ClientApartment> OutgoingCalls::Apartment(std::uint64_t id) {
+  const std::lock_guard lock(apartmentsMutex_);
   auto known = id == 0 ? nullptr : apartments_[id].lock();
   if (known && !known->lost) return known;
   std::erase_if(apartments_, [](const auto& entry) { return entry.second.expired(); });
-  const auto fresh = std::make_shared<ClientApartment>(ClientApartment{id, false});
+  const auto fresh = std::make_shared<ClientApartment>(id);
   if (id != 0) apartments_[id] = fresh;
   return fresh;
 }
 
 void OutgoingCalls::ProcessEnded(DWORD process) {
+  const std::lock_guard lock(apartmentsMutex_);
   for (const auto& [id, known] : apartments_) {
     const auto apartment = known.lock();
     if (apartment && id >> 32U == process) apartment->lost = true;

@@ -12,19 +12,21 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 namespace tarn {
 
-/// One apartment of a client: what hangs or dies, dies with all its objects. Used on the core's
-/// thread only.
+/// One apartment of a client: what hangs or dies, dies with all its objects.
 struct ClientApartment {
-  std::uint64_t id = 0;  ///< 0 where the object does not tell
-  bool lost = false;
+  explicit ClientApartment(std::uint64_t known = 0) : id(known) {}
+  const std::uint64_t id;  ///< 0 where the object does not tell
+  std::atomic<bool> lost = false;
 };
 
 /// Shared with the references that it gives back, the last of which may outlive the server.
@@ -49,10 +51,15 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   /// The same within a limit of its own, in milliseconds.
   bool Run(std::function<void()> work, const ClientApartment& client, double limit);
 
+  /// The same for work of this process's own, which no client holds up: the limit is the system's.
+  /// Tells what the work does, or RPC_E_TIMEOUT.
+  HRESULT RunOwn(std::function<HRESULT()> work);
+
   /// Does the work some time. What concerns one client is done one by one, so that a client that
   /// hangs holds one thread at the most. From any thread.
   void Later(std::uint64_t client, std::function<void()> work);
 
+  /// From any thread.
   std::shared_ptr<ClientApartment> Apartment(std::uint64_t id);
 
   /// Gives up the apartments of a process that has ended, as far as their ids tell: under Wine the
@@ -69,6 +76,7 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   double limit_;
   double lost_ = 0;             ///< milliseconds spent so far on calls that were not done in time
   std::shared_ptr<Pool> pool_;  ///< shared with the threads, which may outlive this object
+  std::mutex apartmentsMutex_;
   std::map<std::uint64_t, std::weak_ptr<ClientApartment>> apartments_;
 };
 

@@ -2,6 +2,8 @@
 // calls, as a spreadsheet does while its user edits a cell.
 //
 //   busy_client CALLS_TO_REFUSE STOP_FILE
+//   busy_client hang STOP_FILE   does not return from the first call that comes in, which is the
+//                                server's question to the sink in the middle of Advise
 #include <windows.h>
 
 #include <comdef.h>
@@ -10,6 +12,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
+#include <utility>
 
 #include "automation/script_host/event_sink.hpp"
 
@@ -24,11 +28,16 @@ void Check(HRESULT result) {
   if (FAILED(result)) throw result;
 }
 
+bool IsThere(const char* file) {
+  return GetFileAttributesA(file) != INVALID_FILE_ATTRIBUTES;
+}
+
 /// Asked before each call into this apartment. Lives on the stack, so it counts nothing.
 class Filter final : public IMessageFilter {
  public:
   virtual ~Filter() = default;
   void Refuse(int calls) { left_ = calls; }
+  void Hang(const char* untilFile) { untilFile_ = untilFile; }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
     const bool known = iid == IID_IUnknown || iid == IID_IMessageFilter;
@@ -38,6 +47,10 @@ class Filter final : public IMessageFilter {
   STDMETHODIMP_(ULONG) AddRef() override { return 1; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP_(DWORD) HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override {
+    if (const char* file = std::exchange(untilFile_, nullptr)) {
+      Say("hanging");
+      while (!IsThere(file)) Sleep(50);
+    }
     if (left_ == 0) return SERVERCALL_ISHANDLED;
     if (--left_ == 0) Say("free again");
     return SERVERCALL_REJECTED;
@@ -56,6 +69,7 @@ class Filter final : public IMessageFilter {
 
  private:
   int left_ = 0;
+  const char* untilFile_ = nullptr;
 };
 
 _WeightDataPtr WeightOfScale1() {
@@ -71,10 +85,11 @@ _WeightDataPtr WeightOfScale1() {
   return weight;
 }
 
-void Follow(int callsToRefuse, const char* stopFile) {
+void Follow(const char* way, const char* stopFile) {
   Filter filter;
   Check(CoRegisterMessageFilter(&filter, nullptr));
   const auto weight = WeightOfScale1();
+  if (std::string_view(way) == "hang") filter.Hang(stopFile);
   int readings = 0;
   const tarn::script_host::EventConnection events(
       *weight, [&](const std::wstring& event, DISPPARAMS&) {
@@ -83,10 +98,10 @@ void Follow(int callsToRefuse, const char* stopFile) {
         const HRESULT result = weight->get_GrossWeightValue(&gross);
         std::printf("weight %g\n", gross);
         std::fflush(stdout);
-        if (gross > 0 && ++readings == 3) filter.Refuse(callsToRefuse);
+        if (gross > 0 && ++readings == 3) filter.Refuse(std::atoi(way));
         return result;
       });
-  while (GetFileAttributesA(stopFile) == INVALID_FILE_ATTRIBUTES) {
+  while (!IsThere(stopFile)) {
     MsgWaitForMultipleObjectsEx(0, nullptr, 50, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
@@ -100,7 +115,7 @@ int main(int argc, char** argv) {
   if (argc != 3 || FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
   int status = 0;
   try {
-    Follow(std::atoi(argv[1]), argv[2]);
+    Follow(argv[1], argv[2]);
     Filter::Say("All of busy_client");
   } catch (HRESULT result) {
     std::printf("failed (%08lX)\n", static_cast<unsigned long>(result));

@@ -144,9 +144,8 @@ class AutomationTest(ServerTest):
         keeper = self.keeper()
         stopped, healthy = self.follower(), self.follower()
         for follower in (stopped, healthy):
-            follower.wait_for("^following ")
             follower.wait_for(r"^weight [1-9]")
-        stopped.signal(signal.SIGSTOP)
+        stopped.signal(signal.SIGSTOP)  # perhaps while it connects to its other events
         self.addCleanup(stopped.signal, signal.SIGCONT)
         healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
         stopped.signal(signal.SIGCONT)
@@ -154,6 +153,18 @@ class AutomationTest(ServerTest):
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
         # Dropped at the limit, so it saw less.
         self.assertLess(len(stopped.weights()), len(healthy.weights()) - 20)
+
+    def test_a_client_that_hangs_in_the_middle_of_its_advise_holds_up_nobody(self):
+        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
+        keeper = self.keeper()
+        healthy = self.follower()
+        healthy.wait_for(r"^weight [1-9]")
+        hanging = self.start("wine", WINDOWS / "busy_client.exe", "hang", self.stop)
+        hanging.wait_for("^hanging")
+        healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
+        self.follower().wait_for(r"^weight [1-9]")  # others may come, too
+        self.end_well(keeper, healthy, hanging)
+        self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
 
     def test_a_busy_client_misses_events_and_keeps_its_subscription(self):
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
