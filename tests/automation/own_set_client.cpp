@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "automation/com_owners.hpp"
@@ -45,6 +46,12 @@ ComPtr<Interface> Create(const CLSID& clsid) {
   return object;
 }
 
+template <class Value>
+HRESULT Give(Value* result, Value value) {
+  *result = value;
+  return S_OK;
+}
+
 template <class Contract>
 class Own : public Contract {
  public:
@@ -55,10 +62,7 @@ class Own : public Contract {
   }
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
-  STDMETHODIMP GetTypeInfoCount(UINT* count) override {
-    *count = 0;
-    return S_OK;
-  }
+  STDMETHODIMP GetTypeInfoCount(UINT* count) override { return Give(count, 0U); }
   STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
   STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
@@ -78,24 +82,19 @@ class OwnConfig final : public Own<_SummitConfig> {
   }
 
   STDMETHODIMP GetTagInfoByKey(BSTR, _SDTagInfo** result) override {
-    *result = nullptr;
-    return S_OK;
+    return Give<_SDTagInfo*>(result, nullptr);
   }
   STDMETHODIMP GetTagInfoByIndex(SHORT index, _SDTagInfo** result) override {
-    *result = ComPtr<_SDTagInfo>(tags[static_cast<std::size_t>(index - 1)]).Detach();
-    return S_OK;
+    return Give(result, ComPtr(tags[static_cast<std::size_t>(index - 1)]).Detach());
   }
   STDMETHODIMP GetTagInfoCount(SHORT* result) override {
-    *result = static_cast<SHORT>(tags.size());
-    return S_OK;
+    return Give(result, static_cast<SHORT>(tags.size()));
   }
   STDMETHODIMP GetResetTrigger(SHORT index, BSTR* result) override {
-    *result = Bstr(index == 1 ? L"trg01" : L"").Detach();
-    return S_OK;
+    return Give(result, Bstr(index == 1 ? L"trg01" : L"").Detach());
   }
   STDMETHODIMP GetUpdateTrigger(SHORT, BSTR* result) override {
-    *result = nullptr;
-    return S_OK;
+    return Give<BSTR>(result, nullptr);
   }
 
   std::vector<ComPtr<_SDTagInfo>> tags;
@@ -103,23 +102,13 @@ class OwnConfig final : public Own<_SummitConfig> {
 
 class OwnData final : public Own<_SummitData> {
  public:
-  STDMETHODIMP put_CommLossError(VARIANT_BOOL value) override {
-    commLoss = value != VARIANT_FALSE;
-    return S_OK;
-  }
-  STDMETHODIMP get_CommLossError(VARIANT_BOOL* result) override {
-    *result = commLoss ? VARIANT_TRUE : VARIANT_FALSE;
-    return S_OK;
-  }
+  STDMETHODIMP put_CommLossError(VARIANT_BOOL value) override { return Give(&commLoss, value); }
+  STDMETHODIMP get_CommLossError(VARIANT_BOOL* result) override { return Give(result, commLoss); }
   STDMETHODIMP put_NoDataError(VARIANT_BOOL value) override {
-    noData = value != VARIANT_FALSE;
-    if (noData) ++noDataReports;
-    return S_OK;
+    if (value != VARIANT_FALSE) ++noDataReports;
+    return Give(&noData, value);
   }
-  STDMETHODIMP get_NoDataError(VARIANT_BOOL* result) override {
-    *result = noData ? VARIANT_TRUE : VARIANT_FALSE;
-    return S_OK;
-  }
+  STDMETHODIMP get_NoDataError(VARIANT_BOOL* result) override { return Give(result, noData); }
   STDMETHODIMP ConfigurationChanged() override { return S_OK; }
   STDMETHODIMP DataUpdated() override {
     ++rounds;
@@ -153,16 +142,15 @@ class OwnData final : public Own<_SummitData> {
   }
   STDMETHODIMP ResetState() override { return S_OK; }
   STDMETHODIMP TriggersComplete(VARIANT_BOOL* result) override {
-    *result = VARIANT_FALSE;
-    return S_OK;
+    return Give(result, VARIANT_FALSE);
   }
 
   std::map<std::string, std::string> values;  ///< by the name of the variable
   const OwnConfig* config = nullptr;
   int rounds = 0;
   int noDataReports = 0;
-  bool commLoss = false;
-  bool noData = false;
+  VARIANT_BOOL commLoss = VARIANT_FALSE;
+  VARIANT_BOOL noData = VARIANT_FALSE;
   bool fails = false;
 
  private:
@@ -203,14 +191,11 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   Succeed(server->GetScale(number, scale.Receive()), "the scale");
 
   OwnConfig config;
-  config.Add(L"own01", SDBitType, 1);
-  config.Add(L"own02", SDByteType, 1);
-  config.Add(L"own03", SDByteArrayType, 5);
-  config.Add(L"own04", SDLongArrayType, 8);
-  config.Add(L"own05", SDFloatType, 4);
-  config.Add(L"own06", SDDoubleType, 8);
-  config.Add(L"own07", SDStringType, 6);
-  config.Add(L"own08", SDUShortType, 2);
+  const std::tuple<const wchar_t*, SDTagType, SHORT> tags[] = {
+      {L"own01", SDBitType, 1},       {L"own02", SDByteType, 1},  {L"own03", SDByteArrayType, 5},
+      {L"own04", SDLongArrayType, 8}, {L"own05", SDFloatType, 4}, {L"own06", SDDoubleType, 8},
+      {L"own07", SDStringType, 6},    {L"own08", SDUShortType, 2}};
+  for (const auto& [name, type, length] : tags) config.Add(name, type, length);
   OwnData data;
   data.config = &config;
 
@@ -252,7 +237,8 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   ServeUntil([&] { return data.noDataReports >= 2; }, "a report of what failed");
   data.fails = false;
   const int before = data.rounds;
-  ServeUntil([&] { return data.rounds > before && !data.noData; }, "rounds after the fault");
+  ServeUntil([&] { return data.rounds > before && data.noData == VARIANT_FALSE; },
+             "rounds after the fault");
 
   scale->StopScale();
   scale->putref_SummitData(Create<_SummitData>(CLSID_SummitData).Get());

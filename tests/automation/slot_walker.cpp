@@ -1,5 +1,6 @@
 #include "tests/automation/slot_walker.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -27,45 +28,56 @@ Variant Different(const Variant& old, VARTYPE type) {
   return Number(type, V_R8(number.Get()) == 2 ? 3 : 2);
 }
 
-void CheckGet(const Subject& subject, IUnknown* face, const Slot& slot) {
-  Variant early = OfType(slot.type);
-  const HRESULT result = CallSlot(face, slot.number, {AddressOf(early)});
-  const std::wstring what = std::wstring(subject.name) + L".get " + slot.name;
+/// One object with the interface under test, and another of its class to take objects from.
+struct Subject {
+  std::wstring name;
+  IDispatch* object;
+  IDispatch* other;
+};
+
+void CheckGet(const Subject& subject, IUnknown* face, const Member& member) {
+  Variant early = OfType(member.type);
+  const HRESULT result = CallSlot(face, member.number, {AddressOf(early)});
+  const std::wstring what = subject.name + L".get " + member.name;
   if (!Expect(SUCCEEDED(result), what, result)) return;
-  Variant late = Read(subject.object.Get(), slot.name);
+  Variant late = Read(subject.object, member.name.c_str());
   Expect(Equal(early, late), what + L" differs from the value by name");
 }
 
-void CheckLet(const Subject& subject, IUnknown* face, const Slot& slot) {
-  const std::wstring what = std::wstring(subject.name) + L".let " + slot.name;
-  Variant old = Read(subject.object.Get(), slot.name);
-  Variant value = Different(old, slot.type);
-  HRESULT result = CallSlot(face, slot.number, {value});
+/// A let writes another value, a set the other object's.
+void CheckPut(const Subject& subject, IUnknown* face, const Member& member) {
+  const bool isSet = member.kind == INVOKE_PROPERTYPUTREF;
+  const std::wstring what = subject.name + (isSet ? L".set " : L".let ") + member.name;
+  const wchar_t* name = member.name.c_str();
+  Variant old = Read(subject.object, name);
+  if (isSet && !Expect(subject.other, what + L" has nothing to set")) return;
+  Variant value = isSet ? Read(subject.other, name) : Different(old, member.type);
+  if (isSet && !Expect(Identity(value).Get(), what + L" has nothing to set")) return;
+  const HRESULT result = CallSlot(face, member.number, {value});
   if (!Expect(SUCCEEDED(result), what, result)) return;
-  Variant late = Read(subject.object.Get(), slot.name);
+  Variant late = Read(subject.object, name);
   Expect(Equal(value, late), what + L" is not what the name reads");
+  if (isSet && !Identity(old)) return;
   Variant restored;
-  VariantChangeType(restored.Get(), old.Get(), 0, slot.type);
-  CallSlot(face, slot.number, {restored});
+  VariantChangeType(restored.Get(), old.Get(), 0, member.type);
+  CallSlot(face, member.number, {restored});
 }
 
-void CheckSet(const Subject& subject, IUnknown* face, const Slot& slot) {
-  const std::wstring what = std::wstring(subject.name) + L".set " + slot.name;
-  Variant old = Read(subject.object.Get(), slot.name);
-  Variant value = Read(subject.other.Get(), slot.name);
-  if (!Expect(Identity(value).Get() != nullptr, what + L" has nothing to set")) return;
-  HRESULT result = CallSlot(face, slot.number, {value});
-  if (!Expect(SUCCEEDED(result), what, result)) return;
-  Variant late = Read(subject.object.Get(), slot.name);
-  Expect(Equal(value, late), what + L" is not what the name reads");
-  if (Identity(old)) CallSlot(face, slot.number, {old});
-}
-
-void CheckCall(const Subject& subject, IUnknown* face, const Slot& slot) {
+void CheckCall(const Subject& subject, IUnknown* face, const Member& member) {
   Variant ignored;
-  const HRESULT early = CallSlot(face, slot.number, {});
-  const HRESULT late = CallName(subject.object.Get(), slot.name, DISPATCH_METHOD, {}, ignored);
-  Expect(early == late, std::wstring(subject.name) + L"." + slot.name, early);
+  const HRESULT early = CallSlot(face, member.number, {});
+  const HRESULT late = CallName(subject.object, member.name.c_str(), DISPATCH_METHOD, {}, ignored);
+  Expect(early == late, subject.name + L"." + member.name, early);
+}
+
+void Check(const Subject& subject, IUnknown* face, const Member& member) {
+  if (member.kind == INVOKE_FUNC && member.parameters == 0) return CheckCall(subject, face, member);
+  if (!Expect(member.kind != INVOKE_FUNC && member.parameters == 1,
+              subject.name + L"." + member.name + L" needs arguments of its own")) {
+    return;
+  }
+  if (member.kind == INVOKE_PROPERTYGET) return CheckGet(subject, face, member);
+  CheckPut(subject, face, member);
 }
 
 ComPtr<ITypeLib> Library() {
@@ -77,33 +89,43 @@ ComPtr<ITypeLib> Library() {
   return types;
 }
 
-/// Every slot behind IDispatch's seven has a row, of the library's name.
-void CheckNames(const Subject& subject, const std::vector<Slot>& slots) {
+/// What a parameter is, or what its pointer leads to: an object or a plain type.
+VARTYPE TypeOf(ITypeInfo* type, const TYPEDESC* description) {
+  while (description->vt == VT_PTR) description = description->lptdesc;
+  if (description->vt != VT_USERDEFINED) return description->vt;
+  ComPtr<ITypeInfo> named;
+  TYPEATTR* attributes = nullptr;
+  type->GetRefTypeInfo(description->hreftype, named.Receive());
+  named->GetTypeAttr(&attributes);
+  const VARTYPE found = attributes->typekind == TKIND_ENUM ? VT_I4 : VT_DISPATCH;
+  named->ReleaseTypeAttr(attributes);
+  return found;
+}
+
+Member MemberAt(ITypeInfo* type, UINT index) {
+  FUNCDESC* function = nullptr;
+  type->GetFuncDesc(index, &function);
+  Bstr name;
+  UINT found = 0;
+  type->GetNames(function->memid, name.Receive(), 1, &found);
+  const SHORT count = function->cParams;
+  const Member member{
+      function->oVft / static_cast<int>(sizeof(void*)), name.Text(), function->invkind, count,
+      count > 0 ? TypeOf(type, &function->lprgelemdescParam[count - 1].tdesc) : VARTYPE{VT_EMPTY}};
+  type->ReleaseFuncDesc(function);
+  return member;
+}
+
+/// The interface behind the dispatch interface of the library.
+ComPtr<ITypeInfo> InterfaceOf(const IID& iid) {
   static const ComPtr<ITypeLib> library = Library();
   ComPtr<ITypeInfo> dispatch, type;
   HREFTYPE reference = 0;
-  if (!Expect(library && SUCCEEDED(library->GetTypeInfoOfGuid(subject.iid, dispatch.Receive())) &&
-                  SUCCEEDED(dispatch->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference)) &&
-                  SUCCEEDED(dispatch->GetRefTypeInfo(reference, type.Receive())),
-              std::wstring(subject.name) + L" in the library")) {
-    return;
-  }
-  TYPEATTR* attributes = nullptr;
-  type->GetTypeAttr(&attributes);
-  const std::size_t count = attributes->cFuncs;
-  type->ReleaseTypeAttr(attributes);
-  Expect(count == slots.size(), std::wstring(subject.name) + L" has rows for all slots");
-  for (UINT i = 0; i < count && i < slots.size(); ++i) {
-    FUNCDESC* function = nullptr;
-    type->GetFuncDesc(i, &function);
-    Bstr name;
-    UINT found = 0;
-    type->GetNames(function->memid, name.Receive(), 1, &found);
-    const int number = function->oVft / static_cast<int>(sizeof(void*));
-    type->ReleaseFuncDesc(function);
-    Expect(number == slots[i].number && name.View() == slots[i].name,
-           std::wstring(subject.name) + L"." + slots[i].name + L" is at its slot");
-  }
+  Expect(library && SUCCEEDED(library->GetTypeInfoOfGuid(iid, dispatch.Receive())) &&
+             SUCCEEDED(dispatch->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference)) &&
+             SUCCEEDED(dispatch->GetRefTypeInfo(reference, type.Receive())),
+         L"an interface in the library");
+  return type;
 }
 
 }  // namespace
@@ -192,26 +214,30 @@ bool Equal(Variant& left, Variant& right) {
   return VarCmp(left.Get(), right.Get(), LOCALE_USER_DEFAULT, 0) == static_cast<HRESULT>(VARCMP_EQ);
 }
 
-ComPtr<IUnknown> Walk(const Subject& subject, const std::vector<Slot>& slots) {
-  auto face = subject.object.As<IUnknown>(subject.iid);
-  if (!Expect(static_cast<bool>(face), std::wstring(subject.name) + L" is there")) return face;
-  CheckNames(subject, slots);
-  for (const Slot& slot : slots) {
-    switch (slot.kind) {
-      case Kind::Get:
-        CheckGet(subject, face.Get(), slot);
-        break;
-      case Kind::Let:
-        CheckLet(subject, face.Get(), slot);
-        break;
-      case Kind::Set:
-        CheckSet(subject, face.Get(), slot);
-        break;
-      case Kind::Call:
-        CheckCall(subject, face.Get(), slot);
-        break;
-      case Kind::Own:
-        break;
+std::vector<Member> MembersOf(const IID& iid) {
+  std::vector<Member> members;
+  const auto type = InterfaceOf(iid);
+  if (!type) return members;
+  TYPEATTR* attributes = nullptr;
+  type->GetTypeAttr(&attributes);
+  for (UINT i = 0; i < attributes->cFuncs; ++i) members.push_back(MemberAt(type.Get(), i));
+  type->ReleaseTypeAttr(attributes);
+  return members;
+}
+
+ComPtr<IUnknown> WalkSlots(const IID& iid, IDispatch* object, IDispatch* other,
+                           const std::vector<int>& own) {
+  Subject subject{L"?", object, other};
+  Bstr name;
+  if (const auto type = InterfaceOf(iid)) {
+    type->GetDocumentation(MEMBERID_NIL, name.Receive(), nullptr, nullptr, nullptr);
+    subject.name = name.Text();
+  }
+  auto face = ComPtr<IDispatch>(object).As<IUnknown>(iid);
+  if (!Expect(static_cast<bool>(face), subject.name + L" is there")) return face;
+  for (const Member& member : MembersOf(iid)) {
+    if (std::find(own.begin(), own.end(), member.number) == own.end()) {
+      Check(subject, face.Get(), member);
     }
   }
   return face;

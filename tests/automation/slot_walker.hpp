@@ -13,24 +13,16 @@
 
 namespace tarn::slots {
 
-enum class Kind { Get, Let, Set, Call, Own };
-
-/// Own: called with its arguments by the table's own code. Reads and writes of the others are
-/// generic.
-struct Slot {
+/// A slot of an interface as the registered library describes it. The library itself is compared
+/// with its published text by a test of its own, slots and all.
+struct Member {
   int number;
-  Kind kind;
-  const wchar_t* name;
-  VARTYPE type = VT_EMPTY;
+  std::wstring name;
+  INVOKEKIND kind;
+  SHORT parameters;
+  VARTYPE type;  ///< of the last parameter
 };
-
-/// One object with the interface under test, and another of its class to take objects from.
-struct Subject {
-  const wchar_t* name;
-  IID iid;
-  ComPtr<IDispatch> object;
-  ComPtr<IDispatch> other;
-};
+std::vector<Member> MembersOf(const IID& iid);
 
 bool Expect(bool fulfilled, const std::wstring& what, HRESULT result = S_OK);
 Variant OfType(VARTYPE type);
@@ -44,8 +36,18 @@ HRESULT CallName(IDispatch* object, const wchar_t* name, WORD how, std::vector<V
                  Variant& result);
 Variant Read(IDispatch* object, const wchar_t* name);
 bool Equal(Variant& left, Variant& right);
-/// Walks the slots in the order of the table and returns the interface; none where it is missing.
-ComPtr<IUnknown> Walk(const Subject& subject, const std::vector<Slot>& slots);
+
+ComPtr<IUnknown> WalkSlots(const IID& iid, IDispatch* object, IDispatch* other,
+                           const std::vector<int>& own);
+/// Calls the slots of an interface in their order and returns it; none where it is missing. What is
+/// set comes from another object of the class. The caller calls its `own` slots itself: those that
+/// need arguments, and those that do not read back what was written.
+template <class Interface>
+ComPtr<Interface> Walk(const ComPtr<IDispatch>& object, const std::vector<int>& own = {},
+                       const ComPtr<IDispatch>& other = {}) {
+  return WalkSlots(__uuidof(Interface), object.Get(), other.Get(), own).template As<Interface>();
+}
+
 ComPtr<IDispatch> ObjectOf(IDispatch* object, const wchar_t* name);
 ComPtr<IDispatch> Create(const CLSID& clsid);
 void CheckSuccess(IUnknown* face, int slot, std::vector<Variant> arguments, const wchar_t* what);

@@ -44,29 +44,8 @@ ComPtr<IDispatch> ConnectionWithSocket(IDispatch* scale) {
 }
 
 void WalkSocket(const ComPtr<IDispatch>& socket) {
-  if (!Walk({L"_SocketControl", IID__SocketControl, socket, {}},
-            {{7, Kind::Own, L"Protocol"},
-             {8, Kind::Get, L"Protocol", VT_I2},
-             {9, Kind::Let, L"LocalPort", VT_I4},
-             {10, Kind::Get, L"LocalPort", VT_I4},
-             {11, Kind::Let, L"RemoteHost", VT_BSTR},
-             {12, Kind::Get, L"RemoteHost", VT_BSTR},
-             {13, Kind::Let, L"RemotePort", VT_I4},
-             {14, Kind::Get, L"RemotePort", VT_I4},
-             {15, Kind::Get, L"State", VT_I2},
-             {16, Kind::Get, L"BytesReceived", VT_I4},
-             {17, Kind::Call, L"Close"},
-             {18, Kind::Own, L"Bind"},
-             {19, Kind::Own, L"Connect"},
-             {20, Kind::Own, L"SendData"},
-             {21, Kind::Own, L"GetData"},
-             {22, Kind::Own, L"LocalHost"},
-             {23, Kind::Get, L"LocalHost", VT_BSTR},
-             {24, Kind::Get, L"SenderHost", VT_BSTR},
-             {25, Kind::Get, L"SenderPort", VT_I4}})) {
-    return;
-  }
-  const auto face = Face<_SocketControl>(socket);
+  const auto face = Walk<_SocketControl>(socket, {7, 18, 19, 20, 21, 22});
+  if (!face) return;
   Variant text(std::wstring_view(L"x"));
   Variant left;
   V_VT(left.Get()) = VT_ERROR;
@@ -92,183 +71,91 @@ void WalkSocket(const ComPtr<IDispatch>& socket) {
 void WalkConnections(IDispatch* first, IDispatch* second) {
   const auto link = ConnectionWithSocket(first);
   const auto other = ConnectionWithSocket(second);
-  Walk({L"_EthernetConnection", IID__EthernetConnection, link, other},
-       {{7, Kind::Let, L"IPAddress", VT_BSTR},
-        {8, Kind::Get, L"IPAddress", VT_BSTR},
-        {9, Kind::Get, L"mvarSocket", VT_DISPATCH},
-        {10, Kind::Set, L"mvarSocket", VT_DISPATCH}});
+  Walk<_EthernetConnection>(link, {}, other);
   for (const auto& back : {link, Create(CLSID_SerialConnection)}) {
-    Walk({L"_ReconnectingConnection", IID__ReconnectingConnection, back, {}},
-         {{7, Kind::Let, L"AutoReconnect", VT_BOOL}, {8, Kind::Get, L"AutoReconnect", VT_BOOL}});
+    Walk<_ReconnectingConnection>(back);
   }
   WalkSocket(ObjectOf(link.Get(), L"mvarSocket"));
-  Walk({L"_ArcNetConnection", IID__ArcNetConnection, Create(CLSID_ArcNetConnection), {}},
-       {{7, Kind::Let, L"KestrelNum", VT_BSTR},
-        {8, Kind::Get, L"KestrelNum", VT_BSTR},
-        {9, Kind::Let, L"Cluster", VT_BSTR},
-        {10, Kind::Get, L"Cluster", VT_BSTR}});
+  Walk<_ArcNetConnection>(Create(CLSID_ArcNetConnection));
 }
 
 void WalkProtocols() {
-  const std::vector<Slot> repeated = {{7, Kind::Call, L"Protocol_Disconnect"},
-                                      {8, Kind::Call, L"Protocol_Connect"}};
-  Walk({L"_MiraProtocol", IID__MiraProtocol, Create(CLSID_MiraProtocol), {}}, repeated);
-  Walk({L"_GenericProtocol", IID__GenericProtocol, Create(CLSID_GenericProtocol), {}}, repeated);
-  Walk({L"_DemandTemplateProtocol", IID__DemandTemplateProtocol,
-        Create(CLSID_DemandTemplateProtocol), Create(CLSID_DemandTemplateProtocol)},
-       {repeated[0],
-        repeated[1],
-        {9, Kind::Set, L"TemplateConfig", VT_DISPATCH},
-        {10, Kind::Get, L"TemplateConfig", VT_DISPATCH}});
-  Walk({L"_KesDemandTemplateProtocol", IID__KesDemandTemplateProtocol,
-        Create(CLSID_KesDemandTemplateProtocol), Create(CLSID_KesDemandTemplateProtocol)},
-       {{7, Kind::Let, L"scaleNum", VT_BSTR},
-        {8, Kind::Get, L"scaleNum", VT_BSTR},
-        {9, Kind::Call, L"Protocol_Disconnect"},
-        {10, Kind::Call, L"Protocol_Connect"},
-        {11, Kind::Set, L"TemplateConfig", VT_DISPATCH},
-        {12, Kind::Get, L"TemplateConfig", VT_DISPATCH}});
-  Walk({L"_KesSDProtocol", IID__KesSDProtocol, Create(CLSID_KesSDProtocol), {}},
-       {{7, Kind::Let, L"scaleNum", VT_BSTR}, {8, Kind::Get, L"scaleNum", VT_BSTR}});
+  Walk<_MiraProtocol>(Create(CLSID_MiraProtocol));
+  Walk<_GenericProtocol>(Create(CLSID_GenericProtocol));
+  Walk<_DemandTemplateProtocol>(Create(CLSID_DemandTemplateProtocol), {},
+                                Create(CLSID_DemandTemplateProtocol));
+  Walk<_KesDemandTemplateProtocol>(Create(CLSID_KesDemandTemplateProtocol), {},
+                                   Create(CLSID_KesDemandTemplateProtocol));
+  Walk<_KesSDProtocol>(Create(CLSID_KesSDProtocol));
 
-  const auto engine = Create(CLSID_SummitProtocol);
-  Walk({L"_SummitProtocol", IID__SummitProtocol, engine, Create(CLSID_SummitProtocol)},
-       {{7, Kind::Set, L"Configuration", VT_DISPATCH},
-        {8, Kind::Get, L"Configuration", VT_DISPATCH},
-        {9, Kind::Call, L"Protocol_Disconnect"},
-        {10, Kind::Call, L"Protocol_Connect"},
-        {11, Kind::Own, L"ConvertReadData"}});
+  const auto face =
+      Walk<_SummitProtocol>(Create(CLSID_SummitProtocol), {11}, Create(CLSID_SummitProtocol));
   const auto tag = Face<_SDTagInfo>(Create(CLSID_SDTagInfo));
   const auto message = Create(CLSID_KesMessage);
-  Walk({L"_KesMessage", IID__KesMessage, message, {}}, {});
-  const auto face = Face<_SummitProtocol>(engine);
+  Walk<_KesMessage>(message);
   Expect(SUCCEEDED(face->ConvertReadData(tag.Get(), Face<_KesMessage>(message).Get())),
          L"ConvertReadData");
   Expect(face->ConvertReadData(nullptr, nullptr) == BasicError(91), L"ConvertReadData of nothing");
 }
 
-/// A member with an index and the whole row: counts from 1, error 9 beyond.
-struct Row {
-  std::wstring name;
-  VARTYPE type;
-  SHORT count;
-  std::wstring array = name + L"Array";
-};
-
-void CheckRow(IUnknown* face, int slot, const Row& row) {
-  for (const SHORT index : {SHORT{0}, row.count, static_cast<SHORT>(row.count + 1)}) {
+/// A member with an index, and behind it the whole row: counts from 1, error 9 beyond.
+void CheckRow(IUnknown* face, const Member& row, SHORT count) {
+  for (const SHORT index : {SHORT{0}, count, static_cast<SHORT>(count + 1)}) {
     Variant value = OfType(row.type);
-    const HRESULT result = CallSlot(face, slot, {Number(VT_I2, index), AddressOf(value)});
-    const bool inside = index >= 1 && index <= row.count;
+    const HRESULT result = CallSlot(face, row.number, {Number(VT_I2, index), AddressOf(value)});
+    const bool inside = index >= 1 && index <= count;
     Expect(inside ? SUCCEEDED(result) : result == BasicError(9), row.name, result);
   }
   Variant array = OfType(static_cast<VARTYPE>(VT_ARRAY | row.type));
-  const HRESULT result = CallSlot(face, slot + 1, {AddressOf(array)});
-  if (!Expect(SUCCEEDED(result), row.array, result)) return;
+  const HRESULT result = CallSlot(face, row.number + 1, {AddressOf(array)});
+  if (!Expect(SUCCEEDED(result), row.name + L" as a row", result)) return;
   LONG first = 0;
   LONG last = -1;
   VARTYPE type = VT_EMPTY;
   SafeArrayGetLBound(V_ARRAY(array.Get()), 1, &first);
   SafeArrayGetUBound(V_ARRAY(array.Get()), 1, &last);
   SafeArrayGetVartype(V_ARRAY(array.Get()), &type);
-  Expect(first == 1 && last == row.count && type == row.type, row.array);
+  Expect(first == 1 && last == count && type == row.type, row.name + L" as a row");
 }
 
-void WalkDataSet(const wchar_t* name, const IID& iid, const CLSID& clsid, std::vector<Slot> slots,
-                 const std::vector<Row>& rows) {
-  const int first = 7 + static_cast<int>(slots.size());
-  int slot = first;
-  for (const Row& row : rows) {
-    slots.push_back({slot++, Kind::Own, row.name.c_str()});
-    slots.push_back({slot++, Kind::Own, row.array.c_str()});
-  }
-  slots.push_back({slot++, Kind::Get, L"SummitData_CommLossError", VT_BOOL});
-  slots.push_back({slot++, Kind::Get, L"SummitData_NoDataError", VT_BOOL});
-  slots.push_back({slot, Kind::Own, L"SummitData_SetStringData"});
-  slots.push_back({slot + 1, Kind::Own, L"SummitData_SetIntData"});
+/// `own` come before the rows.
+template <class Interface>
+void WalkDataSet(const CLSID& clsid, std::vector<int> own, int firstRow,
+                 const std::vector<SHORT>& counts) {
+  const auto members = MembersOf(__uuidof(Interface));
+  const int rows = static_cast<int>(counts.size());
+  const int setString = firstRow + 2 * rows + 2;
+  if (!Expect(!members.empty() && setString + 1 == members.back().number,
+              L"the rows of a data set"))
+    return;
+  for (int slot = firstRow; slot < firstRow + 2 * rows; ++slot) own.push_back(slot);
+  own.insert(own.end(), {setString, setString + 1});
   const auto data = Create(clsid);
-  const auto face = Walk({name, iid, data, {}}, slots);
+  const auto face = Walk<Interface>(data, own);
   if (!face) return;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    CheckRow(face.Get(), first + 2 * static_cast<int>(i), rows[i]);
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    CheckRow(face.Get(), members[static_cast<std::size_t>(firstRow - 7) + 2 * i], counts[i]);
   }
   // A value belongs to a tag.
   const Variant tag = Object(Create(CLSID_SDTagInfo).Get());
-  CheckSuccess(face.Get(), slot, {Variant(std::wstring_view(L"x")), Number(VT_I2, 0), tag}, name);
-  CheckSuccess(face.Get(), slot + 1, {Number(VT_I2, 1), Number(VT_I2, 0), tag}, name);
+  CheckSuccess(face.Get(), setString, {Variant(std::wstring_view(L"x")), Number(VT_I2, 0), tag},
+               L"SetStringData");
+  CheckSuccess(face.Get(), setString + 1, {Number(VT_I2, 1), Number(VT_I2, 0), tag}, L"SetIntData");
   Expect(static_cast<bool>(data.As<_SummitData>()), L"the contract of a data set");
 }
 
 void WalkDataSets() {
-  WalkDataSet(L"_TarnScaleDiagData", IID__TarnScaleDiagData, CLSID_TarnScaleDiagData, {},
-              {{L"ScaleCalZeroCounts", VT_I4, 4},
-               {L"ScaleCurrentZeroCounts", VT_I4, 4},
-               {L"ScaleCurrentCounts", VT_I4, 4},
-               {L"ScaleCalHighCounts", VT_I4, 4},
-               {L"ScaleCalHighWeight", VT_BSTR, 4},
-               {L"ScaleCalMidCounts", VT_I4, 4},
-               {L"ScaleCalMidWeight", VT_BSTR, 4},
-               {L"ScaleCriticalError", VT_BOOL, 4},
-               {L"LastScaleError", VT_BSTR, 4},
-               {L"ScaleErrorCounter", VT_I4, 4},
-               {L"WeighmentCounter", VT_I4, 4},
-               {L"ScaleOverloadCounter", VT_I4, 4},
-               {L"ScaleImpactCounter", VT_I4, 4},
-               {L"ScaleZeroCounter", VT_I4, 4},
-               {L"ScaleZeroFailCounter", VT_I4, 4}});
-  const std::vector<Slot> cells = {{7, Kind::Own, L"MaxNumCells"},
-                                   {8, Kind::Get, L"NumberActiveCells", VT_I2}};
-  WalkDataSet(L"_TarnPredictFailureData", IID__TarnPredictFailureData, CLSID_TarnPredictFailureData,
-              cells,
-              {{L"ScanTableCellAddress", VT_UI1, 24, L"ScanTable"},
-               {L"ReplacementCell", VT_UI1, 4},
-               {L"BadCell", VT_UI1, 4},
-               {L"SymmetryFailure", VT_UI1, 4},
-               {L"EstimatingWeightStatus", VT_BOOL, 4},
-               {L"CellZeroDriftStatus", VT_UI1, 24},
-               {L"CellSymFailCounter", VT_I4, 24},
-               {L"CellZeroDriftCounter", VT_I4, 24}});
-  WalkDataSet(L"_TarnOrbixDiagData", IID__TarnOrbixDiagData, CLSID_TarnOrbixDiagData, cells,
-              {{L"ScanTableCellAddress", VT_UI1, 24, L"ScanTable"},
-               {L"CellCounts", VT_I4, 24},
-               {L"CellErrorNumber", VT_UI1, 24},
-               {L"CellOverloadStatus", VT_UI1, 24}});
-  WalkDataSet(L"_TarnKesBasicData", IID__TarnKesBasicData, CLSID_TarnKesBasicData,
-              {{7, Kind::Own, L"KBStatus"},
-               {8, Kind::Own, L"KBCommand"},
-               {9, Kind::Own, L"SDRead"},
-               {10, Kind::Own, L"SDWrite"}},
-              {{L"BitValue", VT_BOOL, 0},
-               {L"ByteValue", VT_UI1, 0},
-               {L"IntValue", VT_I2, 0},
-               {L"LongValue", VT_I4, 0},
-               {L"FloatValue", VT_R4, 0},
-               {L"DoubleValue", VT_R8, 0},
-               {L"StringValue", VT_BSTR, 0}});
+  WalkDataSet<_TarnScaleDiagData>(CLSID_TarnScaleDiagData, {}, 7, std::vector<SHORT>(15, 4));
+  WalkDataSet<_TarnPredictFailureData>(CLSID_TarnPredictFailureData, {7}, 9,
+                                       {24, 4, 4, 4, 4, 24, 24, 24});
+  WalkDataSet<_TarnOrbixDiagData>(CLSID_TarnOrbixDiagData, {7}, 9, {24, 24, 24, 24});
+  WalkDataSet<_TarnKesBasicData>(CLSID_TarnKesBasicData, {7, 8, 9, 10}, 11,
+                                 std::vector<SHORT>(7, 0));
 }
 
 void WalkTemplate() {
-  const auto face = Walk({L"_TarnRecordTemplateConfig",
-                          IID__TarnRecordTemplateConfig,
-                          Create(CLSID_TarnRecordTemplateConfig),
-                          {}},
-                         {{7, Kind::Own, L"MaxNumFields"},
-                          {8, Kind::Own, L"MaxFieldNameLen"},
-                          {9, Kind::Let, L"NumFields", VT_I2},
-                          {10, Kind::Get, L"NumFields", VT_I2},
-                          {11, Kind::Let, L"Delimiter", VT_BSTR},
-                          {12, Kind::Get, L"Delimiter", VT_BSTR},
-                          {13, Kind::Let, L"StartString", VT_BSTR},
-                          {14, Kind::Get, L"StartString", VT_BSTR},
-                          {15, Kind::Let, L"Terminator", VT_BSTR},
-                          {16, Kind::Get, L"Terminator", VT_BSTR},
-                          {17, Kind::Let, L"Timeout", VT_I4},
-                          {18, Kind::Get, L"Timeout", VT_I4},
-                          {19, Kind::Own, L"FieldNameArray"},
-                          {20, Kind::Own, L"FieldName"},
-                          {21, Kind::Own, L"FieldName"},
-                          {22, Kind::Let, L"DemandOutput", VT_BSTR},
-                          {23, Kind::Get, L"DemandOutput", VT_BSTR}});
+  const auto face =
+      Walk<_TarnRecordTemplateConfig>(Create(CLSID_TarnRecordTemplateConfig), {7, 8, 19, 20, 21});
   if (!face) return;
   for (const auto& [slot, wanted] : {std::pair(7, 20), std::pair(8, 8)}) {
     Variant most = OfType(VT_I2);
@@ -291,23 +178,7 @@ void WalkTemplate() {
 
 void WalkTags() {
   const auto tag = Create(CLSID_SDTagInfo);
-  Walk({L"_SDTagInfo", IID__SDTagInfo, tag, {}}, {{7, Kind::Let, L"EasyIndex", VT_BSTR},
-                                                  {8, Kind::Get, L"EasyIndex", VT_BSTR},
-                                                  {9, Kind::Let, L"Writable", VT_BOOL},
-                                                  {10, Kind::Get, L"Writable", VT_BOOL},
-                                                  {11, Kind::Get, L"Polled", VT_BOOL},
-                                                  {12, Kind::Own, L"TagData"},
-                                                  {13, Kind::Own, L"TagData"},
-                                                  {14, Kind::Own, L"TagData"},
-                                                  {15, Kind::Let, L"TagDataLen", VT_I2},
-                                                  {16, Kind::Get, L"TagDataLen", VT_I2},
-                                                  {17, Kind::Let, L"TagType", VT_I4},
-                                                  {18, Kind::Get, L"TagType", VT_I4},
-                                                  {19, Kind::Let, L"TagName", VT_BSTR},
-                                                  {20, Kind::Get, L"TagName", VT_BSTR},
-                                                  {21, Kind::Let, L"TriggerRequired", VT_BOOL},
-                                                  {22, Kind::Get, L"TriggerRequired", VT_BOOL}});
-  const auto face = Face<_SDTagInfo>(tag);
+  const auto face = Walk<_SDTagInfo>(tag, {12, 13, 14});
   Variant date = Number(VT_DATE, 36526.5);
   Variant object = Object(tag.Get());
   for (Variant* value : {&date, &object}) {
@@ -328,13 +199,9 @@ void WalkTags() {
     basic->AddVariable(Bstr(key).Get(), Bstr(L"bas01").Get(), SDLongType, 4, VARIANT_TRUE,
                        VARIANT_TRUE, added.Receive());
   }
-  Walk({L"_TarnKesBasicConfig", IID__TarnKesBasicConfig, config, {}},
-       {{7, Kind::Get, L"SDVariables", VT_DISPATCH},
-        {8, Kind::Own, L"AddVariable"},
-        {9, Kind::Own, L"RemoveVariable"}});
+  Walk<_TarnKesBasicConfig>(config, {8, 9});
   const auto tags = ObjectOf(config.Get(), L"SDVariables");
-  Walk({L"_SDVariables", IID__SDVariables, tags, {}},
-       {{7, Kind::Own, L"Item"}, {8, Kind::Get, L"Count", VT_I4}, {9, Kind::Own, L"NewEnum"}});
+  Walk<_SDVariables>(tags, {7, 9});
   ComPtr<IUnknown> enumerator;
   Face<_SDVariables>(tags)->get_NewEnum(enumerator.Receive());
   Variant each[3];
@@ -344,18 +211,11 @@ void WalkTags() {
   Expect(Equal(each[1], last), L"the second tag of the enumerator");
   Expect(basic->RemoveVariable(Bstr(L"Three").Get()) == BasicError(9), L"no such variable");
 
-  const std::vector<Slot> contract = {{7, Kind::Own, L"GetTagInfoByKey"},
-                                      {8, Kind::Own, L"GetTagInfoByIndex"},
-                                      {9, Kind::Own, L"GetTagInfoCount"},
-                                      {10, Kind::Own, L"GetResetTrigger"},
-                                      {11, Kind::Own, L"GetUpdateTrigger"}};
   const auto predict = Create(CLSID_TarnPredictFailureConfig);
-  Walk({L"_TarnPredictFailureConfig", IID__TarnPredictFailureConfig, predict, {}}, {});
-  Walk({L"_TarnScaleDiagConfig", IID__TarnScaleDiagConfig, Create(CLSID_TarnScaleDiagConfig), {}},
-       {});
-  Walk({L"_SummitConfig", IID__SummitConfig, Create(CLSID_SummitConfig), {}}, contract);
-  const auto listed = Walk({L"_SummitConfig", IID__SummitConfig, predict, {}}, contract);
-  const auto faceOfList = listed.As<_SummitConfig>();
+  Walk<_TarnPredictFailureConfig>(predict);
+  Walk<_TarnScaleDiagConfig>(Create(CLSID_TarnScaleDiagConfig));
+  Walk<_SummitConfig>(Create(CLSID_SummitConfig), {7, 8, 9, 10, 11});
+  const auto faceOfList = predict.As<_SummitConfig>();
   SHORT count = 0;
   faceOfList->GetTagInfoCount(&count);
   ComPtr<_SDTagInfo> byKey, byIndex;
@@ -367,17 +227,7 @@ void WalkTags() {
   Expect(count == 20 && byKey && byKey.Get() == byIndex.Get() && reset.View() == L"t_63f" &&
              update.View().empty(),
          L"what the configuration lists");
-  Walk({L"_TarnOrbixDiagConfig", IID__TarnOrbixDiagConfig, Create(CLSID_TarnOrbixDiagConfig), {}},
-       {{7, Kind::Let, L"CountsVariable", VT_BSTR},
-        {8, Kind::Get, L"CountsVariable", VT_BSTR},
-        {9, Kind::Own, L"CountsType"},
-        {10, Kind::Get, L"CountsType", VT_I4},
-        {11, Kind::Let, L"ErrorNumbersVariable", VT_BSTR},
-        {12, Kind::Get, L"ErrorNumbersVariable", VT_BSTR},
-        {13, Kind::Let, L"OverloadStatusVariable", VT_BSTR},
-        {14, Kind::Get, L"OverloadStatusVariable", VT_BSTR},
-        {15, Kind::Let, L"ScanTableVariable", VT_BSTR},
-        {16, Kind::Get, L"ScanTableVariable", VT_BSTR}});
+  Walk<_TarnOrbixDiagConfig>(Create(CLSID_TarnOrbixDiagConfig), {9});
 }
 
 }  // namespace
