@@ -120,7 +120,7 @@ void EthernetConnection::OnError(std::int32_t number, const std::string& descrip
 }
 
 void EthernetConnection::Broken(const std::string& what) {
-  host_.Trace("Ethernet " + nodeName_ + ", " + ipAddress_ + ": " + what);
+  host_.Trace("Scale " + std::to_string(socketNumber_) + ", " + ipAddress_ + ": " + what);
   if (!IsTcp()) return;
   host_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
     if (!alive.expired()) EndBroken();

@@ -11,7 +11,7 @@ constexpr Row kTexts[] = {
     {SocketError::kNoPermission, "There is no permission for this address or port"},
     {SocketError::kTooManySockets, "Too many sockets are open"},
     {SocketError::kDatagramTooLong, "The datagram is too long"},
-    {SocketError::kAddressInUse, "The port is in use"},
+    {SocketError::kAddressInUse, "The local port is in use, here or in another program"},
     {SocketError::kAddressNotAvailable, "The address is not valid here"},
     {SocketError::kNetworkDown, "The network is down"},
     {SocketError::kNetworkUnreachable, "The network cannot be reached"},

@@ -107,8 +107,8 @@ TEST_F(EthernetTest, ATcpConnectionThatEndsIsTracedAndClosed) {
   host.loop.Advance(120'000);
   EXPECT_EQ(socket->State(), SocketState::Closed);
   EXPECT_EQ(Tries(), 2U) << "it does not come back by itself";
-  EXPECT_EQ(host.traces, (Calls{"Ethernet /k5, 10.0.0.5: the connection was closed",
-                                "Ethernet /k5, 10.0.0.5: Refused (10061)"}));
+  EXPECT_EQ(host.traces, (Calls{"Scale 5, 10.0.0.5: the connection was closed",
+                                "Scale 5, 10.0.0.5: Refused (10061)"}));
 
   ethernet->SocketProtocol(1);
   ethernet->Connect();

@@ -51,6 +51,12 @@ CLI::App& AddCommand(CLI::App& app, CommandLine& line, const char* name, const c
       .add_option("--log", line.common.log, "Appends a line to this file for every print record")
       ->type_name("FILE")
       ->group(group);
+  command
+      .add_option("--terminal-network", line.common.terminalNetwork,
+                  "The client library of the terminals' own network (connection=arcnet), with its "
+                  "path; libkesapi.so or kesapi32.dll of the system when not given")
+      ->type_name("LIBRARY")
+      ->group(group);
   command.add_flag("-q,--quiet", line.common.quiet, "Only errors on standard error")->group(group);
   command.callback([&line, run] {
     line.command = [&line, run](Program& program) { return run(program, line); };
@@ -81,7 +87,9 @@ void AddRun(CLI::App& app, CommandLine& line) {
   AddSeconds(command, line.run.seconds);
   command.footer(
       "Events in JSON: NewWeight, StatusChange, PrintRecord, NewStatus (the lamps), UpdateWeight,\n"
-      "ScaleConfigurationChange, InfoMessage, StartFailure, Lost.\n"
+      "NewDataReady and TimeoutError (records of fields), Variables and CommLossError (variables "
+      "of\n"
+      "a terminal), ScaleConfigurationChange, InfoMessage, StartFailure, Lost.\n"
       "A scale that does not start is reported on standard error, and the others run. Ctrl-C ends\n"
       "it, and so does the end of whoever reads the output. A reader that is too slow loses\n"
       "readings once 1 MiB waits for it, other events once 8 MiB wait; a line 'lost' then says\n"

@@ -19,6 +19,14 @@ using Kind = ScaleEvent::Kind;
 constexpr int kPage = 10;
 constexpr char kControlC = '\x03';
 
+/// A fixed-layout scale ends every frame with no data: its weight stands while the terminal is
+/// heard.
+bool KeepsWeight(const TarnScale& scale) {
+  const auto protocol = scale.Protocol();
+  return protocol && TypeToClass(protocol->pType()) == ProtocolClass::Generic &&
+         (scale.ActivityLED() || !scale.ErrorLED());
+}
+
 }  // namespace
 
 MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, Options options,
@@ -77,8 +85,8 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
   row.alias = scale.AliasName();
   row.connection = ConnectionText(scale);
   row.protocol = ProtocolText(scale);
-  row.reading = ReadingOf(*scale.WeightData());
   row.activityLed = scale.ActivityLED();
+  row.reading = slot.reading && KeepsWeight(scale) ? *slot.reading : ReadingOf(*scale.WeightData());
   row.errorLed = scale.ErrorLED();
   row.readingsPerSecond = slot.readingsPerSecond;
   if (scale.Disabled())
@@ -113,7 +121,7 @@ void MonitorModel::Note(std::string_view text) {
 void MonitorModel::HandleEvent(const ScaleEvent& event) {
   switch (event.kind) {
     case Kind::NewWeight:
-      return NoteStateChange(event);
+      return TakeReading(event);
     case Kind::PrintRecord:
     case Kind::NewDataReady:
     case Kind::TimeoutError:
@@ -127,18 +135,27 @@ void MonitorModel::HandleEvent(const ScaleEvent& event) {
   }
 }
 
+void MonitorModel::TakeReading(const ScaleEvent& event) {
+  for (Slot& slot : slots_) {
+    if (slot.number == event.scale) NoteStateChange(slot, event);
+  }
+}
+
 /// StatusChange comes in the middle of a reading and from every look of the watchdog; what the
 /// flags came to is told with the reading, once.
-void MonitorModel::NoteStateChange(const ScaleEvent& event) {
-  for (Slot& slot : slots_) {
-    if (slot.number != event.scale) continue;
-    std::string state = StateText(event.reading);
-    const bool changed = slot.lastState && *slot.lastState != state;
-    slot.lastState = std::move(state);
-    if (!changed) return;
-    const std::string& words = *slot.lastState;
-    Note(ScaleTitle(event.scale, event.alias) + ": status " + (words.empty() ? "steady" : words));
+void MonitorModel::NoteStateChange(Slot& slot, const ScaleEvent& event) {
+  Reading reading = event.reading;
+  if (KeepsWeight(*slot.scale)) {
+    if (reading.net == kNoDataText) return;
+    reading.noData = false;
+    slot.reading = reading;
   }
+  std::string state = StateText(reading);
+  const bool changed = slot.lastState && *slot.lastState != state;
+  slot.lastState = std::move(state);
+  if (!changed) return;
+  const std::string& words = *slot.lastState;
+  Note(ScaleTitle(event.scale, event.alias) + ": status " + (words.empty() ? "steady" : words));
 }
 
 // --- Keys -------------------------------------------------------------------------------------
@@ -256,6 +273,7 @@ void MonitorModel::Start() {
     slot.scale->Disabled(false);
     slot.scale->RunScale();
     slot.failedToStart = false;
+    slot.reading.reset();
     return "ed (the settings file stays as it is)";
   });
 }

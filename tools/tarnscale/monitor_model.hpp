@@ -49,6 +49,7 @@ class MonitorModel {
     std::shared_ptr<TarnScale> scale;  ///< none where it could not be restored
     bool failedToStart = false;
     std::optional<std::string> lastState;
+    std::optional<Reading> reading;  ///< of a fixed-layout scale: its latest weight
     std::uint64_t messages = 0;
     std::uint64_t messagesBefore = 0;
     double readingsPerSecond = 0;
@@ -60,7 +61,8 @@ class MonitorModel {
   void MeasureRates();
   MonitorRow RowOf(const Slot& slot) const;
   void HandleEvent(const ScaleEvent& event);
-  void NoteStateChange(const ScaleEvent& event);
+  void TakeReading(const ScaleEvent& event);
+  void NoteStateChange(Slot& slot, const ScaleEvent& event);
 
   void MoveSelection(int rows);
   bool HandleCharacter(char character);

@@ -26,8 +26,12 @@ struct Column {
   std::string (*text)(const MonitorRow& row);
 };
 
+/// Without a weight there is no range either.
 std::string State(const MonitorRow& row) {
-  return row.condition.empty() ? StateText(row.reading) : row.condition;
+  if (!row.condition.empty()) return row.condition;
+  Reading reading = row.reading;
+  if (reading.net == "N/A") reading.outOfRange = false;
+  return StateText(reading);
 }
 
 std::string Lamps(const MonitorRow& row) {

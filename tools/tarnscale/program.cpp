@@ -65,6 +65,7 @@ HostOptions Program::OptionsOfHost() {
     options.settingsPlace = ProgramSettingsPlace(kProgram);
   else if (!UsesServerStore())
     options.settingsPlace = options_.store;
+  options.terminalNetwork = options_.terminalNetwork;
   options.trace = [this](std::string_view text) {
     if (trace_)
       trace_(text);

@@ -18,6 +18,7 @@ struct CommonOptions {
   std::vector<std::string> ports;  ///< "N=DEVICE"
   std::string store;               ///< empty: tarnscale's own; "server": the Automation server's
   std::string log;                 ///< empty: no activity log
+  std::string terminalNetwork;     ///< empty: the library under its usual name
   bool quiet = false;
 };
 

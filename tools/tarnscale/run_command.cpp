@@ -12,15 +12,23 @@
 namespace tarn::tool {
 namespace {
 
+bool IsSerial(TarnScaleServer& server, int number) {
+  const auto scale = server.GetScale(static_cast<std::int16_t>(number));
+  const auto connection = scale ? scale->Connection() : nullptr;
+  return connection && connection->Ctype() == ConnectionType::serial;
+}
+
 /// For people on standard error; for programs, which read JSON, in the output too.
-void ReportFailures(Program& program, const TarnScaleServer& server, const RunOptions& options,
+void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions& options,
                     EventOutput& output) {
+  bool anyPort = false;
   const WallTime now = std::chrono::system_clock::now();
   for (const ScaleEvent& event : FailureEvents(server.StartFailures(), now)) {
     program.Complain(ScaleTitle(event.scale, event.alias) + ": " + Printable(event.message));
     if (options.json && !options.readingsOnly) output.Write(event);
+    anyPort = anyPort || IsSerial(server, event.scale);
   }
-  if (server.StartFailures().empty()) return;
+  if (!anyPort) return;
   program.Say(
       "--port N=DEVICE says which device serial port N is; on Linux a port asks for its group, "
       "mostly dialout");

@@ -30,6 +30,20 @@ const ScaleCommand* FindWhere(Matches matches) {
   return found == kCommands.end() ? nullptr : found;
 }
 
+ProtocolClass FamilyOf(const TarnScale& scale) {
+  const auto protocol = scale.Protocol();
+  return protocol ? TypeToClass(protocol->pType()) : ProtocolClass::NoProt;
+}
+
+bool IsTemplate(ProtocolClass family) {
+  return family == ProtocolClass::DemandTemplate || family == ProtocolClass::KesDemandTemplate;
+}
+
+std::string PrintHindrance(ProtocolClass family) {
+  const bool weighs = !IsTemplate(family) && family != ProtocolClass::SummitDataClass;
+  return weighs ? std::string() : "its protocol has no weights to print";
+}
+
 }  // namespace
 
 std::span<const ScaleCommand> ScaleCommands() {
@@ -46,16 +60,21 @@ const ScaleCommand* FindCommandKey(char key) {
 
 std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command) {
   if (scale.Disabled()) return "it is disabled";
-  if (!command.toTerminal) return {};
+  if (!command.toTerminal) return PrintHindrance(FamilyOf(scale));
   const auto connection = scale.Connection();
   if (!connection || connection->Ctype() == ConnectionType::none) return "it has no connection";
   const auto protocol = scale.Protocol();
   if (!protocol || protocol->pType() == ProtocolType::NoProtType) return "it has no protocol";
-  if (!connection->IsBidirectional()) {
+  if (!connection->IsBidirectional() && connection->Ctype() != ConnectionType::arcnet) {
     return "its connection is one-way (bidirectional=no), so nothing is sent";
   }
-  const ProtocolClass family = TypeToClass(protocol->pType());
-  if (family == ProtocolClass::Generic) return "its protocol has no commands";
+  const ProtocolClass family = FamilyOf(scale);
+  if (family == ProtocolClass::Generic || family == ProtocolClass::SummitDataClass) {
+    return "its protocol has no commands";
+  }
+  if (IsTemplate(family) && command.kind != Kind::Print) {
+    return "its protocol has no command but P";
+  }
   if (family == ProtocolClass::Mira && command.kind == Kind::Print) {
     return "its protocol has no print command; \"print\" takes the next reading";
   }
@@ -63,7 +82,7 @@ std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command
 }
 
 bool CommandNeedsReading(const TarnScale& scale) {
-  return TypeToClass(scale.Protocol()->pType()) == ProtocolClass::Mira;
+  return FamilyOf(scale) == ProtocolClass::Mira;
 }
 
 std::string LineCondition(const TarnScale& scale) {
@@ -80,6 +99,11 @@ std::string LineCondition(const TarnScale& scale) {
 }
 
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare) {
+  // Settings files do not keep this of the terminals' own network, so nobody could have set it.
+  const auto connection = scale.Connection();
+  if (command.toTerminal && connection && connection->Ctype() == ConnectionType::arcnet) {
+    connection->IsBidirectional(true);
+  }
   switch (command.kind) {
     case Kind::Zero:
       return scale.Z();

@@ -406,7 +406,7 @@ std::string KeyHelp() {
   std::string help;
   for (const ScaleKey& key : Table()) {
     if (key.help.empty()) continue;
-    help += "  " + Fit(std::string(key.name) + "=", 15) + Fit(key.values, 26);
+    help += "  " + Fit(std::string(key.name) + "=", 15) + Fit(key.values, 28);
     help += key.help;
     help += '\n';
   }

@@ -81,6 +81,7 @@ std::string_view CutAt(std::string_view& text, char separator) {
 void Declare(TarnKesBasicConfig& config, std::string_view text) {
   const std::string index(CutAt(text, ':'));
   const std::string name(CutAt(text, ':'));
+  if (text.empty()) throw UsageError(std::string(kVariablesHelp));
   const SDTagType type = ParseType(CutAt(text, ':'));
   const std::int32_t length = WholeNumber(CutAt(text, ':'));
   bool polled = false;
