@@ -34,6 +34,8 @@ std::shared_ptr<SocketControl> HostForm::Winsock(std::int16_t number) const {
 void HostForm::ReleaseSocket(Host& host, std::int16_t number) {
   if (!Winsock(number)) return;
   auto& socket = sockets_[static_cast<std::size_t>(number - 1)];
+  // A connection that was replaced may have left it open.
+  socket->Close();
   if (socket.use_count() == 1) return;
   socket->Retire();
   socket = host.CreateSocket();

@@ -24,7 +24,8 @@ class HostForm {
   std::shared_ptr<Timer> UpdateTimer(std::int16_t number) const;
   /// Winsock1 to Winsock32, likewise.
   std::shared_ptr<SocketControl> Winsock(std::int16_t number) const;
-  /// Retires the socket control of that number where somebody holds it, and puts another in place.
+  /// Closes the socket control of that number. Where somebody holds it, it is retired, and another
+  /// put in its place.
   void ReleaseSocket(Host& host, std::int16_t number);
   /// Ticks every 200 ms until Unload.
   std::shared_ptr<Timer> Timer1() const { return timer1_; }

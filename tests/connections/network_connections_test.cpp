@@ -170,7 +170,7 @@ TEST_F(EthernetTest, WhatIsHeldOfAScaleThatLeftCannotSeizeTheSocketOfTheNext) {
   scale->RunScale();
   const auto untouched = site->Winsock(6);
   scale->Detach();
-  const auto next = site->Winsock(5);
+  auto next = site->Winsock(5);
   EXPECT_NE(next, old);
   EXPECT_EQ(site->Winsock(6), untouched);
   EXPECT_EQ(ErrorOf([&] { ethernet->Connect(); }), 91);
@@ -182,6 +182,19 @@ TEST_F(EthernetTest, WhatIsHeldOfAScaleThatLeftCannotSeizeTheSocketOfTheNext) {
             nullptr);
   scale.reset();
   EXPECT_EQ(site->Winsock(5), next);
+
+  // What nobody holds any more may still be open.
+  scale = NewScale(5);
+  ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
+  ethernet->IPAddress("10.0.0.5");
+  ConnectTcp();
+  socket.reset();
+  ethernet.reset();
+  host.sockets.clear();
+  EXPECT_EQ(next->State(), SocketState::Connecting);
+  const SocketControl& left = *std::exchange(next, nullptr);
+  scale->Detach();
+  EXPECT_EQ(left.State(), SocketState::Closed);
 }
 
 TEST_F(EthernetTest, ItsSettingsPersistInOrder) {
