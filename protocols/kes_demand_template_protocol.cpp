@@ -31,9 +31,11 @@ void KesDemandTemplateProtocol::scaleNum(std::string letter) {
 }
 
 void KesDemandTemplateProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (!connection) {
+  if (connection != mvarConnection) {
     onDataArrival_.Reset();
     mvarSocket.reset();
+    mvarRxBuffer.clear();
+    ForgetRecordStart();
   }
   TemplateProtocol::Connection(std::move(connection));
 }

@@ -38,7 +38,7 @@ class KesDemandTemplateProtocol final : public TemplateProtocol {
   std::shared_ptr<_Connection> Connection() const override {
     return TemplateProtocol::Connection();
   }
-  /// None lets go of the socket, too.
+  /// Another one, or none, lets go of the socket and of what was received over the former one.
   void Connection(std::shared_ptr<_Connection> connection) override;
   /// Takes the socket of an Ethernet connection; with any other nothing is received.
   void Connect() override;

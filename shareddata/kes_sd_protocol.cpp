@@ -114,9 +114,10 @@ void KesSDProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
 }
 
 void KesSDProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (!connection) {
+  if (connection != mvarConnection) {
     onDataArrival_.Reset();
     mvarSocket_.reset();
+    ClearValues();
   }
   Protocol::Connection(std::move(connection));
 }
@@ -127,10 +128,11 @@ void KesSDProtocol::Connect() {
   const auto scale = myScale();
   const std::int16_t number = Required(scale, "The protocol has no scale").ScaleNumber();
   mvarSocket_ = ethernet->TakeSocket(number, scale->Site());
-  if (mvarSocket_) {
-    onDataArrival_ = mvarSocket_->DataArrival.Subscribe(
-        [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
-  }
+  onDataArrival_ = mvarSocket_
+                       ? mvarSocket_->DataArrival.Subscribe([this](std::int32_t bytesTotal) {
+                           mvarSocket_DataArrival(bytesTotal);
+                         })
+                       : Subscription();
   ethernet->SocketProtocol(kUdp);
   ethernet->LocalPort(static_cast<std::int16_t>(kLocalPortBase + number));
   ethernet->RemotePort(kTerminalPort);

@@ -48,7 +48,7 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
 
   std::shared_ptr<_Connection> Connection() const override { return Protocol::Connection(); }
-  /// None lets go of the socket, too.
+  /// Another one, or none, lets go of the socket and of what was read over the former one.
   void Connection(std::shared_ptr<_Connection> connection) override;
   void Connect() override;
   void C() override;

@@ -267,6 +267,13 @@ TEST_F(TemplateLines, ALineOfAnotherKindReceivesNothing) {
   kes->P();
   EXPECT_EQ(ethernet->RemotePort(), 1749);
   EXPECT_TRUE(host.sockets[0]->calls.empty());
+
+  Start(true);
+  Do("1,2");
+  scale->Connection(NewObject<_Connection>(*site, "NoConnection"));
+  scale->RunScale();
+  EXPECT_EQ(Socket().State(), SocketState::Connected);
+  EXPECT_EQ(DoAll({"3,\r\n1,2,3,\r\n", "+20000"}), "Config Lamps() ");
 }
 
 TEST_F(TemplateLines, ChangesOfTheTemplateReachTheRecord) {

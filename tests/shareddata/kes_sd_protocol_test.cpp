@@ -309,7 +309,24 @@ TEST_F(SharedData, AScaleThatIsDisabledWhileItRunsAsksForNothing) {
   EXPECT_TRUE(host.traces.empty());
 }
 
+TEST_F(SharedData, ALineThatWasReplacedIsReadNoMore) {
+  Cycle("\x20\x02");
+  EventRecorder recorder;
+  const auto without = NewObject<EthernetConnection>(*site, "EthernetConnection");
+  without->IPAddress("");
+  scale->Connection(without);
+  recorder.Watch(*scale);
+  for (const bool running : {false, true}) {
+    if (running) scale->RunScale();
+    recorder.Take();
+    ASSERT_EQ(socket->State(), SocketState::Open);
+    socket->Deliver(Reply("/k1/wt103", "lb"));
+    EXPECT_EQ(recorder.Take(), "") << running;
+  }
+}
+
 TEST_F(SharedData, OnTheTerminalNetworkNoWeightIsPublished) {
+  socket->Deliver(Reply("/k1/wt101", "a gross weight of the line before"));
   const auto network = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
   network->Cluster("A");
   network->KestrelNum("1");
