@@ -55,6 +55,13 @@ bool GivesWay(const std::shared_ptr<Persistable>& object, std::string_view base,
   return object->ClassName() == base || object->ClassName() == broughtBefore;
 }
 
+/// The next reply stands behind the data that this one announces, also where it cannot be loaded:
+/// data must not be taken for a header.
+std::size_t WholeLength(std::string_view reply) {
+  if (reply.size() < kMessageHeaderLength) return reply.size();
+  return kMessageHeaderLength + DataLength(HeaderOf(reply));
+}
+
 }  // namespace
 
 SummitProtocol::SummitProtocol(std::shared_ptr<ScaleSite> site)
@@ -124,7 +131,7 @@ void SummitProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
 // --- Life -------------------------------------------------------------------------------------
 
 void SummitProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (!connection) Disconnect();
+  if (connection != mvarConnection) Disconnect();
   Protocol::Connection(std::move(connection));
 }
 
@@ -301,12 +308,12 @@ void SummitProtocol::mvarSocket_DataArrival(std::int32_t /*bytesTotal*/) {
   const std::string received = socket->GetData();
   std::string_view left = received;
   while (!left.empty() && socket == mvarSocket) {
-    left.remove_prefix(std::min(left.size(), TakeReply(left)));
+    TakeReply(left);
+    left.remove_prefix(std::min(left.size(), WholeLength(left)));
   }
 }
 
-/// The bytes that the reply took.
-std::size_t SummitProtocol::TakeReply(std::string_view bytes) {
+void SummitProtocol::TakeReply(std::string_view bytes) {
   const char sequence = bytes.size() > kSequenceAt ? bytes[kSequenceAt] : '\0';
   switch (sequence) {
     case kPolling:
@@ -321,13 +328,13 @@ std::size_t SummitProtocol::TakeReply(std::string_view bytes) {
   return TakeWriteReply(bytes);
 }
 
-/// The whole length of the reply; a reply that cannot be loaded counts as one without data.
-std::size_t SummitProtocol::Load(std::optional<KesMessage>& message, std::string_view bytes) {
+/// Whether the reply has data; one that cannot be loaded has none.
+bool SummitProtocol::Load(std::optional<KesMessage>& message, std::string_view bytes) {
   if (!message) message.emplace(site_->System().Locale());
   const std::int16_t length = message->LoadReply(bytes, static_cast<std::int32_t>(bytes.size()));
   const bool loaded = message->MessageOK();
   if (!loaded) ReportNoData();
-  return kMessageHeaderLength + static_cast<std::size_t>(length);
+  return length > 0;
 }
 
 /// Whichever node the reply says it comes from.
@@ -335,27 +342,25 @@ bool SummitProtocol::Names(const KesMessage& reply, const std::string& variable)
   return reply.ReplySource().ends_with("/" + variable);
 }
 
-std::size_t SummitProtocol::TakePollingReply(std::string_view bytes) {
-  const std::size_t taken = Load(pollingMessage_, bytes);
-  if (pollingIndex_ >= 1 && taken > kMessageHeaderLength) FilePolledReply();
-  return taken;
+void SummitProtocol::TakePollingReply(std::string_view bytes) {
+  const bool hasData = Load(pollingMessage_, bytes);
+  if (pollingIndex_ >= 1 && hasData) FilePolledReply();
 }
 
 /// A late answer of a read that was given up belongs to another variable than the one that waits,
 /// and changes nothing.
-std::size_t SummitProtocol::TakeReadReply(std::string_view bytes) {
-  const std::size_t taken = Load(readMessage_, bytes);
+void SummitProtocol::TakeReadReply(std::string_view bytes) {
+  const bool hasData = Load(readMessage_, bytes);
   const auto pending = pendingRead_;
-  if (!pending) return taken;
-  if (readMessage_->MessageOK() && !Names(*readMessage_, pending->tag->TagName())) return taken;
-  if (taken > kMessageHeaderLength) ConvertReadData(*pending->tag, *readMessage_);
+  if (!pending) return;
+  if (readMessage_->MessageOK() && !Names(*readMessage_, pending->tag->TagName())) return;
+  if (hasData) ConvertReadData(*pending->tag, *readMessage_);
   pending->answered = true;
   pendingRead_.reset();
-  return taken;
 }
 
-std::size_t SummitProtocol::TakeWriteReply(std::string_view bytes) {
-  return Load(writeMessage_, bytes);
+void SummitProtocol::TakeWriteReply(std::string_view bytes) {
+  Load(writeMessage_, bytes);
 }
 
 // --- The round --------------------------------------------------------------------------------
@@ -416,7 +421,10 @@ void SummitProtocol::BeginRound() {
   ArmUpdateTriggers();
 }
 
+/// A client's object may release the scale meanwhile: it stays until this is done.
 void SummitProtocol::PollNextTag() {
+  const auto scale = myScale();
+  if (!scale) return EndRound();
   const std::uint32_t turn = turn_;
   const bool done = Attempt([&] {
     const auto configuration = configuration_;

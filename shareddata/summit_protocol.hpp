@@ -59,7 +59,7 @@ class SummitProtocol final : public Protocol,
   void pType(ProtocolType type) override;
 
   using Protocol::Connection;
-  /// None ends whatever is under way.
+  /// Another one, or none, ends whatever is under way.
   void Connection(std::shared_ptr<_Connection> connection) override;
   using Protocol::WeightData;
   /// The record then shows that no weights come.
@@ -96,11 +96,11 @@ class SummitProtocol final : public Protocol,
 
   // Arrivals.
   void mvarSocket_DataArrival(std::int32_t bytesTotal);
-  std::size_t TakeReply(std::string_view bytes);
-  std::size_t TakePollingReply(std::string_view bytes);
-  std::size_t TakeReadReply(std::string_view bytes);
-  std::size_t TakeWriteReply(std::string_view bytes);
-  std::size_t Load(std::optional<KesMessage>& message, std::string_view bytes);
+  void TakeReply(std::string_view bytes);
+  void TakePollingReply(std::string_view bytes);
+  void TakeReadReply(std::string_view bytes);
+  void TakeWriteReply(std::string_view bytes);
+  bool Load(std::optional<KesMessage>& message, std::string_view bytes);
   static bool Names(const KesMessage& reply, const std::string& variable);
   void FilePolledReply();
   void FileTriggerReply();

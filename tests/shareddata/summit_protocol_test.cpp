@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -80,9 +81,11 @@ struct ClientData final : SummitData {
   bool TriggersComplete() const override { return complete; }
   void Tell(const char* kind, const std::string& value) {
     told += std::string(kind) + "(" + value + ") ";
+    if (deed) std::exchange(deed, nullptr)();
     if (failing) throw std::runtime_error("the client failed");
   }
 
+  std::function<void()> deed;  // once
   std::string told;
   bool complete = false;
   bool failing = false;
@@ -277,8 +280,10 @@ TEST_F(SummitRounds, RepliesThatDoNotBelongChangeNothing) {
       {"two in one datagram", {{pair, "long(0:1) ?bb"}}},
       {"a sequence that is nobody's",
        {{Long("aaaaa", 1, 7), "NoData "}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
-      {"cut off",
-       {{cut, "NoData NoData NoData "}, {Long("aaaaa", 1), "NoData NoData "}, {"+400", "?aaaaa"}}},
+      {"cut off", {{cut, "NoData "}, {Long("aaaaa", 1), "NoData NoData "}, {"+400", "?aaaaa"}}},
+      {"too long to load, and one behind it",
+       {{ReplyOf("aaaaa", 2, std::string(1401, '\x07')) + Long("aaaaa", 1),
+         "NoData long(0:1) ?bb"}}},
       {"too short for a header", {{"abc", "NoData NoData "}}},
       {"an empty datagram", {{"", ""}}},
       {"lost, then late",
@@ -396,17 +401,22 @@ TEST_F(SummitRounds, AHandlerMayEndEverythingInTheMiddle) {
        false},
       {[this] { scale->SummitData(nullptr); }, true},
       {[this] { engine->Configuration(nullptr); }, false},
+      {[this] { scale->Connection(NewObject<_Connection>(*site, "NoConnection")); }, false},
+      {[this] { scale.reset(); }, false},
   };
-  for (const auto& [deed, goesOn] : deeds) {
-    MakeSmall();
-    Start();
-    const auto status = scale->NewStatus.Subscribe(deed);
-    for (const char* name : {"aaaaa", "bb", "ccccc"}) Deliver(Long(name, 1));
-    host.loop.Advance(3000);
-    const std::size_t before = Socket().sent.size();
-    host.loop.Advance(3000);
-    EXPECT_EQ(Socket().sent.size() > before, goesOn);
-    scale->StopScale();
+  for (const bool inTheMiddle : {false, true}) {
+    for (const auto& [deed, goesOn] : deeds) {
+      MakeSmall();
+      Start();
+      const auto status = inTheMiddle ? Subscription() : scale->NewStatus.Subscribe(deed);
+      if (inTheMiddle) data->deed = deed;
+      for (const char* name : {"aaaaa", "bb", "ccccc"}) Deliver(Long(name, 1));
+      host.loop.Advance(3000);
+      const std::size_t before = Socket().sent.size();
+      host.loop.Advance(3000);
+      EXPECT_EQ(Socket().sent.size() > before, goesOn);
+      if (scale) scale->StopScale();
+    }
   }
 }
 
