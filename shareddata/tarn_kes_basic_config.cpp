@@ -17,14 +17,15 @@ std::string Key(std::int32_t number) {
 
 }  // namespace
 
-/// The first number that is missing ends the list.
+/// The first number that is missing ends the list. A client may have given two tags the same easy
+/// index afterwards: the first of them keeps it as its key.
 void TarnKesBasicConfig::ReadProperties(const PropertyBag& bag) {
   for (std::int32_t number = 1; number <= kMostVariables; ++number) {
     const PropertyBag::Object* stored = bag.FindObject(Key(number));
     if (stored == nullptr) break;
     auto tag = std::make_shared<SDTagInfo>();
     tag->ReadProperties(stored->bag);
-    tags_->AddExistingTag(tag, tag->EasyIndex());
+    tags_->AddExistingTag(tag, tags_->Item(tag->EasyIndex()) ? "" : tag->EasyIndex());
   }
   WatchTags();
 }

@@ -34,7 +34,8 @@ class TarnKesBasicData final : public TerminalData, public TagAccessUser {
 
   /// Reads one variable now, waiting in the message loop; the value stays as it was unless the
   /// result is RW_SUCCESS. INVALID_TAG: not declared. WRONG_DATA_TYPE: arrays and characters are
-  /// read by polling only. READ_FAILURE: no answer, no data, not running, or another read waits.
+  /// read by polling only; also a tag that was made too short for its type. READ_FAILURE: no
+  /// answer, no data, not running, or another read waits.
   SDAccessStatus SDRead(const std::string& EasyIndex, TagValue& Value);
   /// INVALID_TAG: not declared. WRITE_NOT_ALLOWED: not declared as writable. WRONG_DATA_TYPE: the
   /// value is not of the variable's type, or an array's. WRITE_FAILURE: not sent.

@@ -222,5 +222,18 @@ TEST_F(SingleVariables, ADeclarationIsChecked) {
   EXPECT_EQ(declare("x", "abc", SDLongType, 4), 6);
 }
 
+TEST_F(SingleVariables, TagsThatAClientHasSpoiledAreReadBackAndRefused) {
+  const auto tags = config->SDVariables();
+  tags->Item("S")->EasyIndex("l");
+  tags->Item("L")->TagDataLen(3);
+  TagValue value;
+  EXPECT_EQ(data->SDRead("L", value), WRONG_DATA_TYPE);
+  PropertyBag bag;
+  bag.WriteObject("Configuration", *config);
+  const auto copy = ReadObject<TarnKesBasicConfig>(bag, "Configuration", *site, "");
+  EXPECT_EQ(copy->SDVariables()->Count(), tags->Count());
+  EXPECT_EQ(copy->GetTagInfoByKey("L")->TagName(), "long");
+}
+
 }  // namespace
 }  // namespace tarn
