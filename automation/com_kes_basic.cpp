@@ -23,7 +23,7 @@ class ComKesBasicData final : public ComDataSet<TarnKesBasicData, ::TarnKesBasic
     return Guarded([&] { *result = ToVariant(Data().KBStatus()).Detach(); });
   }
   STDMETHODIMP KBCommand(VARIANT Command, ::SDAccessStatus* result) override {
-    return Get(result, [&] { return Data().KBCommand(ToTagValue(Module(), Command)); });
+    return Get(result, [&] { return Data().KBCommand(ToWrittenValue(Module(), Command)); });
   }
   STDMETHODIMP SDRead(BSTR EasyIndex, VARIANT* Value, ::SDAccessStatus* result) override {
     return Get(result, [&] {
@@ -38,7 +38,7 @@ class ComKesBasicData final : public ComDataSet<TarnKesBasicData, ::TarnKesBasic
   }
   STDMETHODIMP SDWrite(BSTR EasyIndex, VARIANT Value, ::SDAccessStatus* result) override {
     return Get(result,
-               [&] { return Data().SDWrite(Text(EasyIndex), ToTagValue(Module(), Value)); });
+               [&] { return Data().SDWrite(Text(EasyIndex), ToWrittenValue(Module(), Value)); });
   }
   STDMETHODIMP get_BitValue(SHORT nIndex, VARIANT_BOOL* result) override {
     return Get(result, [&] { return Data().BitValue(nIndex); });

@@ -102,4 +102,21 @@ TagValue ToTagValue(ComModule& module, const VARIANT& value) {
   }
 }
 
+TagValue ToWrittenValue(ComModule& module, const VARIANT& value) {
+  switch (V_VT(&value) & ~VT_BYREF) {
+    case VT_I1:
+    case VT_UI2:
+    case VT_UI4:
+    case VT_I8:
+    case VT_UI8:
+    case VT_INT:
+    case VT_UINT:
+    case VT_CY:
+    case VT_DECIMAL:
+      return V_R8(Converted(value, VT_R8).Get());
+    default:
+      return ToTagValue(module, value);
+  }
+}
+
 }  // namespace tarn

@@ -17,4 +17,8 @@ Variant ToVariant(const TagValue& value);
 /// reference to nothing.
 TagValue ToTagValue(ComModule& module, const VARIANT& value);
 
+/// The same for a value on its way to a terminal: a number of a kind that no variable has, such as
+/// a currency or an unsigned one, is taken as a double.
+TagValue ToWrittenValue(ComModule& module, const VARIANT& value);
+
 }  // namespace tarn

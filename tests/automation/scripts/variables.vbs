@@ -82,7 +82,7 @@ Expect "an unknown one", data.SDRead("Nothing", value), -1
 Expect "the value of before", value, "bread"
 Expect "writing a protected one", data.SDWrite("Batch", 8), -4
 Expect "writing a wrong type", data.SDWrite("Total", "much"), -5
-Expect "writing", data.SDWrite("Total", 99.5), 0
+Expect "writing a currency", data.SDWrite("Total", CCur(99.5)), 0
 Expect "writing a text", data.SDWrite("Recipe", "rolls"), 0
 WaitForRounds 2
 Expect "what was written", data.FloatValue(1), 99.5
