@@ -79,7 +79,8 @@ class TarnRecordTemplateConfig final
   /// Empty: a record is complete with its last delimiter only.
   void Terminator(std::string text);
   const std::string& Terminator() const { return terminator_; }
-  /// Milliseconds from the first character of a record to its end; 0 or less waits for ever.
+  /// Milliseconds from the first character of a record to its end; 0 waits for ever,
+  /// and so does what is less than -99.
   void Timeout(std::int32_t milliseconds);
   std::int32_t Timeout() const { return timeout_; }
   const Fields& FieldNameArray() const { return names_; }

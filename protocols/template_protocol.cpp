@@ -88,8 +88,10 @@ void TemplateProtocol::mvarTemplateConfig_ConfigChanged() {
 
 // --- Records ----------------------------------------------------------------------------------
 
+/// What arrives while there is no template is lost: nothing would ever cut it out of the buffer.
 void TemplateProtocol::StartRecord() {
   if (mvarRecordStarted) return;
+  if (!mvarTemplateConfig) mvarRxBuffer.clear();
   myActivityTimer.TimeoutTime(Required(mvarTemplateConfig, kNoTemplate).Timeout());
   mvarRecordStarted = true;
 }

@@ -192,6 +192,14 @@ TEST_F(TemplateLines, WhatOnlyLooksLikeAKeepAliveIsText) {
   EXPECT_EQ(Do("1!2!3!"), "Config Config " + kFiled + "New(1|2|3) ");
 }
 
+TEST_F(TemplateLines, WithoutATemplateNothingIsGathered) {
+  Start(true);
+  protocol->TemplateConfig(nullptr);
+  EXPECT_EQ(ErrorOf([&] { Do("1,"); }), 91);
+  protocol->TemplateConfig(config);
+  EXPECT_EQ(Do("2,3\r\n"), kFiled + "New(2|3|) ");
+}
+
 TEST_F(TemplateLines, ConnectPreparesTheScaleAndItsLine) {
   for (const bool overNetwork : {false, true}) {
     Start(overNetwork);
