@@ -1,5 +1,5 @@
-// Follows the weight of one scale for some seconds, early bound and with events, and takes its
-// tare.
+// Follows one scale for some seconds, early bound and with events, and takes its tare: prints its
+// weights, the records of fields that it prints, the counters of a terminal under diagnosis.
 //
 //   client [SCALE [SECONDS]]
 //
@@ -14,11 +14,16 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 
 _COM_SMARTPTR_TYPEDEF(IConnectionPoint, __uuidof(IConnectionPoint));
 _COM_SMARTPTR_TYPEDEF(IConnectionPointContainer, __uuidof(IConnectionPointContainer));
+_COM_SMARTPTR_TYPEDEF(_TarnRecordTemplateData, __uuidof(_TarnRecordTemplateData));
 _COM_SMARTPTR_TYPEDEF(_TarnScale, __uuidof(_TarnScale));
+_COM_SMARTPTR_TYPEDEF(_TarnScaleDiagData, __uuidof(_TarnScaleDiagData));
 _COM_SMARTPTR_TYPEDEF(_TarnScaleServer, __uuidof(_TarnScaleServer));
 _COM_SMARTPTR_TYPEDEF(_TarnServerConnection, __uuidof(_TarnServerConnection));
 _COM_SMARTPTR_TYPEDEF(_WeightData, __uuidof(_WeightData));
@@ -48,21 +53,56 @@ void PrintWeight(const char* why, _WeightData* weight) {
   std::fflush(stdout);
 }
 
+void PrintRecord(_TarnRecordTemplateData* record) {
+  SHORT count = 0;
+  Check(record->get_NumFields(&count));
+  std::printf("Record:");
+  for (SHORT i = 1; i <= count; ++i) {
+    _bstr_t name;
+    _bstr_t value;
+    Check(record->get_FieldName(i, name.GetAddress()));
+    Check(record->get_FieldData(i, value.GetAddress()));
+    std::printf(" %ls=%ls", name.GetBSTR(), value.GetBSTR());
+  }
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
+void PrintDiagnosis(_TarnScaleDiagData* diagnosis) {
+  std::printf("Weighings of the terminal's scales:");
+  for (SHORT i = 1; i <= 4; ++i) {
+    LONG count = 0;
+    Check(diagnosis->get_WeighmentCounter(i, &count));
+    std::printf(" %ld", count);
+  }
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
 /// Events come as calls of IDispatch::Invoke with the number of the event.
-class WeightEvents final : public IDispatch {
+class Events final : public IDispatch {
  public:
-  explicit WeightEvents(_WeightData* weight) : weight_(weight) {}
-  virtual ~WeightEvents() = default;
+  using Handler = std::function<void(DISPID event)>;
+
+  Events(IUnknown* source, REFIID events, Handler handler)
+      : events_(events), handler_(std::move(handler)) {
+    const IConnectionPointContainerPtr container(source);
+    Check(container->FindConnectionPoint(events_, &point_));
+    Check(point_->Advise(this, &cookie_));
+  }
+  Events(const Events&) = delete;
+  Events& operator=(const Events&) = delete;
+  virtual ~Events() { point_->Unadvise(cookie_); }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != __uuidof(__WeightData)) {
+    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != events_) {
       return E_NOINTERFACE;
     }
     *object = static_cast<IDispatch*>(this);
     return S_OK;
   }
-  // Lives on the stack of main, longer than the connection.
+  // Lives on the stack, and its connection no longer than it does.
   STDMETHODIMP_(ULONG) AddRef() override { return 1; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP GetTypeInfoCount(UINT* count) override {
@@ -76,7 +116,7 @@ class WeightEvents final : public IDispatch {
   STDMETHODIMP Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
                       UINT*) override {
     try {
-      PrintWeight(event == 1 ? "NewWeight" : "StatusChange", weight_);
+      handler_(event);
       return S_OK;
     } catch (const _com_error& error) {
       return error.Error();
@@ -84,7 +124,10 @@ class WeightEvents final : public IDispatch {
   }
 
  private:
-  _WeightData* weight_;
+  IID events_;
+  Handler handler_;
+  IConnectionPointPtr point_;
+  DWORD cookie_ = 0;
 };
 
 /// Events arrive as messages of this thread.
@@ -96,6 +139,16 @@ void HandleMessages(ULONGLONG milliseconds) {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
   }
+}
+
+/// None where the scale is not diagnosed.
+_TarnScaleDiagDataPtr DiagnosisOf(_TarnScale* scale) {
+  _bstr_t name(L"TarnScaleDiagData");
+  IDispatch* data = nullptr;
+  Check(scale->GetAxDataObj(name.GetAddress(), &data));
+  const _TarnScaleDiagDataPtr diagnosis(data);
+  if (data != nullptr) data->Release();
+  return diagnosis;
 }
 
 void Follow(SHORT number, ULONGLONG milliseconds) {
@@ -111,16 +164,26 @@ void Follow(SHORT number, ULONGLONG milliseconds) {
   _WeightDataPtr weight;
   Check(scale->get_WeightData(&weight));
   PrintWeight("Now", weight);
+  const Events weights(weight, __uuidof(__WeightData), [&weight](DISPID event) {
+    PrintWeight(event == 1 ? "NewWeight" : "StatusChange", weight);
+  });
 
-  const IConnectionPointContainerPtr container(weight);
-  IConnectionPointPtr point;
-  Check(container->FindConnectionPoint(__uuidof(__WeightData), &point));
-  WeightEvents events(weight);
-  DWORD cookie = 0;
-  Check(point->Advise(&events, &cookie));
+  _TarnRecordTemplateDataPtr record;
+  Check(scale->get_TarnRecordTemplateData(&record));
+  const Events records(record, __uuidof(__TarnRecordTemplateData), [&record](DISPID event) {
+    if (event == 2) PrintRecord(record);  // NewDataReady
+  });
+
+  const _TarnScaleDiagDataPtr diagnosis = DiagnosisOf(scale);
+  std::optional<Events> diagnoses;
+  if (diagnosis) {
+    diagnoses.emplace(diagnosis, __uuidof(__TarnScaleDiagData), [&diagnosis](DISPID event) {
+      if (event == 4) PrintDiagnosis(diagnosis);  // NewDataReady
+    });
+  }
+
   Check(scale->T());
   HandleMessages(milliseconds);
-  Check(point->Unadvise(cookie));
 }
 
 }  // namespace

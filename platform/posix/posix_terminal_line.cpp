@@ -79,7 +79,7 @@ void PosixTerminalLine::MakeLink() {
   if (fs::symlink_status(place, ignored).type() != fs::file_type::not_found) {
     if (!IsLeftBehind(place)) {
       throw AutomationError(ErrorNumber::PathFileAccess,
-                            place_ + " exists already and is not a line that was left behind");
+                            place_ + " exists already: a line in use, or no line at all");
     }
     fs::remove(place, ignored);
   }

@@ -40,12 +40,13 @@ TEST(MonitorView, DrawsTheTableTheNewestEventsAndThePrompt) {
       drawing.lines,
       ElementsAre(
           "plant.scl",
-          "  # Alias  Connection         Protocol                Gross      Tare       Net Un  "
+          "  # Alias  Connection         Protocol                  Gross      Tare       Net Un  "
           "State         Lamps     Rd/s",
-          "  1 Br\u00FCcke COM1 9600,e,7,2    continuous standard     133.4      10.0     123.4 kg "
+          "  1 Br\u00FCcke COM1 9600,e,7,2    continuous standard       133.4      10.0     123.4 "
+          "kg "
           " "
           "motion        act       10.0",
-          ">12                                                                                 "
+          ">12                                                                                   "
           "disabled          ERR       ",
           "", "two", "three", "1_"));
   EXPECT_EQ(drawing.selectedLine, 3U);

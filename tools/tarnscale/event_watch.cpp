@@ -34,12 +34,12 @@ void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
   };
   onReading(scale.WeightData()->NewWeight, Kind::NewWeight);
   if (selection.updates) onReading(scale.UpdateWeight, Kind::UpdateWeight);
+  WatchRecord(scale);
+  WatchVariables(scale);
   if (selection.readingsOnly) return;
   onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
   subscriptions_.push_back(
       scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
-  WatchRecord(scale);
-  WatchVariables(scale);
   subscriptions_.push_back(
       scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
   subscriptions_.push_back(scale.ScaleConfigurationChange.Subscribe(

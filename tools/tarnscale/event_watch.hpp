@@ -18,7 +18,7 @@ class EventWatch {
   using Sink = std::function<void(const ScaleEvent& event)>;
 
   struct Selection {
-    bool readingsOnly = false;  ///< NewWeight and nothing else
+    bool readingsOnly = false;  ///< NewWeight, and the like of scales without weights
     bool updates = false;       ///< UpdateWeight too
   };
 

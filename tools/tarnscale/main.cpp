@@ -81,7 +81,8 @@ void AddRun(CLI::App& app, CommandLine& line) {
       AddCommand(app, line, "run", "Runs all enabled scales and prints what happens, a line each",
                  [](Program& program, const CommandLine& l) { return RunCommand(program, l.run); });
   command.add_flag("--json", line.run.json, "One JSON object a line, with times in UTC");
-  command.add_flag("--readings-only", line.run.readingsOnly, "Prints new weights and nothing else");
+  command.add_flag("--readings-only", line.run.readingsOnly,
+                   "Prints new weights, records and variables, and nothing else");
   command.add_flag("--updates", line.run.updates,
                    "Prints the paced updates too, for scales that have a rate");
   AddSeconds(command, line.run.seconds);

@@ -47,7 +47,7 @@ constexpr std::array kColumns = {
     Column{"#", 2, Align::Right, 10, [](const MonitorRow& r) { return std::to_string(r.number); }},
     Column{"Alias", kShortestAlias, Align::Left, 8, [](const MonitorRow& r) { return r.alias; }},
     Column{"Connection", 18, Align::Left, 2, [](const MonitorRow& r) { return r.connection; }},
-    Column{"Protocol", 19, Align::Left, 1, [](const MonitorRow& r) { return r.protocol; }},
+    Column{"Protocol", 21, Align::Left, 1, [](const MonitorRow& r) { return r.protocol; }},
     Column{"Gross", 9, Align::Right, 6, [](const MonitorRow& r) { return r.reading.gross; }},
     Column{"Tare", 9, Align::Right, 5, [](const MonitorRow& r) { return r.reading.tare; }},
     Column{"Net", 9, Align::Right, 9, [](const MonitorRow& r) { return r.reading.net; }},

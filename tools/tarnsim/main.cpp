@@ -20,7 +20,7 @@ namespace {
 constexpr int kFailure = 1;
 constexpr int kWrongUse = 2;
 
-int Fail(const std::exception& error, int status, const char* hint = "") {
+int Fail(const std::exception& error, int status, const std::string& hint = {}) {
   std::cerr << "tarnsim: " << error.what() << hint << '\n';
   return status;
 }
@@ -43,7 +43,13 @@ int main(int argc, char** argv) {
     return 0;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // the help was asked for
-    return Fail(error, kWrongUse, "; tarnsim continuous --help shows what can be given");
+    const auto commands = app.get_subcommands();
+    if (!commands.empty()) {
+      return Fail(error, kWrongUse, "; see tarnsim " + commands.front()->get_name() + " --help");
+    }
+    return Fail(tarn::sim::UsageError("which terminals? continuous, template, mira, generic or "
+                                      "shareddata"),
+                kWrongUse, "; see tarnsim --help");
   } catch (const tarn::sim::UsageError& error) {
     return Fail(error, kWrongUse);
   } catch (const std::exception& error) {

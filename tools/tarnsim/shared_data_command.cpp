@@ -38,7 +38,7 @@ adds others or replaces these; one a line:
 Examples:
   tarnsim shareddata --address 127.0.0.2
   tarnsim shareddata --address 127.0.1.%d --count 32 --load "load 12.5"
-  tarnsim shareddata --address 127.0.0.2 --table diagnosis.txt --lost 0.05 --late 0.05)";
+  tarnsim shareddata --address 127.0.0.2 --table examples/diagnosis.txt --lost 0.05 --late 0.05)";
 
 struct SharedDataOptions {
   CommonOptions common;
