@@ -145,7 +145,7 @@ void HandleMessages(ULONGLONG milliseconds) {
 _TarnScaleDiagDataPtr DiagnosisOf(_TarnScale* scale) {
   _bstr_t name(L"TarnScaleDiagData");
   IDispatch* data = nullptr;
-  Check(scale->GetAxDataObj(name.GetAddress(), &data));
+  Check(scale->GetAxDataObj(&name.GetBSTR(), &data));
   const _TarnScaleDiagDataPtr diagnosis(data);
   if (data != nullptr) data->Release();
   return diagnosis;
