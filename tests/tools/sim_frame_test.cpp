@@ -14,20 +14,19 @@ namespace tarn::sim {
 namespace {
 
 TEST(Graduation, RoundsToWholeDivisionsAndWritesThem) {
-  struct Case {
+  const struct {
     double capacity, division;
     std::optional<int> decimals;
     double weight;
     const char* text;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {60, 0.05, {}, 12.37, "12.35"}, {60, 0.05, {}, 12.38, "12.40"},
       {60, 0.05, {}, -0.03, "-0.05"}, {100, 0.01, {}, 0.004, "0.00"},
       {15'000, 20, {}, 1234, "1240"}, {3, 0.001, {}, -0.0126, "-0.013"},
       {3, 0.00002, {}, 1, "1.00000"}, {150, 1, 1, 1.5, "2.0"},
       {999'990, 1, {}, 1, "1"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const Graduation graduation = MakeGraduation(c.capacity, c.division, c.decimals);
     EXPECT_EQ(graduation.Text(graduation.Digits(c.weight)), c.text);
     EXPECT_DOUBLE_EQ(graduation.Weight(graduation.capacity), c.capacity);
@@ -37,16 +36,15 @@ TEST(Graduation, RoundsToWholeDivisionsAndWritesThem) {
 }
 
 TEST(Graduation, RefusesWhatADisplayCannotShow) {
-  struct Case {
+  const struct {
     double capacity, division;
     std::optional<int> decimals;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {100, 0.03, {}},  {100, 0, {}}, {100, -1, {}},
       {100, 0.05, 1},   {100, 1, 6},  {600'000, 50'000, {}},  // nine divisions more: seven digits
       {999'991, 1, {}}, {0, 1, {}},   {0.4, 1, {}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_THROW(MakeGraduation(c.capacity, c.division, c.decimals), UsageError)
         << c.capacity << " by " << c.division;
   }
@@ -60,36 +58,34 @@ TEST(ContinuousFrame, HasTheBytesOfTheLayout) {
   const Reading negativeNet{.gross = 450, .tare = 500, .netMode = true, .motion = true};
   const Reading nothingNet{.gross = 500, .tare = 500, .netMode = true};
   const Reading beyond{.gross = 1'005'000, .overRange = true, .zeroed = false};
-  struct Case {
+  const struct {
     const char* what;
     ContinuousLayout layout;
     Reading reading;
     bool print;
     std::string_view bytes;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"with checksum", fine, {.gross = 1234}, false, "\x02,0 001234000000\r+"},
       {"negative, in motion, print", coarse, negativeNet, true, "\x02;+(000050000500\r"},
       {"short, beyond the display, not zeroed", small, beyond, false, "\x02\x32\x64!999999\rd"},
       {"under range", coarse, {.gross = -30, .underRange = true}, false, "\x02;& 000030000000\r"},
       {"nothing is not negative", tiny, nothingNet, false, "\x02/! 000000000500\r"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(BuildContinuousFrame(c.layout, c.reading, c.print), c.bytes) << c.what;
   }
 }
 
 TEST(ContinuousFrame, IsReadAsItWasMeant) {
-  struct Case {
+  const struct {
     const char* units;
     double division;
     char statusA;  ///< the reader has no use for the increment in it
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"kg", 0.0001, 0x2E}, {"lb", 0.002, 0x35}, {"g", 0.05, 0x3C}, {"t", 0.1, 0x2B},
       {"oz", 1, 0x2A},      {"ozt", 20, 0x32},   {"dwt", 5, 0x3A},  {"ton", 0.01, 0x2C},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const Graduation graduation = MakeGraduation(1000 * c.division, c.division, {});
     const ContinuousLayout layout{true, true, UnitsOf(c.units), graduation};
     for (const std::int32_t divisions : {-5, 1, 600, 1000}) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/serial_settings.hpp"
@@ -16,12 +17,8 @@ namespace {
 using Key = TerminalCommand::Key;
 
 TEST(CommandReader, FindsCommandsByteByByte) {
-  struct Case {
-    std::string bytes;
-    std::vector<TerminalCommand> commands;
-  };
   const std::string longest(CommandReader::kLongestNumber, '1');
-  const Case cases[] = {
+  const std::pair<std::string, std::vector<TerminalCommand>> cases[] = {
       {"CTZP", {{Key::Clear}, {Key::Tare}, {Key::Zero}, {Key::Print}}},
       {"-3T", {{Key::PresetTare, -3}}},
       {"1E-03T", {{Key::PresetTare, 0.001}}},
@@ -36,47 +33,35 @@ TEST(CommandReader, FindsCommandsByteByByte) {
       {longest + "1T", {}},
       {std::string(100'000, '7') + "T" + "5T", {{Key::PresetTare, 5}}},
   };
-  for (const Case& c : cases) {
+  for (const auto& [bytes, expected] : cases) {
     CommandReader reader;
     std::vector<TerminalCommand> commands;
-    for (const char byte : c.bytes) {
+    for (const char byte : bytes) {
       if (const auto command = reader.Take(byte)) commands.push_back(*command);
     }
-    EXPECT_EQ(commands, c.commands) << c.bytes.substr(0, 40);
+    EXPECT_EQ(commands, expected) << bytes.substr(0, 40);
   }
 }
 
-TEST(LinePacer, CarriesEachCharacterInItsTime) {
+TEST(LinePacer, CarriesEachCharacterInItsTimeOnceTheLineIsFree) {
   // Start, seven data, parity and two stop bits: 11 / 9600 s.
   LinePacer pacer(ParseSerialSettings("9600,e,7,2").CharacterTime());
   pacer.Send("01234", 100, 10);
   EXPECT_NEAR(pacer.FreeAt(), 111.4583, 0.0001) << "also where five characters were lost";
-  struct Case {
-    double now;
-    const char* carried;
-  };
-  const Case cases[] = {{99, ""},         {101.14, ""},      {101.15, "0"},
-                        {104.59, "0123"}, {105.73, "01234"}, {200, "01234"}};
   std::string carried;
-  for (const Case& c : cases) {
-    pacer.Carry(c.now, carried);
-    EXPECT_EQ(carried, c.carried) << c.now;
-    EXPECT_EQ(pacer.Busy(), carried.size() < 5) << c.now;
+  for (const auto& [now, expected] :
+       {std::pair(99.0, ""), {101.14, ""}, {101.15, "0"}, {104.59, "0123"}, {105.73, "01234"}}) {
+    pacer.Carry(now, carried);
+    EXPECT_EQ(carried, expected) << now;
+    EXPECT_EQ(pacer.Busy(), carried.size() < 5) << now;
   }
-}
-
-TEST(LinePacer, SendsNothingBeforeTheLineIsFreeOrOnceAbandoned) {
-  LinePacer pacer(1);
-  std::string carried;
-  pacer.Send("abc", 10, 8);
-  pacer.Carry(13, carried);
-  pacer.Send("de", 14, 1);
-  pacer.Carry(18.5, carried);
-  EXPECT_EQ(carried, "abc");
-  pacer.Carry(19, carried);
+  pacer.Send("ab", 106, 2);
+  pacer.Carry(112.6, carried);
+  EXPECT_EQ(carried, "01234");
+  pacer.Carry(112.7, carried);
   pacer.Abandon();
-  pacer.Carry(30, carried);
-  EXPECT_EQ(carried, "abcd");
+  pacer.Carry(200, carried);
+  EXPECT_EQ(carried, "01234a");
   EXPECT_FALSE(pacer.Busy());
 }
 

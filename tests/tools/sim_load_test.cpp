@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/tarnsim/indicator.hpp"
@@ -33,11 +34,7 @@ class Scale : public Indicator {
 };
 
 TEST(LoadScript, RefusesWhatItDoesNotUnderstandAndSaysWhere) {
-  struct Case {
-    std::string begin;
-    std::vector<const char*> ends;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, std::vector<const char*>> cases[] = {
       {"load", {"", " 1 2", " 5kg", " 1e999", " 20..10", " 10%..20", " ..5", " %"}},
       {"wait ", {"3h", "s", "-3s", "4s..2s"}},
       {"ramp ", {"5", "1 2 3 4s"}},
@@ -45,10 +42,8 @@ TEST(LoadScript, RefusesWhatItDoesNotUnderstandAndSaysWhere) {
       {"load 5; ", {"wiat 3s", "repeat", "wait 5ms; repeat 3"}},
       {"wait 1s; repeat", {" 0", " 1.5", "; load 3"}},
   };
-  for (const Case& c : cases) {
-    for (const char* end : c.ends) {
-      EXPECT_THROW(ParseLoadScript(c.begin + end), UsageError) << c.begin << end;
-    }
+  for (const auto& [begin, ends] : cases) {
+    for (const char* end : ends) EXPECT_THROW(ParseLoadScript(begin + end), UsageError) << end;
   }
   EXPECT_THROW(ParseLoadScript(std::string(LoadScript::kMaxText + 1, ' ')), UsageError);
   try {
@@ -73,19 +68,17 @@ TEST(LoadModel, SettlesLikeAPlatform) {
   Scale scale("wait 1s; load 50; wait 9s; load 0");
   EXPECT_EQ(scale.At(990), (Reading{.centreOfZero = true}));
   std::int32_t highest = 0;
-  std::vector<double> rests;  ///< when motion ends
-  bool inMotion = false;
-  for (double now = 1000; now < 10'000; now += 10) {
+  double rest = 0;
+  for (double now = 1010; now < 10'000; now += 10) {
     const Reading& reading = scale.At(now);
     highest = std::max(highest, reading.gross);
-    if (inMotion && !reading.motion) {
-      rests.push_back(now);
+    if (rest == 0 && !reading.motion) {
+      rest = now;
       EXPECT_NEAR(reading.gross, 5000, 1) << "rest is told when the weight is there";
     }
-    inMotion = reading.motion;
+    ASSERT_EQ(reading.motion, rest == 0) << "the turning points of the swing are no rest";
   }
-  ASSERT_EQ(rests.size(), 1U) << "the turning points of the swing are no rest";
-  EXPECT_NEAR(rests[0], 3000, 1500);
+  EXPECT_NEAR(rest, 3000, 1500);
   EXPECT_NEAR(highest, 6000, 900) << "it swings over";
   EXPECT_EQ(scale.Present(), (Reading{.gross = 5000}));
   EXPECT_TRUE(scale.At(10'200).motion);
@@ -124,15 +117,14 @@ TEST(LoadModel, GivesTheSameWeightsHoweverOftenItIsAsked) {
 }
 
 TEST(LoadModel, KeepsAmountsNoiseAndDriftWithinTheirBounds) {
-  struct Case {
+  const struct {
     const char* script;
     LoadModel::Options load;
     int least, most;  ///< how far from 50 kg it may come, and must
-  };
-  const Case cases[] = {{"load 10%..90%; wait 10s; repeat", {}, 3500, 4000},
-                        {"load 50", {.noise = 0.02}, 2, 2},
-                        {"load 50", {.drift = 0.10}, 10, 10}};
-  for (const Case& c : cases) {
+  } cases[] = {{"load 10%..90%; wait 10s; repeat", {}, 3500, 4000},
+               {"load 50", {.noise = 0.02}, 2, 2},
+               {"load 50", {.drift = 0.10}, 10, 10}};
+  for (const auto& c : cases) {
     Scale scale(c.script, c.load);
     int farthest = 0;
     for (int now = 10'000; now <= 500'000; now += 10'000) {
@@ -145,33 +137,27 @@ TEST(LoadModel, KeepsAmountsNoiseAndDriftWithinTheirBounds) {
 }
 
 TEST(Indicator, KnowsItsRange) {
-  struct Case {
-    const char* load;
-    bool over, under, centre;
+  const std::pair<const char*, const char*> cases[] = {
+      {"100.09", ""},       {"100.10", "over"}, {"-0.05", ""},         {"-0.06", "under"},
+      {"0.0025", "centre"}, {"0.0026", ""},     {"-0.0025", "centre"}, {"1e30", "over"},
   };
-  const Case cases[] = {
-      {"load 100.09", false, false, false}, {"load 100.10", true, false, false},
-      {"load -0.05", false, false, false},  {"load -0.06", false, true, false},
-      {"load 0.0025", false, false, true},  {"load 0.0026", false, false, false},
-      {"load -0.0025", false, false, true}, {"load 1e30", true, false, false},
-  };
-  for (const Case& c : cases) {
-    Scale scale(c.load);
+  for (const auto& [load, expected] : cases) {
+    Scale scale(std::string("load ") + load);
     // Far loads need longer to come to rest within a division.
     const Reading& reading = scale.At(6 * kLongEnoughToRest);
-    EXPECT_EQ(reading.overRange, c.over) << c.load;
-    EXPECT_EQ(reading.underRange, c.under) << c.load;
-    EXPECT_EQ(reading.centreOfZero, c.centre) << c.load;
+    std::string range = reading.overRange ? "over" : "";
+    if (reading.underRange) range += "under";
+    if (reading.centreOfZero) range += "centre";
+    EXPECT_EQ(range, expected) << load;
   }
 }
 
 TEST(Indicator, FollowsTheRulesOfItsKeys) {
-  struct Case {
+  const struct {
     const char* load;
     std::string_view keys;
     std::int32_t tare, displayed;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"12.5", "T", 1250, 0},       {"12.5", "TC", 0, 1250},   {"12.5", "2.004T", 200, 1050},
       {"12.5", "20TT", 1250, 0},    {"12.5", "T0T", 0, 1250},  {"100", "100T", 10'000, 0},
       {"12.5", "100.01T", 0, 1250}, {"12.5", "-1T", 0, 1250},  {"12.5", "1E300T", 0, 1250},
@@ -179,7 +165,7 @@ TEST(Indicator, FollowsTheRulesOfItsKeys) {
       {"2.00", "Z", 0, 0},          {"-2.00", "Z", 0, 0},      {"2.01", "Z", 0, 201},
       {"1.00", "TZ", 100, 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Scale scale("load " + std::string(c.load));
     scale.AdvanceTo(kLongEnoughToRest);
     CommandReader reader;
@@ -203,10 +189,7 @@ TEST(Indicator, TareAndZeroWaitForRest) {
   tooLong.Press({Key::Tare});
   EXPECT_FALSE(tooLong.At(20'000).netMode) << "forgotten";
 
-  Scale cleared("load 50");
-  cleared.AdvanceTo(500);
-  cleared.Press({Key::Tare});
-  cleared.Press({Key::Clear});
+  Scale cleared("load 50; press T; press C");
   EXPECT_FALSE(cleared.At(kLongEnoughToRest).netMode) << "clear takes a waiting tare back";
 
   Scale zero("load 1; wait 100ms; press Z", {}, false);

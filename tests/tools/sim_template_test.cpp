@@ -1,13 +1,11 @@
 // Simulated terminals that print records, against the template that reads them.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "protocols/tarn_record_template_config.hpp"
 #include "tests/tools/simulated_line.hpp"
-#include "tools/tarnsim/load_script.hpp"
 #include "tools/tarnsim/template_terminal.hpp"
 #include "tools/tarnsim/usage_error.hpp"
 
@@ -21,24 +19,9 @@ TemplateTerminal::Options Plain() {
   return options;
 }
 
-struct Bench {
+struct Bench : TerminalBench<TemplateTerminal> {
   explicit Bench(const TemplateTerminal::Options& options)
-      : line(new SimulatedLine),
-        terminal(options,
-                 std::make_unique<Indicator>(Indicator::Options{options.layout.graduation},
-                                             LoadScript{}, LoadModel::Options{}),
-                 std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line), 1, Pace::Pieces,
-                                             FaultInjector({}, 8, 1))) {}
-  std::string Run(double until) {
-    for (; now < until; now += 10) terminal.Tick(now + 10);
-    std::string written = line->Written();
-    line->pieces.clear();
-    return written;
-  }
-
-  SimulatedLine* line;
-  TemplateTerminal terminal;
-  double now = 0;
+      : TerminalBench(options, options.layout.graduation, "", {}, "115200,n,8,1") {}
 };
 
 TEST(TemplateRecord, IsWhatATemplateReads) {
@@ -54,9 +37,10 @@ TEST(TemplateRecord, IsWhatATemplateReads) {
   layout.delimiterAtEnd = true;
   EXPECT_EQ(BuildTemplateRecord(layout, reading, 1001, 2),
             (std::vector<std::string>{"#1001,", "A001,\r\n"}));
-  for (const char* wrong : {"", "net,", "weight",
-                            "net,net,net,net,net,net,net,net,net,net,net,net,net,net,net,net,net,"
-                            "net,net,net,net"}) {
+  std::string tooMany = "net";
+  for (int i = 0; i < 20; ++i) tooMany += ",net";
+  for (const std::string& wrong :
+       {std::string(), std::string("net,"), std::string("weight"), tooMany}) {
     EXPECT_THROW(ParseRecordFields(wrong), UsageError) << wrong;
   }
 }
@@ -67,15 +51,15 @@ TEST(TemplateTerminal, PrintsByItselfAndOnDemand) {
   options.demand = "\x05P";
   options.printEvery = 1000;
   Bench bench(options);
-  EXPECT_EQ(bench.Run(2500), "1,kg\r\n2,kg\r\n");
+  EXPECT_EQ(bench.SentUntil(2500), "1,kg\r\n2,kg\r\n");
   for (const char* piece : {"P\x05", "P\x05P\x05\x05", "x"}) bench.line->Received.Raise(piece);
-  EXPECT_EQ(bench.Run(2900), "3,kg\r\n4,kg\r\n");
+  EXPECT_EQ(bench.SentUntil(2900), "3,kg\r\n4,kg\r\n");
   options.demand = "";
   Bench silent(options);
   silent.line->Received.Raise("anything");
-  EXPECT_EQ(silent.Run(900), "");
+  EXPECT_EQ(silent.SentUntil(900), "");
   for (int i = 0; i < 1000; ++i) silent.terminal.Press({TerminalCommand::Key::Print});
-  EXPECT_LE(silent.Run(900'000).size(), 1000 * 9U);
+  EXPECT_LE(silent.SentUntil(900'000).size(), 1000 * 9U);
 }
 
 TEST(TemplateTerminal, FieldsMayComeSlowlyWithKeepAliveTextsBetweenThem) {
@@ -86,12 +70,12 @@ TEST(TemplateTerminal, FieldsMayComeSlowlyWithKeepAliveTextsBetweenThem) {
   options.keepAlive = 600;
   Bench bench(options);
   const std::string alive(TemplateTerminal::kKeepAliveText);
-  EXPECT_EQ(bench.Run(1280), alive + "1," + alive);
-  EXPECT_EQ(bench.Run(1600), "kg\r\n");
+  EXPECT_EQ(bench.SentUntil(1280), alive + "1," + alive);
+  EXPECT_EQ(bench.SentUntil(1600), "kg\r\n");
   options.keepAlive = 0;
   options.fieldDelay = 0;
   options.shortRecords = 1;
-  EXPECT_EQ(Bench(options).Run(1500), "1\r\n");
+  EXPECT_EQ(Bench(options).SentUntil(1500), "1\r\n");
 }
 
 }  // namespace

@@ -60,6 +60,12 @@ struct TerminalBench {
   void Run(double until, double tick = 10) {
     for (; now + tick <= until; now += tick) terminal.Tick(now + tick);
   }
+  /// What is sent from now until then.
+  std::string SentUntil(double until) {
+    line->pieces.clear();
+    Run(until);
+    return line->Written();
+  }
 
   SimulatedLine* line;
   SomeTerminal terminal;
