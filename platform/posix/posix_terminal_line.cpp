@@ -14,21 +14,30 @@ namespace {
 namespace fs = std::filesystem;
 
 /// A living line holds a record lock on its slave, which is apart from the file lock of the port
-/// that opens it. So the link of a line that lives is told from one that was left behind.
-struct flock WholeLineLock() {
+/// that opens it. So the link of a line that lives is told from one that was left behind. The byte
+/// that is locked stands for the place: the system gives the number of a pseudo-terminal that went
+/// to the next one, which may be the line of another place.
+struct flock LineLock(const fs::path& place) {
+  std::error_code ignored;
+  const fs::path absolute = fs::absolute(place, ignored);
+  const fs::path folder = fs::weakly_canonical(absolute.parent_path(), ignored);
+  constexpr std::size_t kMostBytes = 0x7FFFFFFF;
   struct flock lock {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
+  lock.l_start = static_cast<off_t>(fs::hash_value(folder / place.filename()) % kMostBytes);
+  lock.l_len = 1;
   return lock;
 }
 
 bool IsLiving(const fs::path& place) {
   const OwnedFd slave(::open(place.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  struct flock lock = WholeLineLock();
+  struct flock lock = LineLock(place);
   return slave && ::fcntl(slave.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-/// A link that was left behind: it points to nothing, or to a pseudo-terminal that is no line now.
+/// A link that was left behind: it points to nothing, or to a pseudo-terminal that is no line of
+/// this place now.
 bool IsLeftBehind(const fs::path& place) {
   if (!fs::is_symlink(place)) return false;
   if (!fs::exists(place)) return true;
@@ -63,7 +72,7 @@ void PosixTerminalLine::Attach() {
   OwnedFd slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (!slave) fail(errno);
   SetRaw(slave.Get());
-  struct flock lock = WholeLineLock();
+  struct flock lock = LineLock(place_);
   if (::fcntl(slave.Get(), F_OFD_SETLK, &lock) < 0) fail(errno);
 
   slaveName_ = name.data();

@@ -105,10 +105,13 @@ TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
   }
   EXPECT_EQ(Content(Name("link")), "precious");
 
-  // A line's number may be given to a terminal of somebody else once the line is gone.
+  // A line's number may be given to a terminal of somebody else, or to another line,
+  // once the line is gone.
   const OwnedFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
-  for (const std::string& left : {Name("nothing"), std::string(::ptsname(master.Get()))}) {
+  const auto another = host->CreateTerminalLine(Name("another"));
+  for (const std::string& left : {Name("nothing"), std::string(::ptsname(master.Get())),
+                                  fs::read_symlink(Name("another")).string()}) {
     const std::string place = Name("left-behind");
     fs::create_symlink(left, place);
     line = host->CreateTerminalLine(place);

@@ -15,8 +15,7 @@ constexpr std::size_t kLeastEvents = 3;
 constexpr std::size_t kShortestAlias = 5;
 constexpr std::size_t kLongestAlias = 20;
 constexpr std::string_view kKeys =
-    "q quit  j/k select  z zero  t tare  c clear tare  s preset tare  p print  "
-    "r/R print record  e start  d disable";
+    "q quit  j/k row  z zero  t tare  c clear  s set  p print  r record  e on  d off";
 
 struct Column {
   std::string_view title;
