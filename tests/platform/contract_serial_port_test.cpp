@@ -119,22 +119,6 @@ TEST_P(SerialPortContract, EveryByteValuePasses) {
   EXPECT_EQ(harness->Sent(), bytes);
 }
 
-TEST_P(SerialPortContract, RaisesAgainWhileAHandlerTakesSome) {
-  std::string taken;
-  int eventCount = 0;
-  port->ReceiveThreshold(2);
-  port->PortOpen(true);
-  subscription = port->Receive.Subscribe([&] {
-    ++eventCount;
-    if (taken.size() < 4) taken += {*port->Input(), *port->Input()};
-  });
-  harness->Deliver("abcdef");
-  ASSERT_TRUE(Becomes([&] { return taken == "abcd" && port->InBufferCount() == 2; }));
-  const int eventsBefore = eventCount;
-  RunSomeTurns();
-  EXPECT_EQ(eventCount, eventsBefore) << "nobody takes the rest";
-}
-
 TEST_P(SerialPortContract, ClearAndOpeningEmptyTheBuffer) {
   port->ReceiveThreshold(100);
   OpenAndCollect();
@@ -151,24 +135,6 @@ TEST_P(SerialPortContract, ClearAndOpeningEmptyTheBuffer) {
   port->ReceiveThreshold(1);
   harness->Deliver("new");
   ASSERT_TRUE(Becomes([&] { return Collected() == "new"; }));
-}
-
-TEST_P(SerialPortContract, WhatArrivesInsideAHandlerIsRaisedAfterIt) {
-  int depth = 0;
-  port->ReceiveThreshold(3);
-  port->PortOpen(true);
-  subscription = port->Receive.Subscribe([&] {
-    EXPECT_EQ(++depth, 1);
-    events.push_back(ReadAll());
-    if (events.size() < 3) {
-      port->Output("?");
-      harness->Deliver("and");
-    }
-    --depth;
-  });
-  harness->Deliver("one");
-  ASSERT_TRUE(Becomes([&] { return events.size() == 3; }));
-  EXPECT_THAT(events, ElementsAre("one", "and", "and"));
 }
 
 TEST_P(SerialPortContract, MayCloseOrGoInsideAHandler) {

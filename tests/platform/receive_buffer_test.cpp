@@ -207,10 +207,13 @@ TEST_F(ReceiveBufferTest, KeepsTheNewestBytesWhenNobodyReads) {
   }
 }
 
-TEST_F(ReceiveBufferTest, AnnouncesAgainWhatArrivedInsideAHandlerThatTookNothing) {
+TEST_F(ReceiveBufferTest, WhatArrivedInsideAHandlerThatTookNothingIsAnnouncedBehindIt) {
   int events = 0;
+  int depth = 0;
   ReceiveBuffer buffer(loop, [&] {
+    EXPECT_EQ(++depth, 1);
     if (++events == 1) buffer.Arrived("more");
+    --depth;
   });
   buffer.Arrived("some");
   EXPECT_EQ(events, 2);
