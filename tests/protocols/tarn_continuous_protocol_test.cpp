@@ -181,22 +181,6 @@ TEST_F(ContinuousProtocol, FindsTheFramesOnADisturbedLine) {
   }
 }
 
-TEST_F(ContinuousProtocol, SplitAtEveryByteTheFrameIsReadOnce) {
-  const std::string frame = Wire(Frame(kOnePlace, kKg, kC, "001234", "000100")) + "\x42";
-  scale->ActivityTimer()->TimeoutTime(0);  // its time-outs raise NewWeight too
-  for (std::size_t cut = 1; cut < frame.size(); ++cut) {
-    newWeights = 0;
-    Deliver(frame.substr(0, cut));
-    host.loop.Advance(15);
-    Deliver(frame.substr(cut));
-    host.loop.Advance(50);
-    EXPECT_EQ(newWeights, 1) << cut;
-  }
-  newWeights = 0;
-  for (const char byte : frame) Deliver(std::string(1, byte));
-  EXPECT_EQ(newWeights, 1);
-}
-
 TEST_F(ContinuousProtocol, AFrameThatFailsInTheMiddleShowsNoData) {
   // A number too large for 32 bits behind an exponent; the net text is not reached.
   Deliver(Wire(Frame(kOnePlace, kKg, kC, "001234", "000000")));
