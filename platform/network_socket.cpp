@@ -365,17 +365,11 @@ std::int32_t NetworkSocket::SenderPort() const {
   return session_ ? session_->input.from.port : 0;
 }
 
-std::string NetworkSocket::Take(std::size_t most) {
+std::string NetworkSocket::GetData() {
   if (!session_) return {};
-  if (transport_ == SocketTransport::Udp || most >= session_->input.bytes.size()) {
-    std::string all = std::exchange(session_->input.bytes, {});
-    WatchAgain();
-    return all;
-  }
-  std::string part = session_->input.bytes.substr(0, most);
-  session_->input.bytes.erase(0, most);
+  std::string all = std::exchange(session_->input.bytes, {});
   WatchAgain();
-  return part;
+  return all;
 }
 
 // --- Sending

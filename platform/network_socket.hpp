@@ -44,11 +44,9 @@ class NetworkSocket : public SocketControl {
   std::int32_t BytesReceived() const override;
   std::string SenderHost() const override;
   std::int32_t SenderPort() const override;
-  std::string GetData() override { return Take(SIZE_MAX); }
+  std::string GetData() override;
 
  protected:
-  /// At most so many bytes of a stream; a datagram is taken whole.
-  std::string Take(std::size_t most);
   /// Tells of a failure; a connection ends with it. The control may be gone afterwards.
   void Fail(std::int32_t number, const std::string& description);
 

@@ -113,15 +113,13 @@ class FakeLocale final : public UserLocale {
  public:
   std::string DecimalSeparator() const override { return decimal; }
   std::string GroupSeparator() const override { return group; }
-  std::string DateText() const override { return dateText; }
-  std::string TimeText() const override { return timeText; }
+  std::string DateText() const override { return "6/1/2024"; }
+  std::string TimeText() const override { return "12:34:56"; }
   std::string ToBytes(std::string_view text) const override;
   std::string FromBytes(std::string_view bytes) const override;
 
   std::string decimal = ".";
   std::string group = ",";
-  std::string dateText = "6/1/2024";
-  std::string timeText = "12:34:56";
 };
 
 /// The current folder is kFolder; a name below it and the relative name are the same file.
@@ -161,7 +159,7 @@ class FakeHost final : public Host {
   std::shared_ptr<SerialPort> CreateSerialPort() override;
   std::shared_ptr<SocketControl> CreateSocket() override;
   tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork; }
-  std::string ProgramFolder() override { return programFolder; }
+  std::string ProgramFolder() override { return "/program"; }
   void Trace(std::string_view text) override { filter_(text, loop.Now()); }
 
  private:
@@ -170,7 +168,6 @@ class FakeHost final : public Host {
 
  public:
   std::vector<std::string> traces;
-  std::string programFolder = "/program";
   FakeSettingsStore store;
   FakeLocale locale;
   FakeFiles files{locale};

@@ -59,7 +59,6 @@ class FakeSocket final : private FakeNetwork, public NetworkSocket {
   std::optional<AutomationError> failOpen;  ///< thrown by Bind and Connect
   std::optional<AutomationError> failSend;  ///< thrown by SendData
   bool staysOpen = false;                   ///< Close has no effect
-  std::size_t longestRead = SIZE_MAX;       ///< TCP: GetData gives no more at once
 
   void Transport(SocketTransport transport) override;
   SocketTransport Transport() const override { return NetworkSocket::Transport(); }
@@ -73,7 +72,6 @@ class FakeSocket final : private FakeNetwork, public NetworkSocket {
   void Bind(std::int32_t localPort) override;
   void Connect() override;
   void SendData(std::string_view bytes) override;
-  std::string GetData() override { return Take(longestRead); }
 
  private:
   FakeNetwork& Network() { return *this; }
