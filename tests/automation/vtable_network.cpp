@@ -22,23 +22,14 @@ constexpr HRESULT BasicError(int number) {
   return MAKE_HRESULT(SEVERITY_ERROR, FACILITY_CONTROL, number);
 }
 
-template <class Interface>
-ComPtr<Interface> Face(const ComPtr<IDispatch>& object) {
-  return object.As<Interface>();
-}
-
-ComPtr<IDispatch> AsObject(IUnknown* object) {
-  return ComPtr<IUnknown>(object).As<IDispatch>(IID_IDispatch);
-}
-
 /// An Ethernet connection that has taken the socket of the scale.
 ComPtr<IDispatch> ConnectionWithSocket(IDispatch* scale) {
   const auto link = Create(CLSID_EthernetConnection);
   const auto protocol = Create(CLSID_KesSDProtocol);
   const auto owner = ComPtr<IDispatch>(scale).As<_TarnScale>();
-  owner->putref_Connection(Face<_Connection>(link).Get());
-  owner->putref_Protocol(Face<_Protocol>(protocol).Get());
-  const HRESULT result = Face<_Protocol>(protocol)->Connect();
+  owner->putref_Connection(link.As<_Connection>().Get());
+  owner->putref_Protocol(protocol.As<_Protocol>().Get());
+  const HRESULT result = protocol.As<_Protocol>()->Connect();
   Expect(SUCCEEDED(result), L"taking the socket", result);
   return link;
 }
@@ -90,10 +81,10 @@ void WalkProtocols() {
 
   const auto face =
       Walk<_SummitProtocol>(Create(CLSID_SummitProtocol), {11}, Create(CLSID_SummitProtocol));
-  const auto tag = Face<_SDTagInfo>(Create(CLSID_SDTagInfo));
+  const auto tag = Create(CLSID_SDTagInfo).As<_SDTagInfo>();
   const auto message = Create(CLSID_KesMessage);
   Walk<_KesMessage>(message);
-  Expect(SUCCEEDED(face->ConvertReadData(tag.Get(), Face<_KesMessage>(message).Get())),
+  Expect(SUCCEEDED(face->ConvertReadData(tag.Get(), message.As<_KesMessage>().Get())),
          L"ConvertReadData");
   Expect(face->ConvertReadData(nullptr, nullptr) == BasicError(91), L"ConvertReadData of nothing");
 }
@@ -193,7 +184,7 @@ void WalkTags() {
   face->put_TagData(*Variant().Get());  // or the tag would hold itself
 
   const auto config = Create(CLSID_TarnKesBasicConfig);
-  const auto basic = Face<_TarnKesBasicConfig>(config);
+  const auto basic = config.As<_TarnKesBasicConfig>();
   ComPtr<_SDTagInfo> added;
   for (const wchar_t* key : {L"One", L"Two"}) {
     basic->AddVariable(Bstr(key).Get(), Bstr(L"bas01").Get(), SDLongType, 4, VARIANT_TRUE,
@@ -203,11 +194,11 @@ void WalkTags() {
   const auto tags = ObjectOf(config.Get(), L"SDVariables");
   Walk<_SDVariables>(tags, {7, 9});
   ComPtr<IUnknown> enumerator;
-  Face<_SDVariables>(tags)->get_NewEnum(enumerator.Receive());
+  tags.As<_SDVariables>()->get_NewEnum(enumerator.Receive());
   Variant each[3];
   const auto variants = enumerator.As<IEnumVARIANT>(IID_IEnumVARIANT);
   Expect(variants && variants->Next(3, each[0].Get(), nullptr) == S_FALSE, L"two tags");
-  Variant last = Object(AsObject(added.Get()).Get());
+  Variant last = Object(added.Get());
   Expect(Equal(each[1], last), L"the second tag of the enumerator");
   Expect(basic->RemoveVariable(Bstr(L"Three").Get()) == BasicError(9), L"no such variable");
 
