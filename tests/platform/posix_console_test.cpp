@@ -91,11 +91,10 @@ TEST_F(PosixConsoleTest, AnnouncesSignalsButForOneThatWasIgnored) {
 
 TEST(PosixKeys, SequencesAreKeys) {
   using Key = Console::Key;
-  struct Case {
+  const struct {
     std::string_view bytes;
     std::string keys;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"aZ ", "aZ "},
       {"\x1b[A\x1bOB", "UD"},
       {"\x1b[5~\x1b[6~", "<>"},
@@ -109,7 +108,7 @@ TEST(PosixKeys, SequencesAreKeys) {
       {"\x1b[2", ""},
       {"\x01\t\xC3\xA4z", "z"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::string told;
     ForEachKey(c.bytes, [&](Key key, char character) {
       constexpr std::string_view kMarks = "?UD<>HEn!b";

@@ -11,12 +11,11 @@ namespace {
 TEST(SerialSettings, AreTakenApart) {
   using Parity = SerialSettings::Parity;
   using StopBits = SerialSettings::StopBits;
-  struct Case {
+  const struct {
     const char* text;
     SerialSettings settings;
     double characterTime;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"9600,e,7,2", {9600, Parity::Even, 7, StopBits::Two}, 11000.0 / 9600},
       {"9600,n,8,1", {9600, Parity::None, 8, StopBits::One}, 10000.0 / 9600},
       {"110,O,5,1.5", {110, Parity::Odd, 5, StopBits::OneAndAHalf}, 8500.0 / 110},
@@ -33,12 +32,11 @@ TEST(SerialSettings, AreTakenApart) {
 }
 
 TEST(SerialSettings, AnythingElseIsRefused) {
-  struct Case {
+  const struct {
     std::string before;
     std::vector<const char*> pieces;
     std::string after;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"", {"", "0", "-9600", "96x0", "99999999999", " 9600"}, ",n,8,1"},
       {"9600,", {"", "x", "ee", " n"}, ",8,1"},
       {"9600,n,", {"", "3", "9", "10"}, ",1"},

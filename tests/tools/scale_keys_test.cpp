@@ -33,12 +33,11 @@ class ScaleKeysTest : public ScaleToolFixture {
 };
 
 TEST_F(ScaleKeysTest, TextsBecomeSettings) {
-  struct Case {
+  const struct {
     std::string pair;
     std::string key;
     std::string shown;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"alias=Line = 1", "alias", "Line = 1"},
       {"enabled=YES", "disabled", "no"},
       {"disabled=1", "enabled", "no"},
@@ -64,7 +63,7 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
        "Speed:abc1:float:4:poll,B:abc2:string:20:write"},
   };
   Apply(kSerial);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Apply({c.pair});
     EXPECT_EQ(Values()[c.key], c.shown) << c.pair;
   }
@@ -79,11 +78,10 @@ TEST_F(ScaleKeysTest, LineSettingsAreTheOnesThatThePortGets) {
 }
 
 TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
-  struct Case {
+  const struct {
     std::vector<std::string> before;
     std::vector<std::string> pairs;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{}, {"alias", "=x", "color=red", "baud=9600", "connection=pigeon", "protocol=morse"}},
       {{}, {"enabled=maybe", "rate=-1", "rate=1001", "rate=nan", "timeout=1.5"}},
       {{}, {"timeout=2147483648"}},
@@ -99,7 +97,7 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
        {"variables=x", "variables=a:b:long:3", "variables=a:b:bit:1,a:c:bit:1", "counts=abc",
         "variables=a:b:bit:1:read", "variables=a:b:bit:99999"}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Apply({"connection=none", "protocol=none"});
     Apply(c.before);
     const auto values = Values();
