@@ -9,48 +9,29 @@ namespace {
 
 class Win32LineTest : public ::testing::Test {
  protected:
-  static constexpr std::int16_t kPort = 7;
-
-  static std::string Variable(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr ? value : "";
-  }
-
   void SetUp() override {
-    if (Variable("TARN_TEST_PORT_B").empty()) GTEST_SKIP() << "no pair of ports is named";
-    HostOptions options;
-    options.portMap[kPort] = Variable("TARN_TEST_PORT_A");
-    options.trace = [this](std::string_view text) { traces.emplace_back(text); };
-    host = CreateNativeHost(std::move(options));
-    port = host->CreateSerialPort();
-    port->PortNumber(kPort);
+    if (std::getenv("TARN_TEST_PORT_B") == nullptr) GTEST_SKIP() << "no pair of ports is named";
+    port = host.CreateSerialPort();
+    port->PortNumber(Harness::kPort);
   }
-
-  void ConnectLine() {
-    line = host->CreateTerminalLine(Variable("TARN_TEST_PORT_B"));
-    subscription = line->Received.Subscribe([this](std::string_view bytes) { sent += bytes; });
-  }
-
   bool Becomes(const std::function<bool()>& condition) {
-    return host->Loop().RunUntil(condition, 30000);
+    return host.Loop().RunUntil(condition, 30000);
   }
 
-  std::vector<std::string> traces;
-  std::string sent;
-  std::unique_ptr<NativeHost> host;
+  const std::unique_ptr<Harness> harness = MakeNativeHarness();
+  Host& host = harness->Host();
   std::shared_ptr<SerialPort> port;
-  std::unique_ptr<TerminalLine> line;
-  Subscription subscription;
 };
 
 /// Far more than the drivers' buffers hold, sent while the loop stands still.
 TEST_F(Win32LineTest, NothingIsLostWhileTheLoopIsBusy) {
   constexpr std::size_t kTotal = 200'000;
-  ConnectLine();
+  const auto line =
+      dynamic_cast<NativeHost&>(host).CreateTerminalLine(std::getenv("TARN_TEST_PORT_B"));
   port->PortOpen(true);
   std::string delivered;
-  const double end = host->Loop().Now() + 30000;
-  while (delivered.size() < kTotal && host->Loop().Now() < end) {
+  const double end = host.Loop().Now() + 30000;
+  while (delivered.size() < kTotal && host.Loop().Now() < end) {
     const std::string piece(1000, static_cast<char>('a' + delivered.size() % 23));
     delivered += piece.substr(0, line->Write(piece));
   }
@@ -73,22 +54,22 @@ TEST_F(Win32LineTest, ClosesWithOutputThatNobodyTakes) {
   EXPECT_EQ(ErrorOf([&] { port->Output(std::string(SerialPort::kMaxQueuedOutput, 'y')); }), 57);
   port->PortOpen(false);
   port->PortOpen(true);
-  ConnectLine();
+  harness->ConnectLine();
   // Also clears the pair for whoever comes next.
   port->Output("the end");
-  EXPECT_TRUE(Becomes([&] { return sent.ends_with("the end"); }));
-  EXPECT_THAT(traces, ::testing::IsEmpty());
+  EXPECT_TRUE(Becomes([&] { return harness->Sent().ends_with("the end"); }));
+  EXPECT_THAT(harness->Traces(), ::testing::IsEmpty());
 }
 
 /// Drivers keep the settings of the last opening, and some refuse what they have already.
 TEST_F(Win32LineTest, OpensWithTheSameAndWithOtherSettingsAgain) {
-  ConnectLine();
+  harness->ConnectLine();
   for (const char* settings :
        {"9600,e,7,2", "9600,e,7,2", "19200,o,7,1", "9600,n,8,1", "9600,n,8,1"}) {
     port->Settings(settings);
     port->PortOpen(true);
     port->Output(settings);
-    EXPECT_TRUE(Becomes([&] { return sent.ends_with(settings); })) << settings;
+    EXPECT_TRUE(Becomes([&] { return harness->Sent().ends_with(settings); })) << settings;
     port->PortOpen(false);
   }
 }
@@ -96,7 +77,7 @@ TEST_F(Win32LineTest, OpensWithTheSameAndWithOtherSettingsAgain) {
 TEST_F(Win32LineTest, TheTableKnowsADeviceByAnyOfItsNames) {
   port->PortOpen(true);
   const auto number = static_cast<std::int16_t>(std::stoi(port->DeviceName().substr(3)));
-  const auto other = host->CreateSerialPort();
+  const auto other = host.CreateSerialPort();
   other->PortNumber(number);
   EXPECT_EQ(ErrorOf([&] { other->PortOpen(true); }), 8005);
   other->PortNumber(250);
