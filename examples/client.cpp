@@ -12,6 +12,7 @@
 
 #include <TarnSclServer.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -79,32 +80,28 @@ void PrintDiagnosis(_TarnScaleDiagData* diagnosis) {
   std::fflush(stdout);
 }
 
-/// Events come as calls of IDispatch::Invoke with the number of the event.
-class Events final : public IDispatch {
+/// Events come as calls of IDispatch::Invoke with the number of the event. The system may hold the
+/// sink longer than the subscription lasts, so its references count.
+class EventSink final : public IDispatch {
  public:
   using Handler = std::function<void(DISPID event)>;
 
-  Events(IUnknown* source, REFIID events, Handler handler)
-      : events_(events), handler_(std::move(handler)) {
-    const IConnectionPointContainerPtr container(source);
-    Check(container->FindConnectionPoint(events_, &point_));
-    Check(point_->Advise(this, &cookie_));
-  }
-  Events(const Events&) = delete;
-  Events& operator=(const Events&) = delete;
-  virtual ~Events() { point_->Unadvise(cookie_); }
+  EventSink(REFIID events, Handler handler) : events_(events), handler_(std::move(handler)) {}
+  virtual ~EventSink() = default;
 
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != events_) {
-      return E_NOINTERFACE;
-    }
+    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != events_) return E_NOINTERFACE;
     *object = static_cast<IDispatch*>(this);
+    AddRef();
     return S_OK;
   }
-  // Lives on the stack, and its connection no longer than it does.
-  STDMETHODIMP_(ULONG) AddRef() override { return 1; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
   STDMETHODIMP GetTypeInfoCount(UINT* count) override {
     *count = 0;
     return S_OK;
@@ -126,6 +123,25 @@ class Events final : public IDispatch {
  private:
   IID events_;
   Handler handler_;
+  std::atomic<ULONG> references_ = 1;
+};
+
+/// The events of an object, until the subscription goes.
+class Events {
+ public:
+  Events(IUnknown* source, REFIID events, EventSink::Handler handler) {
+    const IConnectionPointContainerPtr container(source);
+    Check(container->FindConnectionPoint(events, &point_));
+    auto* sink = new EventSink(events, std::move(handler));
+    const HRESULT result = point_->Advise(sink, &cookie_);
+    sink->Release();
+    Check(result);
+  }
+  Events(const Events&) = delete;
+  Events& operator=(const Events&) = delete;
+  ~Events() { point_->Unadvise(cookie_); }
+
+ private:
   IConnectionPointPtr point_;
   DWORD cookie_ = 0;
 };
