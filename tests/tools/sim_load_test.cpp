@@ -46,12 +46,8 @@ TEST(LoadScript, RefusesWhatItDoesNotUnderstandAndSaysWhere) {
     for (const char* end : ends) EXPECT_THROW(ParseLoadScript(begin + end), UsageError) << end;
   }
   EXPECT_THROW(ParseLoadScript(std::string(LoadScript::kMaxText + 1, ' ')), UsageError);
-  try {
-    ParseLoadScript("load 5\n# remark\n\nload five");
-    ADD_FAILURE() << "taken";
-  } catch (const UsageError& error) {
-    EXPECT_THAT(error.what(), testing::HasSubstr("line 4, \"load five\""));
-  }
+  EXPECT_THAT([] { ParseLoadScript("load 5\n# remark\n\nload five"); },
+              testing::ThrowsMessage<UsageError>(testing::HasSubstr("line 4, \"load five\"")));
 }
 
 TEST(LoadScript, ReadsDurationsInTheirUnits) {

@@ -1,4 +1,5 @@
 // The simulated shared-data terminal: its table of variables, what it answers, what goes wrong.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -74,12 +75,9 @@ TEST(VariableTable, WhatIsWrongIsToldWithItsLine) {
       "x bit : silent 1|x : fixed");
   for (std::string wrong; std::getline(wrongs, wrong, '|');) {
     VariableTable table;
-    try {
-      AddVariables(table, "# one\n\ny bit\n" + wrong);
-      ADD_FAILURE() << wrong;
-    } catch (const UsageError& error) {
-      EXPECT_EQ(std::string(error.what()).rfind("Variable table, line 4: ", 0), 0U) << wrong;
-    }
+    EXPECT_THAT([&] { AddVariables(table, "# one\n\ny bit\n" + wrong); },
+                testing::ThrowsMessage<UsageError>(testing::StartsWith("Variable table, line 4: ")))
+        << wrong;
   }
   VariableTable table;
   EXPECT_THROW(AddVariables(table, std::string(VariableTable::kMaxText + 1, '#')), UsageError);
