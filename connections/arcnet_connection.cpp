@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "base/number_text.hpp"
 #include "platform/utf8.hpp"
 
 namespace tarn {
@@ -17,15 +18,6 @@ std::size_t LengthInCharacters(std::string_view text) {
   std::size_t length = 0;
   for (; !text.empty(); ++length) TakeCodePoint(text);
   return length;
-}
-
-/// Names of clusters are letters of the English alphabet.
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
 }
 
 }  // namespace
@@ -47,7 +39,7 @@ void ArcNetConnection::KestrelNum(std::string number) {
 }
 
 void ArcNetConnection::Cluster(std::string_view letter) {
-  cluster_ = LowerCase(letter);
+  cluster_ = AsciiLower(letter);  // clusters are letters of the English alphabet
   BuildAddressPrefix();
   PropertyChanged.Raise("Cluster");
 }
