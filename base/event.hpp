@@ -1,49 +1,118 @@
-// Events: what happened, told synchronously to every subscriber in the order of subscription.
+// Events: synchronous notification of every subscriber, in the order of subscription.
 //
-// Four rules hold, whatever a handler does:
+// Five rules hold, whatever a handler does:
 //   1. A handler that was removed is never called again, also not by an emission under way.
 //   2. When a handler destroys the emitter, the handlers after it are not called.
 //   3. A handler may raise the same event again; the inner emission runs to its end first.
 //   4. A handler added during an emission is called from the next emission on.
+//   5. A handler that was removed is destroyed at once, or when the outermost emission under way
+//      ends. So subscribers may come and go for months at an event that is never raised.
 //
-// An exception of a handler ends the emission and climbs to whoever raised the event.
+// An exception of a handler ends the emission and reaches whoever raised the event.
 //
 // One thread: subscribe, unsubscribe and raise on the thread of the message loop.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <iterator>
+#include <list>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace tarn {
+
+/// The handlers of one event, of whatever signature: what Event and its Subscriptions share.
+/// Adding and removing cost the same with any number of them.
+class HandlerList {
+ public:
+  struct Slot {
+    Slot() = default;
+    Slot(const Slot&) = delete;
+    Slot& operator=(const Slot&) = delete;
+    virtual ~Slot() = default;
+    bool active = true;
+  };
+  using Slots = std::list<std::unique_ptr<Slot>>;
+  using Position = Slots::iterator;
+
+  /// Keeps the slots in their places while it lives; the last one to go drops what was removed.
+  class Emission {
+   public:
+    explicit Emission(HandlerList& list) : list_(list) { ++list_.emissions_; }
+    Emission(const Emission&) = delete;
+    Emission& operator=(const Emission&) = delete;
+    ~Emission() {
+      if (--list_.emissions_ == 0 && list_.removed_ > 0) list_.DropRemoved();
+    }
+
+   private:
+    HandlerList& list_;
+  };
+
+  Position Add(std::unique_ptr<Slot> slot) { return slots_.insert(slots_.end(), std::move(slot)); }
+
+  void Remove(Position at) {
+    (*at)->active = false;
+    ++removed_;
+    if (emissions_ == 0) Drop(at);
+  }
+
+  std::size_t Count() const { return slots_.size() - removed_; }
+  Slots& All() { return slots_; }
+
+  bool emitterGone = false;
+
+ private:
+  /// Out of the list first: what the handler holds may unsubscribe others when it goes.
+  void Drop(Position at) {
+    Slots dropped;
+    dropped.splice(dropped.end(), slots_, at);
+    --removed_;
+  }
+  void DropRemoved() {
+    Slots dropped;
+    for (auto at = slots_.begin(); at != slots_.end();) {
+      const auto next = std::next(at);
+      if (!(*at)->active) dropped.splice(dropped.end(), slots_, at);
+      at = next;
+    }
+    removed_ = 0;
+  }
+
+  Slots slots_;
+  std::size_t removed_ = 0;  // of slots_
+  int emissions_ = 0;
+};
 
 /// Keeps one handler subscribed; letting go of it unsubscribes. May outlive the event.
 /// Make it the last member of its owner, so that it is the first to go.
 class Subscription {
  public:
   Subscription() = default;
-  explicit Subscription(std::shared_ptr<bool> active) : active_(std::move(active)) {}
+  Subscription(const std::shared_ptr<HandlerList>& list, HandlerList::Position at)
+      : list_(list), at_(at) {}
   Subscription(Subscription&& other) noexcept = default;
   Subscription& operator=(Subscription&& other) noexcept {
     if (this != &other) {
       Reset();
-      active_ = std::move(other.active_);
+      list_ = std::move(other.list_);
+      at_ = other.at_;
     }
     return *this;
   }
   ~Subscription() { Reset(); }
 
   void Reset() {
-    if (active_) *active_ = false;
-    active_.reset();
+    const auto list = std::exchange(list_, {}).lock();
+    if (list) list->Remove(at_);
   }
-  explicit operator bool() const { return active_ && *active_; }
+  /// False as well when the event is gone.
+  explicit operator bool() const { return !list_.expired(); }
 
  private:
-  std::shared_ptr<bool> active_;
+  std::weak_ptr<HandlerList> list_;
+  HandlerList::Position at_;
 };
 
 template <class... Args>
@@ -51,60 +120,36 @@ class Event {
  public:
   using Handler = std::function<void(Args...)>;
 
-  Event() : state_(std::make_shared<State>()) {}
+  Event() : handlers_(std::make_shared<HandlerList>()) {}
   Event(const Event&) = delete;
   Event& operator=(const Event&) = delete;
-  ~Event() { state_->emitterGone = true; }
+  ~Event() { handlers_->emitterGone = true; }
 
   [[nodiscard]] Subscription Subscribe(Handler handler) {
-    auto slot = std::make_shared<Slot>(std::move(handler));
-    state_->slots.push_back(slot);
-    return Subscription(std::shared_ptr<bool>(slot, &slot->active));
+    return {handlers_, handlers_->Add(std::make_unique<HandlerSlot>(std::move(handler)))};
   }
 
   void Raise(Args... args) const {
-    // The emission holds the state, since a handler may destroy the event with its owner.
-    const std::shared_ptr<State> state = state_;
-    const Emission emission(*state);
-    const std::size_t count = state->slots.size();
-    for (std::size_t i = 0; i < count && !state->emitterGone; ++i) {
-      const std::shared_ptr<Slot> slot = state->slots[i];
-      if (slot->active) slot->handler(args...);
+    if (handlers_->All().empty()) return;
+    // The emission holds the list, since a handler may destroy the event with its owner.
+    const std::shared_ptr<HandlerList> handlers = handlers_;
+    const HandlerList::Emission emission(*handlers);
+    const auto last = std::prev(handlers->All().end());
+    for (auto at = handlers->All().begin();; ++at) {
+      if ((*at)->active) static_cast<HandlerSlot&>(**at).handler(args...);
+      if (at == last || handlers->emitterGone) return;
     }
   }
 
-  std::size_t SubscriberCount() const {
-    return static_cast<std::size_t>(std::count_if(state_->slots.begin(), state_->slots.end(),
-                                                  [](const auto& slot) { return slot->active; }));
-  }
+  std::size_t SubscriberCount() const { return handlers_->Count(); }
 
  private:
-  struct Slot {
-    explicit Slot(Handler h) : handler(std::move(h)) {}
+  struct HandlerSlot final : HandlerList::Slot {
+    explicit HandlerSlot(Handler h) : handler(std::move(h)) {}
     Handler handler;
-    bool active = true;
-  };
-  struct State {
-    std::vector<std::shared_ptr<Slot>> slots;
-    int emissions = 0;
-    bool emitterGone = false;
-  };
-  /// Counts the emissions under way; the outermost one drops the handlers that were removed.
-  class Emission {
-   public:
-    explicit Emission(State& state) : state_(state) { ++state_.emissions; }
-    Emission(const Emission&) = delete;
-    Emission& operator=(const Emission&) = delete;
-    ~Emission() {
-      if (--state_.emissions > 0) return;
-      std::erase_if(state_.slots, [](const auto& slot) { return !slot->active; });
-    }
-
-   private:
-    State& state_;
   };
 
-  std::shared_ptr<State> state_;
+  std::shared_ptr<HandlerList> handlers_;
 };
 
 }  // namespace tarn

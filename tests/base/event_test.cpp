@@ -28,24 +28,48 @@ TEST(Event, CallsHandlersInOrderOfSubscriptionUntilTheyGo) {
 }
 
 TEST(Event, ARemovedHandlerIsNeverCalledAgain) {
-  Event<> event;
-  int calls = 0;
-  Subscription second;
-  const auto first = event.Subscribe([&] { second.Reset(); });
-  second = event.Subscribe([&] { ++calls; });
-  event.Raise();
-  EXPECT_EQ(calls, 0);
+  for (const int depthOfRemoval : {0, 1}) {
+    Event<int> event;
+    int calls = 0;
+    Subscription last;
+    const auto first = event.Subscribe([&](int depth) {
+      if (depth < depthOfRemoval) event.Raise(depth + 1);
+    });
+    const auto second = event.Subscribe([&](int) { last.Reset(); });
+    last = event.Subscribe([&](int) { ++calls; });
+    event.Raise(0);
+    EXPECT_EQ(calls, 0) << depthOfRemoval;
+  }
+}
 
-  // One that removes itself still runs to its end.
-  std::string captured = "alive";
+TEST(Event, NothingStaysBehindForARemovedHandler) {
+  Event<> event;
+  const auto captured = std::make_shared<std::string>("alive");
+  const auto other = event.Subscribe([] {});
+  for (int i = 0; i < 3; ++i) {
+    const auto passing = event.Subscribe([captured] {});
+    EXPECT_EQ(captured.use_count(), 2);
+  }
+  EXPECT_EQ(captured.use_count(), 1);
+
+  // What the handler holds may unsubscribe others when it goes.
+  auto inner = std::make_shared<Subscription>(event.Subscribe([captured] {}));
+  auto outer = event.Subscribe([held = std::move(inner)] {});
+  outer.Reset();
+  EXPECT_EQ(captured.use_count(), 1);
+
+  // One that removes itself runs to its end, and goes with the outermost emission.
   Subscription self;
-  self = event.Subscribe([&self, captured, &calls] {
+  long during = 0;
+  self = event.Subscribe([&self, &event, &during, captured] {
     self.Reset();
-    calls += static_cast<int>(captured.size());
+    event.Raise();
+    during = captured.use_count();
   });
   event.Raise();
-  event.Raise();
-  EXPECT_EQ(calls, 5);
+  EXPECT_EQ(during, 2);
+  EXPECT_EQ(captured.use_count(), 1);
+  EXPECT_EQ(event.SubscriberCount(), 1U);
 }
 
 TEST(Event, LaterHandlersAreNotCalledOnceTheEmitterIsGone) {
@@ -81,19 +105,6 @@ TEST(Event, AHandlerAddedDuringAnEmissionWaitsForTheNextOne) {
   EXPECT_EQ(added, 0);
   event.Raise();
   EXPECT_EQ(added, 1);
-}
-
-TEST(Event, HandlersRemovedInANestedEmissionStayRemovedInTheOuterOne) {
-  Event<int> event;
-  int thirdCalls = 0;
-  Subscription third;
-  const auto first = event.Subscribe([&](int depth) {
-    if (depth == 0) event.Raise(1);
-  });
-  const auto second = event.Subscribe([&](int) { third.Reset(); });
-  third = event.Subscribe([&](int) { ++thirdCalls; });
-  event.Raise(0);
-  EXPECT_EQ(thirdCalls, 0);
 }
 
 TEST(Event, AnExceptionEndsTheEmissionAndLeavesTheEventUsable) {
