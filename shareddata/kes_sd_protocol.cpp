@@ -94,6 +94,12 @@ void KesSDProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteInteger("Ptype", static_cast<std::int16_t>(pType()), kDefaultType);
 }
 
+void KesSDProtocol::pType(ProtocolType type) {
+  const auto number = static_cast<std::int32_t>(type);
+  if (static_cast<std::int16_t>(number) != number) ThrowOverflow();
+  Protocol::pType(type);
+}
+
 void KesSDProtocol::scaleNum(std::string_view letter) {
   if (letter.empty()) return;
   scaleNum_ = AsciiLower(letter);

@@ -38,6 +38,11 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void ReadProperties(const PropertyBag& bag) override;
   void WriteProperties(PropertyBag& bag) const override;
 
+  ProtocolType pType() const override { return Protocol::pType(); }
+  /// Error 6 beyond 16 bits: as such the type is saved here, so another would come back as a
+  /// different one.
+  void pType(ProtocolType type) override;
+
   /// The terminal's scale letter, kept in lower case; it makes the names of the variables. Only "a"
   /// to "e" have command variables, with any other letter a command does nothing. An empty text
   /// changes nothing.

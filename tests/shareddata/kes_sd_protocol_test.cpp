@@ -415,6 +415,7 @@ TEST_F(SharedData, SettingsPersist) {
   saved->scaleNum("C");
   EXPECT_EQ(changed, "ScaleNum");
   saved->pType(ProtocolType::KesSQLType);
+  EXPECT_EQ(ErrorOf([&] { saved->pType(ProtocolType{70000}); }), 6);
   PropertyBag bag;
   bag.WriteObject("Protocol", *saved);
   const auto read = ReadObject<KesSDProtocol>(bag, "Protocol", *site, "NoProtocol");
