@@ -66,11 +66,12 @@ std::shared_ptr<Kind> NewObject(ObjectFactory& factory, std::string_view classNa
 }
 
 /// The object that a bag keeps under a key, restored; a new one of the default class where the key
-/// is missing.
+/// is missing. `place` as in PropertyBag::FindObject.
 template <class Kind>
 std::shared_ptr<Kind> ReadObject(const PropertyBag& bag, std::string_view key,
-                                 ObjectFactory& factory, std::string_view defaultClass) {
-  const PropertyBag::Object* stored = bag.FindObject(key);
+                                 ObjectFactory& factory, std::string_view defaultClass,
+                                 std::size_t place = 0) {
+  const PropertyBag::Object* stored = bag.FindObject(key, place);
   if (stored == nullptr) return NewObject<Kind>(factory, defaultClass);
   const auto object = factory.Create(stored->className);
   auto kind = As<Kind>(object);

@@ -1,5 +1,7 @@
 #include "base/property_bag.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 
@@ -22,6 +24,11 @@ enum Kind : std::uint8_t {
   kObject = 9,
   kBoolean = 11
 };
+
+bool IsKnown(std::uint8_t kind) {
+  return kind == kInteger || kind == kLong || kind == kDouble || kind == kText || kind == kObject ||
+         kind == kBoolean;
+}
 
 template <class Number>
 void AppendNumber(std::string& bytes, Number value) {
@@ -62,6 +69,10 @@ class Reader {
   ThrowTypeMismatch("Type mismatch in property \"" + std::string(key) + "\"");
 }
 
+[[noreturn]] void TooLong(const std::string& what) {
+  throw AutomationError(ErrorNumber::Overflow, what + " is too long to be saved");
+}
+
 void AppendShortText(std::string& bytes, std::string_view text) {
   if (text.size() > std::numeric_limits<std::uint16_t>::max()) ThrowOverflow();
   AppendNumber(bytes, static_cast<std::uint16_t>(text.size()));
@@ -97,18 +108,38 @@ void PropertyBag::WriteObject(std::string_view key, const Persistable& object) {
   auto nested = std::make_unique<Object>();
   nested->className = object.ClassName();
   object.WriteProperties(nested->bag);
+  const std::string inner = std::string(key) + ".";
   if (object.IsClientMade()) clientMade_.emplace_back(key);
-  for (const std::string& place : nested->bag.clientMade_) {
-    clientMade_.push_back(std::string(key) + "." + place);
-  }
+  for (const std::string& place : nested->bag.clientMade_) clientMade_.push_back(inner + place);
+  for (const std::string& place : nested->bag.notSet_) notSet_.push_back(inner + place);
   Store(key, std::move(nested));
 }
 
-const PropertyBag::Value* PropertyBag::Find(std::string_view key) const {
-  for (const Entry& entry : entries_) {
-    if (EqualIgnoringCase(entry.key, key)) return &entry.value;
+void PropertyBag::WriteObject(std::string_view key,
+                              const std::shared_ptr<const Persistable>& object,
+                              std::string_view defaultClass) {
+  if (object) {
+    WriteObject(key, *object);
+    return;
   }
-  return nullptr;
+  auto nested = std::make_unique<Object>();
+  nested->className = defaultClass;
+  notSet_.emplace_back(key);
+  Store(key, std::move(nested));
+}
+
+const PropertyBag::Value* PropertyBag::Find(std::string_view key, std::size_t place) const {
+  const auto isIt = [&](const Entry& entry) { return EqualIgnoringCase(entry.key, key); };
+  auto found = entries_.begin() + static_cast<std::ptrdiff_t>(std::min(place, entries_.size()));
+  if (found == entries_.end() || !isIt(*found)) {
+    found = std::find_if(entries_.begin(), entries_.end(), isIt);
+  }
+  if (found == entries_.end()) return nullptr;
+  if (const auto* damaged = std::get_if<Damaged>(&found->value)) {
+    throw AutomationError(ErrorNumber::InvalidFileFormat,
+                          "Damaged property \"" + std::string(key) + "\": " + damaged->why);
+  }
+  return &found->value;
 }
 
 void PropertyBag::Store(std::string_view key, Value value) {
@@ -179,8 +210,8 @@ std::string PropertyBag::ReadText(std::string_view key, std::string_view default
   return GeneralNumberText(ReadNumber(key, *value));
 }
 
-const PropertyBag::Object* PropertyBag::FindObject(std::string_view key) const {
-  const Value* value = Find(key);
+const PropertyBag::Object* PropertyBag::FindObject(std::string_view key, std::size_t place) const {
+  const Value* value = Find(key, place);
   if (value == nullptr) return nullptr;
   const auto* object = std::get_if<std::unique_ptr<Object>>(value);
   if (object == nullptr) Mismatch(key);
@@ -189,15 +220,15 @@ const PropertyBag::Object* PropertyBag::FindObject(std::string_view key) const {
 
 std::string PropertyBag::Contents() const {
   std::string bytes(kMark);
-  AppendEntries(bytes, 1);
-  if (bytes.size() > kMaxContents) ThrowOverflow();
+  AppendEntries(bytes, 1, "");
+  if (bytes.size() > kMaxContents) TooLong("The whole");
   return bytes;
 }
 
-void PropertyBag::AppendEntries(std::string& bytes, int depth) const {
+void PropertyBag::AppendEntries(std::string& bytes, int depth, const std::string& place) const {
   if (depth > kMaxDepth) ThrowOverflow();
   for (const Entry& entry : entries_) {
-    AppendShortText(bytes, entry.key);
+    const std::string here = place + entry.key;
     std::string payload;
     Kind kind = kText;
     if (const auto* integer = std::get_if<std::int16_t>(&entry.value)) {
@@ -214,13 +245,15 @@ void PropertyBag::AppendEntries(std::string& bytes, int depth) const {
       AppendNumber(payload, static_cast<std::uint16_t>(*flag ? 0xFFFF : 0));
     } else if (const auto* text = std::get_if<std::string>(&entry.value)) {
       payload = *text;
-    } else {
+    } else if (const auto* object = std::get_if<std::unique_ptr<Object>>(&entry.value)) {
       kind = kObject;
-      const Object& object = *std::get<std::unique_ptr<Object>>(entry.value);
-      AppendShortText(payload, object.className);
-      object.bag.AppendEntries(payload, depth + 1);
+      AppendShortText(payload, (*object)->className);
+      (*object)->bag.AppendEntries(payload, depth + 1, here + ".");
+    } else {
+      continue;
     }
-    if (payload.size() > kMaxContents) ThrowOverflow();
+    if (payload.size() > kMaxContents) TooLong(here);
+    AppendShortText(bytes, entry.key);
     AppendNumber(bytes, static_cast<std::uint8_t>(kind));
     AppendNumber(bytes, static_cast<std::uint32_t>(payload.size()));
     bytes += payload;
@@ -236,46 +269,50 @@ PropertyBag PropertyBag::FromContents(std::string_view contents) {
 
 PropertyBag PropertyBag::FromEntries(std::string_view bytes, int depth) {
   if (depth > kMaxDepth) Malformed("it is nested too deep");
-  const auto fixed = [](std::string_view payload, std::size_t length) {
-    if (payload.size() != length) Malformed("a number has a wrong length");
-    return Reader(payload);
-  };
   PropertyBag bag;
   Reader reader(bytes);
-  while (!reader.AtEnd()) {
-    if (bag.entries_.size() >= kMaxEntries) Malformed("it has too many entries");
+  for (std::size_t count = 0; !reader.AtEnd(); ++count) {
+    if (count >= kMaxEntries) Malformed("it has too many entries");
     const std::string_view key = reader.TakeShortText();
     const auto kind = reader.TakeNumber<std::uint8_t>();
     const std::string_view payload = reader.Take(reader.TakeNumber<std::uint32_t>());
-    switch (kind) {
-      case kInteger:
-        bag.Store(key, fixed(payload, 2).TakeNumber<std::int16_t>());
-        break;
-      case kLong:
-        bag.Store(key, fixed(payload, 4).TakeNumber<std::int32_t>());
-        break;
-      case kDouble:
-        bag.Store(key, fixed(payload, 8).TakeNumber<double>());
-        break;
-      case kBoolean:
-        bag.Store(key, fixed(payload, 2).TakeNumber<std::uint16_t>() != 0);
-        break;
-      case kText:
-        bag.Store(key, std::string(payload));
-        break;
-      case kObject: {
-        Reader inner(payload);
-        auto object = std::make_unique<Object>();
-        object->className = inner.TakeShortText();
-        object->bag = FromEntries(payload.substr(2 + object->className.size()), depth + 1);
-        bag.Store(key, std::move(object));
-        break;
-      }
-      default:
-        break;  // a kind of a later program: passed over, as a key that nobody asks for is
+    // A kind of a later program is skipped, as a key that nobody asks for is.
+    if (!IsKnown(kind)) continue;
+    Value value;
+    try {
+      value = Decoded(kind, payload, depth);
+    } catch (const AutomationError& error) {
+      value = Damaged{error.what()};
     }
+    bag.entries_.push_back({std::string(key), std::move(value)});
   }
   return bag;
+}
+
+PropertyBag::Value PropertyBag::Decoded(std::uint8_t kind, std::string_view payload, int depth) {
+  Reader reader(payload);
+  const auto number = [&](auto zero) {
+    if (payload.size() != sizeof(zero)) Malformed("a number has a wrong length");
+    return reader.TakeNumber<decltype(zero)>();
+  };
+  switch (kind) {
+    case kInteger:
+      return number(std::int16_t{});
+    case kLong:
+      return number(std::int32_t{});
+    case kDouble:
+      return number(double{});
+    case kBoolean:
+      return number(std::uint16_t{}) != 0;
+    case kText:
+      return std::string(payload);
+    default: {
+      auto object = std::make_unique<Object>();
+      object->className = reader.TakeShortText();
+      object->bag = FromEntries(payload.substr(2 + object->className.size()), depth + 1);
+      return object;
+    }
+  }
 }
 
 }  // namespace tarn

@@ -3,7 +3,11 @@
 //
 // Keys compare without regard to case. Reading converts between kinds of numbers and texts as
 // Automation values do; what cannot convert is an error with the key in its text. A key that is not
-// there reads as the default, a key that nobody asks for is passed over.
+// there reads as the default, a key that nobody asks for is skipped.
+//
+// A damaged entry costs only itself: the others of its bag read as ever, and reading the damaged
+// one is error 321. Only damage between the outermost entries (the mark, lengths and kinds) makes
+// the whole contents unreadable.
 //
 // The contents as bytes (all numbers little-endian):
 //   "TBG1"  then the entries of the outermost bag, one after the other:
@@ -11,6 +15,7 @@
 //   object  = class name length (16 bits), class name, then the entries of the nested bag
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -45,44 +50,57 @@ class PropertyBag {
   void WriteText(std::string_view key, std::string_view value, std::string_view defaultValue);
   /// Writes the class name and lets the object write its own values. An object is always stored.
   void WriteObject(std::string_view key, const Persistable& object);
+  /// Where there is no object, stores one of the default class that has its default values.
+  void WriteObject(std::string_view key, const std::shared_ptr<const Persistable>& object,
+                   std::string_view defaultClass);
 
   /// Each read gives the default where the key is missing. Error 13 where the value cannot convert,
-  /// 6 where it does not fit.
+  /// 6 where it does not fit, 321 where the entry is damaged.
   bool ReadBoolean(std::string_view key, bool defaultValue) const;
   std::int16_t ReadInteger(std::string_view key, std::int16_t defaultValue) const;
   std::int32_t ReadLong(std::string_view key, std::int32_t defaultValue) const;
   double ReadDouble(std::string_view key, double defaultValue) const;
   std::string ReadText(std::string_view key, std::string_view defaultValue) const;
-  /// Null where the key is missing; error 13 where the value is not an object.
-  const Object* FindObject(std::string_view key) const;
+  /// Null where the key is missing; error 13 where the value is not an object. Damaged contents may
+  /// hold a key twice: then the entry that stands at `place` (from 0) counts, else the first.
+  const Object* FindObject(std::string_view key, std::size_t place = 0) const;
 
   bool IsEmpty() const { return entries_.empty(); }
+  std::size_t Count() const { return entries_.size(); }
 
   /// The places of written objects that clients had made, of which the bag keeps only a default
   /// one: "Scale3.Protocol.Configuration".
   const std::vector<std::string>& ClientMade() const { return clientMade_; }
+  /// The places where there was no object to write.
+  const std::vector<std::string>& NotSet() const { return notSet_; }
 
-  /// The whole contents as bytes. Error 6 where a key, value or the whole exceeds its bound.
+  /// The whole contents as bytes. Error 6 with the place where a key, value or the whole exceeds
+  /// its bound.
   std::string Contents() const;
-  /// Trusts nothing: error 321 for bytes that are no contents, or cut short, or too deep.
+  /// Trusts nothing: error 321 for bytes that are no contents or cut short.
   static PropertyBag FromContents(std::string_view contents);
 
  private:
-  using Value =
-      std::variant<std::int16_t, std::int32_t, double, bool, std::string, std::unique_ptr<Object>>;
+  struct Damaged {
+    std::string why;
+  };
+  using Value = std::variant<std::int16_t, std::int32_t, double, bool, std::string,
+                             std::unique_ptr<Object>, Damaged>;
   struct Entry {
     std::string key;
     Value value;
   };
 
-  const Value* Find(std::string_view key) const;
+  const Value* Find(std::string_view key, std::size_t place = 0) const;
   void Store(std::string_view key, Value value);
   double ReadNumber(std::string_view key, const Value& value) const;
-  void AppendEntries(std::string& bytes, int depth) const;
+  void AppendEntries(std::string& bytes, int depth, const std::string& place) const;
+  static Value Decoded(std::uint8_t kind, std::string_view payload, int depth);
   static PropertyBag FromEntries(std::string_view bytes, int depth);
 
   std::vector<Entry> entries_;
   std::vector<std::string> clientMade_;
+  std::vector<std::string> notSet_;
 };
 
 struct PropertyBag::Object {

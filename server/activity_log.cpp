@@ -4,6 +4,7 @@
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "platform/utf8.hpp"
 
 namespace tarn {
 
@@ -11,7 +12,13 @@ std::string LogLine(const UserLocale& locale, std::string_view alias, const Prin
   const std::string decimal = locale.DecimalSeparator();
   std::string line;
   const auto quoted = [&line](std::string_view text) {
-    line.append("\"").append(text).append("\"");
+    line += '"';
+    while (!text.empty()) {
+      const char32_t codePoint = TakeCodePoint(text);
+      const bool isControl = codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
+      AppendCodePoint(line, isControl ? U'?' : codePoint);
+    }
+    line += '"';
   };
   const auto number = [&](double value) { line += GeneralNumberText(value, decimal); };
 
@@ -31,13 +38,30 @@ std::string LogLine(const UserLocale& locale, std::string_view alias, const Prin
   return line;
 }
 
+void ActivityLog::Open(std::string name) {
+  missing_ = std::move(name);
+  stream_.reset();
+  TryAgain();
+}
+
+void ActivityLog::TryAgain() {
+  if (missing_) Stream(files_.OpenForAppending(*missing_));
+}
+
+void ActivityLog::Stream(std::shared_ptr<TextStream> stream) {
+  stream_ = std::move(stream);
+  missing_.reset();
+}
+
 void ActivityLog::Write(const UserLocale& locale, std::string_view alias, const PrintData& print) {
   if (!enabled_) return;
+  TryAgain();
   const auto stream = stream_;
   Required(stream, "The activity log is not open").WriteLine(LogLine(locale, alias, print));
 }
 
 void ActivityLog::Close() {
+  missing_.reset();
   const auto stream = std::exchange(stream_, nullptr);
   if (stream) stream->Close();
 }

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/files.hpp"
 #include "platform/text_stream.hpp"
 #include "platform/user_locale.hpp"
 #include "scale/print_data.hpp"
@@ -14,25 +16,38 @@ namespace tarn {
 /// The line of one print record: date, time, alias, gross, tare, net, units. Date, time, alias and
 /// units stand in quotes; quotes inside them are not escaped. A decimal comma is not escaped
 /// either, which makes the numbers ambiguous in such a locale: readers of the file know it so.
+/// A control character shows as "?", so that no text of a terminal or a client forges a line.
 std::string LogLine(const UserLocale& locale, std::string_view alias, const PrintData& print);
 
-/// The stream stays open while logging is off; the switch only gates the writing.
+/// The stream stays open while logging is off; the switch only gates the writing. The files outlive
+/// the log.
 class ActivityLog {
  public:
+  explicit ActivityLog(Files& files) : files_(files) {}
+
+  /// Opens the file for appending. One that cannot be opened is missing from then on: there is no
+  /// stream, and TryAgain and Write open it as soon as it can be. Errors of the file.
+  void Open(std::string name);
+  /// Opens the file that is missing, if one is. Errors of the file.
+  void TryAgain();
+
   bool Enabled() const { return enabled_; }
   void Enabled(bool enabled) { enabled_ = enabled; }
 
   std::shared_ptr<TextStream> Stream() const { return stream_; }
-  void Stream(std::shared_ptr<TextStream> stream) { stream_ = std::move(stream); }
+  void Stream(std::shared_ptr<TextStream> stream);
 
-  /// Errors of the stream; 91 when there is none.
+  /// Errors of the stream, or of the file that is still missing; 91 when a client has set the
+  /// stream to none.
   void Write(const UserLocale& locale, std::string_view alias, const PrintData& print);
 
   /// Closes and lets go of the stream; what the closing throws reaches the caller afterwards.
   void Close();
 
  private:
+  Files& files_;
   bool enabled_ = false;
+  std::optional<std::string> missing_;
   std::shared_ptr<TextStream> stream_;
 };
 

@@ -34,18 +34,27 @@ void ScaleTable::Replace(std::int16_t number, std::shared_ptr<TarnScale> scale) 
   if (old) old->Detach();
 }
 
-void ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site) {
+bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site) {
+  bool whole = bag.Count() == kScaleCount;
+  std::string missing;
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     Replace(number, nullptr);
+    const std::string key = Key(number);
+    const auto place = static_cast<std::size_t>(number - 1);
     try {
-      auto scale = ReadObject<TarnScale>(bag, Key(number), *site, TarnScale::kClassName);
+      if (bag.FindObject(key, place) == nullptr) missing += " " + key;
+      auto scale = ReadObject<TarnScale>(bag, key, *site, TarnScale::kClassName, place);
       scale->ScaleNumber(number);
       Replace(number, std::move(scale));
     } catch (const std::exception& error) {
+      whole = false;
       site->System().Trace("Scale " + std::to_string(number) +
                            " cannot be restored from the settings file: " + error.what());
     }
   }
+  if (missing.empty()) return whole;
+  site->System().Trace("Not in the settings file, so with their defaults:" + missing);
+  return false;
 }
 
 void ScaleTable::FillNew(const std::shared_ptr<ScaleSite>& site) {
@@ -60,7 +69,11 @@ void ScaleTable::FillNew(const std::shared_ptr<ScaleSite>& site) {
 PropertyBag ScaleTable::Save() const {
   PropertyBag bag;
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    bag.WriteObject(Key(number), Filled(number));
+    try {
+      bag.WriteObject(Key(number), At(number), TarnScale::kClassName);
+    } catch (const std::exception& error) {
+      throw AutomationError(ErrorNumber::DeviceInputOutput, Key(number) + ": " + error.what());
+    }
   }
   return bag;
 }

@@ -24,11 +24,14 @@ class ScaleTable {
   void Replace(std::int16_t number, std::shared_ptr<TarnScale> scale);
 
   /// Fills every slot from the bag's "Scale1" to "Scale32", a missing one by a default scale. A
-  /// slot whose entry cannot be restored stays empty; that is traced.
-  void Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site);
+  /// slot whose entry cannot be restored stays empty. Both are traced. False when the bag does not
+  /// hold exactly the 32 scales that are in the table now, so that saving them would lose
+  /// something.
+  bool Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site);
   /// Fills every slot with a new scale, named "Scale" and its number.
   void FillNew(const std::shared_ptr<ScaleSite>& site);
-  /// Error 91 when a slot is empty.
+  /// An empty slot is saved as a default scale, so that one scale never costs the others. Errors
+  /// name the scale.
   PropertyBag Save() const;
   void Clear();
 

@@ -16,7 +16,7 @@ namespace tarn {
 /// site, which then has no timers and no log.
 class ServerSite final : public ScaleSite, public std::enable_shared_from_this<ServerSite> {
  public:
-  explicit ServerSite(Host& host) : host_(host), form_(host) {}
+  explicit ServerSite(Host& host) : host_(host), form_(host), log_(host.Files()) {}
 
   Host& System() override { return host_; }
   std::shared_ptr<Timer> UpdateTimer(std::int16_t scaleNumber) override {

@@ -1,6 +1,7 @@
 #include "server/settings_file.hpp"
 
 #include <cstdint>
+#include <optional>
 
 #include "base/automation_error.hpp"
 #include "base/little_endian.hpp"
@@ -10,6 +11,8 @@ namespace {
 
 constexpr std::uint16_t kArrayOfBytes = 0x2011;
 constexpr std::size_t kHeaderLength = 12;
+constexpr std::size_t kMostKept = 16U << 20U;
+constexpr int kMostCopies = 99;
 
 template <class Number>
 void Append(std::string& bytes, Number value) {
@@ -20,6 +23,19 @@ void Append(std::string& bytes, Number value) {
 template <class Number>
 Number NumberAt(std::string_view bytes, std::size_t at) {
   return FromLittleEndian<Number>(bytes.substr(at));
+}
+
+std::optional<std::string> ReadIfThere(Files& files, const std::string& name, std::size_t most) {
+  try {
+    return files.Read(name, most);
+  } catch (const AutomationError& error) {
+    if (error.Number() != ErrorNumber::FileNotFound) throw;
+    return std::nullopt;
+  }
+}
+
+[[noreturn]] void Refuse(const std::string& why) {
+  throw AutomationError(ErrorNumber::DeviceInputOutput, why);
 }
 
 }  // namespace
@@ -53,6 +69,19 @@ PropertyBag ReadSettingsFile(Files& files, const std::string& name) {
 
 void WriteSettingsFile(Files& files, const std::string& name, const PropertyBag& bag) {
   files.WriteAtBeginning(name, EncodeSettings(bag));
+}
+
+std::string KeepUnreadableFile(Files& files, const std::string& name) {
+  const auto content = ReadIfThere(files, name, kMostKept + 1);
+  if (!content || content->empty()) return {};
+  if (content->size() > kMostKept) Refuse(name + " could not be read and is too long to be kept");
+  for (int number = 1; number <= kMostCopies; ++number) {
+    const std::string copy = name + ".unreadable" + (number > 1 ? std::to_string(number) : "");
+    if (ReadIfThere(files, copy, 1)) continue;
+    files.WriteAtBeginning(copy, *content);
+    return copy;
+  }
+  Refuse(name + " could not be read, and too many copies of it are kept already");
 }
 
 }  // namespace tarn

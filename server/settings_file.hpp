@@ -24,4 +24,10 @@ PropertyBag DecodeSettings(std::string_view bytes);
 PropertyBag ReadSettingsFile(Files& files, const std::string& name);
 void WriteSettingsFile(Files& files, const std::string& name, const PropertyBag& bag);
 
+/// Copies a file that is about to be overwritten, though it could not be read, beside itself:
+/// NAME.unreadable, with a number behind it where that exists already. Returns the copy's name, an
+/// empty one where there is nothing to keep. Errors of the files; 57 for one of more than 16 MB,
+/// which is no settings file.
+std::string KeepUnreadableFile(Files& files, const std::string& name);
+
 }  // namespace tarn

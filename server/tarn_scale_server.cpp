@@ -36,7 +36,7 @@ TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
     : host_(host), site_(std::make_shared<ServerSite>(host)) {
   try {
     ReadSettingsStore();
-    OpenLog();
+    OpenLogQuietly([this] { Log().Open(currentLogName_); });
     if (file_.name.empty()) {
       file_.name = kNewFileName;
       LoadScaleSettings(true);
@@ -46,7 +46,7 @@ TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
     if (StartsEachScale(mode))
       startFailures_ = RunEachScale();
     else
-      RunAllScales();
+      RunScales(true);
   } catch (...) {
     // The scales that run by now must not outlive a server that nobody gets.
     scales_.Clear();
@@ -80,8 +80,12 @@ void TarnScaleServer::ReadSettingsStore() {
   });
 }
 
-void TarnScaleServer::OpenLog() {
-  Log().Stream(host_.Files().OpenForAppending(currentLogName_));
+void TarnScaleServer::OpenLogQuietly(const std::function<void()>& open) {
+  try {
+    open();
+  } catch (const std::exception& error) {
+    host_.Trace("The activity log " + currentLogName_ + " cannot be opened: " + error.what());
+  }
 }
 
 bool TarnScaleServer::StartsEachScale(StartMode mode) {
@@ -125,10 +129,15 @@ bool TarnScaleServer::LoadCurrentFile() {
     bag = ReadSettingsFile(host_.Files(), file_.name);
   } catch (const std::exception& error) {
     host_.Trace(file_.name + " cannot be loaded: " + error.what());
+    unreadableFile_ = AbsoluteFileName();
     Inform("Can't open configuration settings file: " + file_.name, kExclamation);
     return false;
   }
-  scales_.Load(*bag, site_);
+  if (!scales_.Load(*bag, site_)) {
+    unreadableFile_ = AbsoluteFileName();
+  } else if (unreadableFile_ == AbsoluteFileName()) {
+    unreadableFile_.clear();
+  }
   MarkPortsQuietly();
   WatchChanges();
   file_.dirty = false;
@@ -146,10 +155,10 @@ void TarnScaleServer::NewConfiguration() {
 
 void TarnScaleServer::SaveScaleSettings() {
   RequireRunning();
-  std::vector<std::string> clientMade;
+  PropertyBag bag;
   try {
-    const PropertyBag bag = scales_.Save();
-    clientMade = bag.ClientMade();
+    bag = scales_.Save();
+    KeepUnreadableFile();
     WriteSettingsFile(host_.Files(), file_.name, bag);
     host_.Settings().Set(kSection, "LastFile", file_.name);
   } catch (const std::exception& error) {
@@ -159,10 +168,27 @@ void TarnScaleServer::SaveScaleSettings() {
   }
   file_.dirty = false;
   file_.isNew = false;
-  if (clientMade.empty()) return;
-  std::string places;
-  for (const std::string& place : clientMade) places += (places.empty() ? "" : ", ") + place;
-  Inform("Objects of clients are not saved; defaults take their place: " + places, kExclamation);
+  ReportPlaces("Objects of clients are not saved; defaults take their place: ", bag.ClientMade());
+  ReportPlaces("Nothing is set here, so defaults were saved: ", bag.NotSet());
+}
+
+/// Once only: after that the file's content is safe, whether the save then succeeds or not.
+void TarnScaleServer::KeepUnreadableFile() {
+  if (unreadableFile_.empty() || unreadableFile_ != AbsoluteFileName()) return;
+  const std::string copy = tarn::KeepUnreadableFile(host_.Files(), file_.name);
+  unreadableFile_.clear();
+  if (!copy.empty()) {
+    host_.Trace(file_.name + " could not be read whole; before the save it was kept as " + copy);
+  }
+}
+
+void TarnScaleServer::ReportPlaces(const std::string& what,
+                                   const std::vector<std::string>& places) {
+  if (places.empty()) return;
+  std::string text = what + places.front();
+  for (std::size_t i = 1; i < places.size(); ++i) text += ", " + places[i];
+  host_.Trace(text);
+  Inform(text, kExclamation);
 }
 
 /// A setting that persists and was written makes the configuration dirty. The lamps persist too,
@@ -191,6 +217,7 @@ void TarnScaleServer::LoggingEnabled(bool enabled) {
   loggingEnabled_ = enabled;
   Log().Enabled(enabled);
   host_.Settings().Set(kSection, "LoggingEnabled", BooleanText(enabled));
+  OpenLogQuietly([this] { Log().TryAgain(); });
 }
 
 void TarnScaleServer::CurrentLogName(std::string name) {
@@ -204,7 +231,7 @@ void TarnScaleServer::CurrentLogName(std::string name) {
   } catch (const std::exception&) {
     closing = std::current_exception();
   }
-  OpenLog();
+  Log().Open(currentLogName_);
   if (closing) std::rethrow_exception(closing);
 }
 
@@ -250,7 +277,14 @@ bool TarnScaleServer::GetComPortUsed(std::int32_t portNo) const {
 
 void TarnScaleServer::RunAllScales() {
   RequireRunning();
+  RunScales(false);
+}
+
+/// An empty slot ends the published operation. The start-up skips it: one damaged entry of the
+/// settings file would lock every client out.
+void TarnScaleServer::RunScales(bool skipEmptySlots) {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    if (skipEmptySlots && !scales_.At(number)) continue;
     TarnScale& scale = scales_.Filled(number);
     if (!scale.Disabled()) scale.RunScale();
   }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,8 +42,9 @@ class TarnScaleServer {
   static constexpr std::int32_t kCritical = 16;
   static constexpr std::int32_t kExclamation = 48;
 
-  /// The whole start-up: host form, settings store, log, settings file, scales. What fails there
-  /// (the log cannot be opened, in AllScales mode a scale does not start) is thrown.
+  /// The whole start-up: host form, settings store, log, settings file, scales. In AllScales mode
+  /// the error of a scale that does not start is thrown. A log that cannot be opened is only
+  /// traced, since no client could name another one otherwise.
   TarnScaleServer(Host& host, StartMode mode);
   TarnScaleServer(const TarnScaleServer&) = delete;
   TarnScaleServer& operator=(const TarnScaleServer&) = delete;
@@ -55,7 +57,9 @@ class TarnScaleServer {
   void LoggingEnabled(bool enabled);
   bool LoggingEnabled() const { return loggingEnabled_; }
   bool SummitEnabled() const { return true; }
-  /// Writing closes the log and opens the one of that name for appending.
+  /// Writing closes the log and opens the one of that name for appending. A log that cannot be
+  /// opened is an error, and its name stays: LogFile is none then, and the file is tried again when
+  /// this or LoggingEnabled is written, at the next start, and by every print that is to be logged.
   void CurrentLogName(std::string name);
   const std::string& CurrentLogName() const { return currentLogName_; }
   void CurrentFileNew(bool value) { file_.isNew = value; }
@@ -69,8 +73,9 @@ class TarnScaleServer {
   /// True: a new configuration. False: the one of CurrentFileName, or a new one where that cannot
   /// be read. Does not start the scales.
   void LoadScaleSettings(bool INITNEW);
-  /// Objects that clients have made are saved as the defaults of their places, which InfoMessage
-  /// then names.
+  /// Objects that clients have made, and places without an object, are saved as the defaults of
+  /// their places, which InfoMessage and the trace then name. A file whose last load failed, or did
+  /// not restore all that it holds, is first copied to NAME.unreadable.
   void SaveScaleSettings();
   /// Error 91 at an empty slot.
   void SetComPortsUsed();
@@ -106,8 +111,13 @@ class TarnScaleServer {
 
   ActivityLog& Log() const { return site_->Log(); }
   void ReadSettingsStore();
-  void OpenLog();
+  /// Opens the log, or tries again; the failure is traced.
+  void OpenLogQuietly(const std::function<void()>& open);
   void RequireRunning() const;
+  void RunScales(bool skipEmptySlots);
+  std::string AbsoluteFileName() const { return host_.Files().AbsoluteName(file_.name); }
+  void KeepUnreadableFile();
+  void ReportPlaces(const std::string& what, const std::vector<std::string>& places);
   void NewConfiguration();
   bool LoadCurrentFile();
   void WatchChanges();
@@ -119,6 +129,7 @@ class TarnScaleServer {
   std::shared_ptr<ServerSite> site_;
   ScaleTable scales_;
   FILEMGMT file_;
+  std::string unreadableFile_;  // with its folder; empty when all of the file is in the table
   std::string currentLogName_ = "Default.log";
   bool loggingEnabled_ = false;
   bool running_ = true;

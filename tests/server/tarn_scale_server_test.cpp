@@ -18,6 +18,10 @@
 namespace tarn {
 namespace {
 
+AutomationError Failure(ErrorNumber number) {
+  return {number, "out of order"};
+}
+
 class ServerTest : public testing::Test {
  protected:
   ~ServerTest() override { server.reset(); }
@@ -88,14 +92,18 @@ TEST_F(ServerTest, TheStartUpReadsTheStoreLoadsTheFileAndRunsTheScales) {
   server->GetScale(3)->AliasName("Line 3");
   server->CurrentFileName("plant.scl");
   server->SaveScaleSettings();
-  server->LoggingEnabled(true);
   server->CurrentLogName("plant.log");
+  for (const bool logging : {false, true}) {
+    server->LoggingEnabled(logging);
+    EXPECT_EQ(host.store.values["settings/loggingenabled"], logging ? "True" : "False");
+  }
   EXPECT_EQ(host.store.values["settings/lastfile"], "plant.scl");
-  EXPECT_EQ(host.store.values["settings/loggingenabled"], "True");
   EXPECT_EQ(host.store.values["settings/logfile"], "plant.log");
   EXPECT_FALSE(PortIsOpen(5));
 
+  host.files.contents.erase("Default.log");
   Restart();
+  EXPECT_FALSE(host.files.contents.contains("Default.log"));  // the store comes before the log
   EXPECT_EQ(server->CurrentFileName(), "plant.scl");
   EXPECT_EQ(server->CurrentLogName(), "plant.log");
   EXPECT_TRUE(server->LoggingEnabled());
@@ -104,6 +112,8 @@ TEST_F(ServerTest, TheStartUpReadsTheStoreLoadsTheFileAndRunsTheScales) {
   EXPECT_EQ(server->GetScale(3)->AliasName(), "Line 3");
   EXPECT_TRUE(PortIsOpen(5));
   EXPECT_TRUE(server->GetComPortUsed(5));
+  server->LoadScaleSettings(true);
+  EXPECT_FALSE(server->GetComPortUsed(5));
 }
 
 TEST_F(ServerTest, AStoreThatCannotBeReadLeavesTheDefaults) {
@@ -121,32 +131,55 @@ TEST_F(ServerTest, AStoreThatCannotBeReadLeavesTheDefaults) {
   EXPECT_EQ(server->CurrentLogName(), "other.log");
 }
 
-TEST_F(ServerTest, ALogThatCannotBeOpenedEndsTheStartAndLeavesNothingRunning) {
-  host.files.failOpen.emplace("Default.log",
-                              AutomationError(ErrorNumber::PermissionDenied, "no permission"));
-  EXPECT_EQ(ErrorOf([&] { Start(); }), 70);
-  host.loop.Advance(1000);
-  EXPECT_TRUE(host.traces.empty());
-}
-
 // --- Settings file
 // --------------------------------------------------------------------------------
 
-TEST_F(ServerTest, AMissingOrMalformedFileGivesANewConfigurationAndAMessage) {
+TEST_F(ServerTest, AMissingOrMalformedFileGivesANewConfigurationAndIsKeptByTheNextSave) {
   Start();
-  host.files.contents["bad.scl"] = "not a settings file";
-  host.files.contents["short.scl"] = EncodeSettings(PropertyBag()).substr(0, 14);
-  for (const std::string name : {"none.scl", "bad.scl", "short.scl"}) {
+  const struct {
+    std::string name;
+    std::string content;
+    std::string kept;  // as
+  } cases[] = {{"none.scl", "", ""},
+               {"bad.scl", "not a settings file", "bad.scl.unreadable"},
+               {"bad.scl", "none either", "bad.scl.unreadable2"},
+               {"short.scl", EncodeSettings(PropertyBag()).substr(0, 14), "short.scl.unreadable"}};
+  for (const auto& c : cases) {
+    if (!c.content.empty()) host.files.contents[c.name] = c.content;
     server->GetScale(1)->AliasName("old");
-    server->CurrentFileName(name);
+    server->CurrentFileName(c.name);
     messages.clear();
     server->LoadScaleSettings(false);
-    EXPECT_EQ(messages, Messages{"48 Can't open configuration settings file: " + name});
-    EXPECT_EQ(server->CurrentFileName(), name);
+    EXPECT_EQ(messages, Messages{"48 Can't open configuration settings file: " + c.name});
+    EXPECT_EQ(server->CurrentFileName(), c.name);
     EXPECT_EQ(server->GetScale(1)->AliasName(), "Scale1");
     EXPECT_TRUE(server->CurrentFileNew());
     EXPECT_FALSE(server->CurrentFileDirty());
+
+    server->CurrentFileName("another.scl");
+    server->SaveScaleSettings();
+    server->CurrentFileName(c.name);
+    const std::size_t files = host.files.contents.size();
+    for (int save = 0; save < 2; ++save) {
+      host.traces.clear();
+      server->SaveScaleSettings();
+      EXPECT_FALSE(server->CurrentFileNew());
+      EXPECT_EQ(host.traces.size(), save == 0 && !c.kept.empty() ? 1U : 0U);
+    }
+    EXPECT_EQ(host.files.contents.size(), files + 1);
+    if (!c.kept.empty()) {
+      EXPECT_EQ(host.files.contents[c.kept], c.content);
+    }
+    host.files.contents[c.name].clear();
   }
+  // Where the copy cannot be made, nothing is overwritten.
+  host.files.contents["bad.scl"] = "a third one";
+  server->CurrentFileName("bad.scl");
+  server->LoadScaleSettings(false);
+  host.files.failWrite.emplace("bad.scl.unreadable3", Failure(ErrorNumber::DiskFull));
+  server->SaveScaleSettings();
+  EXPECT_EQ(host.files.contents["bad.scl"], "a third one");
+  EXPECT_EQ(messages.back(), "48 Can't write configuration settings file: bad.scl");
 }
 
 TEST_F(ServerTest, SavingWritesAllThirtyTwoScalesAsOneValue) {
@@ -182,38 +215,69 @@ TEST_F(ServerTest, AShorterConfigurationKeepsTheOldTailAndReadsItsOwnLength) {
   EXPECT_EQ(server->GetScale(1)->AliasName(), "short");
 }
 
-TEST_F(ServerTest, ASaveNamesWhatClientsHaveMade) {
+TEST_F(ServerTest, ASaveNamesThePlacesThatItFillsWithDefaults) {
   struct ClientConnection final : Connection {
     std::string_view ClassName() const override { return "NoConnection"; }
     bool IsClientMade() const override { return true; }
   };
   Start();
-  server->GetScale(3)->AliasName("kept");
-  server->GetScale(3)->Connection(std::make_shared<ClientConnection>());
+  const auto scale = server->GetScale(3);
+  scale->AliasName("kept");
+  scale->SummitData(nullptr);
+  EXPECT_EQ(ErrorOf([&] { server->GetScale(4)->Protocol(nullptr); }), 91);
+  scale->Connection(std::make_shared<ClientConnection>());
   server->SaveScaleSettings();
-  EXPECT_EQ(messages, Messages{"48 Objects of clients are not saved; defaults take their place: "
-                               "Scale3.Connection"});
+  EXPECT_EQ(messages,
+            (Messages{"48 Objects of clients are not saved; defaults take their place: "
+                      "Scale3.Connection",
+                      "48 Nothing is set here, so defaults were saved: Scale3.SummitData, "
+                      "Scale4.Protocol"}));
+  EXPECT_EQ(host.traces.size(), 2U);
   EXPECT_FALSE(server->CurrentFileDirty());
   server->LoadScaleSettings(false);
   EXPECT_EQ(server->GetScale(3)->AliasName(), "kept");
   EXPECT_EQ(server->GetScale(3)->Connection()->ClassName(), "NoConnection");
+  EXPECT_EQ(server->GetScale(3)->SummitData()->ClassName(), "SummitData");
+  EXPECT_EQ(server->GetScale(4)->Protocol()->ClassName(), "NoProtocol");
 }
 
 TEST_F(ServerTest, AFailingSaveReportsAndLeavesTheFlags) {
+  class Unwritable final : public Connection {
+    void WriteProperties(PropertyBag&) const override { ThrowOverflow(); }
+  };
   Start();
-  server->CurrentFileName("Default.scl");
-  server->GetScale(1)->AliasName("changed");
-  host.files.failWrite.emplace("Default.scl", AutomationError(ErrorNumber::DiskFull, "disk full"));
-  server->SaveScaleSettings();
-  EXPECT_EQ(messages, Messages{"48 Can't write configuration settings file: Default.scl"});
-  EXPECT_TRUE(server->CurrentFileDirty());
-  EXPECT_TRUE(server->CurrentFileNew());
-  host.files.failWrite.clear();
-  host.store.failWrites = true;
-  server->SaveScaleSettings();
-  EXPECT_EQ(messages.size(), 2U);
-  EXPECT_TRUE(server->CurrentFileDirty());
-  host.store.failWrites = false;
+  const auto scale = server->GetScale(2);
+  const auto good = scale->Connection();
+  const struct {
+    const char* trace;
+    std::function<void(bool broken)> arrange;
+  } cases[] = {
+      {"out of order",
+       [&](bool broken) {
+         if (broken) host.files.failWrite.emplace("Default.scl", Failure(ErrorNumber::DiskFull));
+         if (!broken) host.files.failWrite.clear();
+       }},
+      {"Scale2: Overflow",
+       [&](bool broken) { scale->Connection(broken ? std::make_shared<Unwritable>() : good); }},
+      {"Scale2.AliasName is too long",
+       [&](bool broken) { scale->AliasName(std::string(broken ? 5U << 20U : 1U, 'x')); }},
+      {"out of order", [&](bool broken) { host.store.failWrites = broken; }},
+  };
+  for (const auto& c : cases) {
+    c.arrange(true);
+    messages.clear();
+    host.traces.clear();
+    server->CurrentFileDirty(true);
+    server->SaveScaleSettings();
+    EXPECT_EQ(messages, Messages{"48 Can't write configuration settings file: Default.scl"});
+    ASSERT_EQ(host.traces.size(), 1U) << c.trace;
+    EXPECT_NE(host.traces[0].find(c.trace), std::string::npos) << host.traces[0];
+    EXPECT_TRUE(server->CurrentFileDirty());
+    EXPECT_TRUE(server->CurrentFileNew());
+    EXPECT_FALSE(host.store.values.contains("settings/lastfile"));
+    c.arrange(false);
+    host.loop.ComeLate(1e8);  // so that the trace shows the same text again
+  }
   server->SaveScaleSettings();
   EXPECT_FALSE(server->CurrentFileDirty());
 }
@@ -269,7 +333,7 @@ TEST_F(ServerTest, WhatAClientWritesMakesTheConfigurationDirty) {
   EXPECT_FALSE(server->CurrentFileDirty());
 }
 
-TEST_F(ServerTest, AScaleThatCannotBeRestoredLeavesItsSlotEmpty) {
+TEST_F(ServerTest, AScaleThatCannotBeRestoredLeavesItsSlotEmptyAndCostsNoOther) {
   class FutureConnection final : public Connection {
     std::string_view ClassName() const override { return "FutureConnection"; }
   };
@@ -278,6 +342,7 @@ TEST_F(ServerTest, AScaleThatCannotBeRestoredLeavesItsSlotEmpty) {
   Configure(2, 2);
   Configure(7, 7);
   server->SaveScaleSettings();
+  const std::string file = host.files.contents["Default.scl"];
   server->LoadScaleSettings(false);
   EXPECT_TRUE(messages.empty());
   EXPECT_EQ(server->GetScale(5), nullptr);
@@ -287,13 +352,20 @@ TEST_F(ServerTest, AScaleThatCannotBeRestoredLeavesItsSlotEmpty) {
   EXPECT_FALSE(PortIsOpen(7));
   EXPECT_EQ(ErrorOf([&] { server->StopAllScales(); }), 91);
   EXPECT_EQ(ErrorOf([&] { server->SetComPortsUsed(); }), 91);
-  server->SaveScaleSettings();  // would lose the entry, so it fails instead
-  EXPECT_EQ(messages, Messages{"48 Can't write configuration settings file: Default.scl"});
-
-  messages.clear();
   const auto failures = server->RunEachScale();
   ASSERT_EQ(failures.size(), 1U);
   EXPECT_EQ(failures[0].number, 5);
+  EXPECT_TRUE(PortIsOpen(7));
+
+  // A start goes on behind the empty slot; a save keeps the file and gives the slot its default.
+  Restart();
+  EXPECT_TRUE(PortIsOpen(7));
+  server->SaveScaleSettings();
+  EXPECT_EQ(messages, Messages{"48 Nothing is set here, so defaults were saved: Scale5"});
+  EXPECT_EQ(host.files.contents["Default.scl.unreadable"], file);
+  server->LoadScaleSettings(false);
+  EXPECT_TRUE(server->GetScale(5)->Disabled());
+  server->RunAllScales();
   EXPECT_TRUE(PortIsOpen(7));
 }
 
@@ -330,8 +402,11 @@ TEST_F(ServerTest, RunAllScalesStopsAtTheFirstFailureAndRunEachScaleDoesNot) {
   EXPECT_EQ(ErrorOf([&] { server->RunAllScales(); }), 8002);
   EXPECT_TRUE(PortIsOpen(1));
   EXPECT_FALSE(PortIsOpen(3));
+  int stopped = 0;  // a disabled scale is stopped, too
+  const auto watch = server->GetScale(9)->WeightData()->NewWeight.Subscribe([&] { ++stopped; });
   server->StopAllScales();
   EXPECT_FALSE(PortIsOpen(1));
+  EXPECT_EQ(stopped, 1);
 
   const auto failures = server->RunEachScale();
   EXPECT_TRUE(PortIsOpen(1));
@@ -347,10 +422,13 @@ TEST_F(ServerTest, TheSettingStartEachScaleKeepsThePlantRunning) {
   Configure(2, 1);  // the same port twice: the second finds it in use
   Configure(3, 3);
   server->SaveScaleSettings();
-  EXPECT_EQ(ErrorOf([&] { Restart(); }), 8005);
+  server.reset();
+  EXPECT_EQ(ErrorOf([&] { const TarnServerConnection failed(host); }), 8005);
   EXPECT_FALSE(PortIsOpen(1));  // nothing outlives a failed start
   host.store.values["settings/starteachscale"] = "True";
-  Restart();
+  std::int32_t any = 1;
+  const TarnServerConnection connection(host);
+  server = connection.TarnScaleServer(any);
   EXPECT_TRUE(PortIsOpen(1));
   EXPECT_TRUE(PortIsOpen(3));
   ASSERT_EQ(server->StartFailures().size(), 1U);
@@ -401,15 +479,57 @@ TEST_F(ServerTest, PrintRecordsAreLoggedWhileLoggingIsOn) {
   EXPECT_TRUE(host.files.contents["second.log"].ends_with("own line\r\n"));
 }
 
+TEST_F(ServerTest, NoTextForgesALineOfTheLog) {
+  Start();
+  server->LoggingEnabled(true);
+  const auto scale = server->GetScale(1);
+  scale->AliasName("A\r\n\"6/1/2024\"\x1b\x7f\xC2\x85\xC3\xA4");
+  scale->WeightData()->Units("k\ng\t");
+  scale->printRequest(true);
+  EXPECT_EQ(host.files.contents["Default.log"],
+            "\"6/1/2024\",\"12:34:56\",\"A??\"6/1/2024\"???\xE4\",0,0,0,\"k?g?\"\r\n");
+}
+
 TEST_F(ServerTest, AFullDiskReachesTheClientThatPrintsAndNothingElse) {
   Start();
   server->LoggingEnabled(true);
-  host.files.failWrite.emplace("Default.log", AutomationError(ErrorNumber::DiskFull, "disk full"));
+  host.files.failWrite.emplace("Default.log", Failure(ErrorNumber::DiskFull));
   EXPECT_EQ(ErrorOf([&] { server->GetScale(1)->printRequest(true); }), 61);
-  host.files.failClose.emplace("Default.log", AutomationError(ErrorNumber::DiskFull, "disk full"));
+  host.files.failClose.emplace("Default.log", Failure(ErrorNumber::DiskFull));
   EXPECT_EQ(ErrorOf([&] { server->CurrentLogName("second.log"); }), 61);
   server->GetScale(1)->printRequest(true);  // into the new log
   EXPECT_FALSE(host.files.contents["second.log"].empty());
+}
+
+TEST_F(ServerTest, ALogThatCannotBeOpenedLocksNobodyOutAndIsTriedAgain) {
+  Start();
+  const auto away = std::pair{std::string("away.log"), Failure(ErrorNumber::PathFileAccess)};
+  const struct {
+    std::function<void()> attempt;
+    int error;  // while the log is away
+  } cases[] = {{[&] { server->LoggingEnabled(true); }, 0},
+               {[&] { server->LoggingEnabled(false); }, 0},
+               {[&] { server->CurrentLogName("away.log"); }, 75},
+               {[&] { server->GetScale(1)->printRequest(true); }, 75}};
+  for (const auto& c : cases) {
+    host.files.failOpen.insert(away);
+    EXPECT_EQ(ErrorOf([&] { server->CurrentLogName("away.log"); }), 75);
+    EXPECT_EQ(server->CurrentLogName(), "away.log");
+    EXPECT_EQ(server->LogFile(), nullptr);
+    server->LoggingEnabled(true);
+    host.loop.ComeLate(1e8);
+    host.traces.clear();
+    Restart();
+    ASSERT_FALSE(host.traces.empty());
+    EXPECT_EQ(host.traces[0], "The activity log away.log cannot be opened: out of order");
+    EXPECT_EQ(ErrorOf(c.attempt), c.error);
+    EXPECT_EQ(server->LogFile(), nullptr);
+    host.files.failOpen.clear();
+    EXPECT_EQ(ErrorOf(c.attempt), 0);
+    EXPECT_NE(server->LogFile(), nullptr);
+  }
+  server->LogFile(nullptr);  // a client's own decision: nothing is opened instead
+  EXPECT_EQ(ErrorOf([&] { server->GetScale(1)->printRequest(true); }), 91);
 }
 
 // --- Shut-down and the shared server
@@ -421,7 +541,11 @@ TEST_F(ServerTest, AfterTheShutDownEverythingIsQuiet) {
   scale->RunScale();
   server->CurrentFileName("plant.scl");
   const auto log = server->LogFile();
+  server->LoggingEnabled(true);
+  auto last = scale->WeightData()->NewWeight.Subscribe([&] { scale->printRequest(true); });
   server->ShutDown();
+  last.Reset();
+  EXPECT_NE(host.files.contents["Default.log"], "");  // still open while the scales go
   EXPECT_EQ(host.store.values["settings/lastfile"], "plant.scl");
   EXPECT_FALSE(host.files.contents.contains("plant.scl"));
   EXPECT_FALSE(PortIsOpen(1));
@@ -464,17 +588,6 @@ TEST(TarnServerConnectionTest, AllConnectionsShareOneServerAsLongAsOneLives) {
   const TarnServerConnection third(host);
   EXPECT_NE(third.TarnScaleServer(one), server);
   EXPECT_EQ(third.TarnScaleServer(one)->CurrentFileName(), "plant.scl");
-}
-
-TEST(TarnServerConnectionTest, AFailedStartLeavesNoServerBehind) {
-  FakeHost host;
-  host.files.failOpen.emplace("Default.log",
-                              AutomationError(ErrorNumber::PermissionDenied, "no permission"));
-  EXPECT_EQ(ErrorOf([&] { const TarnServerConnection failed(host); }), 70);
-  host.files.failOpen.clear();
-  std::int32_t number = 1;
-  const TarnServerConnection connection(host);
-  EXPECT_NE(connection.TarnScaleServer(number)->GetScale(1), nullptr);
 }
 
 TEST(ClassRegistry, MakesEveryClassUnderItsOwnName) {
@@ -524,6 +637,47 @@ TEST(SettingsFile, TruncationAtEveryLengthIsAnError) {
         << length;
   }
   EXPECT_NE(DecodeSettings(bytes + "tail").FindObject("Scale32"), nullptr);
+}
+
+/// A bit between the entries (the header, the mark, an entry's lengths and kind) makes the file
+/// unreadable, or is noticed by the load; any other costs at most the scale whose entry it is in.
+TEST(SettingsFile, AFlippedBitCostsAtMostItsOwnEntry) {
+  FakeHost host;
+  const auto site = std::make_shared<ServerSite>(host);
+  ScaleTable table;
+  table.FillNew(site);
+  table.At(2)->Connection(NewObject<SerialConnection>(*site, "SerialConnection"));
+  const auto entryOf = [](const ScaleTable& of, int number) {
+    PropertyBag bag;
+    bag.WriteObject("Scale" + std::to_string(number), of.At(number), "none");
+    return bag.Contents().substr(4);
+  };
+  const std::string bytes = EncodeSettings(table.Save());
+  constexpr std::size_t kFirst = 16;
+  const std::size_t begin = kFirst + entryOf(table, 1).size();
+  const std::size_t end = begin + entryOf(table, 2).size();
+  int refused = 0;
+  for (std::size_t at = 0; at < end; at = at + 1 == kFirst ? begin : at + 1) {
+    const bool between = at < begin + 2 || (at >= begin + 8 && at < begin + 13);
+    for (int bit = 0; bit < 8; ++bit) {
+      std::string flipped = bytes;
+      flipped[at] = static_cast<char>(flipped[at] ^ (1 << bit));
+      host.ports.clear();
+      ScaleTable loaded;
+      try {
+        const bool whole = loaded.Load(DecodeSettings(flipped), site);
+        ASSERT_FALSE(whole && between) << at << " bit " << bit;
+      } catch (const AutomationError& error) {
+        ASSERT_TRUE(between) << at << ": " << error.what();
+        ++refused;
+        continue;
+      }
+      for (int number = 1; number <= kScaleCount && !between; number += number == 1 ? 2 : 1) {
+        ASSERT_EQ(entryOf(loaded, number), entryOf(table, number)) << at << " bit " << bit;
+      }
+    }
+  }
+  EXPECT_GT(refused, 100);
 }
 
 }  // namespace

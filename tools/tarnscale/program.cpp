@@ -120,6 +120,7 @@ void Program::PrepareStore(const std::string& file) {
 std::unique_ptr<TarnServerConnection> Program::StartServer() {
   // The server would start with an empty configuration where it cannot read the file.
   RequireSettingsFile(*host_, options_.file);
+  OpenLog();  // the server itself would start without it
   const std::string file = host_->Files().AbsoluteName(options_.file);
   PrepareStore(file);
   std::unique_ptr<TarnServerConnection> connection;
