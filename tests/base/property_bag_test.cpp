@@ -64,25 +64,6 @@ TEST(PropertyBag, RoundTripKeepsValuesAndClassNames) {
     object = object->bag.FindObject("Inner");
   }
   EXPECT_EQ(object, nullptr);
-  EXPECT_EQ(SampleContents(), SampleContents());
-}
-
-TEST(PropertyBag, TheContentsAreFixedBytes) {
-  PropertyBag bag;
-  bag.WriteInteger("Com", 3, 1);
-  bag.WriteObject("C", Nested(-1));
-  PropertyBag inner;
-  Nested(-1).WriteProperties(inner);
-  const std::string entries = inner.Contents().substr(4);
-  std::string expected(
-      "TBG1\x03\x00"
-      "Com\x02\x02\x00\x00\x00\x03\x00"
-      "\x01\x00"
-      "C\x09",
-      20);
-  const auto length = static_cast<char>(2 + 6 + entries.size());
-  expected += std::string{length, 0, 0, 0, 6, 0} + "Nested" + entries;
-  EXPECT_EQ(bag.Contents(), expected);
 }
 
 TEST(PropertyBag, AValueThatEqualsItsDefaultIsNotStored) {
