@@ -38,10 +38,10 @@ class ComConnectionOf : public ComObject<Coclass, void, _Connection, Own..., ::_
 };
 
 /// A connection that can come back by itself.
-template <class Kind, class Coclass, class Own>
-class ComReconnecting : public ComConnectionOf<Coclass, Own, ::_ReconnectingConnection> {
+template <class Kind, class Coclass, class Own, class... Beside>
+class ComReconnecting : public ComConnectionOf<Coclass, Own, ::_ReconnectingConnection, Beside...> {
  public:
-  using ComConnectionOf<Coclass, Own, ::_ReconnectingConnection>::ComConnectionOf;
+  using ComConnectionOf<Coclass, Own, ::_ReconnectingConnection, Beside...>::ComConnectionOf;
 
   STDMETHODIMP put_AutoReconnect(VARIANT_BOOL value) override {
     return Guarded([&] { Link().AutoReconnect(IsTrue(value)); });
@@ -110,7 +110,8 @@ class ComSerialConnection final
 };
 
 class ComEthernetConnection final
-    : public ComReconnecting<EthernetConnection, ::EthernetConnection, ::_EthernetConnection> {
+    : public ComReconnecting<EthernetConnection, ::EthernetConnection, ::_EthernetConnection,
+                             ::_SenderCheckingConnection> {
  public:
   using ComReconnecting::ComReconnecting;
 
@@ -125,6 +126,12 @@ class ComEthernetConnection final
   }
   STDMETHODIMP putref_mvarSocket(IDispatch* value) override {
     return Guarded([&] { Link().mvarSocket(CoreOf<SocketControl>(value)); });
+  }
+  STDMETHODIMP put_CheckSender(VARIANT_BOOL value) override {
+    return Guarded([&] { Link().CheckSender(IsTrue(value)); });
+  }
+  STDMETHODIMP get_CheckSender(VARIANT_BOOL* result) override {
+    return Get(result, [this] { return Link().CheckSender(); });
   }
 };
 

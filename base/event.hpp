@@ -8,7 +8,8 @@
 //   5. A handler that was removed is destroyed at once, or when the outermost emission under way
 //      ends. So subscribers may come and go for months at an event that is never raised.
 //
-// An exception of a handler ends the emission and reaches whoever raised the event.
+// A handler that throws costs the others nothing: they are called all the same, and the first
+// exception then reaches the code that raised the event.
 //
 // One thread: subscribe, unsubscribe and raise on the thread of the message loop.
 #pragma once
@@ -19,6 +20,8 @@
 #include <list>
 #include <memory>
 #include <utility>
+
+#include "base/first_failure.hpp"
 
 namespace tarn {
 
@@ -135,10 +138,12 @@ class Event {
     const std::shared_ptr<HandlerList> handlers = handlers_;
     const HandlerList::Emission emission(*handlers);
     const auto last = std::prev(handlers->All().end());
+    FirstFailure failure;
     for (auto at = handlers->All().begin();; ++at) {
-      if ((*at)->active) static_cast<HandlerSlot&>(**at).handler(args...);
-      if (at == last || handlers->emitterGone) return;
+      if ((*at)->active) failure.Try([&] { static_cast<HandlerSlot&>(**at).handler(args...); });
+      if (at == last || handlers->emitterGone) break;
     }
+    failure.Rethrow();
   }
 
   std::size_t SubscriberCount() const { return handlers_->Count(); }

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
-#include "base/number_text.hpp"
 #include "platform/utf8.hpp"
 
 namespace tarn {
@@ -39,7 +38,7 @@ void ArcNetConnection::KestrelNum(std::string number) {
 }
 
 void ArcNetConnection::Cluster(std::string_view letter) {
-  cluster_ = AsciiLower(letter);  // clusters are letters of the English alphabet
+  cluster_ = LowerCase(letter);
   BuildAddressPrefix();
   PropertyChanged.Raise("Cluster");
 }
@@ -56,7 +55,7 @@ void ArcNetConnection::Connect() {
 }
 
 void ArcNetConnection::Disconnect() {
-  if (connected_ == std::numeric_limits<std::int16_t>::min()) ThrowOverflow();
+  if (connected_ == std::numeric_limits<std::int16_t>::min()) return;
   if (connected_-- == 1) host_.TerminalNetwork().KesCloseProcess();
 }
 

@@ -15,7 +15,7 @@ namespace tarn {
 /// for the whole process, deliberately without a look at which: a Disconnect without a Connect
 /// counts down too, below 0 even, whereupon no Connect registers until the count is back at 0. A
 /// scale that is loaded from a file disconnects its connection before it ever connects, so this
-/// happens.
+/// happens. At the lower end of 16 bits the count stays where it is: stopping never fails.
 ///
 /// A library that is not there is error 53 of the first call that needs it.
 class ArcNetConnection final : public _Connection {
@@ -31,7 +31,7 @@ class ArcNetConnection final : public _Connection {
   /// Node number of the terminal, kept as it is given.
   const std::string& KestrelNum() const { return kestrelNum_; }
   void KestrelNum(std::string number);
-  /// Cluster letter of the terminal, kept in lower case.
+  /// Cluster letter of the terminal, kept in lower case, accented and foreign letters too.
   const std::string& Cluster() const { return cluster_; }
   void Cluster(std::string_view letter);
 

@@ -14,7 +14,9 @@ constexpr std::string_view kSocketCodes = "123456789abcdefghijklmnopqrstuvw";
 }  // namespace
 
 EthernetConnection::EthernetConnection(ScaleSite& site)
-    : host_(site.System()), reconnector_(host_, [this] { Open(); }) {}
+    : host_(site.System()),
+      reconnector_(
+          host_, [this] { Open(); }, [this] { return LinkName(*this, ipAddress_); }) {}
 
 void EthernetConnection::InitProperties() {
   IPAddress("0.0.0.0");
@@ -25,12 +27,14 @@ void EthernetConnection::ReadProperties(const PropertyBag& bag) {
   IPAddress(bag.ReadText("IPAddress", "0.0.0.0"));
   IsBidirectional(bag.ReadBoolean("IsBidirectional", false));
   AutoReconnect(bag.ReadBoolean("AutoReconnect", false));
+  CheckSender(bag.ReadBoolean("CheckSender", false));
 }
 
 void EthernetConnection::WriteProperties(PropertyBag& bag) const {
   bag.WriteText("IPAddress", ipAddress_, "0.0.0.0");
   bag.WriteBoolean("IsBidirectional", isBidirectional_, false);
   bag.WriteBoolean("AutoReconnect", AutoReconnect(), false);
+  bag.WriteBoolean("CheckSender", checkSender_, false);
 }
 
 void EthernetConnection::IPAddress(std::string address) {
@@ -48,10 +52,16 @@ void EthernetConnection::AutoReconnect(bool value) {
   PropertyChanged.Raise("AutoReconnect");
 }
 
+void EthernetConnection::CheckSender(bool value) {
+  checkSender_ = value;
+  PropertyChanged.Raise("CheckSender");
+}
+
 void EthernetConnection::mvarSocket(std::shared_ptr<SocketControl> socket) {
   onConnected_.Reset();
   onClosed_.Reset();
   onError_.Reset();
+  onStranger_.Reset();
   mvarSocket_ = std::move(socket);
   if (!mvarSocket_) return;
   onConnected_ = mvarSocket_->Connected.Subscribe([this] { reconnector_.Restored(); });
@@ -60,6 +70,8 @@ void EthernetConnection::mvarSocket(std::shared_ptr<SocketControl> socket) {
       mvarSocket_->Error.Subscribe([this](std::int32_t number, const std::string& description) {
         OnError(number, description);
       });
+  onStranger_ = mvarSocket_->Stranger.Subscribe(
+      [this] { reconnector_.Trace("a datagram of another sender does not count"); });
 }
 
 std::shared_ptr<SocketControl> EthernetConnection::TakeSocket(std::int16_t scaleNumber,
@@ -102,6 +114,7 @@ void EthernetConnection::Open() {
   socket->LocalPort(localPort_);
   socket->RemoteHost(ipAddress_);
   socket->RemotePort(remotePort_);
+  socket->RemoteHostOnly(checkSender_);
   if (socket->Transport() == SocketTransport::Udp)
     socket->Bind(localPort_);
   else
@@ -120,7 +133,7 @@ void EthernetConnection::OnError(std::int32_t number, const std::string& descrip
 }
 
 void EthernetConnection::Broken(const std::string& what) {
-  host_.Trace("Scale " + std::to_string(socketNumber_) + ", " + ipAddress_ + ": " + what);
+  reconnector_.Trace(what);
   if (!IsTcp()) return;
   host_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
     if (!alive.expired()) EndBroken();

@@ -14,11 +14,29 @@
 
 namespace tarn {
 
+/// What the Ethernet connection has beside the published members for datagrams.
+class SenderCheckingConnection {
+ public:
+  SenderCheckingConnection() = default;
+  SenderCheckingConnection(const SenderCheckingConnection&) = delete;
+  SenderCheckingConnection& operator=(const SenderCheckingConnection&) = delete;
+  virtual ~SenderCheckingConnection() = default;
+
+  /// Whether datagrams count only from IPAddress, of a name from the address that it has. Others
+  /// are dropped and traced. Counts from the next Connect on. Off by default. Saved as
+  /// "CheckSender".
+  virtual bool CheckSender() const = 0;
+  virtual void CheckSender(bool value) = 0;
+};
+
 /// The protocol takes the socket and sets transport and ports before the scale connects. Errors of
 /// the socket (see SocketControl) reach the caller of Connect. A TCP connection that ends or fails
 /// later is traced, and the socket closed once all handlers of its event have seen it; with
-/// AutoReconnect it is then tried again.
-class EthernetConnection final : public _Connection, public ReconnectingConnection {
+/// AutoReconnect it is then tried again. The socket goes with the number of the scale, so it is
+/// closed when the scale gets another connection.
+class EthernetConnection final : public _Connection,
+                                 public ReconnectingConnection,
+                                 public SenderCheckingConnection {
  public:
   static constexpr std::string_view kClassName = "EthernetConnection";
 
@@ -42,6 +60,9 @@ class EthernetConnection final : public _Connection, public ReconnectingConnecti
   void Disconnect() override;
   bool AutoReconnect() const override { return reconnector_.Enabled(); }
   void AutoReconnect(bool value) override;
+  bool CheckSender() const override { return checkSender_; }
+  void CheckSender(bool value) override;
+  void Replaced() override { Disconnect(); }
 
   // For the protocols.
 
@@ -77,6 +98,7 @@ class EthernetConnection final : public _Connection, public ReconnectingConnecti
   std::shared_ptr<SocketControl> mvarSocket_;
   std::string ipAddress_;
   bool isBidirectional_ = false;
+  bool checkSender_ = false;
   std::int16_t socketNumber_ = 0;
   std::int16_t socketProtocol_ = 1;
   std::int16_t localPort_ = 1700;
@@ -87,6 +109,7 @@ class EthernetConnection final : public _Connection, public ReconnectingConnecti
   Subscription onConnected_;
   Subscription onClosed_;
   Subscription onError_;
+  Subscription onStranger_;
 };
 
 }  // namespace tarn

@@ -4,10 +4,18 @@
 #include <exception>
 #include <utility>
 
+#include "scale/tarn_scale.hpp"
+
 namespace tarn {
 
-Reconnector::Reconnector(Host& host, std::function<void()> connect)
-    : host_(host), connect_(std::move(connect)) {}
+std::string LinkName(const ScalePart& connection, const std::string& device) {
+  const auto scale = connection.ServedScale();
+  return (scale ? "Scale " + std::to_string(scale->ScaleNumber()) : "No scale") + ", " + device;
+}
+
+Reconnector::Reconnector(Host& host, std::function<void()> connect,
+                         std::function<std::string()> name)
+    : host_(host), connect_(std::move(connect)), name_(std::move(name)) {}
 
 void Reconnector::Enabled(bool enabled) {
   enabled_ = enabled;
@@ -16,6 +24,7 @@ void Reconnector::Enabled(bool enabled) {
 
 void Reconnector::Wanted(bool wanted) {
   wanted_ = wanted;
+  broken_ = false;
   Restored();
 }
 
@@ -25,7 +34,7 @@ void Reconnector::Broken() {
 }
 
 void Reconnector::Restored() {
-  broken_ = false;
+  if (std::exchange(broken_, false) && enabled_) Trace("connected again");
   pause_ = kFirstPause;
   Schedule();
 }
@@ -50,7 +59,7 @@ void Reconnector::Try() {
   try {
     connect_();
   } catch (const std::exception& error) {
-    host_.Trace(std::string("no connection yet: ") + error.what());
+    Trace(std::string("no connection yet: ") + error.what());
     Broken();
   }
 }

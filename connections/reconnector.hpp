@@ -8,6 +8,7 @@
 
 #include "base/event.hpp"
 #include "platform/host.hpp"
+#include "scale/contracts.hpp"
 
 namespace tarn {
 
@@ -26,13 +27,17 @@ class ReconnectingConnection {
   virtual void AutoReconnect(bool value) = 0;
 };
 
+/// How traces name a link: its scale, and the port or address.
+std::string LinkName(const ScalePart& connection, const std::string& device);
+
 class Reconnector {
  public:
   static constexpr std::int32_t kFirstPause = 1000;     // milliseconds
   static constexpr std::int32_t kLongestPause = 30000;  // milliseconds
 
-  /// `connect` makes one try; what it throws is traced and counts as broken again.
-  Reconnector(Host& host, std::function<void()> connect);
+  /// `connect` makes one try; what it throws is traced and counts as broken again. `name` is the
+  /// link's in the trace.
+  Reconnector(Host& host, std::function<void()> connect, std::function<std::string()> name);
 
   bool Enabled() const { return enabled_; }
   void Enabled(bool enabled);
@@ -41,6 +46,7 @@ class Reconnector {
   void Wanted(bool wanted);
   void Broken();
   void Restored();
+  void Trace(const std::string& what) const { host_.Trace(name_() + ": " + what); }
 
  private:
   void Schedule();
@@ -48,6 +54,7 @@ class Reconnector {
 
   Host& host_;
   std::function<void()> connect_;
+  std::function<std::string()> name_;
   bool enabled_ = false;
   bool wanted_ = false;
   bool broken_ = false;

@@ -38,7 +38,9 @@ std::string_view StopBitsPiece(CommStopBits index) {
 }
 
 SerialConnection::SerialConnection(ScaleSite& site)
-    : reconnector_(site.System(), [this] { Open(); }) {
+    : reconnector_(
+          site.System(), [this] { Open(); },
+          [this] { return LinkName(*this, "port " + std::to_string(comPort_)); }) {
   SaxPort(site.System().CreateSerialPort());
 }
 
@@ -155,8 +157,36 @@ void SerialConnection::Open() {
   port.ReceiveThreshold(receiveThresholdLength_);
   port.EndCharacter(receiveEndCharacter_);
   port.ClearInput();
-  port.PortOpen(true);
+  try {
+    port.PortOpen(true);
+  } catch (const AutomationError& error) {
+    const std::string wrong = WrongIndexes();
+    if (error.Number() != ErrorNumber::InvalidPropertyValue || wrong.empty()) throw;
+    throw AutomationError(error.Number(), error.Description() + ": " + wrong);
+  }
   reconnector_.Restored();
+}
+
+/// What the port cannot know when it refuses the text: which property is to blame, written with a
+/// line's value instead of its index, as a rule.
+std::string SerialConnection::WrongIndexes() const {
+  const struct {
+    const char* name;
+    std::int32_t index;
+    std::size_t count;
+  } settings[] = {
+      {"BaudRate", static_cast<std::int32_t>(baudRate_), kBaudRates.size()},
+      {"Parity", static_cast<std::int32_t>(parity_), kParities.size()},
+      {"DataBits", static_cast<std::int32_t>(dataBits_), kDataBits.size()},
+      {"StopBits", static_cast<std::int32_t>(stopBits_), kStopBits.size()},
+  };
+  std::string wrong;
+  for (const auto& [name, index, count] : settings) {
+    if (index >= 0 && static_cast<std::size_t>(index) < count) continue;
+    wrong += (wrong.empty() ? "" : "; ") + std::string(name) + " is an index from 0 to " +
+             std::to_string(count - 1) + ", not " + std::to_string(index);
+  }
+  return wrong;
 }
 
 void SerialConnection::Disconnect() {

@@ -69,6 +69,7 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   static constexpr std::size_t kLongestSettings = 128;
 
   const std::string& BuildSettings();
+  std::string WrongIndexes() const;
   void ReopenIfOpen();
   void Open();
   template <class Index>

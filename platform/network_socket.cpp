@@ -298,11 +298,20 @@ void NetworkSocket::ReadDatagrams() {
     if (arrived.error == SocketError::kWouldBlock) return;
     if (arrived.error != 0) {
       Fail(arrived.error, SocketError::Text(arrived.error));
+    } else if (!Counts(from)) {
+      Stranger.Raise();
     } else {
       TellDatagram({std::string(system_.Scratch(), arrived.bytes), from});
     }
     if (session.expired()) return;
   }
+}
+
+bool NetworkSocket::Counts(const NetworkAddress& from) const {
+  if (!remoteHostOnly_) return true;
+  auto known = ParseAddress(remoteHost_);
+  if (!known && session_->host == remoteHost_) known = session_->ip;
+  return known == from.ip;
 }
 
 /// A handler may run the loop: the datagram of the event outside is there again afterwards.

@@ -35,6 +35,7 @@ class NetworkSocket : public SocketControl {
   std::string RemoteHost() const override { return remoteHost_; }
   void RemotePort(std::int32_t port) override;
   std::int32_t RemotePort() const override { return remotePort_; }
+  void RemoteHostOnly(bool only) override { remoteHostOnly_ = only; }
   SocketState State() const override { return state_; }
   void Close() override;
   void Retire() override;
@@ -67,6 +68,7 @@ class NetworkSocket : public SocketControl {
 
   void Ready();
   void ReadDatagrams();
+  bool Counts(const NetworkAddress& from) const;
   void TellDatagram(Arrival arrival);
   void ReadStream();
   void EndOfStream();
@@ -82,6 +84,7 @@ class NetworkSocket : public SocketControl {
   std::string localHost_;
   std::string remoteHost_;
   std::int32_t remotePort_ = 0;
+  bool remoteHostOnly_ = false;
   bool retired_ = false;
   /// From Bind or Connect to Close. Whoever raises an event looks afterwards whether it is still
   /// there: a handler may have closed, opened anew or destroyed the control.

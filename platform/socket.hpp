@@ -52,6 +52,11 @@ class SocketControl {
   virtual void RemotePort(std::int32_t port) = 0;
   virtual std::int32_t RemotePort() const = 0;
 
+  /// UDP: drops the datagrams that come from another address than the remote host's, and raises
+  /// Stranger instead of DataArrival. Of a name none counts until a datagram to it has had it
+  /// looked up. Off at first.
+  virtual void RemoteHostOnly(bool only) = 0;
+
   virtual SocketState State() const = 0;
 
   /// Brings the state to Closed before it returns. What waits to be read or sent is dropped, no
@@ -98,6 +103,7 @@ class SocketControl {
   Event<> Closed;
   /// Bytes have arrived: the length of the datagram (0 is possible), or all that waits (TCP).
   Event<std::int32_t> DataArrival;
+  Event<> Stranger;
   /// Number and description, such as 10061 connection refused, 10054 connection reset (UDP: the
   /// port is unreachable), 10060 timed out, 11001 host not found. TCP: the state is Error. UDP goes
   /// on.

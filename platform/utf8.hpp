@@ -12,4 +12,8 @@ char32_t TakeCodePoint(std::string_view& text);
 
 void AppendCodePoint(std::string& text, char32_t codePoint);
 
+/// Lower case of the letters that single-byte code pages have: Latin with its accents, Greek,
+/// Cyrillic. Other characters stay, and so do bytes that are no UTF-8.
+std::string LowerCase(std::string_view text);
+
 }  // namespace tarn

@@ -20,7 +20,21 @@ class TarnRecordTemplateData;
 class TarnScale;
 class WeightData;
 
-class _Connection : public Persistable {
+/// What a client may hand from one scale to another. It serves the scale that got it or started it
+/// last: one that had it before neither closes it nor takes anything from it.
+class ScalePart : public Persistable {
+ public:
+  /// None before the first scale, and once that one has another part in its place.
+  std::shared_ptr<TarnScale> ServedScale() const { return served_.lock(); }
+  void Serve(const std::shared_ptr<TarnScale>& scale) { served_ = scale; }
+  /// The scale that it served has another one now. Throws nothing, raises nothing.
+  virtual void Replaced() {}
+
+ private:
+  std::weak_ptr<TarnScale> served_;
+};
+
+class _Connection : public ScalePart {
  public:
   /// Whether commands may be sent to the terminal over this link; the scale asks before it passes a
   /// command on. A plain setting.
@@ -46,7 +60,7 @@ class Connection : public _Connection {
   bool isBidirectional_ = false;
 };
 
-class _Protocol : public Persistable {
+class _Protocol : public ScalePart {
  public:
   /// The references that the scale hands in when it binds the protocol. The scale is not owned.
   virtual std::shared_ptr<TarnScale> myScale() const = 0;

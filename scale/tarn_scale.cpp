@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "base/first_failure.hpp"
 #include "base/number_text.hpp"
 
 namespace tarn {
@@ -28,12 +29,18 @@ TarnScale::~TarnScale() {
 }
 
 void TarnScale::Detach() noexcept {
-  try {
-    if (!detached_) StopScale();
-  } catch (const std::exception& error) {
-    site_->System().Trace(aliasName_ + " did not stop cleanly: " + error.what());
+  if (!detached_) {
+    FirstFailure failure;
+    failure.Try([this] { StopScale(); });
+    failure.Try([this] { site_->ReleaseSocket(scaleNumber_); });
+    try {
+      failure.Rethrow();
+    } catch (const std::exception& error) {
+      site_->System().Trace(aliasName_ + " did not stop cleanly: " + error.what());
+    } catch (...) {
+      site_->System().Trace(aliasName_ + " did not stop cleanly");
+    }
   }
-  if (!detached_) site_->ReleaseSocket(scaleNumber_);
   detached_ = true;
   scaleNumber_ = 0;
   UpdateTimer(std::shared_ptr<Timer>());
@@ -134,11 +141,22 @@ void TarnScale::Disabled(bool disabled) {
   ErrorLED(false);
   disabled_ = disabled;
   PropertyChanged.Raise("Disabled");
-  if (disabled) Required(connection_).Disconnect();
+  if (disabled) CloseConnection();
+}
+
+/// In the destructor, when no pointer to the scale is left, a part that serves nobody was its own.
+bool TarnScale::IsOwn(const ScalePart& part) const {
+  const auto served = part.ServedScale();
+  return !served || served.get() == this;
 }
 
 void TarnScale::StoreConnection(std::shared_ptr<_Connection> connection) {
-  connection_ = std::move(connection);
+  const auto former = std::exchange(connection_, std::move(connection));
+  if (former && former != connection_ && IsOwn(*former)) {
+    former->Serve(nullptr);
+    former->Replaced();
+  }
+  if (connection_) connection_->Serve(weak_from_this().lock());
   onConnectionChanged_ = connection_
                              ? connection_->PropertyChanged.Subscribe(
                                    [this](std::string_view name) { PropertyChanged.Raise(name); })
@@ -147,6 +165,7 @@ void TarnScale::StoreConnection(std::shared_ptr<_Connection> connection) {
 
 void TarnScale::StoreProtocol(std::shared_ptr<_Protocol> protocol) {
   protocol_ = std::move(protocol);
+  if (protocol_) protocol_->Serve(weak_from_this().lock());
   onProtocolChanged_ = protocol_
                            ? protocol_->PropertyChanged.Subscribe(
                                  [this](std::string_view name) { PropertyChanged.Raise(name); })
@@ -154,12 +173,14 @@ void TarnScale::StoreProtocol(std::shared_ptr<_Protocol> protocol) {
 }
 
 void TarnScale::Protocol(std::shared_ptr<_Protocol> protocol) {
+  Required(protocol, "A scale without a protocol has a NoProtocol");
   const auto self = shared_from_this();
   const auto former = protocol_;
   StoreProtocol(std::move(protocol));
   PropertyChanged.Raise("Protocol");
   // A client may still hold the former one, which would read what is meant for its successor.
-  if (former && former != protocol_) {
+  if (former && former != protocol_ && IsOwn(*former)) {
+    former->Serve(nullptr);
     former->Connection(nullptr);
     former->myScale(nullptr);
   }
@@ -180,20 +201,21 @@ void TarnScale::SummitData(std::shared_ptr<_SummitData> data) {
 }
 
 void TarnScale::ScaleNumber(std::int16_t number) {
+  if (detached_) return;  // replaced by a handler while it was made
   scaleNumber_ = number;
   UpdateTimer(site_->UpdateTimer(number));
 }
 
-/// Stopping first means that the connection that was just given is the one that is closed; one that
-/// was replaced stays as it is until it is released.
+/// Stopping first means that the connection that was just given is the one that is closed.
 ///
-/// A protocol that delivers no weight says so when it is handed the record. So the record is made
-/// ready for weights again before that, and before it is blanked.
+/// A protocol that delivers no weight says so when it is handed the record, which is made ready for
+/// weights before that.
 void TarnScale::BindProtocol() {
-  mvarWeightData->WeightAvailable(true);
   StopScale();
+  mvarWeightData->WeightAvailable(true);
   const auto protocol = protocol_;
   _Protocol& bound = Required(protocol);
+  if (!IsOwn(bound)) return;
   bound.myScale(shared_from_this());
   bound.Connection(connection_);
   bound.WeightData(mvarWeightData);
@@ -225,7 +247,7 @@ std::shared_ptr<DataObject> TarnScale::GetAxDataObj(std::string_view DataObjectN
 
 bool TarnScale::RunScale() {
   const auto self = shared_from_this();
-  if (detached_) ThrowObjectNotSet("The scale has left its server");
+  RequireAttached();
   if (disabled_) {
     const auto timer = updateTimer_;
     Required(timer, "The scale has no update timer").Interval(0);
@@ -234,11 +256,17 @@ bool TarnScale::RunScale() {
     return false;
   }
 
+  // What a handler or a client's own object does meanwhile may take the scale out of the table.
   const auto protocol = protocol_;
-  Required(protocol).myScale(self);
+  Required(protocol).Serve(self);
+  protocol->myScale(self);
   protocol->Connect();
+  RequireAttached();
   const auto connection = connection_;
-  Required(connection).Connect();
+  Required(connection).Serve(self);
+  connection->Connect();
+  if (detached_) connection->Disconnect();
+  RequireAttached();
 
   if (updateInterval_ > 0) {
     activityTimeoutTime_ = std::max(RoundToLong(4.0 * updateInterval_), kShortestTimeout);
@@ -250,55 +278,75 @@ bool TarnScale::RunScale() {
 }
 
 /// Closes only the connection: the protocol's own Disconnect is deliberately left to its life
-/// cycle.
+/// cycle. A handler of the record that fails does not leave the line open.
 void TarnScale::StopScale() {
   const auto self = weak_from_this().lock();
   if (activityTimer_) activityTimer_->TimeoutTime(0);
   if (updateTimer_) updateTimer_->Enabled(false);
-  mvarWeightData->ClearWeight();
+  FirstFailure failure;
+  failure.Try([this] { mvarWeightData->ClearWeight(); });
+  failure.Try([this] { CloseConnection(); });
+  failure.Rethrow();
+}
+
+void TarnScale::CloseConnection() {
   const auto connection = connection_;
-  if (connection) connection->Disconnect();
+  if (connection && IsOwn(*connection)) connection->Disconnect();
+}
+
+void TarnScale::RequireAttached() const {
+  if (detached_) ThrowObjectNotSet("The scale has left its server");
 }
 
 /// Since the watchdog flag begins False, the first time-out after a start never reports an error.
-/// Both ways write the lamp and the record, so every time-out tells every client.
+/// Both ways write the lamp and the record, so every time-out notifies every client. A handler that
+/// fails does not keep the watchdog from being armed again, one that takes the scale out of its
+/// table does.
 void TarnScale::ActivityTimer_TimedOut() {
   const auto self = weak_from_this().lock();
-  if (disabled_) return;
-  if (watchdog_) {
-    mvarWeightData->NoDataError(true);
-    ActivityLED(false);
-    ErrorLED(true);
-  } else {
-    mvarWeightData->NoDataError(false);
-    ErrorLED(false);
-  }
+  if (disabled_ || detached_) return;
+  const bool silent = watchdog_;
+  FirstFailure failure;
+  failure.Try([&] { mvarWeightData->NoDataError(silent); });
+  if (silent) failure.Try([this] { ActivityLED(false); });
+  failure.Try([&] { ErrorLED(silent); });
   watchdog_ = true;
-  if (activityTimer_) activityTimer_->TimeoutTime(activityTimeoutTime_);
+  if (activityTimer_ && !detached_) activityTimer_->TimeoutTime(activityTimeoutTime_);
+  failure.Rethrow();
 }
 
 // --- Commands
 // -------------------------------------------------------------------------------------
 
+/// Both are held: what they do may replace them. False over a one-way connection.
+template <class Command>
+bool TarnScale::PassOn(Command command) {
+  const auto self = shared_from_this();
+  const auto connection = connection_;
+  if (!Required(connection).IsBidirectional()) return false;
+  const auto protocol = protocol_;
+  command(Required(protocol));
+  return true;
+}
+
 void TarnScale::C() {
-  if (Required(connection_).IsBidirectional()) Required(protocol_).C();
+  PassOn([](_Protocol& protocol) { protocol.C(); });
 }
 void TarnScale::T() {
-  if (Required(connection_).IsBidirectional()) Required(protocol_).T();
+  PassOn([](_Protocol& protocol) { protocol.T(); });
 }
 void TarnScale::Z() {
-  if (Required(connection_).IsBidirectional()) Required(protocol_).Z();
+  PassOn([](_Protocol& protocol) { protocol.Z(); });
 }
 void TarnScale::SetTare(double& TareValue) {
-  if (Required(connection_).IsBidirectional()) Required(protocol_).SetTare(TareValue);
+  PassOn([&](_Protocol& protocol) { protocol.SetTare(TareValue); });
 }
 
 void TarnScale::P() {
-  if (Required(connection_).IsBidirectional()) {
-    Required(protocol_).P();
-  } else if (Required(protocol_).pType() != ProtocolType::DemandTemplateType) {
-    printRequest(false);
-  }
+  const auto self = shared_from_this();
+  if (PassOn([](_Protocol& protocol) { protocol.P(); })) return;
+  const auto protocol = protocol_;
+  if (Required(protocol).pType() != ProtocolType::DemandTemplateType) printRequest(false);
 }
 
 void TarnScale::printRequest(bool NoWait) {
@@ -323,13 +371,22 @@ void TarnScale::CaptureReading() {
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
   const auto self = weak_from_this().lock();
-  CaptureReading();
+  // A log that fails does not make the next reading a print too.
+  FirstFailure failure;
+  failure.Try([this] { CaptureReading(); });
   printRequested_ = false;
+  failure.Rethrow();
 }
 
+/// The failure is the caller's too, who may take it for a bad reading.
 void TarnScale::mvarPrintData_NewWeight() {
-  const auto site = site_;
-  site->LogPrint(*this);
+  const auto self = weak_from_this().lock();
+  try {
+    site_->LogPrint(*this);
+  } catch (const std::exception& error) {
+    site_->System().Trace(aliasName_ + ": a print was not logged: " + error.what());
+    throw;
+  }
 }
 
 }  // namespace tarn

@@ -69,6 +69,8 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void printRequest(bool NoWait = false);
   bool PRState() const { return printRequested_; }
 
+  /// A scale always has a protocol, NoProtocol at least: none is error 91, and nothing changes. It
+  /// may be without a connection. What is handed from one scale to another serves the new one.
   std::shared_ptr<_Protocol> Protocol() const { return protocol_; }
   void Protocol(std::shared_ptr<_Protocol> protocol);
   std::shared_ptr<_Connection> Connection() const { return connection_; }
@@ -129,6 +131,11 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void ClearDataObjects();
   void StoreConnection(std::shared_ptr<_Connection> connection);
   void StoreProtocol(std::shared_ptr<_Protocol> protocol);
+  bool IsOwn(const ScalePart& part) const;
+  void CloseConnection();
+  void RequireAttached() const;
+  template <class Command>
+  bool PassOn(Command command);
   void CaptureReading();
   void ActivityTimer_TimedOut();
   void mvarWeightData_NewWeight();

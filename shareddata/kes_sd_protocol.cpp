@@ -7,6 +7,7 @@
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "platform/utf8.hpp"
 #include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
 #include "shareddata/message_layout.hpp"
@@ -102,7 +103,7 @@ void KesSDProtocol::pType(ProtocolType type) {
 
 void KesSDProtocol::scaleNum(std::string_view letter) {
   if (letter.empty()) return;
-  scaleNum_ = AsciiLower(letter);
+  scaleNum_ = LowerCase(letter);
   node_ = static_cast<std::int16_t>(ByteAt(system_.Locale().ToBytes(scaleNum_), 0)) - ('a' - 1);
   const std::string node = std::to_string(node_);
   values_[kStatus].name = "/_s" + scaleNum_ + "fl";

@@ -63,6 +63,7 @@ void WalkConnections(IDispatch* first, IDispatch* second) {
   const auto link = ConnectionWithSocket(first);
   const auto other = ConnectionWithSocket(second);
   Walk<_EthernetConnection>(link, {}, other);
+  Walk<_SenderCheckingConnection>(link);
   for (const auto& back : {link, Create(CLSID_SerialConnection)}) {
     Walk<_ReconnectingConnection>(back);
   }

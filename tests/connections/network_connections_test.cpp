@@ -37,22 +37,20 @@ class EthernetTest : public ScaleFixture {
   std::shared_ptr<EthernetConnection> ethernet =
       NewObject<EthernetConnection>(*site, "EthernetConnection");
   std::shared_ptr<FakeSocket> socket;
+  std::shared_ptr<TarnScale> scale;
 };
 
 TEST_F(EthernetTest, TheSocketIsTakenOnceByScaleNumber) {
-  const struct {
-    std::int16_t number;
-    const char* node;
-  } cases[] = {{1, "/k1"},  {9, "/k9"}, {10, "/ka"}, {12, "/kc"},
-               {32, "/kw"}, {0, ""},    {33, ""},    {-1, ""}};
-  for (const auto& c : cases) {
+  const std::string codes = "123456789abcdefghijklmnopqrstuvw";
+  for (std::int16_t number = -1; number <= 33; ++number) {
     const auto made = NewObject<EthernetConnection>(*site, "EthernetConnection");
-    const auto taken = made->TakeSocket(c.number, *site);
-    EXPECT_EQ(taken, site->Winsock(c.number));
-    EXPECT_EQ(made->NodeName(), c.node);
-    const bool none = std::string_view(c.node).empty();
-    EXPECT_EQ(made->TakeSocket(7, *site), site->Winsock(none ? 7 : c.number)) << "a second call";
-    EXPECT_EQ(made->NodeName(), none ? "/k7" : c.node);
+    const bool none = number < 1 || number > 32;
+    const std::string node =
+        none ? "" : "/k" + codes.substr(static_cast<std::size_t>(number) - 1, 1);
+    EXPECT_EQ(made->TakeSocket(number, *site), site->Winsock(number));
+    EXPECT_EQ(made->NodeName(), node);
+    EXPECT_EQ(made->TakeSocket(7, *site), site->Winsock(none ? 7 : number)) << "a second call";
+    EXPECT_EQ(made->NodeName(), none ? "/k7" : node);
   }
   ethernet->IPAddress("");
   EXPECT_EQ(ethernet->TakeSocket(5, *site), nullptr);
@@ -68,10 +66,9 @@ TEST_F(EthernetTest, ConnectOpensTheSocketAsTheProtocolArranged) {
   ethernet->Connect();  // nothing is taken yet
   socket = std::dynamic_pointer_cast<FakeSocket>(ethernet->TakeSocket(5, *site));
   EXPECT_EQ(ethernet->mvarSocket(), socket);
-  ethernet->LocalPort(1705);
   ethernet->Connect();
-  const Calls open = {"Transport 1", "LocalPort 1705", "RemoteHost 10.0.0.5", "RemotePort 1701",
-                      "Bind 1705"};
+  const Calls open = {"Transport 1", "LocalPort 1700", "RemoteHost 10.0.0.5", "RemotePort 1701",
+                      "Bind 1700"};
   EXPECT_EQ(std::exchange(socket->calls, {}), open);
   ethernet->Connect();
   Calls again = open;
@@ -84,15 +81,49 @@ TEST_F(EthernetTest, ConnectOpensTheSocketAsTheProtocolArranged) {
   EXPECT_EQ(
       std::exchange(socket->calls, {}),
       (Calls{"Transport 0", "LocalPort 0", "RemoteHost 10.0.0.5", "RemotePort 1749", "Connect"}));
-  socket->staysOpen = true;
-  ethernet->Connect();
-  EXPECT_EQ(std::exchange(socket->calls, {}), Calls{"Close"}) << "nothing is opened or reported";
-  socket->staysOpen = false;
+  for (const int reads : {1002, 1001}) {  // the first one asks whether it is to be closed at all
+    const std::size_t tries = Tries();
+    socket->openReads = reads;
+    ethernet->Connect();
+    EXPECT_EQ(Tries(), tries + (reads == 1001 ? 1 : 0)) << "else nothing is opened or reported";
+  }
   socket->failOpen = AutomationError(ErrorNumber::SocketAddressInUse, "The port is in use");
   EXPECT_EQ(ErrorOf([&] { ethernet->Connect(); }), 10048);
 }
 
+TEST_F(EthernetTest, DatagramsOfAnotherSenderCountUnlessTheSenderIsChecked) {
+  scale = NewScale(5);
+  scale->Connection(ethernet);
+  socket = std::dynamic_pointer_cast<FakeSocket>(ethernet->TakeSocket(5, *site));
+  socket->names["terminal-7"] = 0x0A000007;
+  int arrived = 0;
+  const auto onArrival = socket->DataArrival.Subscribe([&](std::int32_t) { ++arrived; });
+  const struct {
+    const char* address;
+    bool checked;
+    std::uint32_t sender;
+    int counts;
+  } cases[] = {{"10.0.0.5", false, 0x0A000006, 1},  {"10.0.0.5", true, 0x0A000006, 0},
+               {"10.0.0.5", true, 0x0A000005, 1},   {"terminal-7", true, 0x0A000007, 1},
+               {"terminal-7", true, 0x0A000005, 0}, {"terminal-8", true, 0x0A000008, 0},
+               {"0.0.0.0", true, 0x7F000001, 0},    {"0.0.0.0", false, 0x7F000001, 1}};
+  for (const auto& c : cases) {
+    ethernet->IPAddress(c.address);
+    ethernet->CheckSender(c.checked);
+    ethernet->Connect();
+    socket->SendData("?");
+    host.loop.RunPending();
+    arrived = 0;
+    socket->sender.ip = c.sender;
+    socket->Deliver("!");
+    EXPECT_EQ(arrived, c.counts) << c.address << c.sender;
+  }
+  EXPECT_EQ(host.traces.front(), "Scale 5, 10.0.0.5: a datagram of another sender does not count");
+}
+
 TEST_F(EthernetTest, ATcpConnectionThatEndsIsTracedAndClosed) {
+  scale = NewScale(5);
+  scale->Connection(ethernet);
   ConnectTcp();
   socket->Accept();
   SocketState seen = SocketState::Closed;
@@ -115,6 +146,11 @@ TEST_F(EthernetTest, ATcpConnectionThatEndsIsTracedAndClosed) {
   socket->Fail(10054, "Unreachable");
   host.loop.RunPending();
   EXPECT_EQ(socket->State(), SocketState::Open);
+
+  ConnectTcp();
+  socket->Accept();
+  scale->Connection(NewObject<_Connection>(*site, "NoConnection"));
+  EXPECT_EQ(socket->State(), SocketState::Closed) << "the number's next connection needs it";
 }
 
 TEST_F(EthernetTest, ABrokenTcpConnectionComesBackAfterGrowingPauses) {
@@ -140,6 +176,7 @@ TEST_F(EthernetTest, ABrokenTcpConnectionComesBackAfterGrowingPauses) {
   host.loop.Advance(30'000);
   EXPECT_EQ(Tries(), tries + 2);
   socket->Accept();
+  EXPECT_EQ(host.traces.back(), "No scale, 10.0.0.5: connected again");
   socket->HangUp();
   host.loop.RunPending();
   socket->failOpen = AutomationError(ErrorNumber::DeviceInputOutput, "No socket");
@@ -162,7 +199,7 @@ TEST_F(EthernetTest, ABrokenTcpConnectionComesBackAfterGrowingPauses) {
 }
 
 TEST_F(EthernetTest, WhatIsHeldOfAScaleThatLeftCannotSeizeTheSocketOfTheNext) {
-  auto scale = NewScale(5);
+  scale = NewScale(5);
   scale->Connection(ethernet);
   scale->Disabled(false);
   const auto old = ethernet->TakeSocket(5, *site);
@@ -198,15 +235,19 @@ TEST_F(EthernetTest, WhatIsHeldOfAScaleThatLeftCannotSeizeTheSocketOfTheNext) {
 }
 
 TEST_F(EthernetTest, ItsSettingsPersistInOrder) {
+  std::string marked;
+  const auto watch =
+      ethernet->PropertyChanged.Subscribe([&](std::string_view name) { marked += name; });
   ethernet->IPAddress("terminal-7.plant");
   ethernet->IsBidirectional(true);
+  EXPECT_EQ(marked, "IPAddressIsBidirectional");
   PropertyBag bag;
   bag.WriteObject("C", *NewObject<EthernetConnection>(*site, "EthernetConnection"));
-  const std::string defaults = bag.Contents();
-  EXPECT_EQ(defaults.find("AutoReconnect"), std::string::npos) << "off leaves no mark in a file";
+  EXPECT_TRUE(bag.FindObject("C")->bag.IsEmpty()) << "what is off leaves no mark in a file";
   PropertyBag changed;
   for (const bool again : {false, true}) {
     ethernet->AutoReconnect(again);
+    ethernet->CheckSender(again);
     changed.WriteObject("C", *ethernet);
     const std::string contents = changed.Contents();
     const auto restored = ReadObject<EthernetConnection>(PropertyBag::FromContents(contents), "C",
@@ -214,13 +255,15 @@ TEST_F(EthernetTest, ItsSettingsPersistInOrder) {
     EXPECT_EQ(restored->IPAddress(), "terminal-7.plant");
     EXPECT_TRUE(restored->IsBidirectional());
     EXPECT_EQ(restored->AutoReconnect(), again);
+    EXPECT_EQ(restored->CheckSender(), again);
     EXPECT_LT(contents.find("IPAddress"), contents.find("IsBidirectional"));
     EXPECT_LT(contents.find("IsBidirectional"), contents.find("AutoReconnect"));
+    EXPECT_LE(contents.find("AutoReconnect"), contents.find("CheckSender"));
   }
 }
 
 TEST_F(EthernetTest, ASerialLineThatWentAwayComesBack) {
-  const auto scale = NewSerialScale("TarnContinuousProtocol");
+  scale = NewSerialScale("TarnContinuousProtocol");
   serial->AutoReconnect(true);
   scale->RunScale();
   Port().Unplug();
@@ -233,7 +276,8 @@ TEST_F(EthernetTest, ASerialLineThatWentAwayComesBack) {
   EXPECT_TRUE(Port().PortOpen());
   EXPECT_EQ(Port().Settings(), "1200,e,7,2");
   EXPECT_EQ(Port().EndCharacter(), '\r');
-  EXPECT_EQ(host.traces, Calls{"no connection yet: There is no such port"});
+  EXPECT_EQ(host.traces, (Calls{"Scale 1, port 1: no connection yet: There is no such port",
+                                "Scale 1, port 1: connected again"}));
 
   const auto lose = [&](const std::function<void()>& end) {
     Port().Unplug();
@@ -278,17 +322,18 @@ TEST_F(ArcNetTest, TheAddressPrefixFollowsTheBitsOfTheLengths) {
                {"ab", "1", ""},
                {"", "1", ""},
                {"a", "", ""},
-               {"\xC3\xA4", "1",
-                "/\xC3\xA4"
-                "1"}};
+               {"\u00C4", "1", "/\u00E41"},
+               {"\u0416\u0130\u0178\u03A9\u0141\u0160\xFF", "123",
+                "/\u0436i\u00FF\u03C9\u0142\u0161\xFF"
+                "123"}};
   for (const auto& c : cases) {
     first->Cluster(c.cluster);
     first->KestrelNum(c.number);
     EXPECT_EQ(first->AddressPrefix(), c.prefix);
   }
   EXPECT_EQ(first->Ctype(), ConnectionType::arcnet);
-  first->Cluster("B");
-  EXPECT_EQ(first->AddressPrefix(), "/b1") << "after each of the two";
+  first->Cluster("ABC");
+  EXPECT_EQ(first->AddressPrefix(), "/abc123") << "after each of the two";
 }
 
 TEST_F(ArcNetTest, ValuesGoThroughTheLibraryUnderTheAddress) {
@@ -331,6 +376,13 @@ TEST_F(ArcNetTest, TheProcessRegistersWhileAnyIsOpen) {
   EXPECT_EQ(ErrorOf([&] { second->Connect(); }), 6);
   for (int i = 0; i < 32767; ++i) first->Disconnect();
   EXPECT_EQ(TakeCalls(), Calls{"KesCloseProcess"});
+  for (int i = 0; i < 40'000; ++i) first->Disconnect();  // no error, and counted to the lower end
+  for (int i = 0; i < 32768; ++i) second->Connect();
+  EXPECT_EQ(TakeCalls(), Calls{});
+  second->Connect();
+  EXPECT_EQ(TakeCalls(), Calls{"KesRegisterProcess 125"});
+  second->Disconnect();
+  TakeCalls();
 
   host.terminalNetwork.missing = true;
   EXPECT_EQ(ErrorOf([&] { first->Connect(); }), 53);
@@ -338,8 +390,12 @@ TEST_F(ArcNetTest, TheProcessRegistersWhileAnyIsOpen) {
 }
 
 TEST_F(ArcNetTest, ItsSettingsPersistAndALoadedScaleCountsDown) {
+  std::string marked;
+  const auto watch =
+      first->PropertyChanged.Subscribe([&](std::string_view name) { marked += name; });
   first->Cluster("C");
   first->KestrelNum("7");
+  EXPECT_EQ(marked, "ClusterKestrelNum");
   first->IsBidirectional(true);
   PropertyBag bag;
   bag.WriteObject("Connection", *first);

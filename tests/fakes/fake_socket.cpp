@@ -145,7 +145,7 @@ void FakeSocket::RemotePort(std::int32_t port) {
 
 void FakeSocket::Close() {
   calls.emplace_back("Close");
-  if (!staysOpen) NetworkSocket::Close();
+  NetworkSocket::Close();
 }
 
 void FakeSocket::Bind(std::int32_t localPort) {

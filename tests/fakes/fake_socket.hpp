@@ -58,7 +58,7 @@ class FakeSocket final : private FakeNetwork, public NetworkSocket {
   std::vector<std::string> sent;   ///< one entry a SendData
   std::optional<AutomationError> failOpen;  ///< thrown by Bind and Connect
   std::optional<AutomationError> failSend;  ///< thrown by SendData
-  bool staysOpen = false;                   ///< Close has no effect
+  mutable int openReads = 0;  ///< so many reads of the state do not know yet that it is closed
 
   void Transport(SocketTransport transport) override;
   SocketTransport Transport() const override { return NetworkSocket::Transport(); }
@@ -68,6 +68,9 @@ class FakeSocket final : private FakeNetwork, public NetworkSocket {
   std::string RemoteHost() const override { return NetworkSocket::RemoteHost(); }
   void RemotePort(std::int32_t port) override;
   std::int32_t RemotePort() const override { return NetworkSocket::RemotePort(); }
+  SocketState State() const override {
+    return openReads > 0 && openReads-- > 0 ? SocketState::Open : NetworkSocket::State();
+  }
   void Close() override;
   void Bind(std::int32_t localPort) override;
   void Connect() override;

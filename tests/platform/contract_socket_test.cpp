@@ -137,6 +137,29 @@ TEST_P(SocketContract, ADatagramLivesAsLongAsItsEvent) {
   EXPECT_EQ(socket->BytesReceived(), 0);
 }
 
+TEST_P(SocketContract, WhereItIsWantedOnlyTheRemoteHostsDatagramsCount) {
+  BindToFarEnd();
+  Record();
+  std::size_t strangers = 0;
+  subscriptions.push_back(socket->Stranger.Subscribe([&] { ++strangers; }));
+  const auto counts = [&](const char* host) {
+    socket->RemoteHost(host);
+    data.clear();
+    strangers = 0;
+    far->SendDatagram("x", socket->LocalPort());
+    EXPECT_TRUE(Becomes([&] { return data.size() + strangers == 1; }));
+    return strangers == 0;
+  };
+  EXPECT_TRUE(counts("127.0.0.2"));
+  socket->RemoteHostOnly(true);
+  EXPECT_FALSE(counts("127.0.0.2"));
+  EXPECT_TRUE(counts("127.0.0.1"));
+  EXPECT_FALSE(counts("localhost")) << "not looked up yet";
+  socket->SendData("?");
+  ASSERT_TRUE(Becomes([&] { return far->Received().size() == 1; }));
+  EXPECT_TRUE(counts("localhost"));
+}
+
 TEST_P(SocketContract, AClosedPortOrAnUnknownNameDoesNotEndADatagramSocket) {
   BindToFarEnd();
   Record();

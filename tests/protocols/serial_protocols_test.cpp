@@ -179,17 +179,5 @@ TEST_F(SerialProtocols, TypesPersistAndTheDefaultIsNotWritten) {
   }
 }
 
-TEST_F(SerialProtocols, AProtocolOfWeightsMakesTheRecordReadyForThem) {
-  for (const char* protocol : {"TarnContinuousProtocol", "MiraProtocol", "GenericProtocol"}) {
-    scale = NewSerialScale(protocol);
-    scale->WeightData()->WeightAvailable(false);
-    scale->WeightData()->ClearWeight();
-    scale->Protocol(NewObject<_Protocol>(*site, protocol));
-    EXPECT_EQ(Reading(), "||  R");
-    scale->WeightData()->NoDataError(true);
-    EXPECT_EQ(Reading(), "Error|Error|Error  RE");
-  }
-}
-
 }  // namespace
 }  // namespace tarn

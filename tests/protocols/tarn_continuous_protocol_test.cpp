@@ -218,7 +218,7 @@ TEST_F(ContinuousProtocol, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
     host.loop.Post([&] { Deliver(Wire(Frame(kOnePlace, kKg, kC | 8, "001234", "000000"))); });
     host.loop.RunPending();
   }
-  EXPECT_TRUE(scale->PRState());
+  EXPECT_FALSE(scale->PRState());
   EXPECT_TRUE(scale->WeightData()->NoDataError());
   EXPECT_EQ(host.traces.size(), 1U);
   site->Log().Enabled(false);

@@ -279,8 +279,8 @@ TEST_F(TemplateLines, ALineOfAnotherKindReceivesNothing) {
   Start(true);
   Do("1,2");
   scale->Connection(NewObject<_Connection>(*site, "NoConnection"));
+  EXPECT_EQ(Socket().State(), SocketState::Closed);
   scale->RunScale();
-  EXPECT_EQ(Socket().State(), SocketState::Connected);
   EXPECT_EQ(DoAll({"3,\r\n1,2,3,\r\n", "+20000"}), "Config Lamps() ");
 }
 
@@ -320,8 +320,16 @@ TEST_F(TemplateLines, AScaleWithoutWeightsSaysSo) {
     EXPECT_EQ(scale->WeightData()->GrossWeight(), "N/A");
     scale->WeightData()->NoDataError(true);
     EXPECT_EQ(scale->WeightData()->NetWeight(), "N/A");
+    std::string seen;
+    const auto record = scale->WeightData();
+    const auto watch = record->NewWeight.Subscribe([&] { seen += record->GrossWeight() + " "; });
+    scale->printRequest();
+    scale->Protocol(protocol);
+    EXPECT_EQ(seen, "N/A N/A ") << "it stops, and gets the record";
+    EXPECT_EQ(scale->PrintData()->NetWeight(), "N/A");
     scale->Protocol(NewObject<_Protocol>(*site, "TarnContinuousProtocol"));
-    EXPECT_EQ(scale->WeightData()->GrossWeight(), "");
+    record->NoDataError(true);
+    EXPECT_EQ(seen, "N/A N/A N/A Error ") << "what is not blanked anew stays";
   }
 }
 

@@ -1,8 +1,11 @@
 // The records: what each setter stores and which events it raises, and the activity timer.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <random>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include "scale/activity_timer.hpp"
 #include "scale/enumerations.hpp"
@@ -25,137 +28,113 @@ TEST(TypeToClass, MapsEveryDialectAndNothingElse) {
   }
 }
 
-class WeightDataTest : public testing::Test {
- protected:
-  WeightDataTest() {
-    recorder.Add(record.NewWeight, "New");
-    recorder.Add(record.StatusChange, "Status");
-  }
-  void Reading(const char* gross, const char* tare, const char* net, bool outOfRange) {
-    record.GrossWeight(gross);
-    record.TareWeight(tare);
-    record.NetWeight(net);
-    record.OutOfRange(outOfRange);
-  }
-  std::string Texts() const {
-    return record.GrossWeight() + "|" + record.TareWeight() + "|" + record.NetWeight();
-  }
-  std::string Flags() const {
-    std::string flags;
-    if (record.Motion()) flags += 'M';
-    if (record.OutOfRange()) flags += 'R';
-    if (record.AtZero()) flags += 'Z';
-    if (record.InNetMode()) flags += 'N';
-    if (record.NoDataError()) flags += 'E';
-    return flags;
-  }
+/// The weight record as it is described, literally: gross, tare and net; motion, zero and net mode.
+struct RecordModel {
+  std::string text[3], units, noData = "Error", cleared, trace;
+  double value[3] = {};
+  bool flags[3] = {true, false, false}, range = false, error = false;
 
-  WeightData record{"."};
-  EventRecorder recorder;
+  void Raise(const char* event) { trace += event + Text(); }
+  std::string Text() const {
+    std::ostringstream all;
+    for (int i = 0; i < 3; ++i) all << ' ' << text[i] << '|' << value[i] << '|' << flags[i];
+    all << units << range << error << '\n';
+    return all.str();
+  }
+  void Flag(bool& flag, bool to) {
+    if (std::exchange(flag, to) != to) Raise("Status");
+  }
+  void Blank(const std::string& with) {
+    for (int i = 0; i < 3; ++i) text[i] = with, value[i] = 0, flags[i] = false;
+    range = true;
+  }
+  void RaiseBoth() {
+    Raise("Status");
+    Raise("New");
+  }
+  void Commit(bool to) {
+    if (to) text[0] = text[2] = "*******";
+    Flag(range, to);
+    Flag(flags[2], value[1] != 0);
+    Flag(flags[1], value[2] == 0);
+    Raise("New");
+  }
 };
 
-TEST_F(WeightDataTest, ANewRecordIsInMotionAndEmpty) {
-  EXPECT_EQ(Texts(), "||");
-  EXPECT_EQ(Flags(), "M");
-  EXPECT_EQ(record.Units(), "");
-  EXPECT_EQ(record.GrossWeightValue(), 0);
+RecordModel ModelOf(const WeightData& r) {
+  return {.text = {r.GrossWeight(), r.TareWeight(), r.NetWeight()},
+          .units = r.Units(),
+          .noData = {},
+          .cleared = {},
+          .trace = {},
+          .value = {r.GrossWeightValue(), r.TareWeightValue(), r.NetWeightValue()},
+          .flags = {r.Motion(), r.AtZero(), r.InNetMode()},
+          .range = r.OutOfRange(),
+          .error = r.NoDataError()};
 }
 
-TEST_F(WeightDataTest, TheCommitDerivesTheFlagsAndRaisesInOrder) {
-  record.Motion(false);
-  record.Units("kg");
-  EXPECT_EQ(recorder.Take(), "Status Status");
-  Reading("12.5", "0.5", "12.0", false);
-  EXPECT_EQ(recorder.Take(), "Status New");  // net mode
-  EXPECT_EQ(Flags(), "N");
-  Reading("0.0", "0", "0.0", false);
-  EXPECT_EQ(recorder.Take(), "Status Status New");  // net mode off, at zero
-  EXPECT_EQ(Flags(), "Z");
-  Reading("0.0", "0", "0.0", false);
-  EXPECT_EQ(recorder.Take(), "New");
-}
-
-TEST_F(WeightDataTest, OutOfRangeCoversTextsOnly) {
-  Reading("12.5", "0.5", "12", false);
-  recorder.Take();
-  record.OutOfRange(true);
-  EXPECT_EQ(recorder.Take(), "Status New");
-  EXPECT_EQ(Texts(), "*******|0.5|*******");
-  EXPECT_EQ(record.NetWeightValue(), 12);
-  EXPECT_EQ(record.GrossWeightValue(), 12.5);
-  EXPECT_EQ(Flags(), "MRN");  // not at zero: the value decides, not the text
-  record.OutOfRange(true);
-  EXPECT_EQ(recorder.Take(), "New");
-}
-
-TEST_F(WeightDataTest, NoDataErrorAndClearWeightAlwaysRaiseBothEvents) {
-  Reading("12.5", "0.5", "12", false);
-  record.Units("kg");
-  recorder.Take();
-  record.NoDataError(false);
-  EXPECT_EQ(recorder.Take(), "Status New");
-  EXPECT_EQ(Texts(), "12.5|0.5|12");
-  record.NoDataError(true);
-  EXPECT_EQ(recorder.Take(), "Status New");
-  EXPECT_EQ(Texts(), "Error|Error|Error");
-  EXPECT_EQ(Flags(), "RE");
-  EXPECT_EQ(record.TareWeightValue(), 0);
-  EXPECT_EQ(record.Units(), "kg");
-  record.ClearWeight();
-  EXPECT_EQ(recorder.Take(), "Status New");
-  EXPECT_EQ(Texts(), "||");
-  EXPECT_EQ(Flags(), "RE");  // the error stays
-  EXPECT_EQ(record.Units(), "");
-}
-
-TEST_F(WeightDataTest, WeightAvailableChoosesTheTexts) {
-  record.WeightAvailable(false);
-  record.ClearWeight();
-  EXPECT_EQ(Texts(), "N/A|N/A|N/A");
-  record.NoDataError(true);
-  EXPECT_EQ(Texts(), "N/A|N/A|N/A");
-  record.WeightAvailable(true);
-  record.NoDataError(true);
-  EXPECT_EQ(Texts(), "Error|Error|Error");
-}
-
-TEST_F(WeightDataTest, ATextThatIsNoNumberIsKeptWithTheValueZero) {
-  record.NetWeight("12");
-  record.NetWeight("abc");
-  EXPECT_EQ(record.NetWeight(), "abc");
-  EXPECT_EQ(record.NetWeightValue(), 0);
+/// After each write the fields, and whatever was raised with the fields at that moment.
+TEST(WeightData, DoesWithRandomWritesWhatItsDescriptionSays) {
+  using Record = WeightData;
+  void (Record::*const texts[])(std::string) = {&Record::GrossWeight, &Record::TareWeight,
+                                                &Record::NetWeight};
+  void (Record::*const values[])(double) = {&Record::GrossWeightValue, &Record::TareWeightValue,
+                                            &Record::NetWeightValue};
+  void (Record::*const flags[])(bool) = {&Record::Motion, &Record::AtZero, &Record::InNetMode};
+  const std::pair<const char*, double> numbers[] = {
+      {"0", 0}, {" 0.0 ", 0}, {"-1.5", -1.5}, {"12", 12}, {"", 0}, {"*******", 0}, {"1,5", 0}};
+  std::mt19937 random(7);
+  RecordModel model;
+  Record record{"."};
+  std::string raised;
+  const auto onStatus =
+      record.StatusChange.Subscribe([&] { raised += "Status" + ModelOf(record).Text(); });
+  const auto onNew = record.NewWeight.Subscribe([&] { raised += "New" + ModelOf(record).Text(); });
+  ASSERT_EQ(ModelOf(record).Text(), model.Text());
+  for (int i = 0; i < 20'000; ++i) {
+    const auto& [text, number] = numbers[random() % 7];
+    const bool on = random() % 2 != 0;
+    const auto which = random() % 3;
+    const auto write = random() % 8;
+    if (write == 0) {
+      (record.*texts[which])(text);
+      model.text[which] = text;
+      model.value[which] = number;
+    } else if (write == 1) {
+      (record.*values[which])(number);
+      model.value[which] = number;
+    } else if (write == 2) {
+      (record.*flags[which])(on);
+      model.Flag(model.flags[which], on);
+    } else if (write == 3) {
+      record.Units(text);
+      if (std::exchange(model.units, text) != text) model.Raise("Status");
+    } else if (write == 4) {
+      record.NoDataError(on);
+      model.error = on;
+      if (on) model.Blank(model.noData);
+      model.RaiseBoth();
+    } else if (write == 5) {
+      record.ClearWeight();
+      model.Blank(model.cleared);
+      model.units.clear();
+      model.RaiseBoth();
+    } else if (write == 6) {
+      record.WeightAvailable(on);
+      model.noData = on ? "Error" : "N/A";
+      model.cleared = on ? "" : "N/A";
+    } else {
+      record.OutOfRange(on);
+      model.Commit(on);
+    }
+    ASSERT_EQ(ModelOf(record).Text(), model.Text()) << write;
+    ASSERT_EQ(std::exchange(raised, {}), std::exchange(model.trace, {})) << write;
+  }
   WeightData comma{","};
   comma.GrossWeight(" 1,5 ");
   comma.NetWeight("1.5");
   EXPECT_EQ(comma.GrossWeightValue(), 1.5);
   EXPECT_EQ(comma.NetWeightValue(), 0);
-}
-
-/// Whatever the order of the setters, the record obeys the same laws after each commit.
-TEST_F(WeightDataTest, LawsHoldForRandomWrites) {
-  std::mt19937 random(7);
-  const char* texts[] = {"0", "0.0", "-1.5", "12", "", "*******", "abc"};
-  int newWeights = 0;
-  const auto count = record.NewWeight.Subscribe([&] { ++newWeights; });
-  for (int i = 0; i < 2000; ++i) {
-    const auto pick = [&](unsigned n) { return random() % n; };
-    record.GrossWeight(texts[pick(7)]);
-    if (pick(2) != 0) record.TareWeight(texts[pick(7)]);
-    record.NetWeight(texts[pick(7)]);
-    record.Motion(pick(2) != 0);
-    if (pick(8) == 0) record.NoDataError(pick(2) != 0);
-    const bool range = pick(3) == 0;
-    const int before = newWeights;
-    record.OutOfRange(range);
-    ASSERT_EQ(newWeights, before + 1);
-    ASSERT_EQ(record.OutOfRange(), range);
-    ASSERT_EQ(record.AtZero(), record.NetWeightValue() == 0);
-    ASSERT_EQ(record.InNetMode(), record.TareWeightValue() != 0);
-    if (range) {
-      ASSERT_EQ(record.GrossWeight(), kNoWeightText);
-      ASSERT_EQ(record.NetWeight(), kNoWeightText);
-    }
-  }
 }
 
 TEST(PrintData, TheNetValueCommits) {

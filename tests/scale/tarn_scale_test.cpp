@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,134 +11,144 @@
 namespace tarn {
 namespace {
 
-/// Writes down what the scale asks of its connection and protocol.
-using Calls = std::vector<std::string>;
-
+/// Writes down what the scale asks of its connection, among the events.
 class SpyConnection final : public tarn::Connection {
  public:
-  explicit SpyConnection(Calls& calls) : calls_(calls) {}
+  explicit SpyConnection(EventRecorder& log, std::string name = "Line")
+      : log_(log), name_(std::move(name)) {}
   void Connect() override {
-    calls_.push_back("Connection.Connect");
+    log_.Note(name_ + ".Connect");
     if (fail) throw AutomationError(ErrorNumber::InvalidPort, "no such port");
+    if (during) during();
   }
-  void Disconnect() override { calls_.push_back("Connection.Disconnect"); }
+  void Disconnect() override { log_.Note(name_ + ".Disconnect"); }
   bool fail = false;
+  std::function<void()> during;
 
  private:
-  Calls& calls_;
+  EventRecorder& log_;
+  std::string name_;
 };
 
 class SpyProtocol final : public tarn::Protocol {
  public:
-  explicit SpyProtocol(Calls& calls) : calls_(calls) {}
+  explicit SpyProtocol(EventRecorder& log) : log_(log) {}
   void myScale(const std::shared_ptr<TarnScale>& scale) override {
-    calls_.push_back("myScale");
     tarn::Protocol::myScale(scale);
+    log_.Note("myScale");
   }
   using tarn::Protocol::myScale;
-  void Connection(std::shared_ptr<_Connection>) override { calls_.push_back("Connection"); }
-  void WeightData(std::shared_ptr<tarn::WeightData>) override { calls_.push_back("WeightData"); }
-  void PrintData(std::shared_ptr<tarn::PrintData>) override { calls_.push_back("PrintData"); }
+  void Connection(std::shared_ptr<_Connection>) override { log_.Note("Connection"); }
+  void WeightData(std::shared_ptr<tarn::WeightData>) override { log_.Note("WeightData"); }
+  void PrintData(std::shared_ptr<tarn::PrintData>) override { log_.Note("PrintData"); }
   void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData>) override {
-    calls_.push_back("TarnRecordTemplateData");
+    log_.Note("TemplateData");
   }
   using tarn::Protocol::Connection;
   using tarn::Protocol::PrintData;
   using tarn::Protocol::TarnRecordTemplateData;
   using tarn::Protocol::WeightData;
-  void Connect() override { calls_.push_back("Protocol.Connect"); }
-  void Disconnect() override { calls_.push_back("Protocol.Disconnect"); }
-  void Z() override { calls_.push_back("Z"); }
-  void T() override { calls_.push_back("T"); }
-  void C() override { calls_.push_back("C"); }
-  void P() override { calls_.push_back("P"); }
-  void SetTare(double& value) override { calls_.push_back("SetTare " + std::to_string(value)); }
+  void Connect() override { Command("Protocol.Connect"); }
+  void Disconnect() override { Command("Protocol.Disconnect"); }
+  void Z() override { Command("Z"); }
+  void T() override { Command("T"); }
+  void C() override { Command("C"); }
+  void P() override { Command("P"); }
+  void SetTare(double& value) override { Command("SetTare" + std::to_string(value++)); }
+  std::function<void()> during;
 
  private:
-  Calls& calls_;
+  void Command(const std::string& name) {
+    log_.Note(name);
+    if (during) during();
+    done_ = name;  // it is still there, whoever let go of it meanwhile
+  }
+  EventRecorder& log_;
+  std::string done_;
 };
+
+const std::string kBind = "myScale Connection WeightData PrintData TemplateData";
 
 class TarnScaleTest : public ScaleFixture {
  protected:
-  TarnScaleTest() {
-    connection = std::make_shared<SpyConnection>(calls);
-    protocol = std::make_shared<SpyProtocol>(calls);
+  TarnScaleTest() { MakeScale(); }
+  void MakeScale() {
+    connection = std::make_shared<SpyConnection>(log);
+    protocol = std::make_shared<SpyProtocol>(log);
     scale = NewScale();
     scale->Connection(connection);
     scale->Protocol(protocol);
     scale->Disabled(false);
-    calls.clear();
-    recorder.Watch(*scale);
+    log.Take();
+    log.Watch(*scale);
   }
-  Calls TakeCalls() { return std::exchange(calls, {}); }
   void Reading(const char* net, bool motion) {
     const auto record = scale->WeightData();
-    record->GrossWeight(net);
+    record->GrossWeight(std::string("1") + net);
     record->TareWeight("0.5");
     record->NetWeight(net);
     record->Motion(motion);
     record->Units("kg");
     record->OutOfRange(false);
   }
+  /// What is logged while time passes.
+  std::string After(double milliseconds) {
+    host.loop.Advance(milliseconds);
+    return log.Take();
+  }
 
-  Calls calls;
-  Calls newCalls;
+  EventRecorder log;
   std::shared_ptr<SpyConnection> connection;
   std::shared_ptr<SpyProtocol> protocol;
   std::shared_ptr<TarnScale> scale;
-  EventRecorder recorder;
 };
 
-TEST_F(TarnScaleTest, ANewScaleHasTheDefaults) {
-  const auto fresh = NewScale();
-  EXPECT_EQ(fresh->AliasName(), "Scale x");
-  EXPECT_TRUE(fresh->Disabled());
-  EXPECT_EQ(fresh->UpdateRate(), 10);
-  EXPECT_EQ(fresh->UpdateInterval(), 100);
-  EXPECT_EQ(fresh->ActivityTimeoutTime(), 0);
-  EXPECT_EQ(fresh->Connection()->ClassName(), "NoConnection");
-  EXPECT_EQ(fresh->Protocol()->ClassName(), "NoProtocol");
-  EXPECT_EQ(fresh->SummitData()->ClassName(), "SummitData");
-  EXPECT_EQ(fresh->Protocol()->myScale(), fresh);
-  EXPECT_EQ(fresh->Protocol()->WeightData(), fresh->WeightData());
-  EXPECT_FALSE(fresh->watchdog());
-}
-
-TEST_F(TarnScaleTest, BindingStopsFirstAndHandsTheReferencesInOrder) {
+TEST_F(TarnScaleTest, StartsAndStopsInOrder) {
   scale->Protocol(protocol);
-  EXPECT_EQ(TakeCalls(), (Calls{"Connection.Disconnect", "myScale", "Connection", "WeightData",
-                                "PrintData", "TarnRecordTemplateData"}));
+  EXPECT_EQ(log.Take(), "StatusChange NewWeight Line.Disconnect " + kBind);
   // The connection that was just given is the one that is closed, not the one before.
-  scale->Connection(std::make_shared<SpyConnection>(newCalls));
-  EXPECT_EQ(newCalls, Calls{"Connection.Disconnect"});
-  EXPECT_EQ(calls.front(), "myScale");
-}
-
-TEST_F(TarnScaleTest, RunningConnectsTheProtocolFirst) {
+  connection = std::make_shared<SpyConnection>(log, "New");
+  scale->Connection(connection);
+  EXPECT_EQ(log.Take(), "StatusChange NewWeight New.Disconnect " + kBind);
   EXPECT_TRUE(scale->RunScale());
-  EXPECT_EQ(TakeCalls(), (Calls{"myScale", "Protocol.Connect", "Connection.Connect"}));
+  EXPECT_EQ(log.Take(), "myScale Protocol.Connect New.Connect");
   EXPECT_TRUE(scale->UpdateTimer()->Enabled());
-  EXPECT_EQ(scale->UpdateTimer()->Interval(), 100);
-  EXPECT_EQ(scale->ActivityTimeoutTime(), 500);
   EXPECT_EQ(scale->ActivityTimer()->TimeoutTime(), 800);
-  host.loop.Advance(350);
-  EXPECT_EQ(recorder.Take(), "UpdateWeight UpdateWeight UpdateWeight");
+  scale->UpdateRate(5);
+  EXPECT_EQ(scale->UpdateTimer()->Interval(), 100) << "a running timer keeps its interval";
+  EXPECT_EQ(After(350), "UpdateWeight UpdateWeight UpdateWeight");
+  const auto client = scale->WeightData()->StatusChange.Subscribe(
+      [&] { EXPECT_TRUE(scale->ActivityTimer()->TimedOut() && !scale->UpdateTimer()->Enabled()); });
   scale->StopScale();
-  EXPECT_EQ(TakeCalls(), Calls{"Connection.Disconnect"});  // the protocol is not told
-  EXPECT_EQ(recorder.Take(), "StatusChange NewWeight");
-  EXPECT_TRUE(scale->ActivityTimer()->TimedOut());
-  host.loop.Advance(2000);
-  EXPECT_EQ(recorder.Take(), "");
+  EXPECT_EQ(log.Take(), "StatusChange NewWeight New.Disconnect");  // not the protocol's
+  EXPECT_EQ(After(2000), "");
+
+  connection->fail = true;
+  EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 8002);
+  EXPECT_TRUE(scale->ActivityTimer()->TimedOut() && !scale->UpdateTimer()->Enabled());
+  log.Take();
+
+  const auto flag = scale->NewStatus.Subscribe([&] { EXPECT_FALSE(scale->Disabled()); });
+  scale->UpdateTimer()->Interval(100);
+  scale->UpdateTimer()->Enabled(true);
+  scale->Disabled(true);  // the lamps before the flag
+  EXPECT_EQ(log.Take(), "NewStatus New.Disconnect");
+  EXPECT_FALSE(scale->RunScale());
+  EXPECT_EQ(log.Take(), "StatusChange NewWeight");
+  EXPECT_EQ(scale->UpdateTimer()->Interval(), 0);
+  EXPECT_FALSE(scale->UpdateTimer()->Enabled());
 }
 
-TEST_F(TarnScaleTest, ADisabledScaleConnectsNothing) {
+TEST_F(TarnScaleTest, MayLackAConnectionButNoProtocol) {
+  EXPECT_EQ(ErrorOf([&] { scale->Protocol(nullptr); }), 91);
+  EXPECT_EQ(log.Take(), "");
+  EXPECT_EQ(scale->Protocol(), protocol);
+  scale->Connection(nullptr);
   scale->Disabled(true);
-  EXPECT_EQ(TakeCalls(), Calls{"Connection.Disconnect"});
-  EXPECT_EQ(recorder.Take(), "NewStatus");
-  EXPECT_FALSE(scale->RunScale());
-  EXPECT_EQ(TakeCalls(), Calls{});
-  EXPECT_EQ(recorder.Take(), "StatusChange NewWeight");
-  EXPECT_FALSE(scale->UpdateTimer()->Enabled());
+  scale->Disabled(false);
+  EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
+  EXPECT_EQ(ErrorOf([&] { scale->Z(); }), 91);
+  scale->StopScale();
 }
 
 TEST_F(TarnScaleTest, TheUpdateRateSetsTheIntervalAndTheWatchdog) {
@@ -158,13 +169,6 @@ TEST_F(TarnScaleTest, TheUpdateRateSetsTheIntervalAndTheWatchdog) {
   EXPECT_EQ(ErrorOf([&] { scale->UpdateRate(1e-9); }), 6);
 }
 
-TEST_F(TarnScaleTest, FailingToConnectReachesTheCallerAndArmsNothing) {
-  connection->fail = true;
-  EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 8002);
-  EXPECT_TRUE(scale->ActivityTimer()->TimedOut());
-  EXPECT_FALSE(scale->UpdateTimer()->Enabled());
-}
-
 TEST_F(TarnScaleTest, OnlySlotsOneToThirtyTwoHaveATimer) {
   for (const std::int16_t number : std::initializer_list<std::int16_t>{0, 33, -1}) {
     scale->ScaleNumber(number);
@@ -180,28 +184,42 @@ TEST_F(TarnScaleTest, TheWatchdogReportsSilenceAtTheSecondTimeOut) {
   scale->RunScale();
   scale->UpdateTimer()->Enabled(false);
   scale->ActivityLED(true);
-  recorder.Take();
-  host.loop.Advance(800);  // the first time-out: nothing was expected yet
-  EXPECT_EQ(recorder.Take(), "StatusChange NewWeight NewStatus");
-  EXPECT_FALSE(scale->WeightData()->NoDataError());
-  EXPECT_FALSE(scale->ErrorLED());
+  log.Take();
+  const char* const kEvents = "StatusChange NewWeight NewStatus";
+  EXPECT_EQ(After(800), kEvents) << "the first time-out: nothing was expected yet";
+  EXPECT_FALSE(scale->WeightData()->NoDataError() || scale->ErrorLED());
   EXPECT_TRUE(scale->watchdog());
-
-  host.loop.Advance(800);
-  EXPECT_EQ(recorder.Take(), "StatusChange NewWeight NewStatus");
-  EXPECT_TRUE(scale->WeightData()->NoDataError());
-  EXPECT_TRUE(scale->ErrorLED());
+  EXPECT_EQ(After(800), kEvents);
+  EXPECT_TRUE(scale->WeightData()->NoDataError() && scale->ErrorLED());
   EXPECT_FALSE(scale->ActivityLED());
-
   scale->watchdog(false);  // a message came
-  host.loop.Advance(800);
-  EXPECT_FALSE(scale->WeightData()->NoDataError());
-  EXPECT_FALSE(scale->ErrorLED());
+  EXPECT_EQ(After(800), kEvents);
+  EXPECT_FALSE(scale->WeightData()->NoDataError() || scale->ErrorLED());
+  scale->Disabled(true);  // not armed again from then on
+  log.Take();
+  EXPECT_EQ(After(5000), "");
+}
 
-  scale->Disabled(true);  // not re-armed from then on
-  recorder.Take();
-  host.loop.Advance(5000);
-  EXPECT_EQ(recorder.Take(), "");
+TEST_F(TarnScaleTest, AFailingHandlerCostsNoWatchdogAndLeavesNoLineOpen) {
+  const auto other = NewScale(2);
+  other->Disabled(false);
+  for (const auto& one : {scale, other}) {
+    one->UpdateRate(0);
+    one->ActivityTimeoutTime(400);
+    one->RunScale();
+  }
+  const auto fail = scale->WeightData()->NewWeight.Subscribe(
+      [] { throw AutomationError(ErrorNumber::DiskFull, "no room for the log"); });
+  for (int i = 0; i < 3; ++i) {
+    After(1200);
+    EXPECT_TRUE(scale->ErrorLED() && other->ErrorLED()) << i;
+    EXPECT_FALSE(scale->ActivityTimer()->TimedOut()) << i;
+    for (const auto& one : {scale, other}) one->ErrorLED(false);
+  }
+  EXPECT_EQ(host.traces, std::vector<std::string>{"error 61: no room for the log"});
+  log.Take();
+  EXPECT_EQ(ErrorOf([&] { scale->StopScale(); }), 61);
+  EXPECT_EQ(log.Take(), "StatusChange NewWeight Line.Disconnect");
 }
 
 TEST_F(TarnScaleTest, CommandsNeedABidirectionalConnection) {
@@ -212,13 +230,13 @@ TEST_F(TarnScaleTest, CommandsNeedABidirectionalConnection) {
     scale->C();
     scale->SetTare(tare);
     scale->P();
+    return log.Take();
   };
-  all();
-  EXPECT_EQ(TakeCalls(), Calls{});
+  EXPECT_EQ(all(), "");
   EXPECT_TRUE(scale->PRState());  // the print captures the next reading instead
   connection->IsBidirectional(true);
-  all();
-  EXPECT_EQ(TakeCalls(), (Calls{"Z", "T", "C", "SetTare 12.500000", "P"}));
+  EXPECT_EQ(all(), "Z T C SetTare12.500000 P");
+  EXPECT_EQ(tare, 13.5);
 
   // A terminal that prints its own records is not asked over a one-way link.
   const auto fresh = NewScale(2);
@@ -227,51 +245,54 @@ TEST_F(TarnScaleTest, CommandsNeedABidirectionalConnection) {
   EXPECT_FALSE(fresh->PRState());
 }
 
-TEST_F(TarnScaleTest, APrintRequestWaitsForTheFirstStableReading) {
+TEST_F(TarnScaleTest, APrintTakesTheFirstStableReadingOrTheOneThatIsThere) {
+  const auto printed = [&] {
+    const auto p = scale->PrintData();
+    return p->GrossWeight() + "|" + p->TareWeight() + "|" + p->NetWeight() + " " + p->Units() +
+           " " + std::to_string(p->GrossWeightValue()) + std::to_string(p->TareWeightValue()) +
+           std::to_string(p->NetWeightValue());
+  };
   scale->printRequest();
-  Reading("12.5", true);
-  Reading("13.5", true);
+  Reading("2.5", true);
+  Reading("3.5", true);
   EXPECT_TRUE(scale->PRState());
-  EXPECT_EQ(scale->PrintData()->NetWeight(), "");
-  recorder.Take();
-  Reading("14.5", false);
-  EXPECT_EQ(recorder.Take(), "StatusChange Print NewWeight");  // the scale's own handler is first
+  EXPECT_EQ(printed(), "||  0.0000000.0000000.000000");
+  log.Take();
+  Reading("4.5", false);
+  EXPECT_EQ(log.Take(), "StatusChange Print NewWeight");  // the scale's own handler is first
   EXPECT_FALSE(scale->PRState());
-  EXPECT_EQ(scale->PrintData()->NetWeight(), "14.5");
-  EXPECT_EQ(scale->PrintData()->TareWeightValue(), 0.5);
-  EXPECT_EQ(scale->PrintData()->Units(), "kg");
+  EXPECT_EQ(printed(), "14.5|0.5|4.5 kg 14.5000000.5000004.500000");
 
-  Reading("15.5", true);
-  scale->printRequest(true);
-  EXPECT_EQ(scale->PrintData()->NetWeightValue(), 15.5);
-  EXPECT_FALSE(scale->PRState());
-}
-
-TEST_F(TarnScaleTest, StoppingServesAPendingPrintWithBlankWeights) {
-  Reading("12.5", true);
+  Reading("5.5", true);
   scale->printRequest();
-  scale->StopScale();
+  scale->printRequest(true);
+  EXPECT_EQ(printed(), "15.5|0.5|5.5 kg 15.5000000.5000005.500000");
+  EXPECT_TRUE(scale->PRState()) << "the request that waits goes on waiting";
+  const auto fail = scale->PrintData()->NewWeight.Subscribe(
+      [] { throw AutomationError(ErrorNumber::DiskFull, "no room for the log"); });
+  EXPECT_EQ(ErrorOf([&] { scale->StopScale(); }), 61);  // serves it with blank weights
   EXPECT_FALSE(scale->PRState());
-  EXPECT_EQ(scale->PrintData()->NetWeight(), "");
+  EXPECT_EQ(printed(), "||  0.0000000.0000000.000000");
 }
 
 TEST_F(TarnScaleTest, EachPropertyRaisesWhatItShould) {
+  const std::string bound = "StatusChange NewWeight Line.Disconnect " + kBind;
   const struct {
     const char* name;
     std::function<void()> write;
-    const char* events;
+    std::string events;
     const char* changed;
   } cases[] = {
       {"AliasName", [&] { scale->AliasName("Line 1"); }, "Configuration", "AliasName "},
       {"ActivityLED", [&] { scale->ActivityLED(true); }, "", "ActivityLED "},
       {"ErrorLED", [&] { scale->ErrorLED(true); }, "NewStatus", "ErrorLED "},
       {"ErrorLED unchanged", [&] { scale->ErrorLED(true); }, "NewStatus", "ErrorLED "},
-      {"Disabled", [&] { scale->Disabled(true); }, "NewStatus", "ActivityLED ErrorLED Disabled "},
+      {"Disabled", [&] { scale->Disabled(true); }, "NewStatus Line.Disconnect",
+       "ActivityLED ErrorLED Disabled "},
       {"UpdateRate", [&] { scale->UpdateRate(5); }, "", ""},
       {"ActivityTimeoutTime", [&] { scale->ActivityTimeoutTime(5); }, "", ""},
-      {"Protocol", [&] { scale->Protocol(protocol); }, "StatusChange NewWeight", "Protocol "},
-      {"Connection", [&] { scale->Connection(connection); }, "StatusChange NewWeight",
-       "Connection "},
+      {"Protocol", [&] { scale->Protocol(protocol); }, bound, "Protocol "},
+      {"Connection", [&] { scale->Connection(connection); }, bound, "Connection "},
       {"SummitData", [&] { scale->SummitData(std::make_shared<tarn::SummitData>()); },
        "Configuration", ""},
       {"the protocol's own", [&] { protocol->pType(ProtocolType{4}); }, "", "Ptype "},
@@ -280,14 +301,15 @@ TEST_F(TarnScaleTest, EachPropertyRaisesWhatItShould) {
   const auto subscription = scale->PropertyChanged.Subscribe(
       [&](std::string_view name) { changed += std::string(name) + " "; });
   for (const auto& c : cases) {
-    recorder.Take();
+    log.Take();
     changed.clear();
     c.write();
-    EXPECT_EQ(recorder.Take(), c.events) << c.name;
+    EXPECT_EQ(log.Take(), c.events) << c.name;
     EXPECT_EQ(changed, c.changed) << c.name;
   }
   // What was replaced no longer speaks for the scale.
   scale->Protocol(std::make_shared<tarn::Protocol>());
+  EXPECT_EQ(protocol->myScale(), nullptr);
   changed.clear();
   protocol->pType(ProtocolType{5});
   EXPECT_EQ(changed, "");
@@ -300,13 +322,45 @@ TEST_F(TarnScaleTest, DataObjectsAreFoundByNameWithoutRegardToCase) {
   EXPECT_EQ(scale->GetAxDataObj("weightdata"), scale->WeightData());
   EXPECT_EQ(scale->GetAxDataObj("PRINTDATA"), scale->PrintData());
   EXPECT_EQ(scale->GetAxDataObj("TarnRecordTemplateData"), scale->TarnRecordTemplateData());
-  EXPECT_EQ(scale->GetAxDataObj("SummitData"), nullptr);
-  EXPECT_EQ(scale->GetAxDataObj(""), nullptr);
+  for (const char* none : {"SummitData", ""}) EXPECT_EQ(scale->GetAxDataObj(none), nullptr);
   const auto named = std::make_shared<Named>();
   scale->SummitData(named);
   EXPECT_EQ(scale->GetAxDataObj("tarnscalediagdata"), named);
   scale->SummitData(std::make_shared<tarn::SummitData>());
   EXPECT_EQ(scale->GetAxDataObj("TarnScaleDiagData"), nullptr);
+}
+
+/// Whichever of the two the former scale replaces first, and whatever becomes of it then.
+TEST_F(TarnScaleTest, WhatMovedToAnotherScaleIsLeftAlone) {
+  const std::function<void()> ways[] = {
+      [&] {
+        scale->Protocol(std::make_shared<tarn::Protocol>());
+        scale->Connection(std::make_shared<tarn::Connection>());
+      },
+      [&] {
+        scale->Connection(std::make_shared<tarn::Connection>());
+        scale->Protocol(std::make_shared<tarn::Protocol>());
+      },
+      [&] { scale->StopScale(); },
+      [&] { scale->Disabled(true); },
+      [&] { scale->Detach(); },
+      [&] { scale.reset(); },
+  };
+  for (const auto& end : ways) {
+    MakeScale();
+    const auto next = NewScale(2);
+    next->Connection(connection);
+    next->Protocol(protocol);
+    next->Disabled(false);
+    next->RunScale();
+    EXPECT_EQ(protocol->myScale(), next);
+    log = {};
+    end();
+    EXPECT_EQ(log.Take(), "");
+    EXPECT_EQ(protocol->myScale(), next);
+    next->StopScale();
+    EXPECT_EQ(log.Take(), "Line.Disconnect");
+  }
 }
 
 TEST_F(TarnScaleTest, ReplacingOrReleasingTheScaleInItsOwnEventsIsSafe) {
@@ -318,36 +372,74 @@ TEST_F(TarnScaleTest, ReplacingOrReleasingTheScaleInItsOwnEventsIsSafe) {
   EXPECT_TRUE(watch.expired());
   EXPECT_TRUE(host.traces.empty());
 
-  auto second = NewScale(2);
-  second->Disabled(false);
+  MakeScale();
   Subscription replace =
-      second->NewStatus.Subscribe([&] { second->Protocol(std::make_shared<tarn::Protocol>()); });
-  second->ErrorLED(true);
-  EXPECT_EQ(second->Protocol()->ClassName(), "Protocol");
+      scale->NewStatus.Subscribe([&] { scale->Protocol(std::make_shared<tarn::Protocol>()); });
+  scale->ErrorLED(true);
+  EXPECT_EQ(scale->Protocol()->ClassName(), "Protocol");
+
+  MakeScale();
+  connection->IsBidirectional(true);
+  protocol->during = [&] {
+    protocol.reset();
+    scale->Protocol(std::make_shared<tarn::Protocol>());
+    scale.reset();
+  };
+  scale->Z();
+  EXPECT_EQ(scale, nullptr);
 }
 
-TEST_F(TarnScaleTest, ADetachedScaleIsQuietForWhoeverHoldsIt) {
-  scale->RunScale();
-  TakeCalls();
-  scale->Detach();
-  EXPECT_EQ(TakeCalls(), Calls{"Connection.Disconnect"});
-  EXPECT_EQ(scale->UpdateTimer(), nullptr);
-  recorder.Take();
-  host.loop.Advance(5000);
-  EXPECT_EQ(recorder.Take(), "");
-  EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
-  EXPECT_EQ(TakeCalls(), Calls{});
-  EXPECT_FALSE(site->UpdateTimer(1)->Enabled());
+TEST_F(TarnScaleTest, AScaleThatLeftItsTableIsQuietForWhoeverHoldsIt) {
+  Subscription once;
+  const auto leave = [&] { scale->Detach(); };
+  const struct {
+    const char* when;
+    std::function<void()> prepare;
+  } cases[] = {
+      {"while it runs",
+       [&] {
+         scale->RunScale();
+         leave();
+       }},
+      {"at its time-out",
+       [&] {
+         scale->RunScale();
+         host.loop.Advance(700);
+         once = scale->NewStatus.Subscribe(leave);
+         host.loop.Advance(100);
+       }},
+      {"while its protocol connects",
+       [&] {
+         protocol->during = leave;
+         EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
+       }},
+      {"while its connection connects",
+       [&] {
+         connection->during = leave;
+         EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
+       }},
+  };
+  for (const auto& c : cases) {
+    MakeScale();
+    c.prepare();
+    EXPECT_TRUE(log.Take().ends_with("Line.Disconnect")) << c.when;
+    scale->ScaleNumber(1);
+    EXPECT_EQ(scale->UpdateTimer(), nullptr) << c.when;
+    EXPECT_EQ(After(5000), "") << c.when;
+    EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91) << c.when;
+    EXPECT_EQ(log.Take(), "") << c.when;
+    EXPECT_FALSE(site->UpdateTimer(1)->Enabled()) << c.when;
+  }
 }
 
 TEST_F(TarnScaleTest, TheLastReleaseStopsTheScale) {
   const auto timer = scale->UpdateTimer();
   const auto weights = scale->WeightData();
   scale->RunScale();
-  TakeCalls();
   protocol.reset();
+  log.Take();
   scale.reset();
-  EXPECT_EQ(calls, Calls{"Connection.Disconnect"});
+  EXPECT_EQ(log.Take(), "StatusChange NewWeight Line.Disconnect");
   EXPECT_FALSE(timer->Enabled());
   EXPECT_TRUE(weights->OutOfRange());
 }
@@ -355,85 +447,75 @@ TEST_F(TarnScaleTest, TheLastReleaseStopsTheScale) {
 // --- Persistence
 // ----------------------------------------------------------------------------------
 
-class ScalePersistenceTest : public ScaleFixture {
- protected:
-  std::string Keys(const PropertyBag& bag) {
-    std::string keys;
+using ScalePersistence = ScaleFixture;
+
+TEST_F(ScalePersistence, ADefaultScaleStoresOnlyItsNestedObjectsAndAnnouncesItself) {
+  const auto fresh = TarnScale::Create(site);
+  const auto restored = TarnScale::Create(site);
+  for (const auto& scale : {fresh, restored}) {
+    EventRecorder log;
+    log.Watch(*scale);
+    if (scale == fresh)
+      scale->InitProperties();
+    else
+      scale->ReadProperties(PropertyBag());
+    EXPECT_EQ(log.Take(), "Configuration NewStatus NewStatus StatusChange NewWeight Configuration");
+    EXPECT_EQ(scale->AliasName(), "Scale x");
+    EXPECT_TRUE(scale->Disabled() && !scale->watchdog());
+    EXPECT_EQ(scale->UpdateInterval(), 100);
+    EXPECT_EQ(scale->Protocol()->myScale(), scale);
+    EXPECT_EQ(scale->Protocol()->WeightData(), scale->WeightData());
+    PropertyBag bag;
+    scale->WriteProperties(bag);
     for (const char* key :
          {"AliasName", "Disabled", "ActivityLED", "ErrorLED", "ActivityTimeoutTime", "UpdRate"}) {
-      if (bag.ReadText(key, "missing") != "missing") keys += std::string(key) + " ";
+      EXPECT_EQ(bag.ReadText(key, "missing"), "missing") << key;
     }
-    return keys;
+    for (const auto& [key, name] : {std::pair("Connection", "NoConnection"),
+                                    {"Protocol", "NoProtocol"},
+                                    {"SummitData", "SummitData"}}) {
+      EXPECT_EQ(bag.FindObject(key)->className, name);
+      EXPECT_TRUE(bag.FindObject(key)->bag.IsEmpty());
+    }
   }
-};
-
-TEST_F(ScalePersistenceTest, ADefaultScaleStoresOnlyItsNestedObjects) {
-  PropertyBag bag;
-  NewScale()->WriteProperties(bag);
-  EXPECT_EQ(Keys(bag), "");
-  EXPECT_EQ(bag.FindObject("Connection")->className, "NoConnection");
-  EXPECT_TRUE(bag.FindObject("Connection")->bag.IsEmpty());
-  EXPECT_EQ(bag.FindObject("Protocol")->className, "NoProtocol");
-  EXPECT_TRUE(bag.FindObject("Protocol")->bag.IsEmpty());
-  EXPECT_EQ(bag.FindObject("SummitData")->className, "SummitData");
 }
 
-TEST_F(ScalePersistenceTest, EverySettingComesBackWithoutOpeningThePort) {
+TEST_F(ScalePersistence, EverySettingComesBackWithoutOpeningThePort) {
   const auto scale = NewSerialScale("TarnContinuousProtocol");
-  scale->AliasName(
-      "Br\xC3\xBC"
-      "cke");
+  scale->AliasName("Br\u00FCcke");
   serial->ComPort(7);
   serial->IsBidirectional(true);
   scale->Protocol()->pType(ProtocolType::TarnContinuousShort);
   scale->ActivityTimeoutTime(1234);
   scale->UpdateRate(2.5);
-  scale->ActivityLED(true);
+  scale->ActivityLED(true);  // restored behind Disabled, which clears the lamps
   scale->ErrorLED(true);
   PropertyBag bag;
   bag.WriteObject("Scale1", *scale);
 
   const PropertyBag read = PropertyBag::FromContents(bag.Contents());
   const auto restored = ReadObject<TarnScale>(read, "Scale1", *site, "TarnScale");
-  EXPECT_EQ(restored->AliasName(),
-            "Br\xC3\xBC"
-            "cke");
-  EXPECT_FALSE(restored->Disabled());
-  EXPECT_TRUE(restored->ActivityLED());  // restored behind Disabled, which clears the lamps
-  EXPECT_TRUE(restored->ErrorLED());
-  EXPECT_EQ(restored->ActivityTimeoutTime(), 1234);
-  EXPECT_EQ(restored->UpdateRate(), 2.5);
   EXPECT_EQ(restored->UpdateInterval(), 400);
   const auto connection = std::dynamic_pointer_cast<SerialConnection>(restored->Connection());
   ASSERT_NE(connection, nullptr);
   EXPECT_EQ(connection->ComPort(), 7);
-  EXPECT_TRUE(connection->IsBidirectional());
   EXPECT_FALSE(connection->SaxPort()->PortOpen());
-  EXPECT_EQ(restored->Protocol()->pType(), ProtocolType::TarnContinuousShort);
   EXPECT_EQ(restored->Protocol()->Connection(), connection);
-
   PropertyBag again;
   again.WriteObject("Scale1", *restored);
   EXPECT_EQ(again.Contents(), bag.Contents());
 }
 
-TEST_F(ScalePersistenceTest, MissingKeysReadAsDefaultsAndWrongClassesAreErrors) {
-  const auto scale = TarnScale::Create(site);
-  scale->ReadProperties(PropertyBag());
-  EXPECT_EQ(scale->UpdateInterval(), 100);
-  EXPECT_TRUE(scale->Disabled());
-  EXPECT_EQ(scale->AliasName(), "Scale x");
-
-  PropertyBag wrong;
-  wrong.WriteObject("Connection", *scale->Protocol());
-  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(wrong); }), 13);
-
+TEST_F(ScalePersistence, AnObjectOfAWrongOrUnknownClassIsAnError) {
   class Unknown final : public tarn::Protocol {
     std::string_view ClassName() const override { return "FutureProtocol"; }
   };
-  PropertyBag unknown;
-  unknown.WriteObject("Protocol", Unknown());
-  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(unknown); }), 429);
+  PropertyBag wrong;
+  wrong.WriteObject("Connection", Unknown());
+  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(wrong); }), 429);
+  PropertyBag other;
+  other.WriteObject("Connection", *NewScale()->Protocol());
+  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(other); }), 13);
 }
 
 }  // namespace

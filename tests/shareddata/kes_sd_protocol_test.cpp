@@ -319,9 +319,11 @@ TEST_F(SharedData, ALineThatWasReplacedIsReadNoMore) {
   for (const bool running : {false, true}) {
     if (running) scale->RunScale();
     recorder.Take();
-    ASSERT_EQ(socket->State(), SocketState::Open);
+    EXPECT_EQ(socket->State(), SocketState::Closed);
+    socket->Bind(1701);  // as a client may that holds it
     socket->Deliver(Reply("/k1/wt103", "lb"));
     EXPECT_EQ(recorder.Take(), "") << running;
+    socket->Close();
   }
 }
 

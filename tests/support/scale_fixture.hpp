@@ -40,9 +40,9 @@ class EventRecorder {
     Add(scale.UpdateWeight, "UpdateWeight");
   }
   void Add(Event<>& event, std::string name) {
-    subscriptions_.push_back(event.Subscribe(
-        [this, name = std::move(name)] { text_ += text_.empty() ? name : " " + name; }));
+    subscriptions_.push_back(event.Subscribe([this, name = std::move(name)] { Note(name); }));
   }
+  void Note(const std::string& name) { text_ += text_.empty() ? name : " " + name; }
   /// The events since the last call.
   std::string Take() { return std::exchange(text_, {}); }
 

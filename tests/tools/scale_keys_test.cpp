@@ -174,7 +174,7 @@ TEST_F(ScaleKeysTest, NetworkConnectionsHaveKeysOfTheirOwn) {
   EXPECT_EQ(ConnectionText(Scale()), "arcnet, no address");
   Apply({"connection=ethernet", "address=terminal-7", "bidirectional=on", "reconnect=on"});
   EXPECT_EQ(ConnectionText(Scale()), "terminal-7");
-  EXPECT_EQ(Values()["reconnect"], "yes");
+  EXPECT_EQ(Values()["reconnect"] + Values()["checksender"], "yesyes");
   Apply({"connection=serial"});
   EXPECT_EQ(Values()["reconnect"], "no");
 }

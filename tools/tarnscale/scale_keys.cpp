@@ -144,7 +144,10 @@ void SetConnection(TarnScale& scale, ScaleSite& site, std::string_view text) {
   const std::string_view className = FindChoice(ConnectionChoices(), text).className;
   // The one that is there keeps its settings.
   if (Has(scale.Connection(), className)) return;
-  scale.Connection(NewObject<_Connection>(site, className));
+  const auto made = NewObject<_Connection>(site, className);
+  if (const auto link = std::dynamic_pointer_cast<EthernetConnection>(made))
+    link->CheckSender(true);
+  scale.Connection(made);
 }
 
 void SetProtocol(TarnScale& scale, ScaleSite& site, std::string_view text) {
@@ -270,6 +273,12 @@ std::vector<ScaleKey> MakeTable() {
        [](const TarnScale& s) -> KeyValue { return Reconnecting(s).AutoReconnect(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Reconnecting(s).AutoReconnect(ParseSwitch(v));
+       }},
+      {"checksender", Place::Connection, kEthernet, "yes|no",
+       "whether datagrams count only when they come from the address",
+       [](const TarnScale& s) -> KeyValue { return Ethernet(s).CheckSender(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         Ethernet(s).CheckSender(ParseSwitch(v));
        }},
       {"cluster", Place::Connection, kArcNet, "LETTER", "cluster of the terminal on its network",
        [](const TarnScale& s) -> KeyValue { return ArcNet(s).Cluster(); },

@@ -22,6 +22,9 @@ Set scale = connection.TarnScaleServer(0).GetScale(WScript.Arguments(0))
 Set link = CreateObject("TarnSclServer.EthernetConnection")
 Expect "a new address", link.IPAddress, "0.0.0.0"
 Expect "no socket yet", link.mvarSocket Is Nothing, True
+Expect "any sender counts", link.CheckSender, False
+link.CheckSender = True
+Expect "only the terminal counts", link.CheckSender, True
 link.IPAddress = WScript.Arguments(1)
 link.IsBidirectional = True
 Set protocol = CreateObject("TarnSclServer.KesSDProtocol")
