@@ -42,7 +42,7 @@ TEST(NumericPrefix, ReadsAsFarAsANumberGoes) {
                {"-12", -12},     {"- 1 2", -12}, {"+7", 7},      {"", 0},          {"abc", 0},
                {"-", 0},         {".", 0},       {".5", 0.5},    {"5.", 5},        {"1,5", 1},
                {"--5", 0},       {"1e3", 1000},  {"1E+2x", 100}, {"1 D 1", 10},    {"1e", 1},
-               {"1e-400", 0},    {"\t4", 4},     {"0000000", 0}, {"12-3", 12}};
+               {"1e-400", 0},    {"\t4", 0},     {"1\n2", 1},    {"0000000", 0},   {"12-3", 12}};
   for (const auto& c : cases) EXPECT_EQ(NumericPrefix(c.text), c.value) << c.text;
   EXPECT_EQ(NumberOf([] { NumericPrefix("1E999"); }), ErrorNumber::Overflow);
 }
@@ -83,6 +83,8 @@ TEST(LocaleNumber, ReadsWholeTextsByTheLocale) {
                {"", ".", {}},
                {"   ", ".", {}},
                {"1 2", ".", {}},
+               {"\t1", ".", {}},
+               {"1\n", ".", {}},
                {"12kg", ".", {}},
                {"1E2", ".", 100},
                {"1E", ".", {}},
@@ -104,7 +106,7 @@ TEST(WholeNumber, TakesOnlyWholeNumbersThatFit) {
   EXPECT_EQ(WholeNumber("-000050"), -50);
   EXPECT_EQ(WholeNumber(" +0012 "), 12);
   EXPECT_EQ(WholeNumber("-2147483648"), std::numeric_limits<std::int32_t>::min());
-  for (const char* text : {"", "-", "12.5", "1e3", "*******"}) {
+  for (const char* text : {"", "-", "12.5", "1e3", "*******", "\t1"}) {
     EXPECT_EQ(NumberOf([&] { WholeNumber(text); }), ErrorNumber::TypeMismatch) << text;
   }
   EXPECT_EQ(NumberOf([] { WholeNumber("2147483648"); }), ErrorNumber::Overflow);
