@@ -53,7 +53,7 @@ inline void ExpectSameStory(const std::string& real, const std::string& modelled
   const auto parting = std::mismatch(real.begin(), real.end(), modelled.begin(), modelled.end());
   const auto at = static_cast<std::size_t>(parting.first - real.begin());
   const std::size_t line = real.rfind('\n', at - 1) + 1;
-  const std::size_t before = line < 2000 ? 0 : real.find('\n', line - 2000) + 1;
+  const std::size_t before = line < 6000 ? 0 : real.find('\n', line - 6000) + 1;
   ADD_FAILURE() << "They part here:\n"
                 << real.substr(before, line - before) << "\n-- really:\n"
                 << real.substr(line, 1000) << "\n-- by the model:\n"

@@ -1,217 +1,222 @@
-// A scale and its model, side by side: each step of a story is done to both, and both write down
-// what their clients see.
+// The same story twice: a scale with a protocol and a scale with that protocol's model live through
+// the same steps, and what their clients see must be the same.
 #pragma once
 
-#include <cstdint>
+#include <array>
+#include <charconv>
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "connections/ethernet_connection.hpp"
 #include "tests/models/random_cases.hpp"
-#include "tests/models/scale_model.hpp"
 #include "tests/support/scale_fixture.hpp"
 
 namespace tarn {
 
-/// Wakes its reader with each delivery after which enough characters wait, whatever they are.
-class PlainPort final : public SerialPort {
- public:
-  void Deliver(const std::string& bytes) {
-    if (!open) return;
-    waiting += bytes;
-    if (InBufferCount() >= threshold) Receive.Raise();
-  }
-  std::string waiting, written;
-  std::int16_t threshold = 1;
-  bool open = false;
+/// One of the two scales, with a host of its own.
+struct ScaleSide {
+  FakeHost host;
+  std::shared_ptr<ServerSite> site = std::make_shared<ServerSite>(host);
+  std::shared_ptr<TarnScale> scale = NewObject<TarnScale>(*site, "TarnScale");
+  std::string trace;
+  std::vector<Subscription> subscriptions;
 
-  void PortNumber(std::int16_t /*number*/) override {}
-  std::int16_t PortNumber() const override { return 1; }
-  void Settings(std::string_view /*settings*/) override {}
-  std::string Settings() const override { return {}; }
-  void ReceiveThreshold(std::int16_t length) override { threshold = length; }
-  std::int16_t ReceiveThreshold() const override { return threshold; }
-  void EndCharacter(std::optional<char> /*end*/) override {}
-  std::optional<char> EndCharacter() const override { return {}; }
-  void PortOpen(bool value) override { open = value; }
-  bool PortOpen() const override { return open; }
-  std::int32_t InBufferCount() const override { return static_cast<std::int32_t>(waiting.size()); }
-  void ClearInput() override { waiting.clear(); }
-  std::optional<char> Input() override {
-    if (waiting.empty()) return {};
-    const char character = waiting.front();
-    waiting.erase(0, 1);
-    return character;
+  FakeSerialPort& Port() { return *host.ports.back(); }
+  FakeSocket& Socket() { return *host.sockets.front(); }
+
+  template <class Record>
+  static std::string Reading(const Record& r) {
+    std::string text =
+        r.GrossWeight() + "|" + r.TareWeight() + "|" + r.NetWeight() + "|" + r.Units();
+    for (const double value : {r.GrossWeightValue(), r.TareWeightValue(), r.NetWeightValue()}) {
+      std::array<char, 32> digits{};
+      const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+      text.append("|").append(digits.data(), end.ptr);
+    }
+    return text;
   }
-  void Output(std::string_view bytes) override {
-    if (!open) throw AutomationError(ErrorNumber::PortNotOpen, "The port is not open");
-    written += bytes;
+  std::string State() const {
+    const auto& record = *scale->WeightData();
+    std::string text = Reading(record) + " ";
+    const bool flags[] = {record.Motion(),    record.OutOfRange(),  record.AtZero(),
+                          record.InNetMode(), record.NoDataError(), scale->ActivityLED(),
+                          scale->ErrorLED(),  scale->watchdog(),    scale->PRState()};
+    for (std::size_t i = 0; i < std::size(flags); ++i) text += flags[i] ? "MRZNEaewp"[i] : '-';
+    return text + " " + Reading(*scale->PrintData());
   }
-  std::string DeviceName() const override { return {}; }
+  void Watch(Event<>& event, const char* name, std::function<std::string()> state) {
+    subscriptions.push_back(event.Subscribe(
+        [this, name, state = std::move(state)] { trace += name + (" " + state()) + "\n"; }));
+  }
+
+  void Do(const std::string& what, const std::function<void(ScaleSide&)>& step) {
+    trace += "> " + what + "\n";
+    if (const int error = ErrorOf([&] { step(*this); })) {
+      trace += "error " + std::to_string(error) + "\n";
+    }
+    for (const std::string& call : std::exchange(Socket().calls, {})) trace += call + "\n";
+    for (const std::string& sent : std::exchange(Socket().sent, {})) trace += "sent " + sent + "\n";
+    if (!host.ports.empty()) {
+      trace += std::to_string(Port().ReceiveThreshold()) + " sent " +
+               std::exchange(Port().written, {}) + "\n";
+    }
+    for (const int number : {static_cast<int>(scale->UpdateRate()), scale->ActivityTimeoutTime(),
+                             scale->ActivityTimer()->TimeoutTime()}) {
+      trace += std::to_string(number) + " ";
+    }
+    trace += State() + "\n";
+  }
 };
 
 class ScaleStory {
  public:
-  ScaleStory(Random& chance, ScaleModel& itsModel, std::string_view protocolClass)
-      : random(chance), model(itsModel) {
-    host.locale.decimal = model.decimal;
-    scale = NewObject<TarnScale>(*site, "TarnScale");
-    scale->ScaleNumber(1);
-    const auto serial = NewObject<SerialConnection>(*site, "SerialConnection");
-    serial->SaxPort(port);
-    serial->IsBidirectional(true);
-    scale->Connection(serial);
-    scale->Protocol(NewObject<_Protocol>(*site, protocolClass));
-    scale->Disabled(false);
-    scale->UpdateRate(0);
-    model.ClearWeight();
-    model.trace.clear();
-    Watch(scale->WeightData()->StatusChange, "StatusChange");
-    Watch(scale->WeightData()->NewWeight, "NewWeight");
-    Watch(scale->PrintData()->NewWeight, "Print");
-    Watch(scale->NewStatus, "NewStatus");
-  }
+  using Step = std::function<void(ScaleSide&)>;
 
-  /// Does one thing to the scale and to its model.
-  void Step(const std::string& what, const std::function<void()>& real,
-            const std::function<void()>& modelled) {
-    trace_ += "> " + what + "\n";
-    model.trace += "> " + what + "\n";
-    const int error = ErrorOf(real);
-    if (error != 0) trace_ += "error " + std::to_string(error) + "\n";
-    try {
-      modelled();
-    } catch (const RunTimeError& modelError) {
-      model.trace += "error " + std::to_string(modelError.number) + "\n";
+  ScaleStory(Random& chance, const std::string& decimal, const char* connection,
+             const char* protocol,
+             const std::function<std::shared_ptr<_Protocol>(ScaleSide&)>& itsModel)
+      : random(chance) {
+    for (ScaleSide* side : {&real, &model}) {
+      TarnScale& scale = *side->scale;
+      side->host.locale.decimal = decimal;
+      scale.ScaleNumber(1);
+      scale.Connection(NewObject<_Connection>(*side->site, connection));
+      scale.Connection()->IsBidirectional(true);
+      scale.Disabled(false);
+      const auto state = [side] { return side->State(); };
+      side->Watch(scale.WeightData()->StatusChange, "StatusChange", state);
+      side->Watch(scale.WeightData()->NewWeight, "NewWeight", state);
+      side->Watch(scale.PrintData()->NewWeight, "Print", state);
+      side->Watch(scale.NewStatus, "NewStatus", state);
     }
-    const auto end = [](const std::string& sent, int threshold, int timeout, int left,
-                        const ScaleState& state) {
-      return "sent " + Shown(sent) + " threshold " + std::to_string(threshold) + " time-out " +
-             std::to_string(timeout) + ", left " + std::to_string(left) + "\n" + state.Text();
-    };
-    trace_ += end(std::exchange(port->written, {}), port->threshold, scale->ActivityTimeoutTime(),
-                  scale->ActivityTimer()->TimeoutTime(), State());
-    model.trace += end(std::exchange(model.sent, {}), model.threshold, model.activityTimeoutTime,
-                       model.activityTimer.ticks * 200, model);
+    real.Do("bind", [&](ScaleSide& side) {
+      side.scale->Protocol(NewObject<_Protocol>(*side.site, protocol));
+    });
+    model.Do("bind", [&](ScaleSide& side) { side.scale->Protocol(itsModel(side)); });
   }
+  ~ScaleStory() { ExpectSameStory(real.trace, model.trace); }
 
+  void Do(const std::string& what, const Step& step) {
+    real.Do(what, step);
+    model.Do(what, step);
+  }
+  /// Without its end character the port wakes the protocol in the middle of frames, too.
   void Run() {
-    Step(
-        "run", [&] { scale->RunScale(); }, [&] { model.RunScale(); });
+    Do("run", [this](ScaleSide& side) {
+      side.scale->RunScale();
+      if (!side.host.ports.empty()) side.Port().EndCharacter(end);
+      side.Socket().Accept();
+    });
+  }
+  void Rate(double rate) {
+    Do("rate", [rate](ScaleSide& side) { side.scale->UpdateRate(rate); });
   }
   void Type(int type) {
-    Step(
-        "type " + std::to_string(type), [&] { scale->Protocol()->pType(ProtocolType{type}); },
-        [&] { model.Type(type); });
+    Do("type " + std::to_string(type),
+       [type](ScaleSide& side) { side.scale->Protocol()->pType(ProtocolType{type}); });
   }
   void Deliver(const std::string& bytes) {
-    Step(
-        "receive " + Shown(bytes), [&] { port->Deliver(bytes); }, [&] { model.Deliver(bytes); });
+    Do("receive " + bytes, [&](ScaleSide& side) {
+      side.host.ports.empty() ? side.Socket().Deliver(bytes) : side.Port().Deliver(bytes);
+      side.host.loop.RunPending();
+    });
   }
   /// In pieces of any length, and between them things happen.
   void DeliverCut(const std::string& bytes) {
     const int longest = random.Chance(50) ? 400 : 12;
     for (std::size_t at = 0; at < bytes.size();) {
-      const std::string piece =
-          bytes.substr(at, static_cast<std::size_t>(1 + random.Below(longest)));
-      Deliver(piece);
-      at += piece.size();
+      const auto length = static_cast<std::size_t>(1 + random.Below(longest));
+      Deliver(bytes.substr(at, length));
+      at += length;
       if (random.Chance(15)) Any();
     }
   }
 
   /// What is the same for every protocol: time passes, a client does something.
   void Any() {
+    static constexpr double kTares[] = {0, 12.5, -0.5, 100, 0.1 + 0.2, 1e15};
     const int deed = random.Below(100);
+    double tare = random.OneOf(kTares);
+    const bool flag = random.Chance(30);
     if (deed < 45) {
-      for (int ticks = random.Below(8); ticks >= 0; --ticks) {
-        Step(
-            "200 ms", [&] { host.loop.Advance(200); }, [&] { model.Tick(); });
-      }
+      Do("time",
+         [ticks = random.Below(8) + 1](ScaleSide& side) { side.host.loop.Advance(ticks * 200); });
     } else if (deed < 80) {
-      const char command = random.OneOf(std::string("CPTZS"));
-      const auto tare = random.OneOf(kTares);
-      Step(
-          std::string("command ") + command, [&] { Press(command, tare.value); },
-          [&] { model.Command(command, tare.text); });
+      Do("command " + std::to_string(deed), [&](ScaleSide& side) {
+        if (deed < 52)
+          side.scale->C();
+        else if (deed < 59)
+          side.scale->P();
+        else if (deed < 66)
+          side.scale->T();
+        else if (deed < 73)
+          side.scale->Z();
+        else
+          side.scale->SetTare(tare);
+      });
     } else if (deed < 88) {
-      const bool now = random.Chance(50);
-      Step(
-          "print", [&] { scale->printRequest(now); },
-          [&] { now ? model.Print() : model.RequestPrint(); });
+      Do("print", [&](ScaleSide& side) { side.scale->printRequest(flag); });
     } else if (deed < 92) {
-      const bool both = random.Chance(70);
-      Step(
-          "direction", [&] { scale->Connection()->IsBidirectional(both); },
-          [&] { model.bidirectional = both; });
+      Do("direction", [&](ScaleSide& side) { side.scale->Connection()->IsBidirectional(!flag); });
     } else if (deed < 95) {
-      Step(
-          "stop", [&] { scale->StopScale(); }, [&] { model.StopScale(); });
+      Do("stop", [](ScaleSide& side) { side.scale->StopScale(); });
     } else if (deed < 97) {
-      const bool disabled = random.Chance(30);
-      Step(
-          "disabled", [&] { scale->Disabled(disabled); }, [&] { model.Disabled(disabled); });
+      Do("disabled", [&](ScaleSide& side) { side.scale->Disabled(flag); });
     } else {
       Run();
     }
   }
 
-  void ExpectTheSame() const { ExpectSameStory(trace_, model.trace); }
-
   Random& random;
-  ScaleModel& model;
-  FakeHost host;
-  std::shared_ptr<ServerSite> site = std::make_shared<ServerSite>(host);
-  std::shared_ptr<PlainPort> port = std::make_shared<PlainPort>();
-  std::shared_ptr<TarnScale> scale;
+  ScaleSide real, model;
+  std::optional<char> end;
+};
+
+/// What the models of protocols on a port have in common.
+class ModelProtocol : public Protocol {
+ public:
+  ModelProtocol(ScaleSide& itsSide, int type) : Protocol(ProtocolType{type}), side(itsSide) {
+    if (side.host.ports.empty()) return;
+    onReceive_ = side.Port().Receive.Subscribe([this] { Receive(); });
+    onTimedOut_ = side.scale->ActivityTimer()->TimedOutEvent.Subscribe([this] { TimedOut(); });
+  }
+
+ protected:
+  virtual void Receive() {}
+  virtual void TimedOut() {}
+
+  int Type() const { return static_cast<int>(pType()); }
+  tarn::WeightData& Record() { return *side.scale->WeightData(); }
+  void Prepare(int threshold, int timeout) {
+    std::dynamic_pointer_cast<SerialConnection>(side.scale->Connection())
+        ->ReceiveThresholdLength(static_cast<std::int16_t>(threshold));
+    side.scale->ActivityTimeoutTime(timeout);
+  }
+  /// One character, or an empty text.
+  std::string Input() {
+    const auto character = side.Port().Input();
+    return character ? std::string(1, *character) : "";
+  }
+  std::string Utf8(const std::string& bytes) { return side.host.locale.FromBytes(bytes); }
+  /// From the last "." on, else from the last ",", the first "." becomes the user's separator.
+  std::string Localized(const std::string& text) {
+    auto at = text.rfind('.');
+    if (at == std::string::npos) at = text.rfind(',');
+    if (at == std::string::npos) return text;
+    std::string rest = text.substr(at);
+    if (const auto point = rest.find('.'); point != std::string::npos) {
+      rest.replace(point, 1, side.host.locale.decimal);
+    }
+    return text.substr(0, at) + rest;
+  }
+
+  ScaleSide& side;
 
  private:
-  struct Tare {
-    double value;
-    const char* text;
-  };
-  static constexpr Tare kTares[] = {{0, "0"},     {12.5, "12.5"},     {-0.5, "-0.5"},
-                                    {100, "100"}, {0.1 + 0.2, "0.3"}, {1e15, "1E+15"}};
-
-  void Press(char command, double tare) {
-    if (command == 'C') scale->C();
-    if (command == 'P') scale->P();
-    if (command == 'T') scale->T();
-    if (command == 'Z') scale->Z();
-    if (command == 'S') scale->SetTare(tare);
-  }
-  void Watch(Event<>& event, const char* name) {
-    subscriptions_.push_back(
-        event.Subscribe([this, name] { trace_ += name + (" " + State().Text()); }));
-  }
-  template <class Record>
-  static ReadingState ReadingOf(const Record& r) {
-    return {r.GrossWeight(),      r.TareWeight(),      r.NetWeight(),     r.Units(),
-            r.GrossWeightValue(), r.TareWeightValue(), r.NetWeightValue()};
-  }
-  ScaleState State() const {
-    const auto& weight = *scale->WeightData();
-    return {
-        ReadingOf(weight),  weight.Motion(),      weight.OutOfRange(),           weight.AtZero(),
-        weight.InNetMode(), weight.NoDataError(), scale->ActivityLED(),          scale->ErrorLED(),
-        scale->watchdog(),  scale->PRState(),     ReadingOf(*scale->PrintData())};
-  }
-  static std::string Shown(const std::string& bytes) {
-    std::string text;
-    for (const char c : bytes) {
-      if (c > ' ' && c < 127)
-        text += c;
-      else
-        text += "<" + std::to_string(static_cast<unsigned char>(c)) + ">";
-    }
-    return text;
-  }
-
-  std::string trace_;
-  std::vector<Subscription> subscriptions_;
+  Subscription onReceive_, onTimedOut_;
 };
 
 }  // namespace tarn
