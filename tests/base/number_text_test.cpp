@@ -47,28 +47,6 @@ TEST(NumericPrefix, ReadsAsFarAsANumberGoes) {
   EXPECT_EQ(NumberOf([] { NumericPrefix("1E999"); }), ErrorNumber::Overflow);
 }
 
-TEST(LocalizeDecimal, OnlyTheLastPointBecomesTheSeparator) {
-  const struct {
-    const char* text;
-    const char* separator;
-    const char* localized;
-  } cases[] = {{"12.34", ",", "12,34"},
-               {"12.34", ".", "12.34"},
-               {"12.34", "\xD9\xAB",
-                "12\xD9\xAB"
-                "34"},
-               {"1.2.3", ",", "1.2,3"},
-               {"1,234.5", ",", "1,234,5"},
-               {"1.234,5", ",", "1,234,5"},
-               {"1,5", ".", "1,5"},
-               {"1,2,3", ".", "1,2,3"},
-               {"1234", ",", "1234"},
-               {".", ",", ","},
-               {"", ",", ""}};
-  for (const auto& c : cases)
-    EXPECT_EQ(LocalizeDecimal(c.text, c.separator), c.localized) << c.text;
-}
-
 TEST(LocaleNumber, ReadsWholeTextsByTheLocale) {
   const struct {
     const char* text;

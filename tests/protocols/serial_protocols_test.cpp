@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "protocols/generic_frame.hpp"
 #include "tests/support/protocol_fixture.hpp"
 
 namespace tarn {
@@ -37,6 +38,53 @@ class SerialProtocols : public ProtocolFixture {
     ProtocolFixture::Start(dialect.protocol, ProtocolType{dialect.type});
   }
 };
+
+/// Worked by hand from the makers' manuals: the models could err in the way of the protocols.
+TEST_F(SerialProtocols, ReadTheExamplesOfTheManuals) {
+  const struct {
+    const char* protocol;
+    int type;
+    std::string message;
+    const char* reading;  ///< what the first NewWeight shows
+  } cases[] = {
+      {"TarnContinuousProtocol", 1,
+       "\x02\x2B\x30\x20"
+       "001234000100\r",
+       "133.4|10.0|123.4 kg N"},
+      {"TarnContinuousProtocol", 1,
+       "\x02\x2A\x32\x20"
+       "000050000100\r",
+       "50|100|-50 kg N"},
+      {"TarnContinuousProtocol", 1,
+       "\x02\x2F\x32\x20"
+       "000050000100\r",
+       "0.00050|-0.00100|-0.00050 kg N"},
+      {"TarnContinuousProtocol", 2,
+       "\x02\x28\x24\x20"
+       "000012000003\r",
+       "*******|003|******* lb RN"},
+      {"TarnContinuousProtocol", 4,
+       "\x02\x2B\x38\x26"
+       "001234\r",
+       "*******|*******|123.4 ton M"},
+      {"MiraProtocol", 6, "S S      1.234 kg\r\n", "*******|*******|1.234 kg "},
+      {"MiraProtocol", 7, "S D 1.234 kg\r\n", "*******|*******|1.234 kg M"},
+      {"MiraProtocol", 7, "S +\r\n", "*******||*******  RZ"},
+      {"MiraProtocol", 6, "ES\r\n", "Error|Error|Error  RE"},
+      {"GenericProtocol", 24, "\r-123.4  xkg     \x03", "*******|*******|--123.4 kg Z"},
+      {"GenericProtocol", 25, "   123.4 kg  g\r\n", "*******|*******|123.4 kg M"},
+      {"GenericProtocol", 26, "\x02O    123.4 kg        \r\n", "*******||*******  RZ"},
+      {"GenericProtocol", 27, "\x02 0123.4K  x\r\n", "Error|Error|Error  RE"},
+      {"GenericProtocol", 28, "   123.4 kg    \r\n", "*******|*******|123.4 kg "},
+  };
+  for (const auto& c : cases) {
+    Start({c.protocol, c.type, c.message});
+    Deliver(c.message);
+    const std::string trace = Trace();
+    const auto first = trace.find('[') + 1;
+    EXPECT_EQ(trace.substr(first, trace.find(']') - first), c.reading) << c.type << c.message;
+  }
+}
 
 TEST_F(SerialProtocols, CutAnywhereAMessageIsReadOnce) {
   for (const Dialect& dialect : kDialects) {
@@ -189,6 +237,128 @@ TEST_F(SerialProtocols, AProtocolOfWeightsMakesTheRecordReadyForThem) {
     scale->WeightData()->NoDataError(true);
     EXPECT_EQ(Reading(), "Error|Error|Error  RE");
   }
+}
+
+TEST_F(SerialProtocols, StartingARunningScaleOnceMoreDisturbsNothing) {
+  Start(kDialects[0]);
+  EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 0);
+  EXPECT_TRUE(Port().PortOpen());
+  Deliver(kDialects[0].message);
+  EXPECT_EQ(newWeights, 1);
+  serial->ComPort(2);  // another port needs a stop first
+  EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 8000);
+  EXPECT_TRUE(Port().PortOpen());
+}
+
+TEST_F(SerialProtocols, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
+  Start(kDialects[0]);
+  std::string printing = kDialects[0].message;
+  printing[3] |= 8;
+  site->Log().Enabled(true);  // but there is no stream
+  for (int i = 0; i < 5; ++i) {
+    host.loop.Post([&] { Deliver(printing); });
+    host.loop.RunPending();
+  }
+  EXPECT_TRUE(scale->PRState());
+  EXPECT_TRUE(scale->WeightData()->NoDataError());
+  EXPECT_EQ(host.traces.size(), 1U);
+  site->Log().Enabled(false);
+  Deliver(kDialects[0].message);
+  EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
+}
+
+TEST_F(SerialProtocols, APolledScaleIsAskedAtEachUpdate) {
+  Start(kDialects.back());
+  scale->UpdateRate(4);
+  scale->RunScale();
+  EXPECT_EQ(Sent(), "");
+  host.loop.Advance(1000);
+  EXPECT_EQ(Sent(), "\x05\x05\x05\x05");
+  double tare = 1;
+  scale->C();
+  scale->T();
+  scale->Z();
+  scale->P();
+  scale->SetTare(tare);
+  EXPECT_EQ(Sent(), "");
+  // Others who follow the updates hear of them, whatever becomes of the line.
+  int updates = 0;
+  const auto watch = scale->UpdateWeight.Subscribe([&] { ++updates; });
+  scale->Protocol()->myScale(scale);
+  Port().Unplug();
+  host.loop.Advance(1000);
+  EXPECT_EQ(updates, 4);
+  EXPECT_EQ(host.traces,
+            std::vector<std::string>{"Scale x was not asked for its weight: The port is not open"});
+  host.traces.clear();
+  scale->RunScale();
+  scale->Disabled(true);
+  host.loop.Advance(4'000'000);  // a trace that repeats shows again by then
+  EXPECT_TRUE(host.traces.empty());
+  Start(kDialects[6]);  // sends by itself
+  scale->UpdateRate(4);
+  scale->RunScale();
+  host.loop.Advance(5000);
+  EXPECT_EQ(Sent(), "");
+}
+
+/// A line that takes nothing any more: no failure disturbs the tick that all scales share, and what
+/// was not sent does not count as sent.
+TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
+  Start(kDialects[3]);
+  const auto other = NewScale(2);
+  int ticks = 0;
+  other->ActivityTimer()->TimeoutTime(60'000);
+  const auto count = other->ActivityTimer()->TimedOutEvent.Subscribe([&] { ++ticks; });
+  Port().stalled = true;
+  Port().Output(std::string(SerialPort::kMaxQueuedOutput, 'x'));
+  Deliver(kDialects[3].message);
+  EXPECT_EQ(Reading(), "Error|Error|Error kg RE");
+  scale->Z();
+  KeepSilent();
+  KeepSilent();
+  Port().Unplug();
+  host.loop.Advance(60'000);
+  EXPECT_EQ(ticks, 1);
+  EXPECT_EQ(host.traces, (std::vector<std::string>{
+                             "Scale x was not asked for its weight: The output queue is full",
+                             "Scale x was not asked for its weight: The port is not open"}));
+  scale->StopScale();
+  scale->RunScale();
+  Port().stalled = false;
+  Deliver(kDialects[3].message);
+  EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
+}
+
+TEST(GenericFrames, EachKindOfTestLooksAtOneCharacter) {
+  const struct {
+    GPTestType kind;
+    std::uint8_t value;
+    bool result;
+  } cases[] = {{GPTestType::GP_No, 'b', false},   {GPTestType::GP_AND, 0x02, true},
+               {GPTestType::GP_AND, 0x01, false}, {GPTestType::GP_EQ, 'b', true},
+               {GPTestType::GP_EQ, 'a', false},   {GPTestType::GP_NE, 'b', false},
+               {GPTestType::GP_NE, 'a', true},    {GPTestType{9}, 'b', false}};
+  for (const auto& c : cases) EXPECT_EQ((GPTest{1, c.kind, c.value}.IsTrue("abc")), c.result);
+}
+
+TEST(NoProtocol, KeepsWhatItIsGivenAndDoesNothing) {
+  FakeHost host;
+  const auto site = std::make_shared<ServerSite>(host);
+  const auto protocol = NewObject<_Protocol>(*site, "NoProtocol");
+  const auto connection = std::make_shared<Connection>();
+  protocol->Connection(connection);
+  protocol->pType(ProtocolType::GSE550);
+  double tare = 2.5;
+  protocol->Connect();
+  protocol->SetTare(tare);
+  EXPECT_EQ(protocol->Connection(), connection);
+  EXPECT_EQ(tare, 2.5);
+  EXPECT_EQ(protocol->TypeToClass(ProtocolType::GSE550), ProtocolClass::Generic);
+  PropertyBag bag;
+  bag.WriteObject("Protocol", *protocol);
+  EXPECT_EQ(ReadObject<_Protocol>(bag, "Protocol", *site, "Protocol")->pType(),
+            ProtocolType::GSE550);
 }
 
 }  // namespace
