@@ -114,9 +114,8 @@ std::string Frame(Random& random, int type) {
                                         "\x02?  w123.4 uu        \r\n", "\x02w0123.4K  ?\r\n",
                                         "  w12.34 uu    \r\n"};
   static const std::vector<std::string> units = {"kg", "lb", " g", "\xB5g"};
-  if (random.Chance(6)) {
-    return random.Text(std::string("x1 \r\n\x02\x03\0", 8), random.Chance(30) ? 60 : 20);
-  }
+  if (random.Chance(3)) return random.Noise(60);
+  if (random.Chance(6)) return random.Text(std::string("x1 \r\n\x02\x03\0", 8), 40);
   std::string frame =
       layouts[type < 24 || type > 28 || random.Chance(5) ? random.Below(5) : type - 24];
   for (char& c : frame) {

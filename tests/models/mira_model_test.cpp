@@ -121,6 +121,7 @@ std::string Line(Random& random) {
                                                   "1,234.5", "",        "12E1",  "ABC",   "."};
   static const std::vector<std::string> units = {"kg", "g", "lb", "\xB5g", ""};
   const auto blank = [&] { return std::string(random.Chance(80) ? 1 : random.Below(5), ' '); };
+  if (random.Chance(3)) return random.Noise(60);
   if (random.Chance(6)) return random.Text("S DI\r\n1.x\x80", random.Chance(30) ? 70 : 12);
   std::string line = random.Chance(3) ? " " : "";
   line += random.OneOf(names) + blank() + random.OneOf(states);

@@ -36,6 +36,11 @@ class Random {
     return choices[static_cast<std::size_t>(Below(static_cast<int>(std::size(choices))))];
   }
   char Byte() { return static_cast<char>(Below(256)); }
+  std::string Noise(int longest) {
+    std::string bytes = Text(" ", longest);
+    for (char& c : bytes) c = Byte();
+    return bytes;
+  }
   /// 0 to `longest` characters of `alphabet`.
   std::string Text(const std::string& alphabet, int longest) {
     std::string text(static_cast<std::size_t>(Below(longest + 1)), ' ');
@@ -54,10 +59,18 @@ inline void ExpectSameStory(const std::string& real, const std::string& modelled
   const auto at = static_cast<std::size_t>(parting.first - real.begin());
   const std::size_t line = real.rfind('\n', at - 1) + 1;
   const std::size_t before = line < 6000 ? 0 : real.find('\n', line - 6000) + 1;
+  const auto shown = [](const std::string& text) {
+    std::string lines;
+    for (const char c : text) {
+      const bool plain = c == '\n' || (c >= ' ' && c <= '~');
+      lines += plain ? std::string(1, c) : "<" + std::to_string(c & 0xFF) + ">";
+    }
+    return lines;
+  };
   ADD_FAILURE() << "They part here:\n"
-                << real.substr(before, line - before) << "\n-- really:\n"
-                << real.substr(line, 1000) << "\n-- by the model:\n"
-                << modelled.substr(line, 1000);
+                << shown(real.substr(before, line - before)) << "\n-- really:\n"
+                << shown(real.substr(line, 1000)) << "\n-- by the model:\n"
+                << shown(modelled.substr(line, 1000));
 }
 
 /// Plays the usual number of cases, up to the first in which an expectation fails. A case begins

@@ -211,6 +211,7 @@ void PlayRecords(bool network) {
                      random.Chance(50) ? alive : alive.substr(0, 8) + alive + alive.substr(8));
         if (random.Chance(30)) bytes = alive;
       }
+      if (!network && random.Chance(3)) bytes = random.Noise(60);
       network ? story.Deliver(bytes) : story.DeliverCut(bytes);
       if (random.Chance(30)) story.Any();
       if (random.Chance(15)) configure();
