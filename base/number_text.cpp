@@ -15,8 +15,9 @@ namespace {
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
+/// Deliberately the blank alone: a tab or a line end is no part of a number.
 bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\n';
+  return c == ' ';
 }
 
 std::string_view TrimBlanks(std::string_view text) {

@@ -19,7 +19,10 @@ std::int32_t RoundToLong(double value);
 
 /// The numeric prefix of a text: leading blanks and blanks between digits are skipped, reading
 /// stops at the first character that cannot continue a number, a text without digits reads as 0.
-/// The decimal point is always "." and an exponent (1E3) counts. Error 6 beyond the range.
+/// A sign in front, digits, one "." and then an exponent (E or D, either case, 12E3 is 12000)
+/// continue a number; an exponent without digits does not count. That received digits may hold an
+/// exponent is deliberate, also where they are cut into fixed places. The point is always ".",
+/// whatever the locale, and grouping ends the number. Error 6 beyond the range.
 double NumericPrefix(std::string_view text);
 
 /// A received number with the user's decimal separator: what stands from the last "." on, or from
@@ -27,8 +30,9 @@ double NumericPrefix(std::string_view text);
 /// separator, and a text with commas alone deliberately comes back as it was.
 std::string LocalizeDecimal(std::string_view text, std::string_view decimalSeparator);
 
-/// A whole text as a number by the locale: blanks around it, a sign, digits, one decimal separator
-/// and an exponent are understood; grouping is not. Nothing where the text is anything else.
+/// A whole text as a number by the locale: blanks around it (no other white space), a sign, digits,
+/// one decimal separator and an exponent with E are understood; grouping is not. Nothing where the
+/// text is anything else.
 std::optional<double> LocaleNumber(std::string_view text, std::string_view decimalSeparator);
 
 /// A text that is a whole number (blanks around it and a sign allowed) as a 32-bit integer.

@@ -22,7 +22,6 @@ void DemandTemplateProtocol::P() {
 }
 
 void DemandTemplateProtocol::mvarComPort_Receive() {
-  StartRecord();
   const auto port = line_.Port();
   while (port->InBufferCount() > 0) {
     if (const auto character = port->Input()) mvarRxBuffer.push_back(*character);

@@ -81,7 +81,6 @@ void KesDemandTemplateProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) 
   }
   if (RemoveKeepAlives(mvarRxBuffer)) ForgetRecordStart();
   if (mvarRxBuffer.empty()) return;
-  StartRecord();
   TakeRecord(UnfinishedKeepAlive(mvarRxBuffer));
 }
 

@@ -11,8 +11,9 @@
 
 namespace tarn {
 
-/// Works over a serial connection only: any other is ignored when it is handed in, and what needs
-/// the line is then error 91. No connection at all lets go of the one that was there.
+/// Works over a serial connection only. Any other is deliberately ignored when it is handed in: the
+/// serial one that was there stays, and while its port is open goes on feeding the record. No
+/// connection at all lets go of it. What needs the line is error 91 without one.
 class SerialLine {
  public:
   explicit SerialLine(std::function<void()> receive) : receive_(std::move(receive)) {}

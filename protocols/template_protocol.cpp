@@ -63,6 +63,12 @@ std::string TemplateProtocol::DemandBytes() const {
   return site_->System().Locale().ToBytes(Required(mvarTemplateConfig, kNoTemplate).DemandOutput());
 }
 
+/// A protocol that its scale has given up writes the scale's record no more.
+void TemplateProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
+  Protocol::myScale(scale);
+  if (!scale) mvarTemplateData.reset();
+}
+
 void TemplateProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
   Protocol::WeightData(record);
   if (!record) return;
@@ -88,30 +94,27 @@ void TemplateProtocol::mvarTemplateConfig_ConfigChanged() {
 
 // --- Records ----------------------------------------------------------------------------------
 
-/// What arrives while there is no template is lost: nothing would ever cut it out of the buffer.
-void TemplateProtocol::StartRecord() {
-  if (mvarRecordStarted) return;
-  if (!mvarTemplateConfig) mvarRxBuffer.clear();
-  myActivityTimer.TimeoutTime(Required(mvarTemplateConfig, kNoTemplate).Timeout());
-  mvarRecordStarted = true;
-}
-
 void TemplateProtocol::ForgetRecordStart() {
   myActivityTimer.TimeoutTime(0);
   mvarRecordStarted = false;
 }
 
 /// One record at a time: what is left waits for the next event of the line, and for the record's
-/// time as well.
+/// time as well. What arrives while there is no template is lost: it must not begin the first
+/// record of the next one.
 void TemplateProtocol::TakeRecord(std::size_t held) {
   // Handlers of the lamps and of the record may replace this protocol.
   const auto self = shared_from_this();
-  if (mvarRxBuffer.size() > kMostBuffered) return DropRecord();
   const auto config = mvarTemplateConfig;
+  if (!config) mvarRxBuffer.clear();
+  const std::int32_t timeout = Required(config, kNoTemplate).Timeout();
+  if (!mvarRecordStarted) myActivityTimer.TimeoutTime(timeout);
+  mvarRecordStarted = true;
+  if (mvarRxBuffer.size() > kMostBuffered) return DropRecord();
   std::vector<std::string> fields;
   const std::string tail = mvarRxBuffer.substr(mvarRxBuffer.size() - held);
   mvarRxBuffer.resize(mvarRxBuffer.size() - held);
-  const std::int16_t count = Required(config, kNoTemplate).ParseRecord(mvarRxBuffer, fields);
+  const std::int16_t count = config->ParseRecord(mvarRxBuffer, fields);
   mvarRxBuffer += tail;
   if (count < 1) return;
 
@@ -121,7 +124,7 @@ void TemplateProtocol::TakeRecord(std::size_t held) {
   if (mvarRxBuffer.empty())
     ForgetRecordStart();
   else
-    myActivityTimer.TimeoutTime(config->Timeout());
+    myActivityTimer.TimeoutTime(timeout);
   FileRecord(fields);
 }
 

@@ -29,6 +29,9 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   void ReadProperties(const PropertyBag& bag) override;
   void WriteProperties(PropertyBag& bag) const override;
 
+  using Protocol::myScale;
+  /// Without a scale it lets go of the record as well.
+  void myScale(const std::shared_ptr<TarnScale>& scale) override;
   std::shared_ptr<tarn::WeightData> WeightData() const override { return Protocol::WeightData(); }
   /// The record shows "N/A" from now on, since no weight will come.
   void WeightData(std::shared_ptr<tarn::WeightData> record) override;
@@ -49,11 +52,11 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   /// The demand text as bytes on the wire, exactly as configured.
   std::string DemandBytes() const;
 
-  /// A record begins with what arrives now, unless one has begun already.
-  void StartRecord();
   /// What has begun was no record after all.
   void ForgetRecordStart();
-  /// Cuts one record out of mvarRxBuffer and files it. The last `held` bytes are not looked at.
+  /// What has arrived begins a record, unless one has begun already. Cuts one record out of
+  /// mvarRxBuffer and files it; the last `held` bytes are not looked at. Error 91 without a
+  /// template.
   void TakeRecord(std::size_t held = 0);
 
   bool mvarRecordStarted = false;

@@ -371,11 +371,8 @@ void TarnScale::CaptureReading() {
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
   const auto self = weak_from_this().lock();
-  // A log that fails does not make the next reading a print too.
-  FirstFailure failure;
-  failure.Try([this] { CaptureReading(); });
+  CaptureReading();
   printRequested_ = false;
-  failure.Rethrow();
 }
 
 /// The failure is the caller's too, who may take it for a bad reading.

@@ -42,49 +42,37 @@ TEST(NumericPrefix, ReadsAsFarAsANumberGoes) {
                {"-12", -12},     {"- 1 2", -12}, {"+7", 7},      {"", 0},          {"abc", 0},
                {"-", 0},         {".", 0},       {".5", 0.5},    {"5.", 5},        {"1,5", 1},
                {"--5", 0},       {"1e3", 1000},  {"1E+2x", 100}, {"1 D 1", 10},    {"1e", 1},
-               {"1e-400", 0},    {"\t4", 4},     {"0000000", 0}, {"12-3", 12}};
+               {"1e-400", 0},    {"\t4", 0},     {"1\n2", 1},    {"0000000", 0},   {"12-3", 12}};
   for (const auto& c : cases) EXPECT_EQ(NumericPrefix(c.text), c.value) << c.text;
   EXPECT_EQ(NumberOf([] { NumericPrefix("1E999"); }), ErrorNumber::Overflow);
-}
-
-TEST(LocalizeDecimal, OnlyTheLastPointBecomesTheSeparator) {
-  const struct {
-    const char* text;
-    const char* separator;
-    const char* localized;
-  } cases[] = {{"12.34", ",", "12,34"},
-               {"12.34", ".", "12.34"},
-               {"12.34", "\u066B", "12\u066B34"},
-               {"1.2.3", ",", "1.2,3"},
-               {"1.234,5", ",", "1,234,5"},
-               {"1,2,3", ".", "1,2,3"},
-               {".", ",", ","},
-               {"", ",", ""}};
-  for (const auto& c : cases)
-    EXPECT_EQ(LocalizeDecimal(c.text, c.separator), c.localized) << c.text;
 }
 
 TEST(LocaleNumber, ReadsWholeTextsByTheLocale) {
   const struct {
     const char* text;
     const char* separator;
-    std::optional<double> value;
-  } cases[] = {{"12.5", ".", 12.5}, {" -12.5 ", ".", -12.5},       {"12,5", ",", 12.5},
-               {".5", ".", 0.5},    {"12\u066B5", "\u066B", 12.5}, {"5.", ".", 5},
-               {"1E2", ".", 100}};
+    double value;
+  } cases[] = {{"12.5", ".", 12.5},
+               {" -12.5 ", ".", -12.5},
+               {"12,5", ",", 12.5},
+               {"1E2", ".", 100},
+               {".5", ".", 0.5},
+               {"5.", ".", 5},
+               {"12\xD9\xAB"
+                "5",
+                "\xD9\xAB", 12.5}};
   for (const auto& c : cases) EXPECT_EQ(LocaleNumber(c.text, c.separator), c.value) << c.text;
-  for (const char* text : {"12,5", "1,234.5", "*******", "", "   ", "1 2", "12kg", "1E", "1E999",
-                           "-", "1..2", "nan", "inf", "0x10"}) {
+  for (const char* text : {"12,5", "1,234.5", "*******", "", "   ", "1 2", "\t1", "1\n", "12kg",
+                           "1E", "1E999", "-", "1..2", "nan", "inf", "0x10"}) {
     EXPECT_EQ(LocaleNumber(text, "."), std::nullopt) << text;
   }
-  EXPECT_EQ(LocaleNumber("12.5", ","), std::nullopt);
 }
 
 TEST(WholeNumber, TakesOnlyWholeNumbersThatFit) {
   EXPECT_EQ(WholeNumber("-000050"), -50);
   EXPECT_EQ(WholeNumber(" +0012 "), 12);
   EXPECT_EQ(WholeNumber("-2147483648"), std::numeric_limits<std::int32_t>::min());
-  for (const char* text : {"", "-", "12.5", "1e3", "*******"}) {
+  for (const char* text : {"", "-", "12.5", "1e3", "*******", "\t1"}) {
     EXPECT_EQ(NumberOf([&] { WholeNumber(text); }), ErrorNumber::TypeMismatch) << text;
   }
   EXPECT_EQ(NumberOf([] { WholeNumber("2147483648"); }), ErrorNumber::Overflow);
@@ -114,22 +102,27 @@ TEST(FormatNumber, FollowsThePattern) {
     double value;
     const char* pattern;
     const char* text;
-  } cases[] = {{1234, "0000000", "0001234"},
-               {50, "-000000", "-000050"},
-               {-50, "000000", "-000050"},
-               {0, "####000", "000"},
-               {7, "#####00", "07"},
-               {123.4, "#####0.0", "123.4"},
-               {-5, "####0.00", "-5.00"},
-               {0.001, "##0.000", "0.001"},
-               {-0.001, "0.00000", "-0.00100"},
-               {1234.5, "#,##0.0", "1,234.5"},
-               {1234567.891, "#,##0.##", "1,234,567.89"},
-               {12, "#,##0.##", "12."},
-               {0.25, "#.##", ".25"},
-               {1e20, "0", "100000000000000000000"},
-               {0.125, "0.00", "0.13"},
-               {999.96, "0.0", "1000.0"}};
+  } cases[] = {
+      {1234, "0000000", "0001234"},
+      {50, "-000000", "-000050"},
+      {-50, "000000", "-000050"},
+      {0, "####000", "000"},
+      {1234, "####000", "1234"},
+      {7, "#####00", "07"},
+      {0, "######0", "0"},
+      {123.4, "#####0.0", "123.4"},
+      {-5, "####0.00", "-5.00"},
+      {0.001, "##0.000", "0.001"},
+      {-0.001, "0.00000", "-0.00100"},
+      {1234.5, "#,##0.0", "1,234.5"},
+      {1234567.891, "#,##0.##", "1,234,567.89"},
+      {12, "#,##0.##", "12."},
+      {0.25, "#.##", ".25"},
+      {1e20, "0", "100000000000000000000"},
+      {0.125, "0.00", "0.13"},
+      {123, "#,##0", "123"},
+      {999.96, "0.0", "1000.0"},
+  };
   for (const auto& c : cases) {
     EXPECT_EQ(FormatNumber(c.value, NumberPattern(c.pattern)), c.text) << c.pattern;
   }

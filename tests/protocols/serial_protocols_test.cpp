@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/protocol_fixture.hpp"
+#include "protocols/generic_frame.hpp"
+#include "tests/support/scale_fixture.hpp"
 
 namespace tarn {
 namespace {
@@ -14,28 +15,64 @@ namespace {
 struct Dialect {
   const char* protocol;
   int type;
-  std::string message;  ///< one reading
+  std::string message;
+  std::string reading;  ///< what it shows, found by hand
 };
 const std::vector<Dialect> kDialects = {
-    {"TarnContinuousProtocol", 1,
-     "\x02\x2B\x30\x20"
-     "001234000000\r"},
-    {"TarnContinuousProtocol", 4,
-     "\x02\x2B\x30\x20"
-     "001234\r"},
-    {"MiraProtocol", 6, "S D     123.4 kg\r\n"},
-    {"MiraProtocol", 7, "S D     123.4 kg\r\n"},
-    {"GenericProtocol", 24, "\r 123.4  mkg     \x03"},
-    {"GenericProtocol", 25, "   123.4 kg  g\r\n"},
-    {"GenericProtocol", 26, "\x02M    123.4 kg        \r\n"},
-    {"GenericProtocol", 28, "   123.4 kg    \r\n"},
+    {"TarnContinuousProtocol", 1, "\x02+0 001234000100\r", "133.4|10.0|123.4 kg N"},
+    {"TarnContinuousProtocol", 4, "\x02+( 001234\r", "*******|*******|123.4 lb M"},
+    {"MiraProtocol", 6, "S D     123.4 kg\r\n", "*******|*******|123.4 kg M"},
+    {"MiraProtocol", 7, "S D     123.4 kg\r\n", "*******|*******|123.4 kg M"},
+    {"GenericProtocol", 24, "\r 123.4  mkg     \x03", "*******|*******|123.4 kg ME"},
+    {"GenericProtocol", 25, "   123.4 kg  g\r\n", "*******|*******|123.4 kg ME"},
+    {"GenericProtocol", 26, "\x02M    123.4 kg        \r\n", "*******|*******|123.4 kg ME"},
+    {"GenericProtocol", 28, "   123.4 kg    \r\n", "*******|*******|123.4 kg E"},
 };
 
-class SerialProtocols : public ProtocolFixture {
+/// A running scale on a serial line with the protocol under test, and what it shows and sends.
+class SerialProtocols : public ScaleFixture {
  protected:
   void Start(const Dialect& dialect) {
-    ProtocolFixture::Start(dialect.protocol, ProtocolType{dialect.type});
+    scale = NewSerialScale(dialect.protocol);
+    scale->Protocol()->pType(ProtocolType{dialect.type});
+    serial->IsBidirectional(true);
+    scale->UpdateRate(0);  // the protocol's own time-out, no updates
+    scale->RunScale();
+    const auto record = scale->WeightData();
+    onWeight_ = record->NewWeight.Subscribe([this, raw = record.get()] {
+      ++newWeights;
+      trace_ += "[" + ReadingOf(*raw) + "] ";
+    });
+    Trace();
+    newWeights = 0;
   }
+
+  /// gross|tare|net units, then flags: motion, range, zero, net mode, error.
+  static std::string ReadingOf(const tarn::WeightData& w) {
+    std::string text =
+        w.GrossWeight() + "|" + w.TareWeight() + "|" + w.NetWeight() + " " + w.Units() + " ";
+    if (w.Motion()) text += 'M';
+    if (w.OutOfRange()) text += 'R';
+    if (w.AtZero()) text += 'Z';
+    if (w.InNetMode()) text += 'N';
+    if (w.NoDataError()) text += 'E';
+    return text;
+  }
+  std::string Reading() const { return ReadingOf(*scale->WeightData()); }
+  /// The readings since the last call.
+  std::string Trace() { return std::exchange(trace_, {}); }
+  /// What was sent since the last call.
+  std::string Sent() { return std::exchange(Port().written, {}); }
+  void Deliver(std::string_view bytes) { Port().Deliver(bytes); }
+  /// So long that the scale's time-out has passed once.
+  void KeepSilent() { host.loop.Advance(scale->ActivityTimer()->TimeoutTime()); }
+
+  std::shared_ptr<TarnScale> scale;
+  int newWeights = 0;
+
+ private:
+  std::string trace_;
+  Subscription onWeight_;
 };
 
 TEST_F(SerialProtocols, CutAnywhereAMessageIsReadOnce) {
@@ -46,7 +83,7 @@ TEST_F(SerialProtocols, CutAnywhereAMessageIsReadOnce) {
     std::string golden = Trace();
     Deliver(dialect.message);
     golden = Trace();
-    EXPECT_NE(golden.find("123.4"), std::string::npos) << dialect.type;
+    EXPECT_NE(golden.find("[" + dialect.reading + "]"), std::string::npos) << golden;
     for (std::size_t cut = 1; cut < dialect.message.size(); ++cut) {
       Deliver(dialect.message.substr(0, cut));
       host.loop.Advance(15);
@@ -159,7 +196,10 @@ TEST_F(SerialProtocols, TypesPersistAndTheDefaultIsNotWritten) {
   const struct {
     const char* protocol;
     int standard;
-  } cases[] = {{"TarnContinuousProtocol", 1}, {"MiraProtocol", 6}, {"GenericProtocol", 0}};
+  } cases[] = {{"TarnContinuousProtocol", 1},
+               {"MiraProtocol", 6},
+               {"GenericProtocol", 0},
+               {"NoProtocol", 0}};
   for (const auto& c : cases) {
     for (const int type : {c.standard, 4, 7, 28, 99}) {
       const auto protocol = NewObject<_Protocol>(*site, c.protocol);
@@ -172,11 +212,103 @@ TEST_F(SerialProtocols, TypesPersistAndTheDefaultIsNotWritten) {
       PropertyBag bag;
       bag.WriteObject("Protocol", *protocol);
       EXPECT_EQ(bag.FindObject("Protocol")->bag.IsEmpty(), type == c.standard);
-      const auto read = ReadObject<_Protocol>(bag, "Protocol", *site, "NoProtocol");
+      const auto read = ReadObject<_Protocol>(bag, "Protocol", *site, "Protocol");
       EXPECT_EQ(read->ClassName(), c.protocol);
       EXPECT_EQ(read->pType(), ProtocolType{type});
     }
   }
+}
+
+TEST_F(SerialProtocols, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
+  Start(kDialects[0]);
+  std::string printing = kDialects[0].message;
+  printing[3] |= 8;
+  site->Log().Enabled(true);  // but there is no stream
+  for (int i = 0; i < 5; ++i) {
+    host.loop.Post([&] { Deliver(printing); });
+    host.loop.RunPending();
+  }
+  EXPECT_TRUE(scale->PRState());
+  EXPECT_TRUE(scale->WeightData()->NoDataError());
+  EXPECT_EQ(host.traces.size(), 1U);
+  site->Log().Enabled(false);
+  Deliver(kDialects[0].message);
+  EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
+}
+
+TEST_F(SerialProtocols, APolledScaleIsAskedAtEachUpdate) {
+  Start(kDialects.back());
+  scale->UpdateRate(4);
+  scale->RunScale();
+  EXPECT_EQ(Sent(), "");
+  host.loop.Advance(1000);
+  EXPECT_EQ(Sent(), "\x05\x05\x05\x05");
+  double tare = 1;
+  scale->C();
+  scale->T();
+  scale->Z();
+  scale->P();
+  scale->SetTare(tare);
+  EXPECT_EQ(Sent(), "");
+  // Others who follow the updates hear of them, whatever becomes of the line.
+  int updates = 0;
+  const auto watch = scale->UpdateWeight.Subscribe([&] { ++updates; });
+  scale->Protocol()->myScale(scale);
+  Port().Unplug();
+  host.loop.Advance(1000);
+  EXPECT_EQ(updates, 4);
+  EXPECT_EQ(host.traces,
+            std::vector<std::string>{"Scale x was not asked for its weight: The port is not open"});
+  host.traces.clear();
+  scale->RunScale();
+  scale->Disabled(true);
+  host.loop.Advance(4'000'000);  // a trace that repeats shows again by then
+  EXPECT_TRUE(host.traces.empty());
+  Start(kDialects[6]);  // sends by itself
+  scale->UpdateRate(4);
+  scale->RunScale();
+  host.loop.Advance(5000);
+  EXPECT_EQ(Sent(), "");
+}
+
+/// A line that takes nothing any more: no failure disturbs the tick that all scales share, and what
+/// was not sent does not count as sent.
+TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
+  Start(kDialects[3]);
+  const auto other = NewScale(2);
+  int ticks = 0;
+  other->ActivityTimer()->TimeoutTime(60'000);
+  const auto count = other->ActivityTimer()->TimedOutEvent.Subscribe([&] { ++ticks; });
+  Port().stalled = true;
+  Port().Output(std::string(SerialPort::kMaxQueuedOutput, 'x'));
+  Deliver(kDialects[3].message);
+  EXPECT_EQ(Reading(), "Error|Error|Error kg RE");
+  scale->Z();
+  KeepSilent();
+  KeepSilent();
+  Port().Unplug();
+  host.loop.Advance(60'000);
+  EXPECT_EQ(ticks, 1);
+  EXPECT_EQ(host.traces, (std::vector<std::string>{
+                             "Scale x was not asked for its weight: The output queue is full",
+                             "Scale x was not asked for its weight: The port is not open"}));
+  scale->StopScale();
+  scale->RunScale();
+  Port().stalled = false;
+  Deliver(kDialects[3].message);
+  EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
+}
+
+TEST(GenericFrames, EachKindOfTestLooksAtOneCharacter) {
+  const struct {
+    GPTestType kind;
+    std::uint8_t value;
+    bool result;
+  } cases[] = {{GPTestType::GP_No, 'b', false},   {GPTestType::GP_AND, 0x02, true},
+               {GPTestType::GP_AND, 0x01, false}, {GPTestType::GP_EQ, 'b', true},
+               {GPTestType::GP_EQ, 'a', false},   {GPTestType::GP_NE, 'b', false},
+               {GPTestType::GP_NE, 'a', true},    {GPTestType{9}, 'b', false}};
+  for (const auto& c : cases) EXPECT_EQ((GPTest{1, c.kind, c.value}.IsTrue("abc")), c.result);
 }
 
 }  // namespace
