@@ -24,7 +24,7 @@ bool DeliverElements(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
     if (!message.MessageOK()) return false;
     data.SetLongData(value, i, tag);
   }
-  return true;
+  return message.MessageOK();
 }
 
 }  // namespace
