@@ -72,8 +72,9 @@ class MessageStory {
       case 5:
         return real.PutDouble(From<double>(bytes)), model.Put(bytes);
       default: {
-        const std::string text(static_cast<std::size_t>(random.Below(215)), 'x');
-        return real.PutString(text), model.Put(text);
+        std::string text, latin(static_cast<std::size_t>(random.Below(215)), '\xE9');
+        for (std::size_t i = 0; i < latin.size(); ++i) text += "\xC3\xA9";
+        return real.PutString(text), model.Put(latin);
       }
     }
   }
@@ -102,12 +103,14 @@ class MessageStory {
   }
   /// 13 characters, mostly a number.
   std::string Field() {
+    static const std::string kEdges[] = {"2147483647", "2147483648", "-2147483648", "2.5", "3.5"};
     std::string field = random.Chance(20) ? "-" : "";
     for (int digits = random.Below(11); digits >= 0; --digits) {
       field += static_cast<char>('0' + random.Below(10));
     }
     if (random.Chance(10)) field += random.OneOf(std::vector<std::string>{".5", "x", ".", " 1"});
     if (random.Chance(5)) field.clear();
+    if (random.Chance(20)) field = random.OneOf(kEdges);
     field.resize(13, random.Chance(50) ? ' ' : '\0');
     if (random.Chance(30)) field = "  " + field.substr(0, 11);
     return field;

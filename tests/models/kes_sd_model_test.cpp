@@ -171,6 +171,8 @@ class SharedDataStory : public ScaleFixture {
     const auto& weight = *scale->WeightData();
     model.motion = weight.Motion();
     onWeight = scale->WeightData()->NewWeight.Subscribe([this] { log += Shown().Text(); });
+    // Near the end of the sequence numbers.
+    for (int left = random.Chance(10) ? 120 : 0; left > 0; --left) Command();
     onPrint = scale->PrintData()->NewWeight.Subscribe([this] { ++prints; });
   }
   void TestBody() override {}
@@ -225,7 +227,8 @@ class SharedDataStory : public ScaleFixture {
  private:
   WeightModel Shown() const {
     const auto& w = *scale->WeightData();
-    return {w.GrossWeight(), w.NetWeight(), w.TareWeight(), w.Units(), w.Motion(), w.OutOfRange()};
+    return {w.GrossWeight(), w.NetWeight(), w.TareWeight(), host.locale.ToBytes(w.Units()),
+            w.Motion(),      w.OutOfRange()};
   }
   void ScaleNum(const std::string& letter) {
     protocol->scaleNum(letter);
@@ -265,10 +268,10 @@ class SharedDataStory : public ScaleFixture {
   std::string ReplyOf(int variable) {
     static const std::string kNumbers[] = {"12.5", " 1,5 ",   "1,234.5", "0", "",
                                            "-7",   "1.5.5\0", "   ",     "."};
-    static const std::string kUnits[] = {"kg", "lb  ", std::string("t \0?", 4), " "};
+    static const std::string kUnits[] = {"kg", "lb  ", std::string("t \0?", 4), " ", "\xB5g"};
     std::string value = variable == 4 ? random.OneOf(kUnits) : random.OneOf(kNumbers);
     if (variable == 0) {
-      const std::string first = "\x20\x21";
+      const std::string first("\x20\x21\0", 3);
       const std::string second(std::string("\x02\x12\x10\0", 4) + "\x02\x12");
       value = {random.OneOf(first), random.OneOf(second)};
       if (random.Chance(5)) value.resize(1);
