@@ -1,5 +1,6 @@
 #include "automation/tag_variants.hpp"
 
+#include <any>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -16,7 +17,7 @@ class KeptValue : public ForeignValue {
   virtual Variant Given() const = 0;
 };
 
-/// An object of the server's own, or a value of a kind that terminals do not have.
+/// A value of a kind that terminals do not have.
 class KeptVariant final : public KeptValue {
  public:
   explicit KeptVariant(Variant value) : value_(std::move(value)) {}
@@ -25,6 +26,37 @@ class KeptVariant final : public KeptValue {
  private:
   Variant value_;
 };
+
+/// An object of the server's own, as the core knows it: its COM object would count as a client's
+/// reference, and a tag that holds its own scale would keep the process for good.
+template <class Core>
+class KeptCore final : public KeptValue {
+ public:
+  KeptCore(ComModule& module, std::shared_ptr<Core> core)
+      : module_(module), core_(std::move(core)) {}
+  Variant Given() const override {
+    Variant given;
+    V_VT(given.Get()) = VT_DISPATCH;
+    V_DISPATCH(given.Get()) = Wrap(module_, core_).template As<IDispatch>(IID_IDispatch).Detach();
+    return given;
+  }
+
+ private:
+  ComModule& module_;
+  std::shared_ptr<Core> core_;
+};
+
+/// None for a kind that is not among these.
+template <class... Cores>
+std::shared_ptr<ForeignValue> KeepCore(ComModule& module, const std::any& core) {
+  std::shared_ptr<ForeignValue> kept;
+  const auto keep = [&](const auto* held) {
+    using Core = typename std::decay_t<decltype(*held)>::element_type;
+    if (held != nullptr) kept = std::make_shared<KeptCore<Core>>(module, *held);
+  };
+  (keep(std::any_cast<std::shared_ptr<Cores>>(&core)), ...);
+  return kept;
+}
 
 /// A client's own object; nothing once the client is gone.
 class KeptObject final : public KeptValue {
@@ -45,9 +77,17 @@ class KeptObject final : public KeptValue {
 
 TagValue KeepObject(ComModule& module, Variant value) {
   IUnknown* object = V_UNKNOWN(value.Get());
+  if (object == nullptr) return std::make_shared<KeptVariant>(std::move(value));
+  const auto ours = ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId);
+  if (ours) {
+    auto kept = KeepCore<TarnScaleServer, TarnScale, WeightData, PrintData, TarnRecordTemplateData,
+                         TarnRecordTemplateConfig, _SummitData, _SummitConfig, SDTagInfo,
+                         SDVariables, KesMessage, ActivityTimer, _Connection, _Protocol, SerialPort,
+                         SocketControl, Timer, TextStream>(module, ours->CoreObject());
+    if (kept) return kept;
+  }
   std::shared_ptr<ClientObject> client;
-  if (object == nullptr || ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId) ||
-      FAILED(ClientObject::Create(module.CallsOut(), object, IID_IDispatch, client))) {
+  if (ours || FAILED(ClientObject::Create(module.CallsOut(), object, IID_IDispatch, client))) {
     return std::make_shared<KeptVariant>(std::move(value));
   }
   return std::make_shared<KeptObject>(std::move(client));

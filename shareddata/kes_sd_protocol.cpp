@@ -282,27 +282,32 @@ void KesSDProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
   const std::string data = socket->GetData();
   std::string_view left = data;
   std::int64_t consumed = 0;
+  AskedVariables asked;
   do {
     const std::size_t length = kMessageHeaderLength + ByteAt(left, kLengthByte);
     if (left.size() < kMessageHeaderLength || left.size() < length) {
-      Trace("A reply of " + std::to_string(left.size()) + " bytes is too short");
+      Trace("A reply is cut short");
       break;
     }
     TakeReply(left.substr(kReplyNameStart, kReplyNameLength),
-              left.substr(kMessageHeaderLength, length - kMessageHeaderLength));
+              left.substr(kMessageHeaderLength, length - kMessageHeaderLength), asked);
     left.remove_prefix(length);
     consumed += static_cast<std::int64_t>(length);
   } while (consumed < bytesTotal);
   PublishWeight();
 }
 
-void KesSDProtocol::TakeReply(std::string_view name, std::string_view value) {
+/// One datagram asks for a variable once, however many replies it holds.
+void KesSDProtocol::TakeReply(std::string_view name, std::string_view value,
+                              AskedVariables& asked) {
   const auto pair = std::find_if(values_.begin(), values_.end(),
                                  [name](const Pair& known) { return known.name == name; });
   if (pair == values_.end()) return;
   pair->value = value;
   const auto next = static_cast<std::size_t>(pair - values_.begin()) + 1;
-  if (next < kVariables) AskFor(static_cast<Variable>(next));
+  if (next >= kVariables || asked.test(next)) return;
+  asked.set(next);
+  AskFor(static_cast<Variable>(next));
 }
 
 std::string KesSDProtocol::WeightText(std::string_view value) const {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -70,6 +71,7 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
     std::string name;
     std::string value;  ///< bytes as they came
   };
+  using AskedVariables = std::bitset<kVariables>;
 
   void mvarmyScale_UpdateWeight();
   void mvarSocket_DataArrival(std::int32_t bytesTotal);
@@ -78,7 +80,7 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   bool ReadVariable(ArcNetConnection& network, Pair& pair, std::int32_t length);
   void ClearValues();
   void AskFor(Variable variable);
-  void TakeReply(std::string_view name, std::string_view value);
+  void TakeReply(std::string_view name, std::string_view value, AskedVariables& asked);
   void PublishWeight();
   std::string WeightText(std::string_view value) const;
 

@@ -34,18 +34,6 @@ constexpr std::size_t kTriggerNameLength = 5;
 /// A configuration that never ends its list is a client's mistake.
 constexpr std::int16_t kMostTriggers = 100;
 
-/// The names of a trigger list, up to the first that is none.
-template <class Get>
-std::vector<std::string> TriggersOf(const _SummitConfig& configuration, Get get) {
-  std::vector<std::string> names;
-  for (std::int16_t i = 1; i <= kMostTriggers; ++i) {
-    std::string name = (configuration.*get)(i);
-    if (name.size() != kTriggerNameLength) break;
-    names.push_back(std::move(name));
-  }
-  return names;
-}
-
 /// Whether an object stands where nobody has put one of his own: none, the base class, or what the
 /// engine brought for another type.
 bool GivesWay(const std::shared_ptr<Persistable>& object, std::string_view base,
@@ -130,6 +118,11 @@ void SummitProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
 
 // --- Life -------------------------------------------------------------------------------------
 
+void SummitProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
+  if (scale != myScale()) Disconnect();
+  Protocol::myScale(scale);
+}
+
 void SummitProtocol::Connection(std::shared_ptr<_Connection> connection) {
   if (connection != mvarConnection) Disconnect();
   Protocol::Connection(std::move(connection));
@@ -192,6 +185,20 @@ bool SummitProtocol::IsRunning() const {
   return myScale() && mvarSocket && mvarSocket->State() == SocketState::Open;
 }
 
+// --- Turns ------------------------------------------------------------------------------------
+
+SummitProtocol::Turn SummitProtocol::TakeTurn() {
+  return {++turn_, shared_from_this(), myScale(), configuration_, Data()};
+}
+
+/// A scale that has stopped, or has another data object, gets a whole round when it goes on.
+bool SummitProtocol::Holds(const Turn& turn) {
+  if (turn.number != turn_) return false;
+  if (turn.data == Data() && IsRunning()) return true;
+  EndRound();
+  return false;
+}
+
 /// Runs what may call a client's object or handler; false when it threw.
 bool SummitProtocol::Attempt(const std::function<void()>& work) const {
   try {
@@ -234,25 +241,37 @@ void SummitProtocol::ReadTrigger(const std::string& name) {
   readTriggers_.push_back(name);
 }
 
-void SummitProtocol::ResetTriggers() {
-  for (const auto& name : TriggersOf(*configuration_, &_SummitConfig::GetResetTrigger)) {
+/// The names of a trigger list, up to the first that is none; none where the turn has ended.
+std::vector<std::string> SummitProtocol::TriggersOf(const Turn& turn, GetTrigger get) {
+  std::vector<std::string> names;
+  for (std::int16_t i = 1; i <= kMostTriggers; ++i) {
+    std::string name;
+    Attempt([&] { name = (turn.configuration.get()->*get)(i); });
+    if (!Holds(turn)) return {};
+    if (name.size() != kTriggerNameLength) break;
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
+void SummitProtocol::ResetTriggers(const Turn& turn) {
+  for (const auto& name : TriggersOf(turn, &_SummitConfig::GetResetTrigger)) {
     WriteTrigger(name, true);
   }
 }
 
-void SummitProtocol::ArmUpdateTriggers() {
-  const auto names = TriggersOf(*configuration_, &_SummitConfig::GetUpdateTrigger);
+void SummitProtocol::ArmUpdateTriggers(const Turn& turn) {
+  const auto names = TriggersOf(turn, &_SummitConfig::GetUpdateTrigger);
   if (names.empty()) return;
-  if (const auto data = Data()) data->ResetState();
+  if (turn.data) Attempt([&] { turn.data->ResetState(); });
+  if (!Holds(turn)) return;
   for (const auto& name : names) WriteTrigger(name, true);
 }
 
-void SummitProtocol::ReadUpdateTriggers() {
+void SummitProtocol::ReadUpdateTriggers(const Turn& turn) {
   if (triggerReads_ <= kTriggerPatience) ++triggerReads_;
   readTriggers_.clear();
-  for (const auto& name : TriggersOf(*configuration_, &_SummitConfig::GetUpdateTrigger)) {
-    ReadTrigger(name);
-  }
+  for (const auto& name : TriggersOf(turn, &_SummitConfig::GetUpdateTrigger)) ReadTrigger(name);
 }
 
 // --- Single variables -------------------------------------------------------------------------
@@ -306,8 +325,9 @@ void SummitProtocol::mvarSocket_DataArrival(std::int32_t /*bytesTotal*/) {
   const auto socket = mvarSocket;
   if (!IsRunning()) return;
   const std::string received = socket->GetData();
+  datagram_ = {};
   std::string_view left = received;
-  while (!left.empty() && socket == mvarSocket) {
+  while (!left.empty() && socket == mvarSocket && IsRunning()) {
     TakeReply(left);
     left.remove_prefix(std::min(left.size(), WholeLength(left)));
   }
@@ -366,31 +386,35 @@ void SummitProtocol::TakeWriteReply(std::string_view bytes) {
 // --- The round --------------------------------------------------------------------------------
 
 /// Late, doubled and foreign replies, and those of the triggers, name another variable than the one
-/// that was asked for.
+/// that was asked for. A second reply of a variable in the same datagram is a doubled one, also
+/// where the list names the variable twice: one datagram must not make any number of requests.
 void SummitProtocol::FilePolledReply() {
   const auto tag = polledTag_;
   if (!tag || !Names(*pollingMessage_, tag->TagName())) {
     FileTriggerReply();
     return;
   }
+  if (!datagram_.filed.insert(tag->TagName()).second) return;
   polledTag_.reset();
-  const auto data = Data();
-  if (data != roundData_.lock()) {
+  const Turn turn = TakeTurn();
+  if (turn.data != roundData_.lock()) {
     EndRound();  // the new object gets a whole round
     return;
   }
-  const std::uint32_t turn = turn_;
   // A copy, since a handler may wait for a single read, and further replies arrive meanwhile.
   KesMessage reply = *pollingMessage_;
   bool delivered = false;
-  Attempt([&] { delivered = data && DeliverPolledData(reply, tag, *data); });
-  if (turn != turn_) return;
+  datagram_.noDataReported = false;
+  Attempt([&] {
+    delivered = turn.data && DeliverPolledData(reply, tag, *turn.data, [&] { return Holds(turn); });
+  });
+  if (!Holds(turn)) return;
   if (!delivered) {
     FailRound();
     return;
   }
   ++pollingIndex_;
-  PollNextTag();
+  PollNextTag(turn);
 }
 
 /// A trigger that the configuration knows as a tag reaches the data object, which thereby learns
@@ -403,82 +427,81 @@ void SummitProtocol::FileTriggerReply() {
   const std::string name = *trigger;
   readTriggers_.erase(trigger);
   KesMessage reply = *pollingMessage_;
+  const std::uint32_t number = turn_;
   Attempt([&] {
-    const auto tag = configuration_->GetTagInfoByKey(name);
+    const auto configuration = configuration_;
+    const auto tag = configuration->GetTagInfoByKey(name);
     const auto data = Data();
-    if (tag && data) DeliverPolledData(reply, tag, *data);
+    const auto goesOn = [&] { return number == turn_ && IsRunning(); };
+    if (tag && data && goesOn()) DeliverPolledData(reply, tag, *data, goesOn);
   });
 }
 
-void SummitProtocol::BeginRound() {
-  ++turn_;
+void SummitProtocol::BeginRound(const Turn& turn) {
   pollingIndex_ = 1;
   triggerReads_ = 0;
   errorInRound_ = false;
-  roundData_ = Data();
+  roundData_ = turn.data;
   OfferAccess();
-  if (std::exchange(resetTriggersDue_, false)) ResetTriggers();
-  ArmUpdateTriggers();
+  if (resetTriggersDue_) ResetTriggers(turn);
+  if (!Holds(turn)) return;
+  resetTriggersDue_ = false;
+  ArmUpdateTriggers(turn);
 }
 
-/// A client's object may release the scale meanwhile: it stays until this is done.
-void SummitProtocol::PollNextTag() {
-  const auto scale = myScale();
-  if (!scale) return EndRound();
-  const std::uint32_t turn = turn_;
-  const bool done = Attempt([&] {
-    const auto configuration = configuration_;
-    const std::int16_t count = configuration->GetTagInfoCount();
-    if (pollingIndex_ > count) {
-      if (turn == turn_) count > 0 ? CompleteRound() : EndRound();
-      return;
-    }
-    const auto tag = configuration->GetTagInfoByIndex(pollingIndex_);
-    const auto data = Data();
-    const bool mustWait = Required(tag).TriggerRequired() && triggerReads_ <= kTriggerPatience &&
-                          !Required(data).TriggersComplete();
-    if (turn != turn_) return;
-    if (mustWait)
-      myTriggerUpdateTimer->TimeoutTime(kTriggerPace);
-    else
-      RequestPolledTag(tag);
+void SummitProtocol::PollNextTag(const Turn& turn) {
+  std::int16_t count = 0;
+  std::shared_ptr<SDTagInfo> tag;
+  bool mustWait = false;
+  const bool asked = Attempt([&] {
+    count = turn.configuration->GetTagInfoCount();
+    if (pollingIndex_ > count || !Holds(turn)) return;
+    tag = turn.configuration->GetTagInfoByIndex(static_cast<std::int16_t>(pollingIndex_));
+    if (!Holds(turn)) return;
+    mustWait = Required(tag).TriggerRequired() && triggerReads_ <= kTriggerPatience &&
+               !Required(turn.data).TriggersComplete();
   });
-  if (!done && turn == turn_) FailRound();
+  if (!Holds(turn)) return;
+  if (!asked)
+    FailRound();
+  else if (pollingIndex_ > count)
+    count > 0 ? CompleteRound(turn) : EndRound();
+  else if (mustWait)
+    myTriggerUpdateTimer->TimeoutTime(kTriggerPace);
+  else
+    RequestPolledTag(turn, tag);
 }
 
 /// Without a time-out of the scale nobody watches for the reply; the variable is then asked for
 /// again after a while.
-void SummitProtocol::RequestPolledTag(const std::shared_ptr<SDTagInfo>& tag) {
+void SummitProtocol::RequestPolledTag(const Turn& turn, const std::shared_ptr<SDTagInfo>& tag) {
   if (!BeginRequest(pollingMessage_, false, tag->TagName(), kPolling)) {
     FailRound();
     return;
   }
   polledTag_ = tag;
-  const std::int32_t timeout = myScale()->ActivityTimeoutTime();
+  const std::int32_t timeout = turn.scale->ActivityTimeoutTime();
   myScaleActivityTimer->TimeoutTime(timeout);
   myTriggerUpdateTimer->TimeoutTime(timeout > 0 ? 0 : kRoundPace);
   Send(*pollingMessage_);
 }
 
-void SummitProtocol::CompleteRound() {
-  const std::uint32_t turn = turn_;
-  const auto scale = myScale();
-  const auto data = Data();
+void SummitProtocol::CompleteRound(const Turn& turn) {
   myScaleActivityTimer->TimeoutTime(0);
   Attempt([&] {
-    scale->ActivityLED(true);
-    scale->ErrorLED(false);
-    scale->watchdog(false);
+    turn.scale->ActivityLED(true);
+    turn.scale->ErrorLED(false);
   });
-  if (turn != turn_) return;
+  turn.scale->watchdog(false);
+  if (!Holds(turn)) return;
   Attempt([&] {
+    _SummitData& data = Required(turn.data);
     // The terminal answers again: an error of an earlier round is over.
-    Required(data);
-    if (!errorInRound_ && data->CommLossError()) data->CommLossError(false);
-    if (!errorInRound_ && data->NoDataError()) data->NoDataError(false);
-    data->DataUpdated();
+    if (!errorInRound_ && data.CommLossError() && Holds(turn)) data.CommLossError(false);
+    if (Holds(turn) && !errorInRound_ && data.NoDataError() && Holds(turn)) data.NoDataError(false);
+    if (Holds(turn)) data.DataUpdated();
   });
-  if (turn == turn_) EndRound();
+  if (Holds(turn)) EndRound();
 }
 
 void SummitProtocol::FailRound() {
@@ -499,37 +522,34 @@ void SummitProtocol::EndRound() {
   myTriggerUpdateTimer->TimeoutTime(interval > 0 ? interval : kRoundPace);
 }
 
+/// Once for the replies of a datagram that cannot be read, until a value has come between them: the
+/// data object has no values left to lose, and its clients need not hear it a thousand times.
 void SummitProtocol::ReportNoData() {
   errorInRound_ = true;
+  if (std::exchange(datagram_.noDataReported, true)) return;
   if (const auto data = Data()) Attempt([&] { data->NoDataError(true); });
 }
 
-/// The data object loses its values, so the next round begins with the first variable.
+/// The data object loses its values, so the next round begins with the first variable. Deliberately
+/// the loss is also reported when the scale has been stopped since the request; only a scale that
+/// has left its server is quiet.
 void SummitProtocol::myScaleActivityTimer_TimedOut() {
-  const auto self = shared_from_this();
+  const Turn turn = TakeTurn();
   EndRound();
-  if (!IsRunning()) return;
-  const auto scale = myScale();
-  const auto data = Data();
-  Attempt([&] {
-    if (data) data->CommLossError(true);
-  });
-  Attempt([&] { scale->ErrorLED(true); });
+  const auto isWatched = [&] {
+    return turn.scale && turn.scale == myScale() && turn.scale->ScaleNumber() != 0;
+  };
+  if (turn.data && isWatched()) Attempt([&] { turn.data->CommLossError(true); });
+  if (isWatched()) Attempt([&] { turn.scale->ErrorLED(true); });
 }
 
 /// A socket that is closed may be opened again, so the timer goes on.
 void SummitProtocol::myTriggerUpdateTimer_TimedOut() {
-  const auto self = shared_from_this();
-  if (!IsRunning()) {
-    EndRound();
-    return;
-  }
-  Attempt([&] {
-    if (pollingIndex_ == 0) BeginRound();
-  });
-  const std::uint32_t turn = turn_;
-  Attempt([&] { ReadUpdateTriggers(); });
-  if (turn == turn_ && pollingIndex_ > 0) PollNextTag();
+  const Turn turn = TakeTurn();
+  datagram_ = {};
+  if (pollingIndex_ == 0 && IsRunning()) BeginRound(turn);
+  if (Holds(turn)) ReadUpdateTriggers(turn);
+  if (Holds(turn)) PollNextTag(turn);
 }
 
 }  // namespace tarn

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,6 +59,9 @@ class SummitProtocol final : public Protocol,
   /// pair of the new type.
   void pType(ProtocolType type) override;
 
+  using Protocol::myScale;
+  /// Another one, or none, ends whatever is under way.
+  void myScale(const std::shared_ptr<TarnScale>& scale) override;
   using Protocol::Connection;
   /// Another one, or none, ends whatever is under way.
   void Connection(std::shared_ptr<_Connection> connection) override;
@@ -77,6 +81,30 @@ class SummitProtocol final : public Protocol,
     bool answered = false;
   };
 
+  /// One step of a round, from a timer or a reply up to the next request. It owns what it works
+  /// with: whatever is asked on the way may be a client's object, and that may let go of the scale,
+  /// the configuration, the data object and this engine.
+  struct Turn {
+    std::uint32_t number;
+    std::shared_ptr<SummitProtocol> engine;
+    std::shared_ptr<TarnScale> scale;
+    std::shared_ptr<_SummitConfig> configuration;
+    std::shared_ptr<_SummitData> data;
+  };
+  /// What has become of the datagram at hand, or of the timer's step.
+  struct Datagram {
+    std::set<std::string> filed;  ///< variables
+    bool noDataReported = false;
+  };
+  using GetTrigger = std::string (_SummitConfig::*)(std::int16_t) const;
+
+  /// Ends the turn that there was.
+  Turn TakeTurn();
+  /// Whether the turn goes on; asked after every call of what may be a client's. When it does not,
+  /// what follows has been arranged for.
+  bool Holds(const Turn& turn);
+  bool Attempt(const std::function<void()>& work) const;
+
   void BringPair(ProtocolType former);
   void ConfigurationHasChanged();
   std::shared_ptr<_SummitData> Data() const;
@@ -90,9 +118,10 @@ class SummitProtocol final : public Protocol,
   bool Send(const KesMessage& message);
   void WriteTrigger(const std::string& name, bool value);
   void ReadTrigger(const std::string& name);
-  void ResetTriggers();
-  void ArmUpdateTriggers();
-  void ReadUpdateTriggers();
+  std::vector<std::string> TriggersOf(const Turn& turn, GetTrigger get);
+  void ResetTriggers(const Turn& turn);
+  void ArmUpdateTriggers(const Turn& turn);
+  void ReadUpdateTriggers(const Turn& turn);
 
   // Arrivals.
   void mvarSocket_DataArrival(std::int32_t bytesTotal);
@@ -106,17 +135,15 @@ class SummitProtocol final : public Protocol,
   void FileTriggerReply();
 
   // The round.
-  void BeginRound();
-  void PollNextTag();
-  void RequestPolledTag(const std::shared_ptr<SDTagInfo>& tag);
-  void CompleteRound();
+  void BeginRound(const Turn& turn);
+  void PollNextTag(const Turn& turn);
+  void RequestPolledTag(const Turn& turn, const std::shared_ptr<SDTagInfo>& tag);
+  void CompleteRound(const Turn& turn);
   void FailRound();
   void EndRound();
   void ReportNoData();
   void myScaleActivityTimer_TimedOut();
   void myTriggerUpdateTimer_TimedOut();
-
-  bool Attempt(const std::function<void()>& work) const;
 
   std::shared_ptr<ScaleSite> site_;
   std::shared_ptr<_SummitConfig> configuration_;
@@ -129,8 +156,9 @@ class SummitProtocol final : public Protocol,
   std::optional<KesMessage> writeMessage_;
   std::shared_ptr<PendingRead> pendingRead_;
 
-  /// The number of the tag that is read next, from 1; 0 between rounds.
-  std::int16_t pollingIndex_ = 0;
+  /// The number of the tag that is read next, from 1; 0 between rounds. Wider than a tag's
+  /// number, which the last one may exhaust.
+  std::int32_t pollingIndex_ = 0;
   std::int16_t triggerReads_ = 0;
   std::vector<std::string> readTriggers_;  ///< asked for and not answered yet
   /// The tag whose reply the round waits for.
@@ -138,8 +166,9 @@ class SummitProtocol final : public Protocol,
   std::weak_ptr<_SummitData> roundData_;
   bool resetTriggersDue_ = false;
   bool errorInRound_ = false;
-  /// Another number after whatever ends what was under way: handlers may do that at any time.
+  /// The number of the turn that holds. Whatever ends what was under way counts it up.
   std::uint32_t turn_ = 0;
+  Datagram datagram_;
 
   std::unique_ptr<ActivityTimer> myScaleActivityTimer;
   std::unique_ptr<ActivityTimer> myTriggerUpdateTimer;

@@ -16,15 +16,15 @@ constexpr std::array<std::int16_t, 14> kWidths = {0, 1, 1, 1, 2, 4, 4, 4, 8, 1, 
 /// Every value that decodes is delivered at once; the first that does not ends the array.
 template <class Get>
 bool DeliverElements(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag, _SummitData& data,
-                     Get get) {
+                     const std::function<bool()>& goesOn, Get get) {
   const std::int16_t available = tag->TagDataLen();
   const int count = available / ElementWidth(tag->TagType());
-  for (std::int16_t i = 0; i < count; ++i) {
+  for (std::int16_t i = 0; i < count && goesOn(); ++i) {
     const std::int32_t value = (message.*get)(i, available);
     if (!message.MessageOK()) return false;
     data.SetLongData(value, i, tag);
   }
-  return true;
+  return message.MessageOK();
 }
 
 }  // namespace
@@ -70,7 +70,7 @@ void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg) {
 }
 
 bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
-                       _SummitData& data) {
+                       _SummitData& data, const std::function<bool()>& goesOn) {
   const std::int16_t available = tag->TagDataLen();
   // Passes a value on unless the message could not give it.
   const auto deliver = [&](const auto& value, const auto& set) {
@@ -109,9 +109,9 @@ bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& ta
     case SDTagType::SDByteArrayType:
       return deliverBytes(message.GetByteArray(available, available));
     case SDTagType::SDLongArrayType:
-      return DeliverElements(message, tag, data, &KesMessage::GetLong);
+      return DeliverElements(message, tag, data, goesOn, &KesMessage::GetLong);
     case SDTagType::SDLongCharArrayType:
-      return DeliverElements(message, tag, data, &KesMessage::GetLongText);
+      return DeliverElements(message, tag, data, goesOn, &KesMessage::GetLongText);
     default:
       return message.MessageOK();
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -25,10 +26,10 @@ bool IsReadSingly(SDTagType type);
 /// long comes as text: deliberate, that is how terminals send it.
 void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg);
 
-/// The reply's data into the data object, arrays element by element; false where the data did not
-/// decode. What the data object throws passes through.
+/// The reply's data into the data object, arrays element by element as long as it goes on; false
+/// where the data did not decode. What the data object throws passes through.
 bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
-                       _SummitData& data);
+                       _SummitData& data, const std::function<bool()>& goesOn);
 
 /// The value into a write request, in the tag's type. False for a type that cannot be written;
 /// errors 6 and 13 where the value is not of the type.

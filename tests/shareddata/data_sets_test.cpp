@@ -44,6 +44,7 @@ TEST(Tags, AreFoundByKeyAndPosition) {
   tags.AddTag(false, "ce220", SDTagType::SDLongType, 4, "", "");
   EXPECT_EQ(ErrorOf([&] { tags.AddExistingTag(first, "KEY"); }), 457);
   EXPECT_EQ(tags.Count(), 2);
+  EXPECT_TRUE(first->TriggerRequired() && !tags.Item(2)->TriggerRequired());
   EXPECT_EQ(tags.Item("kEY"), first);
   EXPECT_EQ(tags.Item("ce220"), nullptr);
   EXPECT_EQ(tags.Item(""), nullptr);

@@ -11,85 +11,11 @@
 #include "shareddata/tarn_kes_basic_config.hpp"
 #include "shareddata/tarn_predict_failure_data.hpp"
 #include "shareddata/tarn_scale_diag_data.hpp"
+#include "tests/support/client_summit.hpp"
 #include "tests/support/summit_fixture.hpp"
 
 namespace tarn {
 namespace {
-
-/// What a client implements: a configuration and a data object that write down what they are told.
-struct ClientConfig final : SummitConfig {
-  bool IsClientMade() const override { return true; }
-  TagInfo GetTagInfoByIndex(std::int16_t i) const override {
-    if (failing) throw std::runtime_error("the client is gone");
-    return i >= 1 && i <= GetTagInfoCount() ? tags[static_cast<std::size_t>(i - 1)] : nullptr;
-  }
-  std::int16_t GetTagInfoCount() const override { return static_cast<std::int16_t>(tags.size()); }
-  std::string GetUpdateTrigger(std::int16_t i) const override {
-    return i <= static_cast<std::int16_t>(triggers.size()) && i >= 1
-               ? triggers[static_cast<std::size_t>(i - 1)]
-               : "";
-  }
-  void Add(const char* name, SDTagType type, std::int16_t length, bool triggered = false) {
-    tags.push_back(std::make_shared<SDTagInfo>());
-    tags.back()->TagName(name);
-    tags.back()->TagType(type);
-    tags.back()->TagDataLen(length);
-    tags.back()->TriggerRequired(triggered);
-  }
-
-  TagInfo GetTagInfoByKey(const std::string& name) const override {
-    return trigger && name == trigger->TagName() ? trigger : nullptr;
-  }
-
-  std::vector<TagInfo> tags;
-  TagInfo trigger;
-  std::vector<std::string> triggers;
-  bool failing = false;
-};
-
-struct ClientData final : SummitData {
-  using SummitData::CommLossError;
-  using SummitData::NoDataError;
-  bool IsClientMade() const override { return true; }
-  void CommLossError(bool v) override { told += v ? "Lost " : "Found "; }
-  void NoDataError(bool v) override { told += v ? "NoData " : "Data "; }
-  void ConfigurationChanged() override { told += "Config "; }
-  void DataUpdated() override { told += "Updated "; }
-  void SetBitData(bool v, const TagInfo&) override { Tell("bit", v ? "1" : "0"); }
-  void SetByteData(std::uint8_t v, const TagInfo&) override { Tell("byte", std::to_string(v)); }
-  void SetCharArrayData(std::vector<std::uint8_t>& v, std::int16_t n, const TagInfo&) override {
-    std::string text = std::to_string(n) + ":";
-    for (const auto byte : v) text += std::to_string(byte) + ".";
-    Tell("bytes", text);
-  }
-  void SetLongData(std::int32_t v, std::int16_t i, const TagInfo&) override {
-    Tell("long", std::to_string(i) + ":" + std::to_string(v));
-  }
-  void SetFloatData(float v, std::int16_t, const TagInfo&) override {
-    Tell("float", std::to_string(v));
-  }
-  void SetDoubleData(double v, std::int16_t, const TagInfo&) override {
-    Tell("double", std::to_string(v));
-  }
-  void SetStringData(const std::string& v, std::int16_t, const TagInfo&) override {
-    Tell("text", v);
-  }
-  void SetIntData(std::int16_t v, std::int16_t, const TagInfo&) override {
-    Tell("int", std::to_string(v));
-  }
-  void ResetState() override { told += "Reset "; }
-  bool TriggersComplete() const override { return complete; }
-  void Tell(const char* kind, const std::string& value) {
-    told += std::string(kind) + "(" + value + ") ";
-    if (deed) std::exchange(deed, nullptr)();
-    if (failing) throw std::runtime_error("the client failed");
-  }
-
-  std::function<void()> deed;  // once
-  std::string told;
-  bool complete = false;
-  bool failing = false;
-};
 
 class SummitRounds : public SummitFixture {
  protected:
@@ -97,7 +23,9 @@ class SummitRounds : public SummitFixture {
   void MakeSmall() {
     Make(ProtocolType::NoProtType);
     config = std::make_shared<ClientConfig>();
-    for (const char* name : {"aaaaa", "bb", "ccccc"}) config->Add(name, SDTagType::SDLongType, 4);
+    for (const char* name : {"aaaaa", "bb", "ccccc"}) {
+      config->tags.push_back(ClientConfig::Tag(name, SDTagType::SDLongType, 4));
+    }
     data = std::make_shared<ClientData>();
     engine->Configuration(config);
     scale->SummitData(data);
@@ -259,73 +187,13 @@ TEST_F(SummitRounds, FailurePredictionResetsItsTriggersOnce) {
 
 // --- Lost, late, doubled, foreign -------------------------------------------------------------
 
-TEST_F(SummitRounds, RepliesThatDoNotBelongChangeNothing) {
-  const std::string cut = Long("aaaaa", 1).substr(0, 30);
-  const std::string pair = Long("aaaaa", 1) + ReplyOf("x", 3, "");
-  const struct {
-    const char* name;
-    std::vector<std::pair<std::string, std::string>> steps;  // a datagram, or "+" and milliseconds
-  } cases[] = {
-      {"in order",
-       {{Long("aaaaa", 1), "long(0:1) ?bb"},
-        {Long("bb", 2), "long(0:2) ?ccccc"},
-        {Long("ccccc", 3), "long(0:3) Updated Lamps(A) "},
-        {"+400", "?aaaaa"}}},
-      {"doubled",
-       {{Long("aaaaa", 1), "long(0:1) ?bb"},
-        {Long("aaaaa", 1), ""},
-        {Long("bb", 2), "long(0:2) ?ccccc"}}},
-      {"foreign", {{Long("zzzzz", 1), ""}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
-      {"without data", {{ReplyOf("aaaaa", 1, ""), ""}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
-      {"two in one datagram", {{pair, "long(0:1) ?bb"}}},
-      {"a sequence that is nobody's",
-       {{Long("aaaaa", 1, 7), "NoData "}, {Long("aaaaa", 1), "long(0:1) ?bb"}}},
-      {"cut off", {{cut, "NoData "}, {Long("aaaaa", 1), "NoData NoData "}, {"+400", "?aaaaa"}}},
-      {"too long to load, and one behind it",
-       {{ReplyOf("aaaaa", 2, std::string(1401, '\x07')) + Long("aaaaa", 1),
-         "NoData long(0:1) ?bb"}}},
-      {"too short for a header", {{"abc", "NoData NoData "}}},
-      {"an empty datagram", {{"", ""}}},
-      {"lost, then late",
-       {{Long("aaaaa", 1), "long(0:1) ?bb"},
-        {"+1200", "Lost Lamps(E) ?aaaaa"},
-        {Long("bb", 2), ""},
-        {Long("aaaaa", 4), "long(0:4) ?bb"},
-        {Long("bb", 5) + Long("ccccc", 6), "long(0:5) long(0:6) Updated Lamps(A) ?ccccc"},
-        {Long("ccccc", 6), ""}}},
-  };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(one.name);
-    MakeSmall();
-    Start();
-    Told();
-    for (const auto& [input, expected] : one.steps) {
-      if (input.starts_with('+'))
-        host.loop.Advance(std::stod(input));
-      else
-        Socket().Deliver(input);
-      EXPECT_EQ(Told(), expected);
-    }
-    scale->StopScale();
-  }
-
-  // With a time-out of 0 nobody reports the loss, and the variable is asked for again.
-  MakeSmall();
-  scale->UpdateRate(0);
-  Start();
-  Deliver(Long("aaaaa", 1));
-  EXPECT_EQ(After(1400), "?bb");
-  EXPECT_EQ(data->told, "long(0:1) ");
-}
-
-TEST_F(SummitRounds, AStoppedScaleIsQuietAndAnOpenedOneGoesOn) {
+TEST_F(SummitRounds, AStoppedScaleReportsTheLossOnceAndAnOpenedOneGoesOn) {
   MakeSmall();
   Start();
   scale->StopScale();
-  data->told.clear();
-  TakeLog();
-  EXPECT_EQ(After(5000), "");
-  EXPECT_EQ(data->told, "");
+  Told();
+  host.loop.Advance(5000);
+  EXPECT_EQ(Told(), "Lost Lamps(E) ");
   scale->Connection()->Connect();
   EXPECT_EQ(After(400), "?aaaaa");
 
@@ -337,6 +205,38 @@ TEST_F(SummitRounds, AStoppedScaleIsQuietAndAnOpenedOneGoesOn) {
   data->told.clear();
   Deliver(Long("aaaaa", 1));
   EXPECT_EQ(data->told, "long(0:1) ");
+
+  // One that has left its server says nothing any more, and over another connection nobody asks.
+  scale->Detach();
+  Told();
+  EXPECT_EQ(After(5000), "");
+  EXPECT_EQ(data->told, "");
+  MakeSmall();
+  scale->Connection(NewObject<_Connection>(*site, "NoConnection"));
+  Told();
+  scale->RunScale();
+  host.loop.Advance(5000);
+  EXPECT_EQ(data->told + terminal.Requests(), "");
+}
+
+TEST_F(SummitRounds, AConfigurationMayHaveAsManyTagsAsItsCountHolds) {
+  struct Endless final : SummitConfig {
+    TagInfo GetTagInfoByIndex(std::int16_t i) const override {
+      return i > 0 ? ClientConfig::Tag("x", SDTagType::SDBitType, 1) : nullptr;
+    }
+    std::int16_t GetTagInfoCount() const override { return 32767; }
+  };
+  MakeSmall();
+  engine->Configuration(std::make_shared<Endless>());
+  Start();
+  std::string twice = ReplyOf("x", 1, "\x01");
+  twice += twice;
+  for (int tag = 0; tag < 32767; ++tag) {
+    Socket().sent.clear();
+    Socket().Deliver(twice);  // one of them belongs
+    EXPECT_LE(Socket().sent.size(), 1U);
+  }
+  EXPECT_TRUE(data->told.ends_with("bit(1) Updated ")) << data->told.size();
 }
 
 // --- Triggers ---------------------------------------------------------------------------------
@@ -349,10 +249,7 @@ TEST_F(SummitRounds, TriggersFrameARound) {
   EXPECT_EQ(Told(), "Reset !u_001=1 !u_002=1 ?u_001 ?u_002 ?aaaaa");
   Socket().Deliver(ReplyOf("u_001", 1, "\x01"));  // not filed under the tag that waits
   EXPECT_EQ(Told(), "");
-  config->trigger = std::make_shared<SDTagInfo>();
-  config->trigger->TagName("u_002");
-  config->trigger->TagType(SDTagType::SDBitType);
-  config->trigger->TagDataLen(1);
+  config->trigger = ClientConfig::Tag("u_002", SDTagType::SDBitType, 1);
   for (const char* told : {"bit(1) ", ""}) {
     Socket().Deliver(ReplyOf("u_002", 1, "\x01"));
     EXPECT_EQ(Told(), told);
@@ -372,52 +269,124 @@ TEST_F(SummitRounds, TriggersFrameARound) {
 
 // --- What clients' objects and handlers may do --------------------------------------------------
 
+/// A round with triggers and an array, one that ends with the errors of the rounds before it, and
+/// one without a reply: every call that the engine makes of clients' objects and handlers.
+class SummitCalls : public SummitRounds {
+ protected:
+  /// The `at`th call does the deed; false where there were fewer. Nobody but the engine holds the
+  /// configuration, and nobody but the scale the data object and the engine.
+  bool Play(const std::function<void()>& deed, int at) {
+    MakeSmall();
+    config->tags[1]->TriggerRequired(true);
+    config->tags[2]->TagType(SDTagType::SDLongArrayType);
+    config->tags[2]->TagDataLen(8);
+    config->resets = {"r_001", "r_002"};
+    config->triggers = {"u_001"};
+    config->trigger = ClientConfig::Tag("u_001", SDTagType::SDBitType, 1);
+    int calls = 0;
+    after = 0;
+    const auto called = [this, &deed, &calls, at] {
+      if (++calls > at) ++after;
+      if (calls == at) deed();
+    };
+    config->called = data->called = called;
+    const auto status = scale->NewStatus.Subscribe(called);
+    watched = engine;
+    subscriptions.clear();
+    config.reset();
+    data.reset();
+    engine.reset();
+    Start();
+    for (const std::string& reply :
+         {ReplyOf("u_001", 1, "\x01"), Long("aaaaa", 1), Long("bb", 1),
+          ReplyOf("ccccc", 1, "12345678"), ReplyOf("x", 7, ""), Long("aaaaa", 1)}) {
+      Socket().Deliver(reply);
+      host.loop.Advance(600);
+    }
+    host.loop.Advance(2000);
+    Answer(3000);
+    return calls >= at;
+  }
+  /// Answers whatever is asked; how often that was.
+  std::size_t Answer(double milliseconds) {
+    terminal.Requests();
+    const std::size_t before = Socket().sent.size();
+    for (double end = host.loop.Now() + milliseconds; host.loop.Now() < end;) {
+      host.loop.Advance(200);
+      terminal.variables = {{"aaaaa", "1234"}, {"bb", "1234"}, {"ccccc", "12345678"}};
+      terminal.Serve();
+    }
+    return Socket().sent.size() - before;
+  }
+
+  std::weak_ptr<SummitProtocol> watched;
+  int after = 0;
+};
+
+TEST_F(SummitCalls, MayEndEverything) {
+  const auto protocol = [this] { return watched.lock(); };
+  // The calls that may follow; the lamp of a loss is one.
+  enum { kEnds = 1, kStops = 20, kGoesOn = 1000 };
+  const auto foreign = NewScale(2);
+  const struct {
+    const char* name;
+    std::function<void()> deed;
+    int then;
+  } cases[] = {
+      {"throw", [] { throw std::runtime_error("the client failed"); }, kGoesOn},
+      {"wait", [this] { host.loop.RunUntil([] { return false; }, 3000); }, kGoesOn},
+      {"run", [this] { scale->RunScale(); }, kGoesOn},
+      {"another data object",
+       [this] { scale->SummitData(NewObject<_SummitData>(*site, "SummitData")); }, kGoesOn},
+      {"no data object", [this] { scale->SummitData(nullptr); }, kGoesOn},
+      {"stop", [this] { scale->StopScale(); }, kStops},
+      {"disable", [this] { scale->Disabled(true); }, kStops},
+      {"no configuration", [&] { protocol()->Configuration(nullptr); }, kStops},
+      {"no scale", [&] { protocol()->myScale(nullptr); }, kEnds},
+      {"another scale", [&] { protocol()->myScale(foreign); }, kEnds},
+      {"no connection", [&] { protocol()->Connection(nullptr); }, kEnds},
+      {"another connection",
+       [this] { scale->Connection(NewObject<_Connection>(*site, "NoConnection")); }, kEnds},
+      {"disconnect", [&] { protocol()->Disconnect(); }, kEnds},
+      {"another protocol", [this] { scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol")); },
+       kEnds},
+      {"let go of the scale", [this] { scale.reset(); }, kStops},
+  };
+  for (const auto& one : cases) {
+    int calls = 1;
+    while (Play(one.deed, calls)) {
+      SCOPED_TRACE(std::string(one.name) + " at call " + std::to_string(calls++));
+      EXPECT_EQ(scale && Answer(3000) > 0, one.then == kGoesOn);
+      EXPECT_LE(after, one.then);
+      if (scale) scale->StopScale();
+      scale.reset();
+      EXPECT_TRUE(watched.expired());
+      if (HasFailure()) return;
+    }
+    EXPECT_GT(calls, 40) << one.name;
+  }
+}
+
 TEST_F(SummitRounds, AFailingClientObjectDoesNotStopTheRounds) {
   MakeSmall();
   Start();
-  data->failing = true;
+  const auto fail = [] { throw std::runtime_error("the client failed"); };
+  data->called = fail;
   Told();
   Socket().Deliver(Long("aaaaa", 1));
   EXPECT_EQ(Told(), "long(0:1) NoData ");
-  data->failing = false;
-  config->failing = true;
+  data->called = nullptr;
+  config->called = fail;
   EXPECT_EQ(After(400), "");
-  config->failing = false;
+  config->called = nullptr;
   EXPECT_EQ(After(400), "?aaaaa");
-  EXPECT_EQ(host.traces.size(), 2U);
+  EXPECT_EQ(host.traces.size(), 1U);
 
+  scale->watchdog(true);
   const auto thrower = scale->NewStatus.Subscribe([] { throw std::runtime_error("handler"); });
   for (const char* name : {"aaaaa", "bb", "ccccc"}) Deliver(Long(name, 1));
+  EXPECT_FALSE(scale->watchdog());
   EXPECT_EQ(After(400), "?aaaaa");
-}
-
-TEST_F(SummitRounds, AHandlerMayEndEverythingInTheMiddle) {
-  const std::pair<std::function<void()>, bool> deeds[] = {
-      // and whether polling goes on
-      {[this] { scale->StopScale(); }, false},
-      {[this] { engine->Disconnect(); }, false},
-      {[this] { scale->RunScale(); }, true},
-      {[this] { scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol")), engine.reset(); },
-       false},
-      {[this] { scale->SummitData(nullptr); }, true},
-      {[this] { engine->Configuration(nullptr); }, false},
-      {[this] { scale->Connection(NewObject<_Connection>(*site, "NoConnection")); }, false},
-      {[this] { scale.reset(); }, false},
-  };
-  for (const bool inTheMiddle : {false, true}) {
-    for (const auto& [deed, goesOn] : deeds) {
-      MakeSmall();
-      Start();
-      const auto status = inTheMiddle ? Subscription() : scale->NewStatus.Subscribe(deed);
-      if (inTheMiddle) data->deed = deed;
-      for (const char* name : {"aaaaa", "bb", "ccccc"}) Deliver(Long(name, 1));
-      host.loop.Advance(3000);
-      const std::size_t before = Socket().sent.size();
-      host.loop.Advance(3000);
-      EXPECT_EQ(Socket().sent.size() > before, goesOn);
-      if (scale) scale->StopScale();
-    }
-  }
 }
 
 // --- Every type -------------------------------------------------------------------------------
@@ -437,12 +406,12 @@ TEST_F(SummitRounds, EveryTypeIsDecodedInItsOwnWay) {
       {SDBitType, 1, "\x02", "bit(0) ", false},
       {SDCharType, 1, "P", "byte(80) ", "old"},
       {SDByteType, 1, "\xFF", "byte(255) ", std::uint8_t{255}},
-      {SDUShortType, 2, Wire<std::int16_t>(-2), "int(-2) ", std::int16_t{-2}},
+      {SDUShortType, 2, Wire<std::int16_t>(-2), "int(0:-2) ", std::int16_t{-2}},
       {SDLongType, 4, seven, "long(0:7) ", std::int32_t{7}},
       {SDULongType, 4, std::string("12\0\0", 4), "", "12"},
-      {SDFloatType, 4, Wire(1.5F), "float(1.500000) ", 1.5F},
-      {SDDoubleType, 8, Wire(-0.25), "double(-0.250000) ", -0.25},
-      {SDStringType, 5, std::string("a\xE9\0bc", 5), "text(aé) ", "aé"},
+      {SDFloatType, 4, Wire(1.5F), "float(0:1.500000) ", 1.5F},
+      {SDDoubleType, 8, Wire(-0.25), "double(0:-0.250000) ", -0.25},
+      {SDStringType, 5, std::string("a\xE9\0bc", 5), "text(0:aé) ", "aé"},
       {SDCharArrayType, 4, std::string("a\0bc", 4), "bytes(4:97.0.0.0.) ", "old"},
       {SDByteArrayType, 4, std::string("a\0bc", 4), "bytes(4:97.0.98.99.) ", "old"},
       {SDLongArrayType, 9, seven + "x", "long(0:7) long(1:-8) ", "old"},
@@ -458,13 +427,11 @@ TEST_F(SummitRounds, EveryTypeIsDecodedInItsOwnWay) {
     KesMessage message(host.locale);
     const std::string reply = ReplyOf("x", 1, one.wire);
     message.LoadReply(reply, static_cast<std::int32_t>(reply.size()));
-    const auto tag = std::make_shared<SDTagInfo>();
-    tag->TagType(one.type);
-    tag->TagDataLen(one.length);
+    const auto tag = ClientConfig::Tag("x", one.type, one.length);
     tag->TagData("old");
     ClientData told;
     KesMessage again = message;
-    if (!DeliverPolledData(message, tag, told)) told.told += "FAIL";
+    if (!DeliverPolledData(message, tag, told, [] { return true; })) told.told += "FAIL";
     EXPECT_EQ(told.told, one.polled);
     ConvertReadData(*tag, again);
     EXPECT_EQ(tag->TagData(), one.single);
