@@ -21,6 +21,10 @@ Lead ReadLead(unsigned char byte) {
   return {0, 0, 0};
 }
 
+bool IsControl(char32_t codePoint) {
+  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
+}
+
 bool IsSurrogate(char32_t codePoint) {
   return codePoint >= 0xD800 && codePoint < 0xE000;
 }
@@ -58,6 +62,15 @@ void AppendCodePoint(std::string& text, char32_t codePoint) {
     append(0xF0U | codePoint >> 18U);
     appendRest(3);
   }
+}
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  while (!text.empty()) {
+    const char32_t codePoint = TakeCodePoint(text);
+    AppendCodePoint(printable, IsControl(codePoint) ? U'?' : codePoint);
+  }
+  return printable;
 }
 
 }  // namespace tarn

@@ -12,4 +12,8 @@ char32_t TakeCodePoint(std::string_view& text);
 
 void AppendCodePoint(std::string& text, char32_t codePoint);
 
+/// The text with "?" for every control character: an alias or a client's message may hold anything,
+/// a terminal would take some of it as commands, and a line end would forge another line.
+std::string Printable(std::string_view text);
+
 }  // namespace tarn
