@@ -40,7 +40,7 @@ LibraryTerminalNetwork::Finder LoadLibrary(const std::string& programFolder,
 
 PosixHost::PosixHost(HostOptions options)
     : trace_(options.trace ? std::move(options.trace) : TraceToStandardError),
-      settings_(std::move(options.settingsPlace)),
+      settings_(std::move(options.settingsPlace), [this](std::string_view text) { Trace(text); }),
       ports_{std::move(options.portMap), [this](std::string_view text) { Trace(text); }},
       loop_([this](std::string_view text) { Trace(text); }),
       terminalNetwork_(
