@@ -47,6 +47,7 @@ constexpr std::array kFatalSignals = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE,
 struct GuardedScreen {
   std::atomic<bool> active = false;
   std::atomic<bool> left = false;  ///< no more output
+  std::atomic<bool> writing = false;
   int output = -1;
   termios state{};
   std::array<char, 64> leave{};
@@ -58,14 +59,15 @@ struct GuardedScreen {
 void GiveTerminalBack() {
   if (!guarded.active.exchange(false)) return;
   guarded.left = true;
+  // A thread may be in the middle of a write, which does not block but may be kept from running.
+  for (int tries = 0; guarded.writing && tries < 20; ++tries) ::poll(nullptr, 0, 10);
   ::tcflow(guarded.output, TCOON);
-  // What waits would keep the rest from getting through where the terminal does not take it. A
-  // thread that is just writing may fill the room once more.
-  for (int tries = 0; tries < 3; ++tries) {
-    ::tcflush(guarded.output, TCOFLUSH);
-    pollfd output{guarded.output, POLLOUT, 0};
-    if (::poll(&output, 1, 0) <= 0) continue;
-    if (::write(guarded.output, guarded.leave.data(), guarded.length) > 0) break;
+  // What waits would keep the rest from getting through where the terminal does not take it.
+  ::tcflush(guarded.output, TCOFLUSH);
+  pollfd output{guarded.output, POLLOUT, 0};
+  if (::poll(&output, 1, 0) > 0) {
+    [[maybe_unused]] const auto written =
+        ::write(guarded.output, guarded.leave.data(), guarded.length);
   }
   ::tcsetattr(STDIN_FILENO, TCSANOW, &guarded.state);
 }
@@ -202,8 +204,13 @@ void PosixConsole::OnInput() {
 }
 
 void PosixConsole::Write(std::string_view text) {
-  while (!text.empty() && !outputGone_ && !guarded.left) {
-    const auto count = Retry([&] { return ::write(Output(), text.data(), text.size()); });
+  while (!text.empty() && !outputGone_) {
+    guarded.writing = true;
+    const bool left = guarded.left;
+    const auto count =
+        left ? 0 : Retry([&] { return ::write(Output(), text.data(), text.size()); });
+    guarded.writing = false;
+    if (left) return;
     if (count >= 0) {
       text.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno == EAGAIN) {
