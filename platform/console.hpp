@@ -28,6 +28,13 @@ class Console {
   /// Delivers single keys, unseen on the screen, from now on. Does nothing when standard input is
   /// no terminal.
   virtual void ReadKeys() = 0;
+  /// For a program that has the whole screen, behind ReadKeys. From now on Ctrl-S is a key like any
+  /// other and stops no output, and a crash or Ctrl-\ first gives the terminal back as LeaveNow
+  /// does. `leave` is what shows the user's own screen again, at most 64 bytes.
+  virtual void GuardScreen(std::string_view leave) = 0;
+  /// Gives the terminal back at once, also one that takes no more output: what Write still has to
+  /// hand over is dropped and Write returns. For the end of the process.
+  virtual void LeaveNow() = 0;
   /// Announces the end of standard input (InputEnded) when that is no terminal.
   virtual void WatchInputEnd() = 0;
   /// Writes at once and whole, however long the reader takes; a reader that went away raises

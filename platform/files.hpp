@@ -17,8 +17,9 @@ class Files {
   Files& operator=(const Files&) = delete;
   virtual ~Files() = default;
 
-  /// Opens for appending, creating the file when missing. Errors: 75 no such folder, 70 no
-  /// permission, 57 another failure.
+  /// Opens for appending, creating the file when missing. A device or a pipe that takes no more
+  /// output refuses lines rather than block. Errors: 75 no such folder, 70 no permission, 57
+  /// another failure.
   virtual std::unique_ptr<TextStream> OpenForAppending(const std::string& name) = 0;
 
   /// The first `maxBytes` of a file, or all of it when shorter. Errors: 53 no such file, 70, 57.
@@ -26,7 +27,9 @@ class Files {
 
   /// Gives a file these bytes at its beginning; a longer old file keeps its tail behind them. The
   /// new file is written whole beside the old one and then takes its place, so a crash or a full
-  /// disk leaves the old file as it was. Errors: 75, 70, 61, 57.
+  /// disk leaves the old file as it was; the file's rights stay in any case. One that cannot be
+  /// replaced so, since it is mounted by itself for example, is written in place, and the trace
+  /// says so. Errors: 75, 70, 61, 57.
   virtual void WriteAtBeginning(const std::string& name, std::string_view bytes) = 0;
 
   /// The name with its folder; what a relative name means now.

@@ -1,25 +1,51 @@
 #include "platform/name_lookup.hpp"
 
+#include <algorithm>
 #include <deque>
+#include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
+
+#include "platform/socket_error.hpp"
 
 namespace tarn {
 
 struct NameLookup::State {
-  struct Job {
-    std::string name;
+  struct Asker {
     std::weak_ptr<void> owner;
     SocketSystem::LookedUp done;
   };
+  using Askers = std::vector<Asker>;
 
   State(MessageLoop& l, Ask a) : loop(&l), ask(std::move(a)) {}
 
+  /// One piece of work an asker, so that a failing one costs only itself.
+  void Tell(const std::string& name, const Answer& answer) {
+    for (Asker& asker : asked[name]) {
+      loop->Post([told = std::move(asker), answer] {
+        if (!told.owner.expired()) told.done(answer.error, answer.ip);
+      });
+    }
+    asked.erase(name);
+  }
+
+  /// True for a name that nobody waits for any more; it is forgotten then.
+  bool Forget(const std::string& name) {
+    const Askers& askers = asked[name];
+    const bool unwanted =
+        std::all_of(askers.begin(), askers.end(), [](const Asker& a) { return a.owner.expired(); });
+    if (unwanted) asked.erase(name);
+    return unwanted;
+  }
+
   std::mutex mutex;
-  MessageLoop* loop;  ///< none once nobody is to be told
+  MessageLoop* loop;  ///< none once nobody is to be notified
   Ask ask;
-  std::deque<Job> jobs;
+  std::map<std::string, Askers> asked;  ///< what waits or is under way
+  std::deque<std::string> waiting;
   int threads = 0;
 };
 
@@ -29,33 +55,44 @@ NameLookup::NameLookup(MessageLoop& loop, Ask ask)
 NameLookup::~NameLookup() {
   const std::lock_guard lock(state_->mutex);
   state_->loop = nullptr;
-  state_->jobs.clear();
+  state_->waiting.clear();
+  state_->asked.clear();
 }
 
 void NameLookup::Start(const std::string& name, std::weak_ptr<void> owner,
                        SocketSystem::LookedUp done) {
-  const std::lock_guard lock(state_->mutex);
-  std::erase_if(state_->jobs, [](const State::Job& job) { return job.owner.expired(); });
-  state_->jobs.push_back({name, std::move(owner), std::move(done)});
-  if (state_->threads == kThreads) return;
-  // The thread is left to itself: nobody could make the system give up a look-up.
-  std::thread([state = state_] { Work(state); }).detach();
-  ++state_->threads;
+  State& state = *state_;
+  const std::lock_guard lock(state.mutex);
+  std::erase_if(state.waiting, [&](const std::string& other) { return state.Forget(other); });
+  const auto [found, isNew] = state.asked.try_emplace(name);
+  State::Askers& askers = found->second;
+  std::erase_if(askers, [](const State::Asker& asker) { return asker.owner.expired(); });
+  askers.push_back({std::move(owner), std::move(done)});
+  if (!isNew) return;
+  state.waiting.push_back(name);
+  if (state.threads == kThreads) return;
+  try {
+    // The thread is left to itself: nobody could make the system give up a look-up.
+    std::thread([shared = state_] { Work(shared); }).detach();
+    ++state.threads;
+  } catch (const std::system_error&) {
+    if (state.threads > 0) return;  // one of those will come to it
+    state.waiting.pop_back();
+    state.Tell(name, {SocketError::kNoBuffers, 0});
+  }
 }
 
 void NameLookup::Work(const std::shared_ptr<State>& state) {
   std::unique_lock lock(state->mutex);
-  while (!state->jobs.empty()) {
-    State::Job job = std::move(state->jobs.front());
-    state->jobs.pop_front();
-    if (job.owner.expired()) continue;
+  while (!state->waiting.empty()) {
+    const std::string name = std::move(state->waiting.front());
+    state->waiting.pop_front();
+    if (state->Forget(name)) continue;
     lock.unlock();
-    const Answer answer = state->ask(job.name);
+    const Answer answer = state->ask(name);
     lock.lock();
     if (state->loop == nullptr) break;
-    state->loop->Post([job = std::move(job), answer] {
-      if (!job.owner.expired()) job.done(answer.error, answer.ip);
-    });
+    state->Tell(name, answer);
   }
   --state->threads;
 }

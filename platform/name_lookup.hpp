@@ -11,11 +11,13 @@
 
 namespace tarn {
 
-/// At most kThreads names at a time, the others wait their turn. A look-up whose owner has gone is
-/// not begun. What is under way when this goes ends on its own and tells nobody.
+/// A thread a name, so that a good name does not wait behind names whose servers do not answer. Who
+/// asks for a name that is being looked up gets the same answer, so a socket that tries again and
+/// again takes no further thread. Beyond kThreads names the others wait their turn. A look-up whose
+/// owners have gone is not begun. What is under way when this goes ends and notifies nobody.
 class NameLookup {
  public:
-  static constexpr int kThreads = 4;
+  static constexpr int kThreads = 64;  ///< two for each of the 32 sockets of a server
 
   /// Asks the system and waits for the answer; runs on a thread of its own.
   struct Answer {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace tarn {
@@ -22,5 +23,8 @@ struct SerialSettings {
 /// Takes apart a text such as "9600,e,7,2": exactly four pieces; parity letters n e o s m in either
 /// case; data bits 4 to 8; stop bits 1, 1.5 or 2. Error 380 for anything else.
 SerialSettings ParseSerialSettings(std::string_view text);
+
+/// How a port is called in errors and traces: "port 3 (/dev/ttyUSB0)".
+std::string PortTitle(int number, const std::string& device);
 
 }  // namespace tarn

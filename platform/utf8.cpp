@@ -51,6 +51,10 @@ char32_t SmallLetter(char32_t codePoint) {
   return codePoint;
 }
 
+bool IsControl(char32_t codePoint) {
+  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
+}
+
 bool IsSurrogate(char32_t codePoint) {
   return codePoint >= 0xD800 && codePoint < 0xE000;
 }
@@ -102,6 +106,15 @@ std::string LowerCase(std::string_view text) {
       AppendCodePoint(lower, small);
   }
   return lower;
+}
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  while (!text.empty()) {
+    const char32_t codePoint = TakeCodePoint(text);
+    AppendCodePoint(printable, IsControl(codePoint) ? U'?' : codePoint);
+  }
+  return printable;
 }
 
 }  // namespace tarn

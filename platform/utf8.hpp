@@ -16,4 +16,8 @@ void AppendCodePoint(std::string& text, char32_t codePoint);
 /// Cyrillic. Other characters stay, and so do bytes that are no UTF-8.
 std::string LowerCase(std::string_view text);
 
+/// The text with "?" for every control character: an alias or a client's message may hold anything,
+/// a terminal would take some of it as commands, and a line end would forge another line.
+std::string Printable(std::string_view text);
+
 }  // namespace tarn

@@ -11,15 +11,7 @@ namespace tarn {
 std::string LogLine(const UserLocale& locale, std::string_view alias, const PrintData& print) {
   const std::string decimal = locale.DecimalSeparator();
   std::string line;
-  const auto quoted = [&line](std::string_view text) {
-    line += '"';
-    while (!text.empty()) {
-      const char32_t codePoint = TakeCodePoint(text);
-      const bool isControl = codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
-      AppendCodePoint(line, isControl ? U'?' : codePoint);
-    }
-    line += '"';
-  };
+  const auto quoted = [&line](std::string_view text) { line += '"' + Printable(text) + '"'; };
   const auto number = [&](double value) { line += GeneralNumberText(value, decimal); };
 
   quoted(locale.DateText());

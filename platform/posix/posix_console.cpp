@@ -1,5 +1,6 @@
 #include "platform/posix/posix_console.hpp"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
@@ -29,6 +30,54 @@ sigset_t SignalsToWatch() {
   return set;
 }
 
+/// Fails for sockets, and for what belongs to another user.
+OwnedFd ReopenNonBlocking(int standard, int access) {
+  const std::string name = "/proc/self/fd/" + std::to_string(standard);
+  return OwnedFd(::open(name.c_str(), access | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+bool IsReadable(int fd) {
+  pollfd input{fd, POLLIN, 0};
+  return ::poll(&input, 1, 0) > 0;
+}
+
+constexpr std::array kFatalSignals = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
+
+/// The terminal that is to be given back, where a handler of signals finds it.
+struct GuardedScreen {
+  std::atomic<bool> active = false;
+  std::atomic<bool> left = false;  ///< no more output
+  std::atomic<bool> writing = false;
+  int output = -1;
+  termios state{};
+  std::array<char, 64> leave{};
+  std::size_t length = 0;
+  std::array<struct sigaction, kFatalSignals.size()> formerActions{};
+} guarded;
+
+/// Only what a handler of signals may do.
+void GiveTerminalBack() {
+  if (!guarded.active.exchange(false)) return;
+  guarded.left = true;
+  // A thread may be in the middle of a write, which does not block but may be kept from running.
+  for (int tries = 0; guarded.writing && tries < 20; ++tries) ::poll(nullptr, 0, 10);
+  ::tcflow(guarded.output, TCOON);
+  // What waits would keep the rest from getting through where the terminal does not take it.
+  ::tcflush(guarded.output, TCOFLUSH);
+  pollfd output{guarded.output, POLLOUT, 0};
+  if (::poll(&output, 1, 0) > 0) {
+    [[maybe_unused]] const auto written =
+        ::write(guarded.output, guarded.leave.data(), guarded.length);
+  }
+  ::tcsetattr(STDIN_FILENO, TCSANOW, &guarded.state);
+}
+
+/// The signal has its default action again by now.
+extern "C" void OnFatalSignal(int signal) {
+  GiveTerminalBack();
+  ::raise(signal);
+}
+
 }  // namespace
 
 PosixConsole::PosixConsole(PosixMessageLoop& loop) : loop_(loop) {
@@ -41,6 +90,12 @@ PosixConsole::PosixConsole(PosixMessageLoop& loop) : loop_(loop) {
 
 PosixConsole::~PosixConsole() {
   *alive_ = false;
+  if (guarding_) {
+    guarded.active = guarded.left = false;
+    for (std::size_t i = 0; i < kFatalSignals.size(); ++i) {
+      ::sigaction(kFatalSignals[i], &guarded.formerActions[i], nullptr);
+    }
+  }
   if (formerState_) ::tcsetattr(STDIN_FILENO, TCSANOW, &*formerState_);
   // A second Ctrl-C that came while the program was ending anyway is not to kill it.
   signalfd_siginfo pending{};
@@ -73,11 +128,43 @@ void PosixConsole::ReadKeys() {
   state.c_cc[VTIME] = 0;
   state.c_cc[VSUSP] = _POSIX_VDISABLE;  // a stopped program would lose readings
   ::tcsetattr(STDIN_FILENO, TCSANOW, &state);
+  ownInput_ = ReopenNonBlocking(STDIN_FILENO, O_RDONLY);
   inputWatch_ = loop_.WatchFd(STDIN_FILENO, EPOLLIN, [this](std::uint32_t) { OnKeys(); });
+}
+
+void PosixConsole::GuardScreen(std::string_view leave) {
+  if (!formerState_ || guarding_ || ::isatty(STDOUT_FILENO) == 0) return;
+  termios state{};
+  if (::tcgetattr(STDIN_FILENO, &state) == 0) {
+    state.c_iflag &= ~static_cast<tcflag_t>(IXON);
+    ::tcsetattr(STDIN_FILENO, TCSANOW, &state);
+  }
+  ownOutput_ = ReopenNonBlocking(STDOUT_FILENO, O_WRONLY);
+  guarding_ = true;
+  guarded.output = Output();
+  guarded.state = *formerState_;
+  guarded.length = leave.copy(guarded.leave.data(), guarded.leave.size());
+  guarded.left = false;
+  guarded.active = true;
+  struct sigaction action {};
+  action.sa_handler = OnFatalSignal;
+  action.sa_flags = SA_RESETHAND | SA_NODEFER;
+  for (std::size_t i = 0; i < kFatalSignals.size(); ++i) {
+    struct sigaction& former = guarded.formerActions[i];
+    ::sigaction(kFatalSignals[i], nullptr, &former);
+    // One that is ignored stays so, and a tool that watches for faults keeps its own handler.
+    if (former.sa_handler == SIG_DFL) ::sigaction(kFatalSignals[i], &action, nullptr);
+  }
+}
+
+void PosixConsole::LeaveNow() {
+  outputGone_ = true;
+  GiveTerminalBack();
 }
 
 void PosixConsole::WatchInputEnd() {
   if (::isatty(STDIN_FILENO) == 1) return;
+  ownInput_ = ReopenNonBlocking(STDIN_FILENO, O_RDONLY);
   try {
     inputWatch_ = loop_.WatchFd(STDIN_FILENO, EPOLLIN, [this](std::uint32_t) { OnInput(); });
   } catch (const std::system_error&) {
@@ -93,7 +180,8 @@ void PosixConsole::OnSignal() {
 
 void PosixConsole::OnKeys() {
   std::array<char, 256> bytes;
-  const auto count = Retry([&] { return ::read(STDIN_FILENO, bytes.data(), bytes.size()); });
+  if (!IsReadable(Input())) return;  // taken by a turn of the loop inside this one
+  const auto count = Retry([&] { return ::read(Input(), bytes.data(), bytes.size()); });
   if (count < 0 && errno == EAGAIN) return;
   if (count <= 0) {
     inputWatch_.Reset();
@@ -108,7 +196,8 @@ void PosixConsole::OnKeys() {
 
 void PosixConsole::OnInput() {
   std::array<char, 256> bytes;
-  const auto count = Retry([&] { return ::read(STDIN_FILENO, bytes.data(), bytes.size()); });
+  if (!IsReadable(STDIN_FILENO)) return;
+  const auto count = Retry([&] { return ::read(Input(), bytes.data(), bytes.size()); });
   if (count > 0 || (count < 0 && errno == EAGAIN)) return;
   inputWatch_.Reset();
   InputEnded.Raise();
@@ -116,12 +205,18 @@ void PosixConsole::OnInput() {
 
 void PosixConsole::Write(std::string_view text) {
   while (!text.empty() && !outputGone_) {
-    const auto count = Retry([&] { return ::write(STDOUT_FILENO, text.data(), text.size()); });
+    guarded.writing = true;
+    const bool left = guarded.left;
+    const auto count =
+        left ? 0 : Retry([&] { return ::write(Output(), text.data(), text.size()); });
+    guarded.writing = false;
+    if (left) return;
     if (count >= 0) {
       text.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno == EAGAIN) {
-      pollfd output{STDOUT_FILENO, POLLOUT, 0};
-      ::poll(&output, 1, -1);
+      constexpr int kLookUp = 100;  // milliseconds until LeaveNow is noticed
+      pollfd output{Output(), POLLOUT, 0};
+      ::poll(&output, 1, kLookUp);
     } else {
       outputGone_ = true;
       PostRaise(Interrupted);

@@ -24,6 +24,8 @@ class PosixConsole final : public Console {
   bool IsTerminal() const override;
   Size ScreenSize() const override;
   void ReadKeys() override;
+  void GuardScreen(std::string_view leave) override;
+  void LeaveNow() override;
   void WatchInputEnd() override;
   void Write(std::string_view text) override;
 
@@ -32,11 +34,18 @@ class PosixConsole final : public Console {
   void OnKeys();
   void OnInput();
   void PostRaise(Event<>& event);
+  int Input() const { return ownInput_ ? ownInput_.Get() : STDIN_FILENO; }
+  int Output() const { return ownOutput_ ? ownOutput_.Get() : STDOUT_FILENO; }
 
   PosixMessageLoop& loop_;
   sigset_t formerMask_{};
   std::optional<termios> formerState_;    ///< of standard input, once keys are read
   std::atomic<bool> outputGone_ = false;  ///< Write may run on a thread of its own
+  bool guarding_ = false;
+  // Descriptors of the console's own on the same terminal or pipe, since only those may be set not
+  // to block: the standard ones belong to the shell, too. The standard ones where that fails.
+  OwnedFd ownInput_;
+  OwnedFd ownOutput_;
   OwnedFd signals_;
   PosixMessageLoop::Watch signalWatch_;
   PosixMessageLoop::Watch inputWatch_;

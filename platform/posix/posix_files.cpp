@@ -59,8 +59,7 @@ class PosixTextStream final : public TextStream {
 }  // namespace
 
 std::unique_ptr<TextStream> PosixFiles::OpenForAppending(const std::string& name) {
-  OwnedFd file(
-      Retry([&] { return ::open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666); }));
+  OwnedFd file = OpenUnblocked(name, O_WRONLY | O_APPEND | O_CREAT);
   if (!file) ThrowError(WriteErrorNumber(errno), "The file " + name + " cannot be opened", errno);
   return std::make_unique<PosixTextStream>(std::move(file), name, locale_);
 }
@@ -70,7 +69,7 @@ std::string PosixFiles::Read(const std::string& name, std::size_t maxBytes) {
 }
 
 void PosixFiles::WriteAtBeginning(const std::string& name, std::string_view bytes) {
-  ReplaceFile(name, bytes, true);
+  if (const std::string note = ReplaceFile(name, bytes, true); !note.empty()) trace_(note);
 }
 
 std::string PosixFiles::AbsoluteName(const std::string& name) {

@@ -1,5 +1,11 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
 #include "platform/files.hpp"
 #include "platform/user_locale.hpp"
 
@@ -7,7 +13,10 @@ namespace tarn {
 
 class PosixFiles final : public Files {
  public:
-  explicit PosixFiles(const UserLocale& locale) : locale_(locale) {}
+  using TraceSink = std::function<void(std::string_view)>;
+
+  PosixFiles(const UserLocale& locale, TraceSink trace)
+      : locale_(locale), trace_(std::move(trace)) {}
 
   std::unique_ptr<TextStream> OpenForAppending(const std::string& name) override;
   std::string Read(const std::string& name, std::size_t maxBytes) override;
@@ -16,6 +25,7 @@ class PosixFiles final : public Files {
 
  private:
   const UserLocale& locale_;
+  TraceSink trace_;
 };
 
 }  // namespace tarn

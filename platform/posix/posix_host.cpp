@@ -1,8 +1,6 @@
 #include "platform/posix/posix_host.hpp"
 
 #include <dlfcn.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <filesystem>
 
@@ -10,14 +8,10 @@
 #include "platform/posix/posix_console.hpp"
 #include "platform/posix/posix_terminal_line.hpp"
 #include "platform/posix/posix_terminal_listener.hpp"
+#include "platform/standard_error.hpp"
 
 namespace tarn {
 namespace {
-
-void TraceToStandardError(std::string_view text) {
-  const std::string line = "tarn: " + std::string(text) + "\n";
-  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
-}
 
 /// A name without a folder is looked for beside the program first.
 LibraryTerminalNetwork::Finder LoadLibrary(const std::string& programFolder,
@@ -39,8 +33,8 @@ LibraryTerminalNetwork::Finder LoadLibrary(const std::string& programFolder,
 }  // namespace
 
 PosixHost::PosixHost(HostOptions options)
-    : trace_(options.trace ? std::move(options.trace) : TraceToStandardError),
-      settings_(std::move(options.settingsPlace)),
+    : trace_(options.trace ? std::move(options.trace) : TraceToStandardError()),
+      settings_(std::move(options.settingsPlace), [this](std::string_view text) { Trace(text); }),
       ports_{std::move(options.portMap), [this](std::string_view text) { Trace(text); }},
       loop_([this](std::string_view text) { Trace(text); }),
       terminalNetwork_(

@@ -33,7 +33,7 @@ class PosixHost final : public NativeHost {
  private:
   TraceFilter trace_;
   PosixLocale locale_;
-  PosixFiles files_{locale_};
+  PosixFiles files_{locale_, [this](std::string_view text) { Trace(text); }};
   PosixSettingsStore settings_;
   PortTable ports_;
   PosixMessageLoop loop_;

@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -6,7 +7,9 @@
 #include <system_error>
 
 #include "base/automation_error.hpp"
+#include "platform/posix/posix_replace_file.hpp"
 #include "platform/program.hpp"
+#include "platform/standard_error.hpp"
 
 namespace tarn {
 namespace {
@@ -26,6 +29,16 @@ std::string UserFolder(const char* variable, const char* usual) {
 }
 
 }  // namespace
+
+void WriteToStandardError(std::string_view bytes) {
+  std::size_t written = 0;
+  // Another program may have set the descriptor, which it shares, not to block.
+  while (!WriteAll(STDERR_FILENO, bytes, written) && errno == EAGAIN) {
+    bytes.remove_prefix(written);
+    pollfd output{STDERR_FILENO, POLLOUT, 0};
+    ::poll(&output, 1, -1);
+  }
+}
 
 std::vector<std::string> ProgramArguments(int argc, const char* const* argv) {
   return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <random>
 
 #include "platform/posix/posix_support.hpp"
 
@@ -32,52 +33,79 @@ std::string FollowLinks(const std::string& name) {
   return path.string();
 }
 
+bool GetPlainState(const OwnedFd& file, struct stat& state) {
+  return ::fstat(file.Get(), &state) == 0 && S_ISREG(state.st_mode);
+}
+
 /// The file that is to take the place of another. It goes again unless it does.
 class Replacement {
  public:
-  explicit Replacement(const std::string& target)
-      : target_(target), name_(target + "." + std::to_string(::getpid()) + ".tmp") {
-    ::unlink(name_.c_str());  // left behind by a process of this number that was killed
-    file_.Reset(Retry(
-        [&] { return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
-    if (!file_) ThrowWriteError(target_, errno);
+  /// Without a file, and with errno, where none can be made beside the target.
+  explicit Replacement(const std::string& target) : target_(target) {
+    // Nothing that two processes could have in common, such as their numbers in two containers.
+    std::random_device random;
+    do {
+      name_ = target + "." + std::to_string(random()) + ".tmp";
+      file_ = OpenUnblocked(name_, O_WRONLY | O_CREAT | O_EXCL);
+    } while (!file_ && errno == EEXIST);
   }
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
   ~Replacement() {
-    if (!inPlace_) ::unlink(name_.c_str());
+    if (file_) ::unlink(name_.c_str());
   }
+
+  explicit operator bool() const { return static_cast<bool>(file_); }
 
   void Write(std::string_view bytes) {
     std::size_t written = 0;
     if (!WriteAll(file_.Get(), bytes, written)) ThrowWriteError(target_, errno);
   }
 
-  /// Who may do what with the old file goes for the new one too.
-  void TakeOver(const struct stat& old) {
-    // Only the super-user may give files away; for anybody else the file is his own now.
-    [[maybe_unused]] const int owner = ::fchown(file_.Get(), old.st_uid, old.st_gid);
-    if (::fchmod(file_.Get(), old.st_mode & 07777U) < 0) ThrowWriteError(target_, errno);
+  /// Who may do what with the old file goes for the new one too. False with errno where it cannot:
+  /// only the super-user may give files away, and nobody else a file to a group that is not his.
+  bool TakeOver(const struct stat& old) {
+    struct stat mine {};
+    if (::fstat(file_.Get(), &mine) < 0) return false;
+    const bool isSame = mine.st_uid == old.st_uid && mine.st_gid == old.st_gid;
+    if (!isSame && ::fchown(file_.Get(), old.st_uid, old.st_gid) < 0) {
+      const int error = errno;
+      ::fchmod(file_.Get(), old.st_mode & S_IRWXU);  // nobody else's while it is there
+      errno = error;
+      return false;
+    }
+    return ::fchmod(file_.Get(), old.st_mode & 07777U) == 0;
   }
 
-  void PutInPlace() {
-    if (::fsync(file_.Get()) < 0 || file_.Close() < 0 ||
-        ::rename(name_.c_str(), target_.c_str()) < 0) {
+  /// False with errno where something else is mounted in the target's place.
+  bool PutInPlace() {
+    if (::rename(name_.c_str(), target_.c_str()) < 0) {
+      if (errno == EBUSY || errno == EXDEV) return false;
       ThrowWriteError(target_, errno);
     }
-    inPlace_ = true;
+    file_.Reset();
     // The rename itself is on the disk when the folder is. It has happened either way.
     const std::string folder = fs::path(target_).parent_path().string();
     const OwnedFd directory(
         ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory) ::fsync(directory.Get());
+    return true;
+  }
+
+  void Flush() {
+    if (::fsync(file_.Get()) < 0) ThrowWriteError(target_, errno);
+  }
+
+  /// The whole new file stays beside the target; returns its name.
+  const std::string& Keep() {
+    file_.Reset();
+    return name_;
   }
 
  private:
   std::string target_;
   std::string name_;
-  OwnedFd file_;
-  bool inPlace_ = false;
+  OwnedFd file_;  ///< until it has taken the target's place
 };
 
 void CopyTail(int from, std::size_t start, Replacement& to) {
@@ -92,14 +120,29 @@ void CopyTail(int from, std::size_t start, Replacement& to) {
   }
 }
 
+/// So that a full disk shows before a file is touched that is written in place.
+void ReserveSpace(int fd, off_t size, const std::string& name) {
+  if (size == 0 || Retry([&] { return ::fallocate(fd, 0, 0, size); }) == 0) return;
+  if (errno != EOPNOTSUPP && errno != ENOSYS) ThrowWriteError(name, errno);
+}
+
 }  // namespace
 
+OwnedFd OpenUnblocked(const std::string& name, int access) {
+  return OwnedFd(Retry(
+      [&] { return ::open(name.c_str(), access | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666); }));
+}
+
 std::string ReadFile(const std::string& name, std::size_t maxBytes) {
-  const OwnedFd file(Retry([&] { return ::open(name.c_str(), O_RDONLY | O_CLOEXEC); }));
+  const OwnedFd file = OpenUnblocked(name, O_RDONLY);
   if (!file) {
     const bool missing = errno == ENOENT || errno == ENOTDIR;
     ThrowError(missing ? ErrorNumber::FileNotFound : CommonErrorNumber(errno),
                "The file " + name + " cannot be read", errno);
+  }
+  struct stat state {};
+  if (!GetPlainState(file, state)) {
+    throw AutomationError(ErrorNumber::DeviceInputOutput, name + " is not a plain file");
   }
   std::string bytes;
   std::array<char, kChunk> chunk;
@@ -115,21 +158,42 @@ std::string ReadFile(const std::string& name, std::size_t maxBytes) {
   return bytes;
 }
 
-void ReplaceFile(const std::string& name, std::string_view bytes, bool keepTail) {
+std::string ReplaceFile(const std::string& name, std::string_view bytes, bool keepTail) {
   const std::string target = FollowLinks(name);
   // Opening the old file for writing asks for the permission that replacing it would not need.
-  const OwnedFd old(Retry([&] { return ::open(target.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC); }));
+  const OwnedFd old = OpenUnblocked(target, O_RDWR);
   if (!old && errno != ENOENT) ThrowWriteError(name, errno);
   struct stat state {};
-  if (old && (::fstat(old.Get(), &state) < 0 || !S_ISREG(state.st_mode))) {
+  if (old && !GetPlainState(old, state)) {
     throw AutomationError(ErrorNumber::PathFileAccess, name + " is not a plain file");
   }
 
   Replacement replacement(target);
-  if (old) replacement.TakeOver(state);
-  replacement.Write(bytes);
-  if (old && keepTail) CopyTail(old.Get(), bytes.size(), replacement);
-  replacement.PutInPlace();
+  int reason = replacement ? 0 : errno;
+  const bool folderIsClosed = reason == EACCES || reason == EPERM || reason == EROFS;
+  if (reason != 0 && !(old && folderIsClosed)) ThrowWriteError(name, reason);
+  if (reason == 0) {
+    if (old && !replacement.TakeOver(state)) reason = errno;
+    replacement.Write(bytes);
+    if (old && keepTail) CopyTail(old.Get(), bytes.size(), replacement);
+    replacement.Flush();
+    if (reason == 0) {
+      if (replacement.PutInPlace()) return {};
+      reason = errno;
+    }
+  }
+
+  const auto size = static_cast<off_t>(bytes.size());
+  ReserveSpace(old.Get(), size, name);
+  std::size_t written = 0;
+  const bool done = WriteAll(old.Get(), bytes, written) &&
+                    (keepTail || ::ftruncate(old.Get(), size) == 0) && ::fsync(old.Get()) == 0;
+  if (!done) {
+    const int error = errno;
+    const std::string kept = replacement ? "; the new one is " + replacement.Keep() : "";
+    ThrowError(WriteErrorNumber(error), "The file " + name + " is torn" + kept, error);
+  }
+  return name + " was written in place, it could not be replaced: " + ErrorText(reason);
 }
 
 bool WriteAll(int fd, std::string_view bytes, std::size_t& written) {

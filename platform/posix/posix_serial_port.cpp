@@ -16,7 +16,6 @@ namespace tarn {
 namespace {
 
 constexpr std::size_t kReadSize = 4096;  // what a line discipline hands over at once
-constexpr int kShortOutput = 64;         // bytes
 
 struct Speed {
   std::int32_t baud;
@@ -29,7 +28,7 @@ constexpr Speed kSpeeds[] = {
     {230400, B230400}, {460800, B460800}, {500000, B500000}, {576000, B576000}, {921600, B921600},
 };
 
-[[noreturn]] void ThrowOpenError(const std::string& device, int error) {
+[[noreturn]] void ThrowOpenError(const std::string& title, int error) {
   ErrorNumber number = CommonErrorNumber(error);
   switch (error) {
     case ENOENT:
@@ -43,14 +42,14 @@ constexpr Speed kSpeeds[] = {
     case EBUSY:
     case EWOULDBLOCK:
       throw AutomationError(ErrorNumber::PortInUse,
-                            "The port " + device + " is in use, here or in another program");
+                            "The " + title + " is in use, here or in another program");
     case EINVAL:
       number = ErrorNumber::InvalidPropertyValue;
       break;
     default:
       break;
   }
-  ThrowError(number, "The port " + device + " does not open", error);
+  ThrowError(number, "The " + title + " does not open", error);
 }
 
 [[noreturn]] void Refuse(const std::string& what) {
@@ -105,6 +104,15 @@ termios LineState(const SerialSettings& settings) {
   return state;
 }
 
+/// Drivers take a parity bit that is always on or off for one that they know, and leave the mark
+/// for it out of the state that they then have.
+void RequireFixedParity(int line, const termios& wanted) {
+  constexpr tcflag_t kParity = PARENB | PARODD | CMSPAR;
+  termios found{};
+  if ((wanted.c_cflag & CMSPAR) == 0 || ::tcgetattr(line, &found) < 0) return;
+  if (((wanted.c_cflag ^ found.c_cflag) & kParity) != 0) Refuse("Mark or space parity");
+}
+
 bool IsPseudoTerminal(const std::string& device) {
   std::error_code error;
   return std::filesystem::canonical(device, error).string().starts_with("/dev/pts/");
@@ -132,7 +140,11 @@ void PosixSerialPort::Settings(std::string_view settings) {
 
 void PosixSerialPort::RequireClosed() const {
   if (!line_) return;
-  throw AutomationError(ErrorNumber::PortNotClosed, "The port " + deviceName_ + " is open");
+  throw AutomationError(ErrorNumber::PortNotClosed, "The " + Title() + " is open");
+}
+
+std::string PosixSerialPort::Title() const {
+  return PortTitle(number_, deviceName_);
 }
 
 void PosixSerialPort::PortOpen(bool open) {
@@ -147,22 +159,24 @@ void PosixSerialPort::Open() {
   const SerialSettings settings = ParseSerialSettings(settings_);
   const termios state = LineState(settings);
   const std::string device = table_.DeviceName(number_);
-  if (device.empty()) ThrowOpenError(std::to_string(number_), ENOENT);
+  const std::string title = PortTitle(number_, device);
+  if (device.empty()) ThrowOpenError(title, ENOENT);
 
   OwnedFd line(
       Retry([&] { return ::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); }));
-  if (!line) ThrowOpenError(device, errno);
-  if (::isatty(line.Get()) == 0) ThrowOpenError(device, errno);
+  if (!line) ThrowOpenError(title, errno);
+  if (::isatty(line.Get()) == 0) ThrowOpenError(title, errno);
   // The lock keeps out whoever asks for one, in this program too and by any name of the device; the
   // mark "exclusive" keeps out all others. A pseudo-terminal would keep the mark for as long as its
   // other end holds it, also when the program that set it was killed.
-  if (::flock(line.Get(), LOCK_EX | LOCK_NB) < 0) ThrowOpenError(device, errno);
+  if (::flock(line.Get(), LOCK_EX | LOCK_NB) < 0) ThrowOpenError(title, errno);
   const bool isPseudoTerminal = IsPseudoTerminal(device);
   if (!isPseudoTerminal) ::ioctl(line.Get(), TIOCEXCL);
   // A pseudo-terminal has neither parity nor 7 bits, and where nothing else changes, as when it is
   // opened again, the library takes that for a refusal.
   const bool set = ::tcsetattr(line.Get(), TCSANOW, &state) == 0;
-  if (!set && !(errno == EINVAL && isPseudoTerminal)) ThrowOpenError(device, errno);
+  if (!set && !(errno == EINVAL && isPseudoTerminal)) ThrowOpenError(title, errno);
+  if (!isPseudoTerminal) RequireFixedParity(line.Get(), state);
   ::tcflush(line.Get(), TCIOFLUSH);
 
   buffer_.Clear();
@@ -176,10 +190,7 @@ void PosixSerialPort::Close() {
   if (!line_) return;
   watch_.Reset();
   // The driver sends what it has taken before it closes, and the loop would wait with it.
-  int unsent = 0;
-  if (::ioctl(line_.Get(), TIOCOUTQ, &unsent) == 0 && unsent > kShortOutput) {
-    ::tcflush(line_.Get(), TCOFLUSH);
-  }
+  ::tcflush(line_.Get(), TCOFLUSH);
   ::ioctl(line_.Get(), TIOCNXCL);
   line_.Reset();
   deviceName_.clear();
@@ -188,9 +199,9 @@ void PosixSerialPort::Close() {
 }
 
 void PosixSerialPort::LineGone() {
-  const std::string device = deviceName_;
+  const std::string title = Title();
   Close();
-  table_.trace("the port " + device + " went away");
+  table_.trace("The " + title + " went away");
   loop_.Post([this, alive = std::weak_ptr<int>(alive_)] {
     if (!alive.expired() && !line_) Lost.Raise();
   });
@@ -216,14 +227,14 @@ void PosixSerialPort::ReadLine(bool hungUp) {
 }
 
 void PosixSerialPort::Output(std::string_view bytes) {
-  if (!line_) throw AutomationError(ErrorNumber::PortNotOpen, "The port is not open");
+  if (!line_) throw AutomationError(ErrorNumber::PortNotOpen, "The " + Title() + " is not open");
   if (queue_.size() + bytes.size() > kMaxQueuedOutput) {
     throw AutomationError(ErrorNumber::DeviceInputOutput,
-                          "The port " + deviceName_ + " does not send: its output queue is full");
+                          "The " + Title() + " does not send: its output queue is full");
   }
   queue_ += bytes;
   WriteQueue();
-  if (!line_) throw AutomationError(ErrorNumber::PortNotOpen, "The port went away");
+  if (!line_) throw AutomationError(ErrorNumber::PortNotOpen, "The " + Title() + " went away");
 }
 
 void PosixSerialPort::WriteQueue() {

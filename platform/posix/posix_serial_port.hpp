@@ -55,6 +55,7 @@ class PosixSerialPort final : public SerialPort {
   void ReadLine(bool hungUp);
   void WriteQueue();
   void RequireClosed() const;
+  std::string Title() const;
 
   PosixMessageLoop& loop_;
   PortTable& table_;

@@ -1,8 +1,12 @@
 #include "platform/posix/posix_settings_store.hpp"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/number_text.hpp"
@@ -179,10 +183,63 @@ void MakeFolderOf(const std::string& fileName) {
   }
 }
 
+/// One process at a time reads, changes and replaces the store. The store itself cannot be locked,
+/// since each change makes another file of it.
+class StoreLock {
+ public:
+  StoreLock(const std::string& storeName, std::chrono::milliseconds time)
+      : end_(std::chrono::steady_clock::now() + time) {
+    std::error_code ignored;
+    const std::string store = std::filesystem::weakly_canonical(storeName, ignored).string();
+    file_ = OpenUnblocked(store + ".lock", O_RDWR | O_CREAT);
+    // In a folder where nothing can be made the store is written in place, and stays one file.
+    if (!file_) file_ = OpenUnblocked(store, O_RDWR);
+    if (!file_) return;  // what is wrong with the place shows when the store is written
+    // Whoever comes next has a place of its own to wait in: otherwise a process that writes key
+    // after key would take the lock again before another one has looked.
+    Take(kNext);
+    Take(kStore);
+    Set(kNext, F_UNLCK);
+  }
+  StoreLock(const StoreLock&) = delete;
+  StoreLock& operator=(const StoreLock&) = delete;
+  ~StoreLock() = default;  // the lock goes with the descriptor
+
+ private:
+  static constexpr off_t kStore = 0;  ///< the bytes that are locked
+  static constexpr off_t kNext = 1;
+
+  bool Set(off_t byte, short type) const {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = 1;
+    return Retry([&] { return ::fcntl(file_.Get(), F_OFD_SETLK, &lock); }) == 0;
+  }
+
+  void Take(off_t byte) const {
+    while (!Set(byte, F_WRLCK)) {
+      if (errno != EAGAIN && errno != EACCES) return;  // a file system without locks
+      if (std::chrono::steady_clock::now() >= end_) {
+        throw AutomationError(ErrorNumber::PermissionDenied,
+                              "Another program keeps the settings store locked");
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+  OwnedFd file_;
+  std::chrono::steady_clock::time_point end_;
+};
+
 }  // namespace
 
-PosixSettingsStore::PosixSettingsStore(std::string fileName)
-    : fileName_(fileName.empty() ? ProgramSettingsPlace("TarnSclServer") : std::move(fileName)) {}
+PosixSettingsStore::PosixSettingsStore(std::string fileName, TraceSink trace,
+                                       std::chrono::milliseconds lockTime)
+    : fileName_(fileName.empty() ? ProgramSettingsPlace("TarnSclServer") : std::move(fileName)),
+      trace_(std::move(trace)),
+      lockTime_(lockTime) {}
 
 std::optional<std::string> PosixSettingsStore::Get(std::string_view section, std::string_view key) {
   return ReadStore(fileName_).Get(section, key);
@@ -192,12 +249,13 @@ void PosixSettingsStore::Set(std::string_view section, std::string_view key,
                              std::string_view value) {
   RequireName(section, "]\r\n");
   RequireName(key, "=[;#\r\n");
+  MakeFolderOf(fileName_);
+  const StoreLock lock(fileName_, lockTime_);
   IniText store = ReadStore(fileName_);
   store.Set(section, key, value);
   const std::string text = store.Text();
   if (text.size() > kMaxFile) ThrowStoreError("The settings store " + fileName_ + " is full");
-  MakeFolderOf(fileName_);
-  ReplaceFile(fileName_, text, false);
+  if (const std::string note = ReplaceFile(fileName_, text, false); !note.empty()) trace_(note);
 }
 
 }  // namespace tarn

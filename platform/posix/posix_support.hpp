@@ -64,7 +64,7 @@ inline ErrorNumber CommonErrorNumber(int error) {
 /// The number where a file is to be made or written: as above, and 75 where its place is none.
 inline ErrorNumber WriteErrorNumber(int error) {
   const bool noPlace = error == ENOENT || error == ENOTDIR || error == EISDIR || error == ELOOP ||
-                       error == ENAMETOOLONG;
+                       error == ENAMETOOLONG || error == ENXIO;
   return noPlace ? ErrorNumber::PathFileAccess : CommonErrorNumber(error);
 }
 

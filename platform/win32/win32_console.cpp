@@ -57,11 +57,20 @@ Win32Console::~Win32Console() {
   }
   *alive_ = false;
   loop_.Unwatch(keyWatch_);
+  RestoreModes();
+}
+
+void Win32Console::RestoreModes() {
   if (formerInputMode_) SetConsoleMode(input_, *formerInputMode_);
   if (formerOutputMode_) {
     SetConsoleMode(output_, *formerOutputMode_);
     SetConsoleOutputCP(formerCodePage_);
   }
+}
+
+void Win32Console::LeaveNow() {
+  outputGone_ = true;
+  RestoreModes();
 }
 
 void Win32Console::EnableSequences() {

@@ -22,6 +22,9 @@ class Win32Console final : public Console {
   bool IsTerminal() const override { return formerOutputMode_.has_value(); }
   Size ScreenSize() const override;
   void ReadKeys() override;
+  /// Nothing to do: no key stops the output in the mode of ReadKeys.
+  void GuardScreen(std::string_view /*leave*/) override {}
+  void LeaveNow() override;
   void WatchInputEnd() override;
   void Write(std::string_view text) override;
 
@@ -36,6 +39,7 @@ class Win32Console final : public Console {
   static void DrainInput(HANDLE input, InputWatcher& watcher);
 
   void EnableSequences();
+  void RestoreModes();
   void OnKeys();
   void RaiseKeys(const KEY_EVENT_RECORD& record, const bool& alive);
   bool WriteSome(std::string_view& text);

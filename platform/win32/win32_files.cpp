@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <initializer_list>
+#include <random>
 #include <utility>
 
 #include "platform/win32/win32_error.hpp"
@@ -16,6 +17,8 @@ namespace {
 
 constexpr std::size_t kBlock = 4096;
 constexpr std::size_t kCopyBlock = 64U << 10U;
+constexpr int kMoveTries = 25;
+constexpr DWORD kMovePause = 20;  // milliseconds
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 ErrorNumber FileErrorNumber(DWORD code) {
@@ -144,8 +147,8 @@ class Replacement {
  public:
   explicit Replacement(const std::string& name)
       : name_(name),
-        temporary_(ToWide(name + "." + std::to_string(GetCurrentProcessId()) + ".tmp")),
-        file_(CreateFileW(temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+        temporary_(ToWide(name + "." + std::to_string(std::random_device{}()) + ".tmp")),
+        file_(CreateFileW(temporary_.c_str(), GENERIC_WRITE | WRITE_DAC, 0, nullptr, CREATE_NEW,
                           FILE_ATTRIBUTE_NORMAL, nullptr)) {
     if (!file_) ThrowWriteError(name_);
   }
@@ -158,33 +161,54 @@ class Replacement {
 
   void Write(std::string_view bytes) { WriteWhole(file_.Get(), bytes, name_); }
 
+  /// Who may do what with the old file goes for the new one too, and what the system marks it with.
+  void TakeOver(HANDLE old) {
+    DWORD size = 0;
+    GetKernelObjectSecurity(old, DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+    std::string rights(size, '\0');
+    if (!GetKernelObjectSecurity(old, DACL_SECURITY_INFORMATION, rights.data(), size, &size) ||
+        !SetKernelObjectSecurity(file_.Get(), DACL_SECURITY_INFORMATION, rights.data())) {
+      if (GetLastError() != ERROR_NOT_SUPPORTED) ThrowWriteError(name_);  // no rights on this disk
+    }
+    BY_HANDLE_FILE_INFORMATION information{};
+    constexpr DWORD kKept = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
+                            FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
+    if (!GetFileInformationByHandle(old, &information)) return;
+    const DWORD attributes = information.dwFileAttributes & kKept;
+    SetFileAttributesW(temporary_.c_str(), attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
+  }
+
   void TakePlace() {
     if (!FlushFileBuffers(file_.Get())) ThrowWriteError(name_);
     file_.Reset();
-    taken_ = MoveFileExW(temporary_.c_str(), ToWide(name_).c_str(),
-                         MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
-    if (!taken_) ThrowWriteError(name_);
+    // A virus scanner or a backup holds a file for a moment after each change.
+    for (int tries = 0; !Move(); ++tries) {
+      const DWORD code = GetLastError();
+      const bool isHeld = code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED;
+      if (!isHeld || tries == kMoveTries || IsFolder(name_)) ThrowWriteError(name_, code);
+      Sleep(kMovePause);
+    }
+    taken_ = true;
   }
 
  private:
+  bool Move() const {
+    return MoveFileExW(temporary_.c_str(), ToWide(name_).c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+  }
+
   std::string name_;
   std::wstring temporary_;
   OwnedHandle file_;
   bool taken_ = false;
 };
 
-/// What the old file has behind the new beginning. Nothing where there is no old file.
-void CopyTail(const std::string& name, std::size_t from, Replacement& replacement) {
-  const OwnedHandle old = OpenToRead(name);
-  if (!old) {
-    if (const DWORD code = GetLastError(); !IsMissing(code)) ThrowWriteError(name, code);
-    return;
-  }
+void CopyTail(HANDLE old, const std::string& name, std::size_t from, Replacement& replacement) {
   LARGE_INTEGER position;
   position.QuadPart = static_cast<LONGLONG>(from);
-  if (!SetFilePointerEx(old.Get(), position, nullptr, FILE_BEGIN)) ThrowWriteError(name);
+  if (!SetFilePointerEx(old, position, nullptr, FILE_BEGIN)) ThrowWriteError(name);
   for (;;) {
-    const std::string block = ReadBlock(old.Get(), kCopyBlock, name);
+    const std::string block = ReadBlock(old, kCopyBlock, name);
     if (block.empty()) return;
     replacement.Write(block);
   }
@@ -217,9 +241,16 @@ std::string Win32Files::Read(const std::string& name, std::size_t maxBytes) {
 }
 
 void Win32Files::WriteAtBeginning(const std::string& name, std::string_view bytes) {
+  OwnedHandle old = OpenToRead(name);
+  const DWORD code = old ? 0 : GetLastError();
+  if (!old && !IsMissing(code)) ThrowWriteError(name, code);
   Replacement replacement(name);
   replacement.Write(bytes);
-  CopyTail(name, bytes.size(), replacement);
+  if (old) {
+    CopyTail(old.Get(), name, bytes.size(), replacement);
+    replacement.TakeOver(old.Get());
+    old.Reset();  // or it could not be replaced
+  }
   replacement.TakePlace();
 }
 

@@ -1,8 +1,7 @@
 #include "platform/win32/win32_host.hpp"
 
-#include <cstdio>
-
 #include "platform/network_socket.hpp"
+#include "platform/standard_error.hpp"
 #include "platform/win32/win32_console.hpp"
 #include "platform/win32/win32_error.hpp"
 #include "platform/win32/win32_serial_port.hpp"
@@ -12,12 +11,6 @@
 
 namespace tarn {
 namespace {
-
-void TraceToStandardError(std::string_view text) {
-  const std::string line = "tarn: " + std::string(text) + "\n";
-  std::fwrite(line.data(), 1, line.size(), stderr);
-  std::fflush(stderr);
-}
 
 LibraryTerminalNetwork::Finder LoadTerminalNetwork(const std::string& library, std::string& why) {
   const HMODULE loaded = LoadLibraryW(ToWide(library).c_str());
@@ -33,7 +26,7 @@ LibraryTerminalNetwork::Finder LoadTerminalNetwork(const std::string& library, s
 }  // namespace
 
 Win32Host::Win32Host(HostOptions options)
-    : trace_(options.trace ? std::move(options.trace) : TraceToStandardError),
+    : trace_(options.trace ? std::move(options.trace) : TraceToStandardError()),
       portMap_(std::move(options.portMap)),
       settings_(options.settingsPlace),
       openPorts_(std::make_shared<Win32PortTable>()),

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "platform/serial_port.hpp"
@@ -15,10 +16,8 @@ namespace {
 // or the line has been quiet for a moment.
 constexpr std::size_t kReadSize = 256;
 constexpr std::size_t kWriteSize = 1024;
-// Milliseconds. How long a read that brought nothing keeps the next one waiting, and how long a
-// driver may take to let go of its port.
+// Milliseconds that a read which brought nothing keeps the next one waiting.
 constexpr DWORD kBackOff = 20;
-constexpr DWORD kStopLimit = 2000;
 
 /// An overlapped read or write and its event.
 struct Operation {
@@ -51,8 +50,7 @@ struct Win32Line::State : std::enable_shared_from_this<State> {
   Win32OpenPort port;  // the thread's, once it runs
   OwnedHandle stop = CreateEventHandle(true);
   OwnedHandle output = CreateEventHandle(false);  ///< there is something to send
-  OwnedHandle finished = CreateEventHandle(true);
-  std::shared_ptr<Listener> listener;  ///< the loop's; none once the line is destroyed
+  std::shared_ptr<Listener> listener;             ///< the loop's; none once the line is destroyed
 
   std::mutex mutex;  // for what follows
   bool stopped = false;
@@ -104,10 +102,10 @@ class Win32Line::Worker {
     }
     Cancel(read_);
     Cancel(write_);
+    PurgeComm(port_, PURGE_TXABORT | PURGE_TXCLEAR);  // or the driver sends the rest first
     state_.port.handle.Reset();
-    state_.port.claim = {};
+    state_.port.claim.Release();
     if (error_ != 0) state_.Gone(error_);
-    SetEvent(state_.finished.Get());
   }
 
  private:
@@ -237,7 +235,9 @@ Win32Line::Win32Line(MessageLoop& loop, Win32OpenPort port, Listener listener)
     : state_(std::make_shared<State>(loop, std::move(port))) {
   state_->listener = std::make_shared<Listener>(std::move(listener));
   auto worker = std::make_unique<Worker>(*state_);
-  thread_ = std::thread([state = state_, worker = std::move(worker)] { worker->Run(); });
+  // A driver whose device was torn off may never let go. So nobody waits for the thread: it closes
+  // the port and releases its claim whenever the driver does.
+  std::thread([state = state_, worker = std::move(worker)] { worker->Run(); }).detach();
 }
 
 Win32Line::~Win32Line() {
@@ -246,14 +246,8 @@ Win32Line::~Win32Line() {
     const std::lock_guard lock(state_->mutex);
     state_->stopped = true;
   }
+  state_->port.claim.Closing();
   SetEvent(state_->stop.Get());
-  // A driver whose device was torn off may never let go. Its thread is left to wait alone then,
-  // with the port in use, rather than the whole server with it.
-  if (WaitForSingleObject(state_->finished.Get(), kStopLimit) == WAIT_OBJECT_0) {
-    thread_.join();
-  } else {
-    thread_.detach();
-  }
 }
 
 std::size_t Win32Line::Queued() const {

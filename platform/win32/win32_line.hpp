@@ -11,7 +11,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "platform/message_loop.hpp"
 #include "platform/win32/win32_open_port.hpp"
@@ -30,7 +29,7 @@ class Win32Line {
   Win32Line(MessageLoop& loop, Win32OpenPort port, Listener listener);
   Win32Line(const Win32Line&) = delete;
   Win32Line& operator=(const Win32Line&) = delete;
-  /// Closes the port; what was not sent yet is dropped.
+  /// Closes the port, which a thread does beside the loop; what was not sent yet is dropped.
   ~Win32Line();
 
   /// Bytes that wait to be sent, those included that the device is busy with.
@@ -44,7 +43,6 @@ class Win32Line {
   class Worker;
 
   std::shared_ptr<State> state_;
-  std::thread thread_;
 };
 
 }  // namespace tarn

@@ -81,8 +81,23 @@ bool ApplyState(HANDLE port, DCB block) {
   return SetCommState(port, &block) || GetLastError() == ERROR_NOT_SUPPORTED;
 }
 
+/// Drivers take a parity bit that is always on or off for one that they know, and do not all say
+/// so.
+void RequireFixedParity(HANDLE port, const SerialSettings& settings) {
+  using Parity = SerialSettings::Parity;
+  if (settings.parity != Parity::Mark && settings.parity != Parity::Space) return;
+  const WORD needed = settings.parity == Parity::Mark ? PARITY_MARK : PARITY_SPACE;
+  COMMPROP properties{};
+  if (!GetCommProperties(port, &properties)) return;
+  if ((properties.wSettableStopParity & needed) == 0) {
+    throw AutomationError(ErrorNumber::InvalidPropertyValue,
+                          "Mark or space parity is not possible here");
+  }
+}
+
 void ApplySettings(HANDLE port, std::string_view text) {
   const SerialSettings settings = ParseSerialSettings(text);
+  RequireFixedParity(port, settings);
   DCB present{};
   present.DCBlength = sizeof present;
   if (!GetCommState(port, &present)) {
@@ -114,29 +129,39 @@ void ApplyTimeouts(HANDLE port) {
 
 }  // namespace
 
-Win32PortTable::Claim& Win32PortTable::Claim::operator=(Claim&& other) noexcept {
-  if (this != &other) {
-    Release();
-    table_ = std::move(other.table_);
-    device_ = std::move(other.device_);
-  }
-  return *this;
+void Win32PortTable::Claim::Closing() {
+  const std::lock_guard lock(table_->mutex_);
+  const auto found = table_->held_.find(device_);
+  if (found == table_->held_.end() || found->second.id != id_) return;  // released already
+  found->second.letGoBy = Clock::now() + kLetGoTime;
 }
 
 void Win32PortTable::Claim::Release() {
   if (!table_) return;
-  const std::lock_guard lock(table_->mutex_);
-  table_->held_.erase(device_);
+  {
+    const std::lock_guard lock(table_->mutex_);
+    const auto found = table_->held_.find(device_);
+    if (found == table_->held_.end() || found->second.id != id_) return;
+    table_->held_.erase(found);
+  }
+  table_->released_.notify_all();
 }
 
 Win32PortTable::Claim Win32PortTable::Take(const std::shared_ptr<Win32PortTable>& table,
-                                           const std::string& device) {
+                                           const std::string& device, const std::string& title) {
   std::wstring key = TableKey(device);
-  const std::lock_guard lock(table->mutex_);
-  if (!table->held_.insert(key).second) {
-    throw AutomationError(ErrorNumber::PortInUse, device + " is open already");
+  std::unique_lock lock(table->mutex_);
+  for (auto found = table->held_.find(key); found != table->held_.end();
+       found = table->held_.find(key)) {
+    const auto letGoBy = found->second.letGoBy;
+    if (!letGoBy || Clock::now() >= *letGoBy) {
+      throw AutomationError(ErrorNumber::PortInUse, "The " + title + " is open already");
+    }
+    table->released_.wait_until(lock, *letGoBy);
   }
-  return {table, std::move(key)};
+  const std::uint64_t id = ++table->lastId_;
+  table->held_.emplace(key, Holder{id, std::nullopt});
+  return {table, std::move(key), id};
 }
 
 std::string Win32DevicePath(const std::string& name) {
@@ -144,15 +169,15 @@ std::string Win32DevicePath(const std::string& name) {
 }
 
 Win32OpenPort OpenWin32Port(const std::shared_ptr<Win32PortTable>& table, const std::string& device,
-                            std::string_view settings) {
+                            const std::string& title, std::string_view settings) {
   const std::string path = Win32DevicePath(device);
-  Win32OpenPort port;
-  port.claim = Win32PortTable::Take(table, path);
-  port.handle = OwnedHandle(CreateFileW(ToWide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                        nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+  Win32OpenPort port{
+      Win32PortTable::Take(table, path, title),
+      OwnedHandle(CreateFileW(ToWide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                              OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr))};
   if (!port.handle) {
     const DWORD code = GetLastError();
-    ThrowSystemError(OpenErrorNumber(code), device + " cannot be opened", code);
+    ThrowSystemError(OpenErrorNumber(code), "The " + title + " cannot be opened", code);
   }
   // The size of the driver's queue is a wish, and so is that nothing old waits in it.
   SetupComm(port.handle.Get(), kDriverQueue, kDriverQueue);

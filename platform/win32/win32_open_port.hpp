@@ -1,9 +1,13 @@
 // Opening a COM port: in use or not, line settings, time-outs.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,29 +19,44 @@ namespace tarn {
 /// The devices that this host holds open. Windows refuses to open a port twice, Wine does not.
 class Win32PortTable {
  public:
-  /// Holds one device until it goes. From any thread.
+  /// How long a driver may take to let go of a port before that counts as in use.
+  static constexpr std::chrono::milliseconds kLetGoTime{1000};
+
+  /// Holds one device until it is released. From any thread.
   class Claim {
    public:
-    Claim() = default;
-    Claim(std::shared_ptr<Win32PortTable> table, std::wstring device)
-        : table_(std::move(table)), device_(std::move(device)) {}
+    Claim(std::shared_ptr<Win32PortTable> table, std::wstring device, std::uint64_t id)
+        : table_(std::move(table)), device_(std::move(device)), id_(id) {}
     Claim(Claim&& other) noexcept = default;
-    Claim& operator=(Claim&& other) noexcept;
+    Claim& operator=(Claim&& other) = delete;
     ~Claim() { Release(); }
 
-   private:
+    /// The device is being closed: Take waits for it a little.
+    void Closing();
     void Release();
 
+   private:
     std::shared_ptr<Win32PortTable> table_;
     std::wstring device_;
+    std::uint64_t id_;
   };
 
-  /// Error 8005 when somebody holds the device.
-  static Claim Take(const std::shared_ptr<Win32PortTable>& table, const std::string& device);
+  /// Waits at most kLetGoTime from its closing on for a device that is being closed, so a driver
+  /// that never lets go costs that once. Error 8005 when somebody holds the device.
+  static Claim Take(const std::shared_ptr<Win32PortTable>& table, const std::string& device,
+                    const std::string& title);
 
  private:
+  using Clock = std::chrono::steady_clock;
+  struct Holder {
+    std::uint64_t id;
+    std::optional<Clock::time_point> letGoBy;  ///< while it is being closed
+  };
+
   std::mutex mutex_;
-  std::set<std::wstring> held_;
+  std::condition_variable released_;
+  std::map<std::wstring, Holder> held_;
+  std::uint64_t lastId_ = 0;
 };
 
 /// The name under which the system opens a port: COM10 and above need the prefix.
@@ -49,8 +68,8 @@ struct Win32OpenPort {
   OwnedHandle handle;
 };
 
-/// Errors: 8002, 8005, 380, 57 as SerialPort::PortOpen.
+/// `title` is what errors call it. Errors: 8002, 8005, 380, 57 as SerialPort::PortOpen.
 Win32OpenPort OpenWin32Port(const std::shared_ptr<Win32PortTable>& table, const std::string& device,
-                            std::string_view settings);
+                            const std::string& title, std::string_view settings);
 
 }  // namespace tarn

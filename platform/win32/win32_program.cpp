@@ -7,9 +7,16 @@
 
 #include "base/automation_error.hpp"
 #include "platform/program.hpp"
+#include "platform/standard_error.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace tarn {
+
+void WriteToStandardError(std::string_view bytes) {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_ERROR_HANDLE), bytes.data(), static_cast<DWORD>(bytes.size()),
+            &written, nullptr);
+}
 
 /// What main gets here went through a code page and may have lost characters.
 std::vector<std::string> ProgramArguments(int /*argc*/, const char* const* /*argv*/) {

@@ -32,7 +32,8 @@ void Win32SerialPort::PortOpen(bool open) {
 
 void Win32SerialPort::Open() {
   const std::string device = surroundings_.deviceOf(number_);
-  Win32OpenPort port = OpenWin32Port(surroundings_.openPorts, device, settings_);
+  Win32OpenPort port =
+      OpenWin32Port(surroundings_.openPorts, device, PortTitle(number_, device), settings_);
   buffer_.CharacterTime(ParseSerialSettings(settings_).CharacterTime());
   buffer_.Clear();
   line_ = std::make_unique<Win32Line>(
@@ -49,9 +50,9 @@ void Win32SerialPort::Close() {
 }
 
 void Win32SerialPort::LineGone(const std::string& why) {
-  const std::string device = device_;
+  const std::string title = PortTitle(number_, device_);
   Close();
-  surroundings_.trace(device + " went away: " + why);
+  surroundings_.trace("The " + title + " went away: " + why);
   surroundings_.loop.Post([this, alive = std::weak_ptr<int>(alive_)] {
     if (!alive.expired() && !line_) Lost.Raise();
   });
@@ -63,16 +64,20 @@ void Win32SerialPort::ClearInput() {
 }
 
 void Win32SerialPort::Output(std::string_view bytes) {
-  if (!line_) throw AutomationError(ErrorNumber::PortNotOpen, "The port is not open");
+  if (!line_)
+    throw AutomationError(ErrorNumber::PortNotOpen,
+                          "The " + PortTitle(number_, device_) + " is not open");
   if (line_->Queued() + bytes.size() > kMaxQueuedOutput) {
     throw AutomationError(ErrorNumber::DeviceInputOutput,
-                          "The output queue of " + device_ + " is full");
+                          "The output queue of " + PortTitle(number_, device_) + " is full");
   }
   line_->Send(bytes);
 }
 
 void Win32SerialPort::RequireClosed() const {
-  if (PortOpen()) throw AutomationError(ErrorNumber::PortNotClosed, "The port is open");
+  if (!PortOpen()) return;
+  throw AutomationError(ErrorNumber::PortNotClosed,
+                        "The " + PortTitle(number_, device_) + " is open");
 }
 
 }  // namespace tarn

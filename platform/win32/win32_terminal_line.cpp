@@ -26,7 +26,7 @@ void Win32TerminalLine::Attach() {
   if (line_) return;
   try {
     line_ = std::make_unique<Win32Line>(
-        loop_, OpenWin32Port(openPorts_, place_, kSettings),
+        loop_, OpenWin32Port(openPorts_, place_, "line " + place_, kSettings),
         Win32Line::Listener{[this](std::string_view bytes) { Received.Raise(bytes); },
                             [this](const std::string& why) { LineGone(why); }});
   } catch (const AutomationError& error) {
@@ -47,7 +47,7 @@ std::size_t Win32TerminalLine::Write(std::string_view bytes) {
 
 void Win32TerminalLine::LineGone(const std::string& why) {
   Detach();
-  trace_(place_ + " went away: " + why);
+  trace_("The line " + place_ + " went away: " + why);
 }
 
 }  // namespace tarn

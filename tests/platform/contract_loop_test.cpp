@@ -1,4 +1,5 @@
 // The order of work of a message loop, and its timers.
+#include <map>
 #include <stdexcept>
 #include <thread>
 
@@ -61,19 +62,16 @@ TEST_P(LoopContract, AnExceptionIsTracedAndTheLoopGoesOn) {
 }
 
 TEST_P(LoopContract, ATimerMayGoOrChangeInsideItsTick) {
-  Ticker destroyed, disabled, slowed;
-  destroyed = StartTimer(1, [&] {
-    notes.emplace_back("destroyed");
-    destroyed.timer.reset();
-  });
-  disabled = StartTimer(1, [&] {
-    notes.emplace_back("disabled");
-    disabled.timer->Enabled(false);
-  });
-  slowed = StartTimer(1, [&] {
-    notes.emplace_back("slowed");
-    slowed.timer->Interval(1'000'000);
-  });
+  std::map<std::string, Ticker> tickers;
+  for (const std::string way : {"destroyed", "disabled", "slowed"}) {
+    tickers[way] = StartTimer(1, [&, way] {
+      notes.push_back(way);
+      std::unique_ptr<Timer>& timer = tickers[way].timer;
+      if (way == "destroyed") timer.reset();
+      if (way == "disabled") timer->Enabled(false);
+      if (way == "slowed") timer->Interval(1'000'000);
+    });
+  }
   int ticks = 0;
   const Ticker other = StartTimer(1, [&] { ++ticks; });
   ASSERT_TRUE(Becomes([&] { return ticks >= 5 && notes.size() >= 3; }));

@@ -1,11 +1,14 @@
 // The console: a terminal's keys, signals, the ends of input and output.
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <thread>
 
 #include "platform/posix/posix_keys.hpp"
+#include "platform/standard_error.hpp"
 #include "tests/platform/posix_fixture.hpp"
 
 namespace tarn {
@@ -30,15 +33,31 @@ class Redirected {
 
 using PosixConsoleTest = PosixLineTest;
 
-TEST_F(PosixConsoleTest, TellsTheKeysOfATerminalAndGivesItBackAsItWas) {
-  const auto line = host->CreateTerminalLine(Name("line"));
-  const OwnedFd terminal(::open(Name("line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+/// A user's terminal, with what it shows.
+class PosixTerminalTest : public PosixLineTest {
+ protected:
+  PosixTerminalTest() {
+    ::tcgetattr(terminal.Get(), &cooked);
+    cooked.c_lflag |= ICANON | ECHO | ISIG;
+    cooked.c_iflag |= IXON;
+    ::tcsetattr(terminal.Get(), TCSADRAIN, &cooked);
+  }
+  void ExpectAsItWas() const {
+    termios after{};
+    ::tcgetattr(terminal.Get(), &after);
+    EXPECT_EQ(after.c_lflag, cooked.c_lflag);
+    EXPECT_EQ(after.c_iflag, cooked.c_iflag);
+    EXPECT_EQ(after.c_cc[VSUSP], cooked.c_cc[VSUSP]);
+  }
+
+  std::unique_ptr<TerminalLine> line = host->CreateTerminalLine(Name("line"));
+  OwnedFd terminal{::open(Name("line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)};
   termios cooked{};
-  ::tcgetattr(terminal.Get(), &cooked);
-  cooked.c_lflag |= ICANON | ECHO | ISIG;
-  ::tcsetattr(terminal.Get(), TCSADRAIN, &cooked);
-  std::string echo;
-  const auto echoed = line->Received.Subscribe([&](std::string_view bytes) { echo += bytes; });
+  std::string shown;
+  Subscription showing = line->Received.Subscribe([this](std::string_view b) { shown += b; });
+};
+
+TEST_F(PosixTerminalTest, ItsKeysArriveUnseenAndItIsGivenBackAsItWas) {
   {
     const Redirected input(STDIN_FILENO, terminal.Get());
     const auto console = host->CreateConsole();
@@ -50,11 +69,52 @@ TEST_F(PosixConsoleTest, TellsTheKeysOfATerminalAndGivesItBackAsItWas) {
     ASSERT_TRUE(Becomes([&] { return keys.size() == 2; }));
     EXPECT_THAT(keys, ElementsAre(Console::Key::Character, Console::Key::Down));
   }
-  EXPECT_EQ(echo, "");
-  termios after{};
-  ::tcgetattr(terminal.Get(), &after);
-  EXPECT_EQ(after.c_lflag, cooked.c_lflag);
-  EXPECT_EQ(after.c_cc[VSUSP], cooked.c_cc[VSUSP]);
+  EXPECT_EQ(shown, "");
+  ExpectAsItWas();
+}
+
+/// While its output hangs: by LeaveNow, by Ctrl-\ and by an abort.
+TEST_F(PosixTerminalTest, IsGivenBackHoweverTheProgramEnds) {
+  for (const int signal : {0, SIGQUIT, SIGABRT}) {
+    const Child program([&] {
+      ::dup2(terminal.Get(), STDIN_FILENO);
+      ::dup2(terminal.Get(), STDOUT_FILENO);
+      for (const int fatal : {SIGQUIT, SIGABRT}) std::signal(fatal, SIG_DFL);
+      const auto own = MakeHost();
+      const auto console = own->CreateConsole();
+      console->ReadKeys();
+      console->GuardScreen("<leave>");
+      std::thread writer([&] { console->Write(std::string(1'000'000, 'x')); });
+      pollfd full{terminal.Get(), POLLOUT, 0};
+      while (::poll(&full, 1, 0) > 0) ::poll(nullptr, 0, 1);
+      if (signal == 0)
+        console->LeaveNow();
+      else
+        ::raise(signal);
+      writer.join();
+    });
+    const int status = program.Status();
+    EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : status, signal);
+    ASSERT_TRUE(Becomes([&] { return shown.ends_with("<leave>"); })) << signal;
+    EXPECT_LT(shown.size(), 1'000'000U);
+    shown.clear();
+    ExpectAsItWas();
+  }
+}
+
+TEST_F(PosixConsoleTest, StandardErrorThatNobodyReadsHoldsUpNobody) {
+  Pipe pipe;
+  const Redirected error(STDERR_FILENO, pipe.write.Get());
+  StandardError errors;
+  for (int i = 0; i < 5000; ++i) errors.WriteLine(std::string(99, 'x'));
+  std::string read;
+  std::string block(4096, '\0');
+  while (!read.ends_with("last\n")) {
+    const auto count = ::read(pipe.read.Get(), block.data(), block.size());
+    if (count > 0) read.append(block, 0, static_cast<std::size_t>(count));
+    if (count <= 0 && read.find("last") == read.npos) errors.WriteLine("last");
+  }
+  EXPECT_NE(read.find(" lines were dropped here\n"), read.npos);
 }
 
 TEST_F(PosixConsoleTest, AnnouncesALostReaderOnceAndFromTheLoop) {

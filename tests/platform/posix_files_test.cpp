@@ -1,10 +1,15 @@
 // The settings file that people edit, files that are replaced, locales of the environment.
+#include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <optional>
+#include <stdexcept>
+#include <tuple>
 
 #include "platform/posix/posix_files.hpp"
 #include "platform/posix/posix_locale.hpp"
@@ -25,7 +30,7 @@ using ::testing::HasSubstr;
 class PosixStoreTest : public PosixTest {
  protected:
   const std::string place = Name("settings.ini");
-  PosixSettingsStore store{place};
+  PosixSettingsStore store{place, [](std::string_view) {}};
 };
 
 TEST_F(PosixStoreTest, KeepsWhatItDoesNotKnow) {
@@ -42,20 +47,36 @@ TEST_F(PosixStoreTest, KeepsWhatItDoesNotKnow) {
             "no assignment\r\nLogFile=a.log\n\r\n[Other]\nLastFile=theirs\n\n[Third]\nKey=v\n");
 }
 
-TEST_F(PosixStoreTest, SeesAndKeepsWhatAnotherProgramWroteMeanwhile) {
-  PosixSettingsStore other(place);
-  store.Set("Settings", "A", "1");
-  other.Set("Settings", "B", "2");
-  store.Set("Settings", "A", "3");
-  EXPECT_EQ(other.Get("Settings", "A"), "3");
-  EXPECT_EQ(store.Get("Settings", "B"), "2");
+TEST_F(PosixStoreTest, KeepsWhatAnotherProcessWritesAtTheSameMoment) {
+  constexpr int kKeys = 50;
+  const auto write = [this](const std::string& who) {
+    PosixSettingsStore mine(place, {});
+    for (int i = 0; i < kKeys; ++i) mine.Set("Settings", who + std::to_string(i), who);
+  };
+  const Child other([&] { write("B"); });
+  write("A");
+  EXPECT_EQ(other.Status(), 0);
+  for (int i = 0; i < kKeys; ++i) {
+    for (const char* who : {"A", "B"}) {
+      EXPECT_EQ(store.Get("Settings", who + std::to_string(i)), who) << i;
+    }
+  }
+}
+
+TEST_F(PosixStoreTest, DoesNotWaitForEverForAnotherProcess) {
+  const OwnedFd held(::open((place + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  ASSERT_EQ(::fcntl(held.Get(), F_OFD_SETLK, &lock), 0);
+  PosixSettingsStore impatient(place, {}, std::chrono::milliseconds(0));
+  EXPECT_EQ(ErrorOf([&] { impatient.Set("S", "Key", "x"); }), 70);
 }
 
 TEST_F(PosixStoreTest, RefusesWhatIsTooBigOrWouldNotReadBack) {
   EXPECT_EQ(ErrorOf([&] { store.Set("S", "Key", std::string(70'000, 'x')); }), 57);
   EXPECT_EQ(ErrorOf([&] { store.Set("S", "a=b", "x"); }), 57);
   EXPECT_EQ(ErrorOf([&] { store.Set("S]", "Key", "x"); }), 57);
-  EXPECT_EQ(FilesInFolder(), 0U);
+  EXPECT_FALSE(fs::exists(place));
   for (const std::string& content :
        {std::string(70'000, 'x'), std::string(1U << 20U, '\n') + "x"}) {
     Write(place, content);
@@ -63,7 +84,7 @@ TEST_F(PosixStoreTest, RefusesWhatIsTooBigOrWouldNotReadBack) {
     EXPECT_EQ(ErrorOf([&] { store.Set("S", "Key", "x"); }), 57);
     EXPECT_EQ(Content(place), content);
   }
-  PosixSettingsStore below(Name("settings.ini/below"));  // no folder can be made there
+  PosixSettingsStore below(Name("settings.ini/below"), {});  // no folder can be made there
   EXPECT_EQ(below.Get("S", "Key"), std::nullopt);
   EXPECT_EQ(ErrorOf([&] { below.Set("S", "Key", "x"); }), 57);
 }
@@ -71,7 +92,8 @@ TEST_F(PosixStoreTest, RefusesWhatIsTooBigOrWouldNotReadBack) {
 class PosixFilesTest : public PosixTest {
  protected:
   PosixLocale locale;
-  PosixFiles files{locale};
+  std::vector<std::string> traces;
+  PosixFiles files{locale, [this](std::string_view text) { traces.emplace_back(text); }};
 };
 
 TEST_F(PosixFilesTest, AReplacedFileKeepsItsModeAndALinkToItStays) {
@@ -85,6 +107,7 @@ TEST_F(PosixFilesTest, AReplacedFileKeepsItsModeAndALinkToItStays) {
   EXPECT_EQ(fs::status(Name("file")).permissions(), fs::perms(0640));
   EXPECT_EQ(Content(Name("later")), "abc");
   EXPECT_EQ(FilesInFolder(), 4U) << "nothing else is left behind";
+  EXPECT_THAT(traces, ::testing::IsEmpty());
 }
 
 TEST_F(PosixFilesTest, WhatCannotBeReplacedStaysAsItWas) {
@@ -92,9 +115,55 @@ TEST_F(PosixFilesTest, WhatCannotBeReplacedStaysAsItWas) {
   ASSERT_EQ(::mkfifo(Name("fifo").c_str(), 0600), 0);
   for (const std::string& name : {Name("loop"), Name("fifo"), std::string("/dev/null")}) {
     EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(name, "x"); }), 75) << name;
+    EXPECT_EQ(ErrorOf([&] { files.Read(name, 1); }), 57) << name;
   }
+  EXPECT_EQ(ErrorOf([&] { files.OpenForAppending(Name("fifo")); }), 75) << "nobody reads it";
   EXPECT_TRUE(fs::is_fifo(Name("fifo")));
   EXPECT_EQ(FilesInFolder(), 2U);
+}
+
+/// Somebody else's file of his group, seen by a member of the group; and one that is mounted.
+TEST_F(PosixFilesTest, WhatCannotTakeAFilesPlaceIsWrittenIntoItAndSaysSo) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs another user's files";
+  constexpr uid_t kOwner = 1001;
+  constexpr uid_t kMember = 1002;
+  constexpr gid_t kGroup = 2000;
+  const auto saveAs = [&](const std::string& name, uid_t user, const std::string& mount) {
+    const Child child([&] {
+      if (!mount.empty() &&
+          (::unshare(CLONE_NEWNS) < 0 || ::mount("", "/", "", MS_REC | MS_PRIVATE, "") < 0 ||
+           ::mount(mount.c_str(), mount.c_str(), "", MS_BIND, "") < 0)) {
+        throw std::runtime_error("no mount");
+      }
+      const bool isUser =
+          user == 0 || (::setgroups(0, nullptr) == 0 && ::setresgid(kGroup, kGroup, kGroup) == 0 &&
+                        ::setresuid(user, user, user) == 0);
+      files.WriteAtBeginning(name, "new");
+      if (!isUser || (user == kOwner) != traces.empty()) throw std::runtime_error("no trace");
+    });
+    return child.Status();
+  };
+  fs::permissions(folder, fs::perms(0777));
+  fs::create_directory(Name("closed"));
+  for (const std::string& file : {Name("file"), Name("closed/file")}) {
+    Write(file, "former");
+    ASSERT_EQ(::chown(file.c_str(), kOwner, kGroup), 0);
+    fs::permissions(file, fs::perms(0660));
+  }
+  EXPECT_EQ(saveAs(Name("file"), kOwner, ""), 0);
+  EXPECT_EQ(saveAs(Name("file"), kMember, ""), 0);
+  EXPECT_EQ(saveAs(Name("closed/file"), kMember, ""), 0);
+  if (saveAs(Name("file"), 0, Name("file")) != 0) {
+    GTEST_LOG_(INFO) << "nothing can be mounted here";
+  }
+  for (const std::string& file : {Name("file"), Name("closed/file")}) {
+    struct stat state {};
+    ASSERT_EQ(::stat(file.c_str(), &state), 0);
+    EXPECT_EQ(std::make_tuple(state.st_uid, state.st_gid, state.st_mode & 07777U),
+              std::make_tuple(kOwner, kGroup, 0660U));
+    EXPECT_EQ(Content(file), "newmer");
+  }
+  EXPECT_EQ(FilesInFolder(), 2U) << "nothing else is left behind";
 }
 
 /// Lets no file grow beyond a size; stands in for a disk that is full half way.

@@ -5,11 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -34,6 +36,29 @@ struct Pipe {
     [[maybe_unused]] const auto taken = ::read(read.Get(), &c, 1);
   }
   OwnedFd read, write;
+};
+
+/// Another process. It ends with status 0, or with 1 where its work throws.
+class Child {
+ public:
+  explicit Child(const std::function<void()>& work) : number_(::fork()) {
+    if (number_ != 0) return;
+    try {
+      work();
+      ::_exit(0);
+    } catch (...) {
+      ::_exit(1);
+    }
+  }
+  /// As waitpid has it.
+  int Status() const {
+    int status = -1;
+    ::waitpid(number_, &status, 0);
+    return status;
+  }
+
+ private:
+  pid_t number_;
 };
 
 class PosixTest : public ::testing::Test {

@@ -1,7 +1,6 @@
 // The receive side against every way in which a line may cut its bytes.
 #include "platform/receive_buffer.hpp"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -16,104 +15,74 @@
 namespace tarn {
 namespace {
 
-using ::testing::ElementsAre;
-
 constexpr std::int16_t kThreshold = 16;
 constexpr double kDelays[] = {0, 1, 5, 16, 30};  // milliseconds; an adapter's packets come every 16
 
+/// So many milliseconds pass at each of these positions.
+using Pauses = std::map<std::size_t, double>;
+
 /// Reads as the continuous protocol does: in each event, frames that end at a CR for as long as a
 /// frame's worth waits, and nothing kept for the next event.
-class Reader {
- public:
-  explicit Reader(FakeLoop& loop) : loop_(loop) {
-    buffer.Threshold(kThreshold);
-    buffer.EndCharacter('\r');
-  }
-
-  /// Hands the stream over in pieces: at each of these positions so many milliseconds pass.
-  void Feed(std::string_view stream, const std::map<std::size_t, double>& pauses) {
-    std::size_t start = 0;
-    for (const auto& [position, milliseconds] : pauses) {
-      buffer.Arrived(stream.substr(start, position - start));
-      loop_.Advance(milliseconds);
-      start = position;
-    }
-    buffer.Arrived(stream.substr(start));
-    loop_.Advance(1000);
-  }
-
+std::vector<std::string> FramesOf(FakeLoop& loop, std::string_view stream, const Pauses& pauses) {
   std::vector<std::string> frames;
-
- private:
-  void OnReceive() {
+  std::unique_ptr<ReceiveBuffer> buffer;
+  buffer = std::make_unique<ReceiveBuffer>(loop, [&] {
     std::string text;
     do {
       for (int i = 0; i < 100; ++i) {
-        const auto c = buffer.Read();
+        const auto c = buffer->Read();
         if (!c) break;
         text = *c == '\x02' ? "" : text + *c;
         if (*c == '\r') break;
       }
       if (text.size() == kThreshold) frames.push_back(text);
-    } while (buffer.Readable() >= kThreshold);
+    } while (buffer->Readable() >= kThreshold);
+  });
+  buffer->Threshold(kThreshold);
+  buffer->EndCharacter('\r');
+  std::size_t start = 0;
+  for (const auto& [position, milliseconds] : pauses) {
+    buffer->Arrived(stream.substr(start, position - start));
+    loop.Advance(milliseconds);
+    start = position;
   }
-
-  FakeLoop& loop_;
-
- public:
-  ReceiveBuffer buffer{loop_, [this] { OnReceive(); }};
-};
+  buffer->Arrived(stream.substr(start));
+  loop.Advance(1000);
+  return frames;
+}
 
 class ReceiveBufferTest : public ::testing::Test {
  protected:
   FakeLoop loop{[](std::string_view) {}};
 };
 
-/// Frames that differ, with what follows each one's CR.
-struct Stream {
-  explicit Stream(std::string_view trailer) {
-    for (const char mark : {'a', 'b', 'c'}) {
-      const std::string text = mark + std::string("-000456700089") + mark + '\r';
-      frames.push_back(text);
-      bytes += '\x02' + text + std::string(trailer);
-      ends.push_back(bytes.size());
-    }
-    ends.pop_back();
-  }
-
-  std::vector<std::string> frames;
-  std::string bytes;
-  std::vector<std::size_t> ends;  ///< of all frames but the last
-};
-
-/// Without a checksum, with one, and with ones that look like an end or a start of a frame.
-const std::string kTrailers[] = {"", "k", "\r", "\x02"};
-/// Milliseconds between frames; negative for a stream that comes in one go.
-constexpr double kFramePauses[] = {-1, 5, 100};
-
-std::map<std::size_t, double> FramePauses(const Stream& stream, double pause) {
-  std::map<std::size_t, double> pauses;
-  for (const std::size_t end : stream.ends) {
-    if (pause >= 0) pauses[end] = pause;
-  }
-  return pauses;
-}
-
+/// Behind each CR nothing, a checksum, or one that looks like an end or a start of a frame.
 class EveryCut : public ReceiveBufferTest, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(EveryCut, LosesNoFrameOfAStreamCutAtTwoPoints) {
-  const Stream stream(GetParam());
-  for (const double framePause : kFramePauses) {
-    for (std::size_t first = 1; first < stream.bytes.size(); ++first) {
-      for (std::size_t second = first; second < stream.bytes.size(); ++second) {
+TEST_P(EveryCut, LosesNoFrame) {
+  std::vector<std::string> frames;
+  std::string stream;
+  for (const char mark : {'a', 'b', 'c'}) {
+    frames.push_back(mark + std::string("-000456700089") + mark + '\r');
+    stream += '\x02' + frames.back() + GetParam();
+  }
+  const std::size_t length = stream.size() / 3;
+  for (const double framePause : {-1, 5, 100}) {  // negative: the stream comes in one go
+    const Pauses between =
+        framePause < 0 ? Pauses() : Pauses{{length, framePause}, {2 * length, framePause}};
+    for (const double delay : kDelays) {
+      Pauses eachByte = between;
+      for (std::size_t i = 1; i < stream.size(); ++i) eachByte[i] += delay;
+      EXPECT_EQ(FramesOf(loop, stream, eachByte), frames) << delay << " ms each byte";
+    }
+    for (std::size_t first = 1; first < stream.size(); ++first) {
+      for (std::size_t second = first; second < stream.size(); ++second) {
         for (const double firstDelay : kDelays) {
           for (const double secondDelay : kDelays) {
-            auto pauses = FramePauses(stream, framePause);
+            Pauses pauses = between;
             pauses[first] += firstDelay;
             if (second != first) pauses[second] += secondDelay;
-            Reader reader(loop);
-            reader.Feed(stream.bytes, pauses);
-            ASSERT_EQ(reader.frames, stream.frames)
+            ASSERT_EQ(FramesOf(loop, stream, pauses), frames)
                 << "cut at " << first << " for " << firstDelay << " ms and at " << second << " for "
                 << secondDelay << " ms, frames " << framePause << " ms apart";
             if (second == first) break;
@@ -124,72 +93,49 @@ TEST_P(EveryCut, LosesNoFrameOfAStreamCutAtTwoPoints) {
   }
 }
 
-TEST_P(EveryCut, LosesNoFrameOfAStreamThatComesByteByByte) {
-  const Stream stream(GetParam());
-  for (const double framePause : kFramePauses) {
-    for (const double delay : kDelays) {
-      auto pauses = FramePauses(stream, framePause);
-      for (std::size_t i = 1; i < stream.bytes.size(); ++i) pauses[i] += delay;
-      Reader reader(loop);
-      reader.Feed(stream.bytes, pauses);
-      EXPECT_EQ(reader.frames, stream.frames)
-          << delay << " ms, frames " << framePause << " ms apart";
-    }
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Trailers, EveryCut, ::testing::ValuesIn(kTrailers));
+INSTANTIATE_TEST_SUITE_P(Trailers, EveryCut, ::testing::Values("", "k", "\r", "\x02"));
 
 // Pieces of one frame's length that each end inside a frame: something is held back all the time,
 // but never the same bytes.
 TEST_F(ReceiveBufferTest, LosesNoFrameOfALineThatIsNeverQuiet) {
-  const Stream stream("");
   std::string bytes;
-  for (int i = 0; i < 100; ++i) bytes += stream.bytes;
-  Reader reader(loop);
-  std::map<std::size_t, double> pauses;
+  for (int i = 0; i < 300; ++i)
+    bytes +=
+        "\x02"
+        "a-000456700089a\r";
+  Pauses pauses;
   for (std::size_t i = 16; i < bytes.size(); i += 17) pauses[i] = 17;
-  reader.Feed(bytes, pauses);
-  EXPECT_EQ(reader.frames.size(), 300U);
+  EXPECT_EQ(FramesOf(loop, bytes, pauses).size(), 300U);
 }
 
-// A buffer that has nothing to show but garbage, and when it shows it.
-class Garbage : public ReceiveBufferTest {
- protected:
-  Garbage() {
+TEST_F(ReceiveBufferTest, GarbageIsShownOnceTheLineIsQuietOrAfterALongWhile) {
+  const struct {
+    double characterTime;
+    int more;  ///< bytes behind the first 15, 10 ms apart
+    double shownAt;
+  } cases[] = {
+      {1, 0, -1},  // less than a threshold's worth
+      {1, 1, ReceiveBuffer::kQuietFloor},
+      {90, 1, 4 * 90},
+      {1, 200, ReceiveBuffer::kQuietFloor * ReceiveBuffer::kHoldFactor},
+  };
+  for (const auto& c : cases) {
+    const double start = loop.Now();
+    double shownAt = -1;
+    ReceiveBuffer buffer(loop, [&] {
+      if (shownAt < 0) shownAt = loop.Now() - start;
+    });
     buffer.Threshold(kThreshold);
     buffer.EndCharacter('\r');
+    buffer.CharacterTime(c.characterTime);
     buffer.Arrived(std::string(15, 'x'));
+    for (int i = 0; i < c.more; ++i) {
+      if (i > 0) loop.Advance(10);
+      buffer.Arrived("x");
+    }
+    loop.Advance(5000);
+    EXPECT_EQ(shownAt, c.shownAt) << c.more;
   }
-
-  double shownAt = -1;
-  ReceiveBuffer buffer{loop, [this] {
-                         if (shownAt < 0) shownAt = loop.Now();
-                       }};
-};
-
-TEST_F(Garbage, ShowsOnceTheLineIsQuiet) {
-  loop.Advance(5000);
-  EXPECT_EQ(shownAt, -1) << "less than a threshold's worth";
-  buffer.Arrived("x");
-  loop.Advance(5000);
-  EXPECT_EQ(shownAt, 5000 + ReceiveBuffer::kQuietFloor);
-  EXPECT_EQ(buffer.Readable(), 16);
-}
-
-TEST_F(Garbage, ShowsLaterOnASlowLine) {
-  buffer.CharacterTime(90);
-  buffer.Arrived("x");
-  loop.Advance(5000);
-  EXPECT_EQ(shownAt, 4 * 90);
-}
-
-TEST_F(Garbage, ShowsAlsoWhenItNeverPauses) {
-  for (int i = 0; i < 100; ++i) {
-    buffer.Arrived("x");
-    loop.Advance(10);
-  }
-  EXPECT_EQ(shownAt, ReceiveBuffer::kQuietFloor * ReceiveBuffer::kHoldFactor);
 }
 
 TEST_F(ReceiveBufferTest, KeepsTheNewestBytesWhenNobodyReads) {
@@ -207,31 +153,19 @@ TEST_F(ReceiveBufferTest, KeepsTheNewestBytesWhenNobodyReads) {
   }
 }
 
-TEST_F(ReceiveBufferTest, WhatArrivedInsideAHandlerThatTookNothingIsAnnouncedBehindIt) {
-  int events = 0;
-  int depth = 0;
-  ReceiveBuffer buffer(loop, [&] {
-    EXPECT_EQ(++depth, 1);
-    if (++events == 1) buffer.Arrived("more");
-    --depth;
-  });
-  buffer.Arrived("some");
-  EXPECT_EQ(events, 2);
-}
-
-TEST_F(ReceiveBufferTest, AHandlerThatFailsDoesNotCostTheFramesBehind) {
+TEST_F(ReceiveBufferTest, AHandlerMayFailDeliverMoreOrDestroyTheBuffer) {
   std::string taken;
-  ReceiveBuffer buffer(loop, [&] {
-    taken += *buffer.Read();
+  int depth = 0;
+  ReceiveBuffer failing(loop, [&] {
+    EXPECT_EQ(++depth, 1);
+    taken += *failing.Read();
+    if (taken.size() == 2) failing.Arrived("more");
+    --depth;
     if (taken == "a") throw std::runtime_error("first");
   });
-  EXPECT_THROW(buffer.Arrived("abc"), std::runtime_error);
-  EXPECT_EQ(taken, "abc");
-  buffer.Arrived("d");
-  EXPECT_EQ(taken, "abcd");
-}
+  EXPECT_THROW(failing.Arrived("abc"), std::runtime_error);
+  EXPECT_EQ(taken, "abcmore") << "the first failure does not cost the bytes behind it";
 
-TEST_F(ReceiveBufferTest, MayBeDestroyedInsideItsAnnouncement) {
   for (const char* bytes : {"garbage", "frame\rmore\r"}) {
     int events = 0;
     std::unique_ptr<ReceiveBuffer> buffer;

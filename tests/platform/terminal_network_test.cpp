@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "platform/native_host.hpp"
 #include "tests/platform/platform_contract.hpp"
@@ -66,14 +67,10 @@ TEST(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
   EXPECT_EQ(buffer, tare);
   EXPECT_EQ(network.KesCloseProcess(), 0);
 
-  std::ifstream file(folder / "trace");
-  std::string first;
-  std::string second;
-  std::getline(file, first);
-  std::getline(file, second);
-  EXPECT_EQ(first, "KesRegisterProcess 125");
-  EXPECT_EQ(second, "KesRead /a1/wt102 13 20");
-  file.close();
+  std::stringstream calls;
+  calls << std::ifstream(folder / "trace").rdbuf();
+  EXPECT_THAT(calls.str(),
+              ::testing::StartsWith("KesRegisterProcess 125\nKesRead /a1/wt102 13 20\n"));
   fs::remove_all(folder);
 }
 

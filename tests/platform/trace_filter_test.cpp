@@ -1,6 +1,6 @@
 #include "platform/trace_filter.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
@@ -8,22 +8,33 @@
 namespace tarn {
 namespace {
 
-TEST(TraceFilter, AFaultThatRepeatsShowsOnceAndAgainAfterAWhile) {
+using ::testing::ElementsAre;
+
+class TraceFilterTest : public ::testing::Test {
+ protected:
   std::vector<std::string> traces;
-  TraceFilter filter([&](std::string_view text) { traces.emplace_back(text); });
+  TraceFilter filter{[this](std::string_view text) { traces.emplace_back(text); }};
+};
+
+TEST_F(TraceFilterTest, AFaultThatRepeatsShowsOnceAndAgainAfterAWhile) {
   for (int reading = 0; reading < 1000; ++reading) filter("the disk is full", reading * 100.0);
-  filter("the port went away", 5000);
-  EXPECT_EQ(traces, (std::vector<std::string>{"the disk is full", "the port went away"}));
+  filter("no\r\nforged \x1b[2J\xC2\x9Bline", 5000);
+  EXPECT_THAT(traces, ElementsAre("the disk is full", "no??forged ?[2J?line"));
   filter("the disk is full", TraceFilter::kQuietTime + 1);
   EXPECT_EQ(traces.size(), 3U);
 }
 
-TEST(TraceFilter, RemembersABoundedNumberOfTexts) {
-  std::size_t traced = 0;
-  TraceFilter filter([&](std::string_view) { ++traced; });
-  for (std::size_t i = 0; i <= TraceFilter::kRemembered; ++i) filter(std::to_string(i), 0);
-  for (int again = 0; again < 2; ++again) filter("0", 0);  // forgotten when the table was full
-  EXPECT_EQ(traced, TraceFilter::kRemembered + 2);
+TEST_F(TraceFilterTest, TextsThatDifferAreBoundedByTheMinuteAndInMemory) {
+  for (int length = 0; length < 6000; ++length) filter(std::to_string(length), length);
+  EXPECT_EQ(traces.size(), static_cast<std::size_t>(TraceFilter::kLinesPerMinute));
+  traces.clear();
+  filter(std::string(100'000, 'x'), 60'000);
+  filter("0", 60'001);
+  EXPECT_THAT(traces, ElementsAre("5900 lines were left out here, there were too many in a minute",
+                                  std::string(TraceFilter::kLongestText, 'x')));
+  for (int i = 0; i < 300; ++i) filter("other " + std::to_string(i), 200'000.0 + i * 1000);
+  filter("0", 600'000);
+  EXPECT_EQ(traces.back(), "0") << "forgotten when the table was full";
 }
 
 }  // namespace

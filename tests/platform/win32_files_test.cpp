@@ -1,4 +1,5 @@
 // Files, settings and the console's pipes as only Windows has them.
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -42,6 +43,48 @@ TEST_F(Win32FilesTest, AFileThatCannotBeReplacedStaysAsItWas) {
   files.WriteAtBeginning(name, "new");
   EXPECT_EQ(files.Read(name, 100), "new content");
   EXPECT_EQ(FilesBeside(name), 1U);
+}
+
+/// A DACL of one entry that no folder hands down: everybody may do everything.
+TEST_F(Win32FilesTest, AReplacedFileKeepsItsRightsAndIsHiddenStill) {
+  const std::string name = harness->FileName("file.scl");
+  const std::wstring wide = ToWide(name);
+  files.WriteAtBeginning(name, "old");
+  SECURITY_DESCRIPTOR rights;
+  InitializeSecurityDescriptor(&rights, SECURITY_DESCRIPTOR_REVISION);
+  std::array<BYTE, SECURITY_MAX_SID_SIZE> everybody{};
+  DWORD size = everybody.size();
+  ASSERT_TRUE(CreateWellKnownSid(WinWorldSid, nullptr, everybody.data(), &size));
+  std::array<BYTE, 256> list{};
+  auto* acl = reinterpret_cast<ACL*>(list.data());
+  InitializeAcl(acl, list.size(), ACL_REVISION);
+  AddAccessAllowedAce(acl, ACL_REVISION, FILE_ALL_ACCESS, everybody.data());
+  SetSecurityDescriptorDacl(&rights, TRUE, acl, FALSE);
+  ASSERT_TRUE(SetFileSecurityW(wide.c_str(), DACL_SECURITY_INFORMATION, &rights));
+  SetFileAttributesW(wide.c_str(), FILE_ATTRIBUTE_HIDDEN);
+  const auto rightsOf = [&] {
+    std::string found(1000, '\0');
+    GetFileSecurityW(wide.c_str(), DACL_SECURITY_INFORMATION, found.data(), 1000, &size);
+    return found;
+  };
+  const std::string before = rightsOf();
+  files.WriteAtBeginning(name, "new");
+  EXPECT_TRUE(rightsOf() == before);
+  EXPECT_NE(GetFileAttributesW(wide.c_str()) & FILE_ATTRIBUTE_HIDDEN, 0U);
+}
+
+/// As a virus scanner does after each change.
+TEST_F(Win32FilesTest, AFileThatIsHeldForAMomentIsReplacedAllTheSame) {
+  const std::string name = harness->FileName("file.scl");
+  files.WriteAtBeginning(name, "old");
+  OwnedHandle reader = Open(name, FILE_SHARE_READ);
+  std::thread scanner([&] {
+    while (FilesBeside(name) < 2) std::this_thread::yield();
+    reader.Reset();
+  });
+  files.WriteAtBeginning(name, "new");
+  scanner.join();
+  EXPECT_EQ(files.Read(name, 100), "new");
 }
 
 TEST_F(Win32FilesTest, TheLogCanBeReadAndMovedWhileItIsWritten) {

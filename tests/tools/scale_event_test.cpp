@@ -10,8 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "platform/line_writer.hpp"
 #include "tools/tarnscale/event_output.hpp"
-#include "tools/tarnscale/line_writer.hpp"
 
 namespace tarn::tool {
 namespace {

@@ -1,24 +1,6 @@
 #include "tools/tarnscale/display_text.hpp"
 
-#include "platform/utf8.hpp"
-
 namespace tarn::tool {
-namespace {
-
-bool IsControl(char32_t codePoint) {
-  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
-}
-
-}  // namespace
-
-std::string Printable(std::string_view text) {
-  std::string printable;
-  while (!text.empty()) {
-    const char32_t codePoint = TakeCodePoint(text);
-    AppendCodePoint(printable, IsControl(codePoint) ? U'?' : codePoint);
-  }
-  return printable;
-}
 
 std::size_t DisplayWidth(std::string_view text) {
   std::size_t width = 0;

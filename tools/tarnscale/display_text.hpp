@@ -5,11 +5,9 @@
 #include <string>
 #include <string_view>
 
-namespace tarn::tool {
+#include "platform/utf8.hpp"  // Printable
 
-/// The text with "?" for every control character: an alias may hold anything, and a terminal would
-/// take some of it as commands.
-std::string Printable(std::string_view text);
+namespace tarn::tool {
 
 /// How many characters a text has on the screen.
 std::size_t DisplayWidth(std::string_view text);

@@ -20,7 +20,7 @@ int PortInUse(const TarnScale& scale) {
 
 /// Two scales on one port are allowed, since one of them may be enabled at a time; but only one of
 /// them will start.
-void NoteSharedPort(const Program& program, const ScaleFile& file, int number) {
+void NoteSharedPort(Program& program, const ScaleFile& file, int number) {
   const int port = PortInUse(file.Scale(number));
   if (port == 0) return;
   for (int other = 1; other <= kScaleCount; ++other) {

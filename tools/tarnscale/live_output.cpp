@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <limits>
 
 #include "connections/reconnector.hpp"
@@ -51,9 +50,9 @@ void KeepConnected(TarnScaleServer& server) {
   }
 }
 
-void FinishOutput(LineWriter& writer, int status) {
+void FinishOutput(Program& program, LineWriter& writer, int status) {
   constexpr std::chrono::seconds kPatience{2};
-  if (!writer.Finish(kPatience)) std::_Exit(status);
+  if (!writer.Finish(kPatience)) program.EndNow(status);
 }
 
 }  // namespace tarn::tool

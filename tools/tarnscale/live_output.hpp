@@ -6,8 +6,8 @@
 #include <string>
 
 #include "base/event.hpp"
+#include "platform/line_writer.hpp"
 #include "server/tarn_scale_server.hpp"
-#include "tools/tarnscale/line_writer.hpp"
 #include "tools/tarnscale/program.hpp"
 
 namespace tarn::tool {
@@ -24,6 +24,6 @@ void KeepConnected(TarnScaleServer& server);
 
 /// Gives the reader of the output a little time for the rest. One that does not take it is not
 /// waited for: the process then ends here, with everything else stopped before.
-void FinishOutput(LineWriter& writer, int status);
+void FinishOutput(Program& program, LineWriter& writer, int status);
 
 }  // namespace tarn::tool

@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
+#include "platform/line_writer.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
-#include "tools/tarnscale/line_writer.hpp"
 #include "tools/tarnscale/live_output.hpp"
 #include "tools/tarnscale/monitor_model.hpp"
 #include "tools/tarnscale/screen.hpp"
@@ -26,6 +26,7 @@ class LiveMonitor {
         timer_(program.Host().Loop().CreateTimer()) {
     program_.Trace([this](std::string_view text) { model_.Note(text); });
     program_.Output().ReadKeys();
+    program_.Output().GuardScreen(kLeaveScreen);
     onKey_ = program_.Output().KeyPressed.Subscribe(
         [this](Console::Key key, char character) { HandleKey(key, character); });
     onTick_ = timer_->Tick.Subscribe([this] { Draw(); });
@@ -94,7 +95,7 @@ int MonitorCommand(Program& program, const MonitorOptions& options) {
   std::int32_t any = 0;
   Monitor(program, options, *connection->TarnScaleServer(any), writer);
   connection.reset();
-  FinishOutput(writer, kSuccess);
+  FinishOutput(program, writer, kSuccess);
   return kSuccess;
 }
 

@@ -1,8 +1,8 @@
 #include "tools/tarnscale/program.hpp"
 
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
-#include <iostream>
 #include <map>
 #include <optional>
 #include <utility>
@@ -89,12 +89,18 @@ std::map<int, std::string> Program::StoredPorts() {
   return ports;
 }
 
-void Program::Say(std::string_view text) const {
-  if (!options_.quiet) std::cerr << text << '\n';
+void Program::Say(std::string_view text) {
+  if (!options_.quiet) errors_.WriteLine(text);
 }
 
-void Program::Complain(std::string_view text) const {
-  std::cerr << "tarnscale: " << text << '\n';
+void Program::Complain(std::string_view text) {
+  errors_.WriteLine("tarnscale: " + std::string(text));
+}
+
+void Program::EndNow(int status) {
+  console_->LeaveNow();
+  errors_.Finish();
+  std::_Exit(status);
 }
 
 /// The server reads from the store which settings file and log it is to use. In tarnscale's own
@@ -131,9 +137,16 @@ std::unique_ptr<TarnServerConnection> Program::StartServer() {
   }
   std::int32_t any = 0;
   const auto server = connection->TarnScaleServer(any);
-  if (server->CurrentFileName() != file || server->CurrentFileNew()) {
-    throw Failure("the server did not load '" + Printable(file) +
-                  "'; where several tarnscale start at once, give each its own --store PLACE");
+  // Another tarnscale may have written its own wishes into the store since.
+  const bool logging = !options_.log.empty();
+  const bool logIsRight =
+      (UsesServerStore() && !logging) ||
+      (server->LoggingEnabled() == logging &&
+       (!logging || server->CurrentLogName() == host_->Files().AbsoluteName(options_.log)));
+  if (server->CurrentFileName() != file || server->CurrentFileNew() || !logIsRight) {
+    throw Failure("the server did not load '" + Printable(file) + "' with " +
+                  (logging ? "its log" : "no log") +
+                  "; where several tarnscale start at once, give each its own --store PLACE");
   }
   return connection;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/native_host.hpp"
+#include "platform/standard_error.hpp"
 #include "server/tarn_server_connection.hpp"
 #include "tools/tarnscale/scale_event.hpp"
 
@@ -41,9 +42,13 @@ class Program {
   /// Where the host's traces go from now on; to standard error when empty.
   void Trace(TraceSink sink) { trace_ = std::move(sink); }
   /// Something good to know, on standard error unless --quiet.
-  void Say(std::string_view text) const;
+  void Say(std::string_view text);
   /// Something wrong, on standard error.
-  void Complain(std::string_view text) const;
+  void Complain(std::string_view text);
+
+  /// Ends the process here, with the terminal given back and what standard error still takes
+  /// written: for when the reader of the output hangs and a thread with it.
+  [[noreturn]] void EndNow(int status);
 
   /// Starts the server with the settings file. Throws Failure.
   std::unique_ptr<TarnServerConnection> StartServer();
@@ -58,6 +63,7 @@ class Program {
   void PrepareStore(const std::string& file);
 
   CommonOptions options_;
+  StandardError errors_;
   TraceSink trace_;
   std::unique_ptr<NativeHost> host_;
   std::unique_ptr<Console> console_;

@@ -2,11 +2,11 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/line_writer.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/event_output.hpp"
 #include "tools/tarnscale/event_watch.hpp"
-#include "tools/tarnscale/line_writer.hpp"
 #include "tools/tarnscale/live_output.hpp"
 
 namespace tarn::tool {
@@ -62,7 +62,7 @@ int RunCommand(Program& program, const RunOptions& options) {
   const int status = RunScales(program, options, *connection->TarnScaleServer(any), output);
   connection.reset();
   output.TellLost(std::chrono::system_clock::now());
-  FinishOutput(writer, status);
+  FinishOutput(program, writer, status);
   return status;
 }
 

@@ -1,16 +1,14 @@
-// Writes output on a thread of its own, so that a slow reader never holds up the scales.
+// Writes output on a thread of its own, so that a slow reader never holds up the loop.
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <mutex>
-#include <string>
+#include <memory>
 #include <string_view>
 #include <thread>
 
-namespace tarn::tool {
+namespace tarn {
 
 class LineWriter {
  public:
@@ -20,7 +18,8 @@ class LineWriter {
   explicit LineWriter(Sink sink);
   LineWriter(const LineWriter&) = delete;
   LineWriter& operator=(const LineWriter&) = delete;
-  /// Drops what still waits and joins the thread, so it lasts as long as the sink does: see Finish.
+  /// Drops what still waits and joins the thread, so it lasts as long as the sink does; but where
+  /// Finish has given the sink up, the thread is left alone with it.
   ~LineWriter();
 
   /// Takes the bytes unless more than `bound` would then wait; false where it did not take them.
@@ -28,20 +27,16 @@ class LineWriter {
   /// True when nothing waits or is being written.
   bool IsIdle() const;
   /// Waits until all is written; false where the time was not enough. The sink may then hang for
-  /// ever, and the process had better end without this object's destructor.
+  /// ever, and whatever it uses has to stay.
   bool Finish(std::chrono::milliseconds time);
 
  private:
-  void WriteWhatWaits();
-  bool IsIdleLocked() const { return waiting_.empty() && !writing_; }
+  struct State;
+  static void WriteWhatWaits(State& state);
 
-  Sink sink_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  std::string waiting_;
-  bool writing_ = false;
-  bool stopping_ = false;
+  std::shared_ptr<State> state_;
+  bool givenUp_ = false;
   std::thread thread_;
 };
 
-}  // namespace tarn::tool
+}  // namespace tarn
