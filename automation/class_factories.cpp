@@ -7,21 +7,82 @@
 #include <rpcdce.h>
 #include <rpcdcep.h>
 
+#include <atomic>
+#include <cstdint>
 #include <utility>
+#include <vector>
 
 #include "automation/class_table.hpp"
 #include "automation/com_errors.hpp"
+#include "automation/parcel.hpp"
 #include "automation/type_library.hpp"
 
 namespace tarn {
 namespace {
 
-/// No outside reference: it lives as long as the process registers it.
-class FactoryBase : public IClassFactory {
+/// In whose turn of the outgoing calls the registrations are changed; no client's apartment.
+constexpr std::uint64_t kOwnTurn = ~std::uint64_t{0};
+
+/// The maker of all classes on the core's thread. It goes by IDispatch, which every system can call
+/// from another apartment: the id is the class's place in the table, the argument the process that
+/// asks. Lives as long as the process.
+class CoreFactory final : public IDispatch {
  public:
-  FactoryBase() = default;
-  FactoryBase(const FactoryBase&) = delete;
-  FactoryBase& operator=(const FactoryBase&) = delete;
+  explicit CoreFactory(ComModule& module) : module_(module) {}
+  CoreFactory(const CoreFactory&) = delete;
+  CoreFactory& operator=(const CoreFactory&) = delete;
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    const bool known = iid == IID_IUnknown || iid == IID_IDispatch;
+    *object = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+
+  STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+    *count = 0;
+    return S_OK;
+  }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return DISP_E_UNKNOWNNAME;
+  }
+  STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT* result,
+                      EXCEPINFO*, UINT*) override {
+    return Guarded([&] {
+      const CreatableClass& made = CreatableClasses()[static_cast<std::size_t>(id)];
+      auto object = made.create(module_);
+      const bool wayIn = *made.clsid == CLSID_TarnServerConnection;
+      module_.Clients().Created(static_cast<DWORD>(V_I4(&arguments->rgvarg[0])),
+                                wayIn ? object.Get() : nullptr);
+      V_VT(result) = VT_UNKNOWN;
+      V_UNKNOWN(result) = object.Detach();
+    });
+  }
+
+ private:
+  virtual ~CoreFactory() = default;
+
+  ComModule& module_;
+};
+
+/// What all factories share.
+struct Passage {
+  explicit Passage(ComModule& owner) : module(owner) {}
+
+  ComModule& module;
+  ComPtr<IDispatch> core;  ///< the maker, as the multithreaded apartment calls it
+  std::atomic<int> creating = 0;
+  std::atomic<bool> refuses = false;
+};
+
+class PublicFactory final : public IClassFactory {
+ public:
+  PublicFactory(std::shared_ptr<Passage> passage, LONG index)
+      : passage_(std::move(passage)), index_(index) {}
+  PublicFactory(const PublicFactory&) = delete;
+  PublicFactory& operator=(const PublicFactory&) = delete;
 
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
@@ -37,106 +98,120 @@ class FactoryBase : public IClassFactory {
     return left;
   }
 
- protected:
-  virtual ~FactoryBase() = default;
-
- private:
-  std::atomic<ULONG> references_ = 1;
-};
-
-class CoreFactory final : public FactoryBase {
- public:
-  CoreFactory(ComModule& module, std::shared_ptr<ClassFactories::Caller> caller,
-              const CreatableClass& made)
-      : module_(module), caller_(std::move(caller)), class_(made) {}
-
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
     *object = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    HRESULT asked = S_OK;
-    const HRESULT created = Guarded([&] {
-      const auto made = class_.create(module_);
-      const bool wayIn = *class_.clsid == CLSID_TarnServerConnection;
-      module_.Clients().Created(caller_->process, wayIn ? made.Get() : nullptr);
-      asked = made->QueryInterface(iid, object);
-    });
-    return FAILED(created) ? created : asked;
+    ++passage_->creating;
+    const HRESULT result = passage_->refuses ? CO_E_SERVER_STOPPING : Create(iid, object);
+    --passage_->creating;
+    return result;
   }
   STDMETHODIMP LockServer(BOOL lock) override {
     if (lock)
-      module_.AddReference();
+      passage_->module.AddReference();
     else
-      module_.ReleaseReference();
+      passage_->module.ReleaseReference();
     return S_OK;
   }
 
+  bool IsHeld() const { return references_ > 1; }
+
  private:
-  ComModule& module_;
-  std::shared_ptr<ClassFactories::Caller> caller_;
-  const CreatableClass& class_;
-};
+  ~PublicFactory() = default;
 
-class PublicFactory final : public FactoryBase {
- public:
-  PublicFactory(ComPtr<IClassFactory> core, std::shared_ptr<ClassFactories::Caller> caller)
-      : core_(std::move(core)), caller_(std::move(caller)) {}
-
-  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-    *object = nullptr;
-    if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+  HRESULT Create(REFIID iid, void** object) {
     unsigned long process = 0;
     if (I_RpcBindingInqLocalClientPID(nullptr, &process) != RPC_S_OK) process = 0;
-    const std::lock_guard turn(caller_->turn);
-    caller_->process = process;
-    return core_->CreateInstance(nullptr, iid, object);
+    Variant caller(static_cast<LONG>(process));
+    DISPPARAMS parameters{caller.Get(), nullptr, 1, 0};
+    Variant made;
+    const HRESULT result =
+        passage_->core->Invoke(index_, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
+                               made.Get(), nullptr, nullptr);
+    return FAILED(result) ? result : V_UNKNOWN(made.Get())->QueryInterface(iid, object);
   }
-  STDMETHODIMP LockServer(BOOL lock) override { return core_->LockServer(lock); }
 
- private:
-  ComPtr<IClassFactory> core_;
-  std::shared_ptr<ClassFactories::Caller> caller_;
+  const std::shared_ptr<Passage> passage_;
+  const LONG index_;
+  std::atomic<ULONG> references_ = 1;
 };
 
 }  // namespace
 
-ClassFactories::ClassFactories(ComModule& module) : module_(module) {
-  for (const CreatableClass& creatable : CreatableClasses()) {
-    ComPtr<IClassFactory> factory;
-    *factory.Receive() = new CoreFactory(module, caller_, creatable);
-    Register(*creatable.clsid, factory.Get());
+/// The registrations are made and taken back in the multithreaded apartment. A factory is kept
+/// beyond its registration: the system lets go of it while it holds the table of classes, and there
+/// nothing may depend on the core's thread.
+struct ClassFactories::Door {
+  HRESULT Open() {
+    for (std::size_t i = 0; i < factories.size(); ++i) {
+      DWORD cookie = 0;
+      const HRESULT result = CoRegisterClassObject(*CreatableClasses()[i].clsid, factories[i].Get(),
+                                                   CLSCTX_LOCAL_SERVER,
+                                                   REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &cookie);
+      if (FAILED(result)) return result;
+      cookies.push_back(cookie);
+    }
+    return S_OK;
   }
+  void Close() {
+    CoSuspendClassObjects();
+    for (const DWORD cookie : std::exchange(cookies, {})) CoRevokeClassObject(cookie);
+  }
+
+  std::shared_ptr<Passage> passage;
+  std::vector<ComPtr<PublicFactory>> factories;
+  std::vector<DWORD> cookies;
+};
+
+ClassFactories::ClassFactories(ComModule& module)
+    : module_(module), door_(std::make_shared<Door>()) {
+  door_->passage = std::make_shared<Passage>(module);
+  const auto core = std::make_shared<Parcel>(new CoreFactory(module), IID_IDispatch);
+  const HRESULT registered = module.CallsOut().RunOwn([core, door = door_] {
+    door->passage->core = core->Open<IDispatch>(IID_IDispatch);
+    if (!door->passage->core) return E_NOINTERFACE;
+    for (std::size_t i = 0; i < CreatableClasses().size(); ++i) {
+      door->factories.emplace_back();
+      *door->factories.back().Receive() = new PublicFactory(door->passage, static_cast<LONG>(i));
+    }
+    return door->Open();
+  });
+  Check(registered, "registering the class factories");
 }
 
-void ClassFactories::Register(const CLSID& clsid, IClassFactory* factory) {
-  ComPtr<IStream> stream;
-  Check(CoMarshalInterThreadInterfaceInStream(IID_IClassFactory, factory, stream.Receive()),
-        "handing a class factory over");
-  const auto cookie = std::make_shared<DWORD>(0);
-  const HRESULT registered =
-      module_.CallsOut().RunOwn([clsid, cookie, caller = caller_, given = stream.Detach()] {
-        ComPtr<IClassFactory> core;
-        const HRESULT result = CoGetInterfaceAndReleaseStream(
-            given, IID_IClassFactory, reinterpret_cast<void**>(core.Receive()));
-        if (FAILED(result)) return result;
-        ComPtr<IClassFactory> known;
-        *known.Receive() = new PublicFactory(std::move(core), caller);
-        return CoRegisterClassObject(clsid, known.Get(), CLSCTX_LOCAL_SERVER,
-                                     REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, cookie.get());
-      });
-  Check(registered, "registering a class factory");
-  cookies_.push_back(*cookie);
-}
+ClassFactories::~ClassFactories() = default;
 
 void ClassFactories::Resume() {
   CoResumeClassObjects();
 }
 
-void ClassFactories::Revoke() {
-  if (cookies_.empty()) return;
-  module_.CallsOut().RunOwn([cookies = std::exchange(cookies_, {})] {
-    for (const DWORD cookie : cookies) CoRevokeClassObject(cookie);
-    return S_OK;
-  });
+void ClassFactories::Close(std::function<void()> closed) {
+  module_.CallsOut().Later(
+      kOwnTurn, [door = door_, &loop = module_.System().Loop(), then = std::move(closed)] {
+        door->Close();
+        loop.Post(then);
+      });
+}
+
+void ClassFactories::Reopen() {
+  Check(module_.CallsOut().RunOwn([door = door_] { return door->Open(); }),
+        "registering the class factories again");
+  Resume();
+}
+
+bool ClassFactories::AreHeld() const {
+  for (const auto& factory : door_->factories) {
+    if (factory->IsHeld()) return true;
+  }
+  return false;
+}
+
+bool ClassFactories::Refuse() {
+  Passage& passage = *door_->passage;
+  passage.refuses = true;
+  if (passage.creating == 0) return true;
+  passage.refuses = false;
+  return false;
 }
 
 }  // namespace tarn

@@ -1,49 +1,50 @@
-// The class factories of the process.
+// The class factories of the process: the door through which clients come.
 //
-// There are two of each class. The one that the system knows lives in the multithreaded apartment,
-// where a call tells which process it comes from; it passes the creation on to the one on the
-// core's thread.
+// There is one of each class that the system knows. It lives in the multithreaded apartment, where
+// a call tells which process it comes from, and passes the creation on to the core's thread.
 #pragma once
 
 #include <windows.h>
 
 #include <unknwn.h>
 
-#include <atomic>
+#include <functional>
 #include <memory>
-#include <mutex>
-#include <vector>
 
 #include "automation/com_module.hpp"
 
 namespace tarn {
 
-/// Registers a factory for every creatable class, suspended, so that the system knows the process
-/// before anything slow happens; calls are served once the loop runs.
+/// On the core's thread. The calls of a client that holds a factory may outlast this object's use,
+/// so the process ends without destroying it.
 class ClassFactories {
  public:
-  /// Throws WindowsError.
+  /// Registers a factory for every creatable class, suspended, so that the system knows the process
+  /// before anything slow happens. Throws WindowsError.
   explicit ClassFactories(ComModule& module);
   ClassFactories(const ClassFactories&) = delete;
   ClassFactories& operator=(const ClassFactories&) = delete;
-  ~ClassFactories() { Revoke(); }
+  ~ClassFactories();
 
   void Resume();
-  /// Nobody is let in any more.
-  void Revoke();
 
-  /// Whose creation it is that is passed on; one at a time.
-  struct Caller {
-    std::mutex turn;
-    std::atomic<DWORD> process = 0;
-  };
+  /// Takes the registrations back, so that the system sends no new client here, and then calls
+  /// `closed` from the loop. It does not wait: the system may hold its table of classes until a
+  /// client that it serves there goes on. Whoever has found a factory before is still served.
+  void Close(std::function<void()> closed);
+  /// Registers the factories again after Close. Throws WindowsError.
+  void Reopen();
+  /// Whether a client holds a factory, of those that are no longer registered.
+  bool AreHeld() const;
+  /// From now on a creation is answered with the word that the server stops. False, and nothing
+  /// changes, when one is under way.
+  bool Refuse();
 
  private:
-  void Register(const CLSID& clsid, IClassFactory* factory);
+  struct Door;
 
   ComModule& module_;
-  std::shared_ptr<Caller> caller_ = std::make_shared<Caller>();
-  std::vector<DWORD> cookies_;
+  std::shared_ptr<Door> door_;  ///< shared with the calls
 };
 
 }  // namespace tarn

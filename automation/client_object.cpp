@@ -140,7 +140,10 @@ HRESULT ClientObject::Run(std::function<HRESULT(IDispatch&)> work) {
   const bool done = calls_.Run(
       [proxy = proxy_, outcome, call = std::move(work)] { *outcome = call(*proxy->object.Get()); },
       *apartment_);
-  if (done) return *outcome;
+  if (done) {
+    if (OutcomeOf(*outcome) == CallOutcome::Done) calls_.Answered();
+    return *outcome;
+  }
   apartment_->lost = true;
   return kTimedOut;
 }

@@ -3,6 +3,7 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -10,6 +11,14 @@
 #include "platform/win32/win32_handle.hpp"
 
 namespace tarn {
+namespace {
+
+/// Milliseconds without a call after which nobody holds what an ended client left.
+constexpr std::int32_t kDoubtTime = 20000;
+/// So many of them are kept at the most.
+constexpr std::size_t kMostLeft = 32;
+
+}  // namespace
 
 struct ClientProcesses::Watched {
   Watched() = default;
@@ -30,13 +39,20 @@ struct ClientProcesses::Watched {
 };
 
 ClientProcesses::ClientProcesses(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone)
-    : host_(host), callsOut_(callsOut), allGone_(std::move(allGone)) {}
+    : host_(host),
+      callsOut_(callsOut),
+      allGone_(std::move(allGone)),
+      doubt_(host.Loop().CreateTimer()),
+      onDoubt_(doubt_->Tick.Subscribe([this] { LookForCalls(); })) {
+  doubt_->Interval(kDoubtTime);
+}
 
 ClientProcesses::~ClientProcesses() {
   *alive_ = false;
 }
 
 void ClientProcesses::Created(DWORD process, IUnknown* own) {
+  gone_ = false;
   if (process == 0 || !Watch(process)) {
     allKnown_ = false;
     return;
@@ -63,6 +79,7 @@ bool ClientProcesses::Watch(DWORD process) {
 }
 
 void ClientProcesses::Gone(const IUnknown* own) {
+  std::erase(left_, own);
   for (const auto& [process, watched] : processes_) std::erase(watched->objects, own);
 }
 
@@ -72,14 +89,34 @@ void ClientProcesses::Ended(DWORD process) {
   const auto watched = std::move(entry->second);
   processes_.erase(entry);
   callsOut_.ProcessEnded(process);
-  // Held first: to let go of one may end the server, whose objects then come back here.
-  std::vector<ComPtr<IUnknown>> held(watched->objects.begin(), watched->objects.end());
-  if (!held.empty()) {
+  left_.insert(left_.end(), watched->objects.begin(), watched->objects.end());
+  if (!watched->objects.empty()) {
     host_.Trace("Client " + std::to_string(process) + " ended without letting go of the server");
   }
+  // Calls of clients that live hide whether anybody else calls; so this is bounded.
+  if (left_.size() > kMostLeft) TakeBack(left_.size() - kMostLeft);
+  called_ = false;
+  callsOut_.TakeAnswered();
+  doubt_->Enabled(false);
+  doubt_->Enabled(true);
+}
+
+void ClientProcesses::LookForCalls() {
+  const bool answered = callsOut_.TakeAnswered();
+  if (std::exchange(called_, false) || answered) return;
+  doubt_->Enabled(false);
+  TakeBack(left_.size());
+  if (!processes_.empty() || !allKnown_) return;
+  gone_ = true;
+  allGone_();
+}
+
+void ClientProcesses::TakeBack(std::size_t count) {
+  // Held first: to let go of one may end the server, whose objects then come back here.
+  const auto end = left_.begin() + static_cast<std::ptrdiff_t>(count);
+  const std::vector<ComPtr<IUnknown>> held(left_.begin(), end);
+  left_.erase(left_.begin(), end);
   for (const auto& object : held) CoDisconnectObject(object.Get(), 0);
-  held.clear();
-  if (processes_.empty() && allKnown_) allGone_();
 }
 
 }  // namespace tarn

@@ -1,47 +1,65 @@
 // Which client process holds which way in, so that a client that dies does not hold the server for
 // ever: the references of a process that was killed are not given back everywhere.
+//
+// A client may also have handed its objects on to another program before it ended, and nothing
+// tells who that is. So what an ended client left is taken back only when nobody has called the
+// server or answered one of its events for a while.
 #pragma once
 
 #include <windows.h>
 
 #include <unknwn.h>
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
 #include <vector>
 
 #include "automation/outgoing_calls.hpp"
+#include "base/event.hpp"
 #include "platform/host.hpp"
+#include "platform/timer.hpp"
 
 namespace tarn {
 
 /// Watches the processes that created objects. On the core's thread.
 class ClientProcesses {
  public:
-  /// `allGone` is called when the last known process has ended, if all clients were known.
+  /// `allGone` is called when AreGone begins to hold.
   ClientProcesses(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone);
   ClientProcesses(const ClientProcesses&) = delete;
   ClientProcesses& operator=(const ClientProcesses&) = delete;
   ~ClientProcesses();
 
-  /// The process (0: not known) created an object. With `own`, the object is the process's alone,
-  /// and its references are taken back when the process ends.
+  /// The process (0: not known) created an object. With `own`, its references are taken back after
+  /// the process has ended.
   void Created(DWORD process, IUnknown* own);
   /// Such an object is gone.
   void Gone(const IUnknown* own);
+  /// Somebody called the server.
+  void Called() { called_ = true; }
+  /// Whether all clients were known and have ended, and what they left is taken back.
+  bool AreGone() const { return gone_; }
 
  private:
   struct Watched;
 
   bool Watch(DWORD process);
   void Ended(DWORD process);
+  void LookForCalls();
+  void TakeBack(std::size_t count);
 
   Host& host_;
   OutgoingCalls& callsOut_;
   std::function<void()> allGone_;
   std::map<DWORD, std::unique_ptr<Watched>> processes_;
+  std::vector<IUnknown*> left_;  ///< by ended processes, oldest first
+  std::unique_ptr<Timer> doubt_;
+  Subscription onDoubt_;
+  bool called_ = false;
   bool allKnown_ = true;
+  bool gone_ = false;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< for what is still posted
 };
 

@@ -40,12 +40,12 @@ class UnattachedSite final : public ScaleSite, public std::enable_shared_from_th
 }  // namespace
 
 ComModule::ComModule(Host& host, const std::wstring& program, double eventLimit,
-                     std::function<void()> unused, std::function<void()> abandoned)
+                     const std::function<void()>& unused)
     : host_(host),
       types_(program),
       callsOut_(std::make_shared<OutgoingCalls>(eventLimit)),
-      unused_(std::move(unused)),
-      clients_(host, *callsOut_, std::move(abandoned)) {}
+      unused_(unused),
+      clients_(host, *callsOut_, unused) {}
 
 const DispatchTable& ComModule::MembersOf(const CLSID& coclass,
                                           const std::vector<IID>& interfaces) {
@@ -72,16 +72,7 @@ void ComModule::Forget(const void* core, const IUnknown* object) {
   if (entry != objects_.end() && entry->second == object) objects_.erase(entry);
 }
 
-/// The system is told too, so that it starts another process for whoever comes after the last
-/// reference has gone.
-void ComModule::AddReference() {
-  wasUsed_ = true;
-  ++references_;
-  CoAddRefServerProcess();
-}
-
 void ComModule::ReleaseReference() {
-  CoReleaseServerProcess();
   if (--references_ == 0) unused_();
 }
 

@@ -6,6 +6,7 @@
 
 #include <unknwn.h>
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -25,11 +26,10 @@ namespace tarn {
 /// One per process, on the thread of the loop; outlives every COM object.
 class ComModule {
  public:
-  /// `program` is the file that carries the type library. `unused` is called whenever the last
-  /// outside reference has gone, `abandoned` when all clients have ended, though they left
-  /// references behind.
+  /// `program` is the file that carries the type library. `unused` is called whenever the process
+  /// may be in use no more, on any thread.
   ComModule(Host& host, const std::wstring& program, double eventLimit,
-            std::function<void()> unused, std::function<void()> abandoned);
+            const std::function<void()>& unused);
   ComModule(const ComModule&) = delete;
   ComModule& operator=(const ComModule&) = delete;
 
@@ -49,24 +49,24 @@ class ComModule {
   void Remember(const void* core, IUnknown* object) { objects_[core] = object; }
   void Forget(const void* core, const IUnknown* object);
 
-  // Outside references: objects that clients hold, and locks.
-  void AddReference();
+  // Outside references: objects that clients hold, and locks. Counted from any thread. The system's
+  // count of them is deliberately not used: it is kept under the lock of the table of classes,
+  // which the core's thread must never wait for.
+  void AddReference() { ++references_; }
   void ReleaseReference();
-  bool InUse() const { return references_ > 0; }
-  /// Whether anything was ever asked for.
-  bool WasUsed() const { return wasUsed_; }
+  /// What clients that have all ended left behind does not count.
+  bool InUse() const { return references_ > 0 && !clients_.AreGone(); }
 
  private:
   Host& host_;
   TypeLibrary types_;
   std::map<std::wstring, DispatchTable> members_;
   std::shared_ptr<OutgoingCalls> callsOut_;
-  std::function<void()> unused_;
+  const std::function<void()> unused_;
   ClientProcesses clients_;
   std::shared_ptr<ScaleSite> clientSite_;
   std::map<const void*, IUnknown*> objects_;
-  long references_ = 0;
-  bool wasUsed_ = false;
+  std::atomic<long> references_ = 0;
 };
 
 }  // namespace tarn

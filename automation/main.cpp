@@ -57,15 +57,9 @@ int wmain(int argc, wchar_t** argv) {
   if (argc > 2) return Fail("TarnSclServer: one argument at a time\n");
   if (const auto command = tarn::RegistrationCommandOf(argument)) return Register(*command);
   if (!IsEmbedding(argument)) return Fail("TarnSclServer: unknown argument\n");
-  int status = 0;
   try {
-    status = tarn::RunServerProcess(ProgramName());
+    tarn::RunServerProcess(ProgramName());
   } catch (const std::exception& error) {
-    status = Fail(error.what());
+    return Fail(error.what());
   }
-  std::fflush(nullptr);
-  // All that matters is closed. Threads may still wait for clients that hang: the system's
-  // libraries, tidying up after those, could wait for ever and keep the process.
-  TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
-  return status;
 }

@@ -6,7 +6,9 @@
 #include <cmath>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -42,14 +44,24 @@ struct OutgoingCalls::Pool : std::enable_shared_from_this<Pool> {
       added.notify_one();
       return;
     }
-    std::thread([self = shared_from_this()] { self->Serve(); }).detach();
+    try {
+      std::thread([self = shared_from_this()] { self->Serve(); }).detach();
+    } catch (const std::system_error&) {
+      // No more threads just now: one that gets free, or comes with later work, does it.
+    }
   }
 
   void SubmitInTurn(std::uint64_t client, std::function<void()> work) {
     const std::lock_guard lock(turnMutex);
     auto& waiting = turns[client];
     waiting.push_back(std::move(work));
-    if (waiting.size() == 1) Submit([this, client] { ServeTurns(client); });
+    if (waiting.size() > 1) return;
+    try {
+      Submit([this, client] { ServeTurns(client); });
+    } catch (...) {
+      turns.erase(client);  // or what comes later would wait for a turn that never ends
+      throw;
+    }
   }
 
   void ServeTurns(std::uint64_t client) {
@@ -147,8 +159,12 @@ HRESULT OutgoingCalls::RunOwn(std::function<HRESULT()> work) {
   return *result;
 }
 
-void OutgoingCalls::Later(std::uint64_t client, std::function<void()> work) {
-  pool_->SubmitInTurn(client, std::move(work));
+void OutgoingCalls::Later(std::uint64_t client, std::function<void()> work) noexcept {
+  try {
+    pool_->SubmitInTurn(client, std::move(work));
+  } catch (const std::exception&) {
+    // Without memory it stays undone: a reference then goes with its process.
+  }
 }
 
 std::shared_ptr<ClientApartment> OutgoingCalls::Apartment(std::uint64_t id) {

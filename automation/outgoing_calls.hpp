@@ -56,8 +56,13 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   HRESULT RunOwn(std::function<HRESULT()> work);
 
   /// Does the work some time. What concerns one client is done one by one, so that a client that
-  /// hangs holds one thread at the most. From any thread.
-  void Later(std::uint64_t client, std::function<void()> work);
+  /// hangs holds one thread at the most. Where memory has run out, it is not done. From any thread.
+  void Later(std::uint64_t client, std::function<void()> work) noexcept;
+
+  /// A client answered a call.
+  void Answered() { answered_ = true; }
+  /// Whether one did since this was asked last.
+  bool TakeAnswered() { return std::exchange(answered_, false); }
 
   /// From any thread.
   std::shared_ptr<ClientApartment> Apartment(std::uint64_t id);
@@ -74,7 +79,8 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   bool WaitFor(const Job& job, double limit) const;
 
   double limit_;
-  double lost_ = 0;             ///< milliseconds spent so far on calls that were not done in time
+  double lost_ = 0;  ///< milliseconds spent so far on calls that were not done in time
+  bool answered_ = false;
   std::shared_ptr<Pool> pool_;  ///< shared with the threads, which may outlive this object
   std::mutex apartmentsMutex_;
   std::map<std::uint64_t, std::weak_ptr<ClientApartment>> apartments_;

@@ -4,11 +4,13 @@
 
 #include <objbase.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "automation/class_factories.hpp"
 #include "automation/com_module.hpp"
@@ -29,14 +31,24 @@ constexpr std::int32_t kUnusedTime = 15000;
 /// The same for one that took over: its client, if it was not served by the former process, is
 /// there.
 constexpr std::int32_t kUnusedTimeOfSuccessor = 5000;
-/// Milliseconds that a second process waits for the first one to end.
+/// The same after the last outside reference has gone. Clients come in series, and one that comes
+/// now need not wait for another process.
+constexpr std::int32_t kLingeringTime = 1000;
+/// Milliseconds that closing the door may take.
+constexpr std::int32_t kClosingTime = 2000;
+/// Milliseconds, and how many times, that the process waits behind its closed door for clients that
+/// found a class factory before.
+constexpr std::int32_t kLastCallTime = 100;
+constexpr int kLastCalls = 20;
+/// Milliseconds that a second process waits for the first one to end, which takes less from the
+/// moment when the door is closed.
 constexpr DWORD kSuccessionTime = 5000;
 /// Milliseconds that a client may take for an event, unless the settings say otherwise.
 constexpr double kEventLimit = 5000;
 
 /// Two clients that start at the same moment may each have a process launched. Only one serves: the
 /// second one waits, either to take over from one that is just ending, or until its client has
-/// found the first one.
+/// found the first one. Given back by the end of the process.
 class OnlyInstance {
  public:
   OnlyInstance() : mutex_(CreateMutexW(nullptr, FALSE, L"Local\\TarnSclServer.OnlyInstance")) {
@@ -46,9 +58,6 @@ class OnlyInstance {
   }
   OnlyInstance(const OnlyInstance&) = delete;
   OnlyInstance& operator=(const OnlyInstance&) = delete;
-  ~OnlyInstance() {
-    if (owned_) ReleaseMutex(mutex_.Get());
-  }
   explicit operator bool() const { return owned_; }
   bool TookOver() const { return tookOver_; }
 
@@ -82,63 +91,144 @@ double EventLimit(Host& host) {
   return kEventLimit;
 }
 
-class Apartment {
+/// Notices the calls that come in. Lives as long as the process.
+class CallFilter final : public IMessageFilter {
  public:
-  Apartment() { Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM"); }
-  Apartment(const Apartment&) = delete;
-  Apartment& operator=(const Apartment&) = delete;
-  ~Apartment() { CoUninitialize(); }
+  explicit CallFilter(ClientProcesses& clients) : clients_(clients) {}
+  CallFilter(const CallFilter&) = delete;
+  CallFilter& operator=(const CallFilter&) = delete;
+  virtual ~CallFilter() = default;
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    const bool known = iid == IID_IUnknown || iid == IID_IMessageFilter;
+    *object = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP_(DWORD) HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override {
+    clients_.Called();
+    return SERVERCALL_ISHANDLED;
+  }
+  STDMETHODIMP_(DWORD) RetryRejectedCall(HTASK, DWORD, DWORD) override {
+    return static_cast<DWORD>(-1);
+  }
+  STDMETHODIMP_(DWORD) MessagePending(HTASK, DWORD, DWORD) override {
+    return PENDINGMSG_WAITDEFPROCESS;
+  }
+
+ private:
+  ClientProcesses& clients_;
 };
 
-void Serve(Host& host, const std::wstring& program, std::int32_t unusedTime) {
-  MessageLoop& loop = host.Loop();
-  std::optional<ClassFactories> factories;
-  std::unique_ptr<ComModule> module;
-  const auto end = [&] {
-    factories->Revoke();
-    loop.Quit();
-  };
-  const auto endWhenUnused = [&] {
-    if (module->InUse())
-      factories->Resume();  // the system had shut the door already
-    else
-      end();
-  };
-  // Posted, so that a client which comes at this very moment is still served by this process.
-  module = std::make_unique<ComModule>(
-      host, program, EventLimit(host), [&] { loop.Post(endWhenUnused); }, end);
-  {
-    const Apartment apartment;  // ends before the module that its objects use
-    factories.emplace(*module);
-    const auto unusedTimer = loop.CreateTimer();
-    const auto onUnused = unusedTimer->Tick.Subscribe([&] {
-      unusedTimer->Enabled(false);
-      if (!module->WasUsed()) endWhenUnused();
-    });
-    unusedTimer->Interval(unusedTime);
-    unusedTimer->Enabled(true);
-    loop.Post([&] { factories->Resume(); });
-    loop.Run();
-    factories.reset();
+/// When the process ends: some time after the last outside reference has gone, the door is closed
+/// to new clients, which the system from then on sends to the next process. Those that were on
+/// their way in are waited for, and when one of them creates something the door opens again. So a
+/// client that comes at any moment is served by this process or by the next one.
+class OpeningHours {
+ public:
+  OpeningHours(MessageLoop& loop, const ComModule& module, ClassFactories& factories)
+      : loop_(loop),
+        module_(module),
+        factories_(factories),
+        timer_(loop.CreateTimer()),
+        onTick_(timer_->Tick.Subscribe([this] { OnTick(); })) {}
+
+  /// The process may be in use no more.
+  void Unused() {
+    if (door_ != Door::Closed) LookIn(kLingeringTime);
   }
+  void LookIn(std::int32_t milliseconds) {
+    timer_->Interval(milliseconds);
+    timer_->Enabled(true);
+  }
+
+ private:
+  enum class Door { Open, Closing, Closed };
+
+  void OnTick() {
+    timer_->Enabled(false);
+    if (door_ == Door::Closed) return EndOrReopen();
+    if (module_.InUse()) return;
+    if (door_ == Door::Open) return Close();
+    // A client that hangs keeps the system from closing; it hangs on with the next process.
+    if (factories_.Refuse()) loop_.Quit();
+  }
+
+  void Close() {
+    door_ = Door::Closing;
+    LookIn(kClosingTime);
+    factories_.Close([this] {
+      door_ = Door::Closed;
+      lastCalls_ = kLastCalls;
+      EndOrReopen();
+    });
+  }
+
+  void EndOrReopen() {
+    LookIn(kLastCallTime);
+    if (module_.InUse()) {
+      factories_.Reopen();
+      door_ = Door::Open;
+      return Unused();
+    }
+    const bool awaited = factories_.AreHeld() && --lastCalls_ > 0;
+    if (!awaited && factories_.Refuse()) loop_.Quit();
+  }
+
+  MessageLoop& loop_;
+  const ComModule& module_;
+  ClassFactories& factories_;
+  Door door_ = Door::Open;
+  int lastCalls_ = 0;
+  std::unique_ptr<Timer> timer_;
+  Subscription onTick_;
+};
+
+/// All that matters is closed by now, or closes with the process. Nothing is taken apart: threads
+/// may still wait for clients that hang, or come back from them to what they use here, and the
+/// system's libraries, tidying up, could wait for those for ever.
+[[noreturn]] void EndProcess(int status) {
+  std::fflush(nullptr);
+  TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
+  std::abort();  // never reached
+}
+
+/// Ends the process.
+[[noreturn]] void Serve(Host& host, const std::wstring& program, std::int32_t unusedTime) {
+  MessageLoop& loop = host.Loop();
+  Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM");
+  OpeningHours* hours = nullptr;
+  ComModule module(host, program, EventLimit(host),
+                   [&] { loop.Post([&hours] { hours->Unused(); }); });
+  CallFilter filter(module.Clients());
+  Check(CoRegisterMessageFilter(&filter, nullptr), "watching the calls");
+  ClassFactories factories(module);
+  OpeningHours own(loop, module, factories);
+  hours = &own;
+  loop.Post([&] {
+    factories.Resume();
+    own.LookIn(unusedTime);
+  });
+  loop.Run();
+  EndProcess(0);
 }
 
 }  // namespace
 
-int RunServerProcess(const std::wstring& program) {
+void RunServerProcess(const std::wstring& program) {
   const std::wstring folder = MoveToOwnFolder();
   const OnlyInstance onlyInstance;
-  if (!onlyInstance) return 0;
+  if (!onlyInstance) EndProcess(0);
   TraceFile trace(std::filesystem::path(folder) / "TarnSclServer.trace");
+  HostOptions options;
+  options.trace = [&trace](std::string_view text) { trace.Write(text); };
   try {
-    HostOptions options;
-    options.trace = [&trace](std::string_view text) { trace.Write(text); };
     const auto host = CreateNativeHost(std::move(options));
     Serve(*host, program, onlyInstance.TookOver() ? kUnusedTimeOfSuccessor : kUnusedTime);
-    return 0;
   } catch (const std::exception& error) {
     trace.Write(std::string("The server ends: ") + error.what());
-    return 1;
+    EndProcess(1);
   }
 }
 

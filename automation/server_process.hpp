@@ -5,8 +5,8 @@
 
 namespace tarn {
 
-/// Serves clients until the last one has gone; returns the exit code. `program` is the full name of
-/// the running program.
-int RunServerProcess(const std::wstring& program);
+/// Serves clients until the last one has gone, and ends the process. `program` is the full name of
+/// the running program. Throws what keeps it from starting.
+[[noreturn]] void RunServerProcess(const std::wstring& program);
 
 }  // namespace tarn

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "connections/serial_connection.hpp"
 
 namespace tarn {
 namespace {
@@ -31,7 +32,10 @@ void ScaleTable::Replace(std::int16_t number, std::shared_ptr<TarnScale> scale) 
   // The slot changes before the old scale tells its clients that it stops: they see the new table.
   auto& slot = scales_[static_cast<std::size_t>(number - 1)];
   const auto old = std::exchange(slot, std::move(scale));
-  if (old) old->Detach();
+  if (!old) return;
+  leaving_.push_back(old);
+  old->Detach();
+  leaving_.pop_back();
 }
 
 bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site) {
@@ -80,6 +84,20 @@ PropertyBag ScaleTable::Save() const {
 
 void ScaleTable::Clear() {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) Replace(number, nullptr);
+}
+
+void ScaleTable::ClosePorts() noexcept {
+  const auto close = [](const auto& scale) {
+    if (!scale) return;
+    try {
+      const auto serial = std::dynamic_pointer_cast<SerialConnection>(scale->Connection());
+      if (serial) serial->Disconnect();
+    } catch (const std::exception&) {
+      // The scale traces it when it stops.
+    }
+  };
+  for (const auto& scale : leaving_) close(scale);
+  for (const auto& scale : scales_) close(scale);
 }
 
 }  // namespace tarn

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "base/property_bag.hpp"
 #include "scale/scale_site.hpp"
@@ -35,8 +36,12 @@ class ScaleTable {
   PropertyBag Save() const;
   void Clear();
 
+  /// Closes the serial ports of all scales, also of those that are just leaving. Raises nothing.
+  void ClosePorts() noexcept;
+
  private:
   std::array<std::shared_ptr<TarnScale>, kScaleCount> scales_;
+  std::vector<std::shared_ptr<TarnScale>> leaving_;  ///< which still raise their last events
 };
 
 }  // namespace tarn

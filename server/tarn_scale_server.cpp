@@ -111,6 +111,11 @@ void TarnScaleServer::ShutDown() {
   site_->Close();
 }
 
+void TarnScaleServer::MakeWay() {
+  scales_.ClosePorts();
+  site_->Close();
+}
+
 void TarnScaleServer::RequireRunning() const {
   if (!running_) ThrowObjectNotSet("The scale server has shut down");
 }

@@ -100,6 +100,9 @@ class TarnScaleServer {
   /// Ends the server: remembers the settings file, lets the scales go, closes the log, unloads the
   /// host form. Whoever still holds the object gets error 91 where it would need the server.
   void ShutDown();
+  /// Closes all that another server needs: ports, sockets, the log. For a server that is built
+  /// inside the last events of this one's shut-down, which then goes on. Raises nothing.
+  void MakeWay();
 
  private:
   /// State of the settings file.

@@ -4,9 +4,14 @@
 //   busy_client CALLS_TO_REFUSE STOP_FILE
 //   busy_client hang STOP_FILE   does not return from the first call that comes in, which is the
 //                                server's question to the sink in the middle of Advise
+//
+// Or hands the server on to another program, as a launcher does:
+//   busy_client give FILE        writes a reference to the server into the file and waits
+//   busy_client take FILE        takes it and reads an alias again and again
 #include <windows.h>
 
 #include <comdef.h>
+#include <shlwapi.h>
 
 #include <TarnSclServer.h>
 
@@ -72,9 +77,47 @@ class Filter final : public IMessageFilter {
   const char* untilFile_ = nullptr;
 };
 
-_WeightDataPtr WeightOfScale1() {
+_TarnServerConnectionPtr Connect() {
   _TarnServerConnectionPtr connection;
   Check(connection.CreateInstance(CLSID_TarnServerConnection, nullptr, CLSCTX_LOCAL_SERVER));
+  return connection;
+}
+
+[[noreturn]] void Give(const char* name) {
+  const auto connection = Connect();
+  tarn::ComPtr<IStream> stream;
+  HGLOBAL memory = nullptr;
+  Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.Receive()));
+  Check(CoMarshalInterface(stream.Get(), __uuidof(_TarnServerConnection), connection, MSHCTX_LOCAL,
+                           nullptr, MSHLFLAGS_NORMAL));
+  Check(GetHGlobalFromStream(stream.Get(), &memory));
+  std::FILE* file = std::fopen(name, "wb");
+  std::fwrite(GlobalLock(memory), 1, GlobalSize(memory), file);
+  std::fclose(file);
+  Filter::Say("given");
+  for (;;) Sleep(INFINITE);
+}
+
+[[noreturn]] void Take(const char* name) {
+  tarn::ComPtr<IStream> stream;
+  Check(SHCreateStreamOnFileA(name, STGM_READ, stream.Receive()));
+  _TarnServerConnectionPtr connection;
+  Check(CoUnmarshalInterface(stream.Get(), __uuidof(_TarnServerConnection),
+                             reinterpret_cast<void**>(&connection)));
+  Filter::Say("taken");
+  for (;;) {
+    LONG component = 0;
+    _TarnScaleServerPtr server;
+    Check(connection->get_TarnScaleServer(&component, &server));
+    _TarnScalePtr scale;
+    Check(server->GetScale(1, &scale));
+    Filter::Say("read");
+    Sleep(100);
+  }
+}
+
+_WeightDataPtr WeightOfScale1() {
+  const auto connection = Connect();
   LONG component = 0;
   _TarnScaleServerPtr server;
   Check(connection->get_TarnScaleServer(&component, &server));
@@ -115,6 +158,9 @@ int main(int argc, char** argv) {
   if (argc != 3 || FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
   int status = 0;
   try {
+    const std::string_view way = argv[1];
+    if (way == "give") Give(argv[2]);
+    if (way == "take") Take(argv[2]);
     Follow(argv[1], argv[2]);
     Filter::Say("All of busy_client");
   } catch (HRESULT result) {

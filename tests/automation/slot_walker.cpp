@@ -1,5 +1,8 @@
 #include "tests/automation/slot_walker.hpp"
 
+#include <ocidl.h>
+#include <olectl.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <utility>
@@ -128,6 +131,48 @@ ComPtr<ITypeInfo> InterfaceOf(const IID& iid) {
   return type;
 }
 
+/// The interfaces that a class lists, those of its events or the others.
+std::vector<IID> ListedBy(ITypeInfo& coclass, bool events) {
+  std::vector<IID> listed;
+  for (UINT i = 0;; ++i) {
+    HREFTYPE reference = 0;
+    ComPtr<ITypeInfo> type;
+    INT flags = 0;
+    TYPEATTR* attributes = nullptr;
+    if (FAILED(coclass.GetRefTypeOfImplType(i, &reference))) return listed;
+    coclass.GetImplTypeFlags(i, &flags);
+    coclass.GetRefTypeInfo(reference, type.Receive());
+    type->GetTypeAttr(&attributes);
+    if (((flags & IMPLTYPEFLAG_FSOURCE) != 0) == events) listed.push_back(attributes->guid);
+    type->ReleaseTypeAttr(attributes);
+  }
+}
+
+/// What the class says of its interfaces and events is what the object has.
+void CheckClass(const Subject& subject, const IID& iid) {
+  const ComPtr<IDispatch> object(subject.object);
+  const auto info = object.As<IProvideClassInfo>(IID_IProvideClassInfo);
+  const auto container = object.As<IConnectionPointContainer>(IID_IConnectionPointContainer);
+  ComPtr<ITypeInfo> coclass;
+  if (!Expect(info && SUCCEEDED(info->GetClassInfo(coclass.Receive())), subject.name + L" class")) {
+    return;
+  }
+  const auto faces = ListedBy(*coclass.Get(), false);
+  const auto events = ListedBy(*coclass.Get(), true);
+  Expect(std::count(faces.begin(), faces.end(), iid) == 1, subject.name + L" in its class");
+  Expect(events.size() == (container ? 1U : 0U), subject.name + L" has the events of its class");
+  if (!container || events.empty()) return;
+  ComPtr<IEnumConnectionPoints> points;
+  ComPtr<IConnectionPoint> point, other;
+  IID source{};
+  container->EnumConnectionPoints(points.Receive());
+  Expect(points && points->Next(1, point.Receive(), nullptr) == S_OK &&
+             SUCCEEDED(point->GetConnectionInterface(&source)) && source == events[0],
+         subject.name + L" lists its events");
+  Expect(container->FindConnectionPoint(iid, other.Receive()) == CONNECT_E_NOCONNECTION,
+         subject.name + L" has no other events");
+}
+
 }  // namespace
 
 bool Expect(bool fulfilled, const std::wstring& what, HRESULT result) {
@@ -235,6 +280,7 @@ ComPtr<IUnknown> WalkSlots(const IID& iid, IDispatch* object, IDispatch* other,
   }
   auto face = ComPtr<IDispatch>(object).As<IUnknown>(iid);
   if (!Expect(static_cast<bool>(face), subject.name + L" is there")) return face;
+  CheckClass(subject, iid);
   for (const Member& member : MembersOf(iid)) {
     if (std::find(own.begin(), own.end(), member.number) == own.end()) {
       Check(subject, face.Get(), member);

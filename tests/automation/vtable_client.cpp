@@ -2,7 +2,9 @@
 // what the same member answers by name.
 #include <windows.h>
 
+#include <ocidl.h>
 #include <oleauto.h>
+#include <olectl.h>
 
 #include <TarnSclServer.h>
 
@@ -52,7 +54,41 @@ void WalkProtocols(const ComPtr<IDispatch>& first, const ComPtr<IDispatch>& seco
   Walk<_NoProtocol>(Create(CLSID_NoProtocol));
 }
 
+std::vector<DWORD> CookiesOf(IConnectionPoint& point) {
+  ComPtr<IEnumConnections> connections;
+  CONNECTDATA found[4] = {};
+  ULONG ignored = 0;  // Wine counts wrong
+  const HRESULT listed = point.EnumConnections(connections.Receive());
+  if (Expect(SUCCEEDED(listed), L"EnumConnections", listed)) connections->Next(4, found, &ignored);
+  std::vector<DWORD> cookies;
+  for (const CONNECTDATA& connection : found) {
+    if (connection.pUnk == nullptr) continue;
+    connection.pUnk->Release();
+    cookies.push_back(connection.dwCookie);
+  }
+  return cookies;
+}
+
+/// Anything that can be called late may receive events.
+void WalkEvents(const ComPtr<IDispatch>& record, IDispatch* sink) {
+  ComPtr<IConnectionPoint> point;
+  record.As<IConnectionPointContainer>(IID_IConnectionPointContainer)
+      ->FindConnectionPoint(__uuidof(__WeightData), point.Receive());
+  DWORD first = 0, second = 0, third = 0;
+  Expect(SUCCEEDED(point->Advise(sink, &first)), L"Advise");
+  Expect(SUCCEEDED(point->Advise(sink, &second)), L"Advise again");
+  Expect(CookiesOf(*point.Get()) == std::vector{first, second}, L"both connections");
+  Expect(SUCCEEDED(point->Unadvise(first)), L"Unadvise");
+  Expect(point->Unadvise(first) == CONNECT_E_NOCONNECTION, L"Unadvise again");
+  Expect(point->Advise(point.Get(), &third) == CONNECT_E_CANNOTCONNECT, L"Advise of no sink");
+  Expect(SUCCEEDED(point->Advise(sink, &third)), L"Advise once more");
+  Expect(CookiesOf(*point.Get()) == std::vector{second, third} && third != first, L"the rest");
+  point->Unadvise(second);
+  point->Unadvise(third);
+}
+
 void WalkRecords(IDispatch* scale) {
+  WalkEvents(ObjectOf(scale, L"WeightData"), scale);
   Walk<_WeightData>(ObjectOf(scale, L"WeightData"));
   Walk<_PrintData>(ObjectOf(scale, L"PrintData"));
   const auto face =

@@ -50,7 +50,6 @@ class AutomationTest(ServerTest):
         self.assertGreater((self.folder / "plant.scl").stat().st_size, 100)
         self.assertRegex((self.folder / "plant.scl.log").read_bytes(),
                          rb'^A line of a script\r\n[^,]+,[^,]+,"?Gate 7"?,[^\r]*\r\n$')
-        self.end_well(self.script("late_bound.js"))
 
     def test_a_failing_script_is_told(self):
         bad = self.folder / "bad.vbs"
@@ -72,6 +71,11 @@ class AutomationTest(ServerTest):
             client.wait_for("^together")
         wait_until(lambda: len(server_processes()) == 1, "a single process")
         self.end_well(*clients)
+
+    def test_a_client_that_comes_while_the_server_ends_is_served(self):
+        # The server's end follows its last client by a second; the second pair comes around then.
+        for times, longest_pause in ((150, 60), (12, 1500)):
+            self.end_well(*[self.script("passer_by.vbs", times, longest_pause) for _ in range(2)])
 
     def test_a_server_that_nobody_asks_for_anything_ends(self):
         server = self.start("wine", SERVER, "-Embedding")
@@ -117,7 +121,7 @@ class AutomationTest(ServerTest):
         self.terminal("--load", "ramp 1 90 120s")
         self.end_well(self.script("restless.vbs", PORT))
 
-    def test_a_killed_client_costs_the_others_nothing(self):
+    def test_killed_clients_cost_the_others_nothing_and_leave_no_server(self):
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
         keeper = self.keeper()
         healthy, victim = self.follower(), self.follower()
@@ -125,17 +129,20 @@ class AutomationTest(ServerTest):
         healthy.wait_for(r"^weight [1-9]")
         victim.kill()
         healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=20)
-        self.end_well(keeper, healthy)
-        self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
-
-    def test_the_server_ends_after_its_last_client_was_killed(self):
-        self.terminal("--load", "load 20")
-        keeper = self.keeper()
-        follower = self.follower()
-        follower.wait_for(r"^weight 20")
         keeper.kill()
-        follower.kill()
-        # The end of the server is waited for after every test.
+        healthy.kill()
+        self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
+        # The end of the server is waited for after every test, here without any client's word.
+
+    def test_what_a_client_handed_on_outlives_it(self):
+        file = windows_path(self.folder / "reference")
+        giver = self.start("wine", WINDOWS / "busy_client.exe", "give", file)
+        giver.wait_for("^given")
+        taker = self.start("wine", WINDOWS / "busy_client.exe", "take", file)
+        taker.wait_for("^read")
+        giver.kill()
+        wait_until(lambda: self.traced("ended without letting go"), "the end of the client")
+        taker.wait_for("^read", start=len(taker.lines), count=20)
 
     def test_a_stopped_client_costs_the_others_no_reading(self):
         wine("reg", "add", SETTINGS + r"\Settings", "/v", "EventTimeout", "/d", "2000", "/f")

@@ -517,6 +517,30 @@ TEST(TarnServerConnectionTest, AllConnectionsShareOneServerAsLongAsOneLives) {
   EXPECT_EQ(third.TarnScaleServer(one)->CurrentFileName(), "plant.scl");
 }
 
+/// From a handler of a scale's last events, with that scale's port and another one's still open.
+TEST_F(ServerTest, AClientThatComesInsideTheShutDownGetsAFreshServer) {
+  std::int32_t one = 1;
+  auto last = std::make_unique<TarnServerConnection>(host);
+  server = last->TarnScaleServer(one);
+  const auto leaving = Configure(1, 1);
+  Configure(2, 2);
+  server->RunAllScales();
+  server->CurrentFileName("plant.scl");
+  server->SaveScaleSettings();
+  std::unique_ptr<TarnServerConnection> next;
+  std::vector<std::string> seen;
+  const auto come = leaving->WeightData()->StatusChange.Subscribe([&] {
+    if (!next) next = std::make_unique<TarnServerConnection>(host);
+    seen.push_back(next->TarnScaleServer(one)->GetScale(2)->AliasName());
+  });
+  last.reset();
+  EXPECT_EQ(seen, std::vector<std::string>{"Scale2"});
+  EXPECT_NE(next->TarnScaleServer(one), server);
+  EXPECT_TRUE(PortIsOpen(1) && PortIsOpen(2));
+  next.reset();
+  EXPECT_FALSE(PortIsOpen(1) || PortIsOpen(2));
+}
+
 TEST(ClassRegistry, MakesEveryClassUnderItsOwnName) {
   FakeHost host;
   const auto site = std::make_shared<ServerSite>(host);

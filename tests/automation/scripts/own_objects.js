@@ -1,4 +1,5 @@
-// Objects of the script's own in the place of the server's: a connection and a protocol.
+// What differs in this language, and objects of the script's own in the place of the server's: a
+// connection and a protocol.
 var calls = "";
 
 function expect(what, got, wanted) {
@@ -33,7 +34,16 @@ function note(text) {
 var connection = new ActiveXObject("TarnSclServer.TarnServerConnection");
 var server = connection.TarnScaleServer(0);
 var scale = server.GetScale(1);
+scale.AliasName = "Tor \u00e4\u20ac";
+expect("AliasName", server.GetScale("1").AliasName, "Tor \u00e4\u20ac");
 scale.AliasName = "Own";
+scale.printRequest();
+expect("PRState", scale.PRState, true);
+scale.printRequest(true);
+expectError("GetScale(33)", 9, "Subscript out of range", function () { server.GetScale(33); });
+expectError("a class that clients cannot create", 429, "", function () {
+  new ActiveXObject("TarnSclServer.TarnScale");
+});
 
 var link = {
   IsBidirectional: true,
