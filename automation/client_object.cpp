@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include "automation/parcel.hpp"
+
 namespace tarn {
 namespace {
 
@@ -103,10 +105,10 @@ ClientObject::ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
                            std::shared_ptr<ClientApartment> apartment)
     : calls_(calls), proxy_(std::move(proxy)), apartment_(std::move(apartment)) {}
 
-HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
-                             std::shared_ptr<ClientObject>& created) {
+HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
+                             const IID& preferred, std::shared_ptr<ClientObject>& created) {
   ComPtr<IStream> stream;
-  HRESULT result = CoMarshalInterThreadInterfaceInStream(IID_IUnknown, object, stream.Receive());
+  HRESULT result = CoMarshalInterThreadInterfaceInStream(cameAs, object, stream.Receive());
   if (FAILED(result)) return result;
 
   const std::uint64_t client = ApartmentIn(*stream.Get());
@@ -159,15 +161,21 @@ HRESULT ClientObject::Call(const wchar_t* name, const std::vector<Variant>& argu
   });
 }
 
-ComPtr<IUnknown> ClientObject::ForThisApartment(const IID& iid) {
-  const auto stream = std::make_shared<ComPtr<IStream>>();
-  const HRESULT result = Run([stream, iid](IDispatch& object) {
-    return CoMarshalInterThreadInterfaceInStream(iid, &object, stream->Receive());
+/// Each face comes in two parcels, so that the references which came with one can be passed on to a
+/// client: with a single one COM would have to ask for more, on the core's thread.
+ComPtr<IUnknown> ClientObject::ForThisApartment(const std::vector<IID>& faces) {
+  const auto parcels = std::make_shared<std::vector<std::pair<IID, Parcel>>>();
+  const HRESULT result = Run([parcels, faces](IDispatch& object) {
+    for (const IID& face : faces) {
+      for (int i = 0; i < 2; ++i) parcels->emplace_back(face, Parcel(&object, face));
+    }
+    return S_OK;
   });
   ComPtr<IUnknown> object;
-  if (SUCCEEDED(result)) {
-    CoGetInterfaceAndReleaseStream(stream->Detach(), iid,
-                                   reinterpret_cast<void**>(object.Receive()));
+  if (FAILED(result)) return object;
+  for (auto& [face, parcel] : *parcels) {
+    const auto opened = parcel.Open<IUnknown>(face);
+    if (!object) object = opened;
   }
   return object;
 }
