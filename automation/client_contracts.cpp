@@ -2,7 +2,10 @@
 
 #include <TarnSclServer.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -10,6 +13,10 @@
 #include "automation/com_values.hpp"
 #include "automation/core_objects.hpp"
 #include "shareddata/sd_tag_info.hpp"
+#include "shareddata/tarn_kes_basic_data.hpp"
+#include "shareddata/tarn_orbix_diag_data.hpp"
+#include "shareddata/tarn_predict_failure_data.hpp"
+#include "shareddata/tarn_scale_diag_data.hpp"
 
 namespace tarn {
 namespace {
@@ -75,17 +82,16 @@ Variant ObjectArgument(ComModule& module, const std::shared_ptr<Core>& core) {
   return value;
 }
 
-/// Empty where the client does not answer; that is false, zero, no text.
+/// False or zero where the client does not answer.
 template <class Result>
-Result Answer(const Variant& value) {
-  try {
-    if constexpr (std::is_same_v<Result, bool>)
-      return IsTrue(V_BOOL(Converted(*value.Get(), VT_BOOL).Get()));
-    else
-      return Result{NumberOf(*value.Get())};
-  } catch (const AutomationError&) {
-    return Result{};
-  }
+Result Ask(ContractObject& object, DISPID id, WORD how = DISPATCH_PROPERTYGET) {
+  constexpr bool kTruth = std::is_same_v<Result, bool>;
+  const Variant answer = object.TryCall(id, how, {}, kTruth ? VT_BOOL : VT_I4);
+  if (V_VT(answer.Get()) == VT_EMPTY) return Result{};
+  if constexpr (kTruth)
+    return IsTrue(V_BOOL(answer.Get()));
+  else
+    return Result{V_I4(answer.Get())};
 }
 
 /// Closing is quiet where the client fails: it must not keep a scale from being stopped, or from
@@ -97,15 +103,11 @@ class ClientConnection final : public _Connection, public ClientMade {
   std::string_view ClassName() const override { return "NoConnection"; }
   bool IsClientMade() const override { return true; }
 
-  bool IsBidirectional() const override {
-    return Answer<bool>(Object().TryCall(connection::IsBidirectional, DISPATCH_PROPERTYGET, {}));
-  }
+  bool IsBidirectional() const override { return Ask<bool>(Object(), connection::IsBidirectional); }
   void IsBidirectional(bool value) override {
     Object().Call(connection::IsBidirectional, DISPATCH_PROPERTYPUT, {ToVariant(value)});
   }
-  ConnectionType Ctype() const override {
-    return Answer<ConnectionType>(Object().TryCall(connection::Ctype, DISPATCH_PROPERTYGET, {}));
-  }
+  ConnectionType Ctype() const override { return Ask<ConnectionType>(Object(), connection::Ctype); }
   void Disconnect() override { Object().TryCall(connection::Disconnect, DISPATCH_METHOD, {}); }
   void Connect() override { Object().Call(connection::Connect, DISPATCH_METHOD, {}); }
 };
@@ -144,9 +146,7 @@ class ClientProtocol final : public Protocol, public ClientMade {
     Give(protocol::Connection, connection);
   }
 
-  ProtocolType pType() const override {
-    return Answer<ProtocolType>(Object().TryCall(protocol::pType, DISPATCH_PROPERTYGET, {}));
-  }
+  ProtocolType pType() const override { return Ask<ProtocolType>(Object(), protocol::pType); }
   void pType(ProtocolType type) override {
     Object().Call(protocol::pType, DISPATCH_PROPERTYPUT, {ToVariant(type)});
   }
@@ -157,8 +157,8 @@ class ClientProtocol final : public Protocol, public ClientMade {
   void T() override { Object().Call(protocol::T, DISPATCH_METHOD, {}); }
   void SetTare(double& TareValue) override {
     Variant changed;
-    Object().Call(protocol::SetTare, DISPATCH_METHOD, {ToVariant(TareValue)}, &changed);
-    TareValue = V_R8(Converted(*changed.Get(), VT_R8).Get());
+    Object().Call(protocol::SetTare, DISPATCH_METHOD, {ToVariant(TareValue)}, VT_EMPTY, &changed);
+    TareValue = V_R8(changed.Get());
   }
   void C() override { Object().Call(protocol::C, DISPATCH_METHOD, {}); }
 
@@ -169,20 +169,38 @@ class ClientProtocol final : public Protocol, public ClientMade {
   }
 };
 
+struct DataSet {
+  const IID* iid;
+  std::string_view name;
+};
+/// In the order in which a scale looks for them.
+constexpr DataSet kDataSets[] = {
+    {&IID__TarnOrbixDiagData, TarnOrbixDiagData::kClassName},
+    {&IID__TarnPredictFailureData, TarnPredictFailureData::kClassName},
+    {&IID__TarnScaleDiagData, TarnScaleDiagData::kClassName},
+    {&IID__TarnKesBasicData, TarnKesBasicData::kClassName},
+};
+
 /// The engine goes on whatever becomes of the client: a call that fails is a value that failed.
 class ClientSummitData final : public _SummitData, public ClientMade {
  public:
-  using ClientMade::ClientMade;
+  explicit ClientSummitData(std::shared_ptr<ContractObject> object)
+      : ClientMade(std::move(object)) {
+    const auto* const known =
+        std::find_if(std::begin(kDataSets), std::end(kDataSets),
+                     [this](const DataSet& set) { return Object().Implements(*set.iid); });
+    if (known != std::end(kDataSets)) dataObjectName_ = known->name;
+  }
 
   std::string_view ClassName() const override { return "SummitData"; }
   bool IsClientMade() const override { return true; }
+  /// A data object that implements one of the data sets is listed as that one.
+  std::string_view DataObjectName() const override { return dataObjectName_; }
 
   void CommLossError(bool value) override { Write(summit_data::CommLossError, value); }
-  bool CommLossError() const override {
-    return Ask(summit_data::CommLossError, DISPATCH_PROPERTYGET);
-  }
+  bool CommLossError() const override { return Ask<bool>(Object(), summit_data::CommLossError); }
   void NoDataError(bool value) override { Write(summit_data::NoDataError, value); }
-  bool NoDataError() const override { return Ask(summit_data::NoDataError, DISPATCH_PROPERTYGET); }
+  bool NoDataError() const override { return Ask<bool>(Object(), summit_data::NoDataError); }
   void ConfigurationChanged() override { Tell(summit_data::ConfigurationChanged, {}); }
   void DataUpdated() override { Tell(summit_data::DataUpdated, {}); }
   void SetBitData(bool TagData, const TagInfo& tag) override {
@@ -213,7 +231,7 @@ class ClientSummitData final : public _SummitData, public ClientMade {
   }
   void ResetState() override { Tell(summit_data::ResetState, {}); }
   bool TriggersComplete() const override {
-    return Ask(summit_data::TriggersComplete, DISPATCH_METHOD);
+    return Ask<bool>(Object(), summit_data::TriggersComplete, DISPATCH_METHOD);
   }
 
  private:
@@ -222,7 +240,8 @@ class ClientSummitData final : public _SummitData, public ClientMade {
     Object().Call(id, DISPATCH_METHOD, std::move(arguments));
   }
   void Write(DISPID id, bool value) { Object().Call(id, DISPATCH_PROPERTYPUT, {ToVariant(value)}); }
-  bool Ask(DISPID id, WORD how) const { return Answer<bool>(Object().TryCall(id, how, {})); }
+
+  std::string_view dataObjectName_;
 };
 
 /// Its tags are the server's own, which clients may create. A script may answer with nothing where
@@ -241,8 +260,7 @@ class ClientSummitConfig final : public _SummitConfig, public ClientMade {
     return Tag(summit_config::GetTagInfoByIndex, ToVariant(TagIndex));
   }
   std::int16_t GetTagInfoCount() const override {
-    const Variant count = Object().Call(summit_config::GetTagInfoCount, DISPATCH_METHOD, {});
-    return V_I2(Converted(*count.Get(), VT_I2).Get());
+    return V_I2(Object().Call(summit_config::GetTagInfoCount, DISPATCH_METHOD, {}, VT_I2).Get());
   }
   std::string GetResetTrigger(std::int16_t TriggerIndex) const override {
     return Trigger(summit_config::GetResetTrigger, TriggerIndex);
@@ -253,19 +271,19 @@ class ClientSummitConfig final : public _SummitConfig, public ClientMade {
 
  private:
   TagInfo Tag(DISPID id, Variant which) const {
-    const Variant tag = Object().Call(id, DISPATCH_METHOD, {std::move(which)});
-    return V_VT(tag.Get()) == VT_DISPATCH ? CoreOf<SDTagInfo>(V_DISPATCH(tag.Get())) : nullptr;
+    const Variant tag = Object().Call(id, DISPATCH_METHOD, {std::move(which)}, VT_DISPATCH);
+    return V_VT(tag.Get()) == VT_DISPATCH
+               ? CoreOf<SDTagInfo>(Object().Module(), V_DISPATCH(tag.Get()))
+               : nullptr;
   }
   std::string Trigger(DISPID id, std::int16_t index) const {
-    return TextOf(*Object().Call(id, DISPATCH_METHOD, {ToVariant(index)}).Get());
+    return Text(V_BSTR(Object().Call(id, DISPATCH_METHOD, {ToVariant(index)}, VT_BSTR).Get()));
   }
 };
 
 template <class Contract, class Adapter>
 std::shared_ptr<Contract> ServersOrClients(ComModule& module, IUnknown* object, const IID& iid) {
-  if (object == nullptr || ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId)) {
-    return CoreOf<Contract>(object);
-  }
+  if (object == nullptr || OwnObject(module, object)) return CoreOf<Contract>(module, object);
   return std::make_shared<Adapter>(ContractObject::Create(module, object, iid));
 }
 

@@ -7,6 +7,9 @@
 #include <cstring>
 #include <utility>
 
+#include "automation/parcel.hpp"
+#include "platform/win32/win32_handle.hpp"
+
 namespace tarn {
 namespace {
 
@@ -27,6 +30,17 @@ std::uint64_t ApartmentIn(IStream& stream) {
   std::uint64_t apartment = 0;
   std::memcpy(&apartment, head.data() + kApartmentAt, sizeof apartment);
   return apartment;
+}
+
+/// Asked while the client lives. Under Wine the upper half of the id is the process's; elsewhere it
+/// is hardly ever that of a process.
+std::string NameOf(std::uint64_t apartment) {
+  const auto process = static_cast<DWORD>(apartment >> 32U);
+  const OwnedHandle known(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
+  if (known) return "client " + std::to_string(process);
+  char text[32];
+  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment));
+  return text;
 }
 
 /// A spreadsheet whose user is editing a cell answers the last one of the busy results.
@@ -101,12 +115,15 @@ struct ClientObject::Proxy {
 
 ClientObject::ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
                            std::shared_ptr<ClientApartment> apartment)
-    : calls_(calls), proxy_(std::move(proxy)), apartment_(std::move(apartment)) {}
+    : calls_(calls),
+      proxy_(std::move(proxy)),
+      apartment_(std::move(apartment)),
+      name_(NameOf(apartment_->id)) {}
 
-HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
-                             std::shared_ptr<ClientObject>& created) {
+HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
+                             const IID& preferred, std::shared_ptr<ClientObject>& created) {
   ComPtr<IStream> stream;
-  HRESULT result = CoMarshalInterThreadInterfaceInStream(IID_IUnknown, object, stream.Receive());
+  HRESULT result = CoMarshalInterThreadInterfaceInStream(cameAs, object, stream.Receive());
   if (FAILED(result)) return result;
 
   const std::uint64_t client = ApartmentIn(*stream.Get());
@@ -162,15 +179,21 @@ HRESULT ClientObject::Call(const wchar_t* name, const std::vector<Variant>& argu
   });
 }
 
-ComPtr<IUnknown> ClientObject::ForThisApartment(const IID& iid) {
-  const auto stream = std::make_shared<ComPtr<IStream>>();
-  const HRESULT result = Run([stream, iid](IDispatch& object) {
-    return CoMarshalInterThreadInterfaceInStream(iid, &object, stream->Receive());
+/// Each face comes in two parcels, so that the references which came with one can be passed on to a
+/// client: with a single one COM would have to ask for more, on the core's thread.
+ComPtr<IUnknown> ClientObject::ForThisApartment(const std::vector<IID>& faces) {
+  const auto parcels = std::make_shared<std::vector<std::pair<IID, Parcel>>>();
+  const HRESULT result = Run([parcels, faces](IDispatch& object) {
+    for (const IID& face : faces) {
+      for (int i = 0; i < 2; ++i) parcels->emplace_back(face, Parcel(&object, face));
+    }
+    return S_OK;
   });
   ComPtr<IUnknown> object;
-  if (SUCCEEDED(result)) {
-    CoGetInterfaceAndReleaseStream(stream->Detach(), iid,
-                                   reinterpret_cast<void**>(object.Receive()));
+  if (FAILED(result)) return object;
+  for (auto& [face, parcel] : *parcels) {
+    const auto opened = parcel.Open<IUnknown>(face);
+    if (!object) object = opened;
   }
   return object;
 }
@@ -181,12 +204,6 @@ ComPtr<IUnknown> ClientObject::ForCallsApartment() const {
 
 bool ClientObject::HasPreferred() const {
   return proxy_->hasPreferred;
-}
-
-std::string ClientObject::Name() const {
-  char text[32];
-  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment_->id));
-  return text;
 }
 
 }  // namespace tarn

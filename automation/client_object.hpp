@@ -27,9 +27,11 @@ class ClientObject {
   static constexpr HRESULT kTimedOut = HRESULT_FROM_WIN32(ERROR_TIMEOUT);
 
   /// Asks the object for the interface, and for IDispatch where it has no such: script hosts know
-  /// only that. Fails with what COM said, or kTimedOut.
-  static HRESULT Create(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
-                        std::shared_ptr<ClientObject>& created);
+  /// only that. Fails with what COM said, or kTimedOut. `cameAs` is the interface with which the
+  /// object has come to this thread: it is handed over with that one, since another one would have
+  /// to be asked for here.
+  static HRESULT Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
+                        const IID& preferred, std::shared_ptr<ClientObject>& created);
 
   /// The same for an object that was received in the calls' own apartment, on a thread of which
   /// this is called. Takes as long as the client likes.
@@ -48,13 +50,15 @@ class ClientObject {
   /// The work must own all that it uses: it goes on alone when the client does not return.
   HRESULT Run(std::function<HRESULT(IDispatch&)> work);
 
-  /// The object as the core's thread may hand it on to other clients; null where that fails.
-  ComPtr<IUnknown> ForThisApartment(const IID& iid = IID_IUnknown);
+  /// The first face of the object as the core's thread may hand it on to other clients, with any of
+  /// these faces and without asking it; null where that fails.
+  ComPtr<IUnknown> ForThisApartment(const std::vector<IID>& faces);
   /// The same for a thread of the calls' own apartment; does not fail.
   ComPtr<IUnknown> ForCallsApartment() const;
   ClientApartment& Apartment() const { return *apartment_; }
-  /// For the trace, which tells equal lines only once.
-  std::string Name() const;
+  /// For the trace: "client" and the number of its process, or that of its apartment where the
+  /// process is not known.
+  const std::string& Name() const { return name_; }
 
  private:
   struct Proxy;
@@ -65,6 +69,7 @@ class ClientObject {
   OutgoingCalls& calls_;
   std::shared_ptr<Proxy> proxy_;
   std::shared_ptr<ClientApartment> apartment_;
+  std::string name_;
 };
 
 }  // namespace tarn

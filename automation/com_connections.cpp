@@ -66,7 +66,7 @@ class ComSerialConnection final
     return Get(result, [this] { return Link().SaxPort(); });
   }
   STDMETHODIMP putref_SaxPort(IDispatch* value) override {
-    return Guarded([&] { Link().SaxPort(CoreOf<SerialPort>(value)); });
+    return Guarded([&] { Link().SaxPort(CoreOf<SerialPort>(Module(), value)); });
   }
   STDMETHODIMP put_ComPort(SHORT value) override {
     return Guarded([&] { Link().ComPort(value); });
@@ -125,7 +125,7 @@ class ComEthernetConnection final
     return Get(result, [this] { return Link().mvarSocket(); });
   }
   STDMETHODIMP putref_mvarSocket(IDispatch* value) override {
-    return Guarded([&] { Link().mvarSocket(CoreOf<SocketControl>(value)); });
+    return Guarded([&] { Link().mvarSocket(CoreOf<SocketControl>(Module(), value)); });
   }
   STDMETHODIMP put_CheckSender(VARIANT_BOOL value) override {
     return Guarded([&] { Link().CheckSender(IsTrue(value)); });

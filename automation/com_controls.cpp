@@ -1,4 +1,4 @@
-// What stands behind SaxPort, UpdateTimer and LogFile.
+// What stands behind SaxPort and UpdateTimer.
 #include <TarnSclServer.h>
 
 #include <memory>
@@ -95,18 +95,6 @@ class ComTimer final : public ComObject<::Timer, ::__Timer, Timer, ::_Timer> {
   Subscription onTick_;
 };
 
-class ComTextStream final : public ComObject<::TextStream, void, TextStream, ::_TextStream> {
- public:
-  using ComObject::ComObject;
-
-  STDMETHODIMP WriteLine(BSTR text) override {
-    return Guarded([&] { Core()->WriteLine(tarn::Text(text)); });
-  }
-  STDMETHODIMP Close() override {
-    return Guarded([this] { Core()->Close(); });
-  }
-};
-
 }  // namespace
 
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SerialPort>& port) {
@@ -115,10 +103,6 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SerialPort>& port
 
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer) {
   return WrapAs<ComTimer>(module, timer);
-}
-
-ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream) {
-  return WrapAs<ComTextStream>(module, stream);
 }
 
 }  // namespace tarn

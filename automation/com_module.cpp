@@ -2,6 +2,7 @@
 
 #include <objbase.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "scale/activity_timer.hpp"
@@ -70,6 +71,27 @@ IUnknown* ComModule::Find(const void* core) const {
 void ComModule::Forget(const void* core, const IUnknown* object) {
   const auto entry = objects_.find(core);
   if (entry != objects_.end() && entry->second == object) objects_.erase(entry);
+}
+
+bool ComModule::IsOwn(const IUnknown* object) const {
+  return std::any_of(objects_.begin(), objects_.end(),
+                     [object](const auto& known) { return known.second == object; });
+}
+
+ComModule::LateArguments::LateArguments(ComModule& module, const DISPPARAMS& arguments)
+    : late_(module.lateArguments_), before_(late_.size()) {
+  for (UINT i = 0; i < arguments.cArgs; ++i) {
+    const VARIANT* given = &arguments.rgvarg[i];
+    if (V_VT(given) == (VT_BYREF | VT_VARIANT)) given = V_VARIANTREF(given);
+    if (V_VT(given) == VT_DISPATCH) late_.push_back(V_DISPATCH(given));
+    if (V_VT(given) == (VT_BYREF | VT_DISPATCH)) late_.push_back(*V_DISPATCHREF(given));
+  }
+}
+
+IID ComModule::CameAs(const IUnknown* argument, const IID& declared) const {
+  const bool late =
+      std::find(lateArguments_.begin(), lateArguments_.end(), argument) != lateArguments_.end();
+  return late ? IID_IDispatch : declared;
 }
 
 void ComModule::ReleaseReference() {

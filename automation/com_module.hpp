@@ -4,9 +4,10 @@
 
 #include <windows.h>
 
-#include <unknwn.h>
+#include <oleauto.h>
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -48,6 +49,24 @@ class ComModule {
   IUnknown* Find(const void* core) const;
   void Remember(const void* core, IUnknown* object) { objects_[core] = object; }
   void Forget(const void* core, const IUnknown* object);
+  /// Whether a COM object, given by its identity, is one of these.
+  bool IsOwn(const IUnknown* object) const;
+
+  /// The object arguments of a late-bound call, for as long as it lasts.
+  class LateArguments {
+   public:
+    LateArguments(ComModule& module, const DISPPARAMS& arguments);
+    LateArguments(const LateArguments&) = delete;
+    LateArguments& operator=(const LateArguments&) = delete;
+    ~LateArguments() { late_.resize(before_); }
+
+   private:
+    std::vector<const void*>& late_;
+    const std::size_t before_;
+  };
+  /// The interface with which an argument has come: late-bound callers pass any object as
+  /// IDispatch. Only that one can be handed on to another apartment without asking the client.
+  IID CameAs(const IUnknown* argument, const IID& declared) const;
 
   // Outside references: objects that clients hold, and locks. Counted from any thread. The system's
   // count of them is deliberately not used: it is kept under the lock of the table of classes,
@@ -66,6 +85,7 @@ class ComModule {
   ClientProcesses clients_;
   std::shared_ptr<ScaleSite> clientSite_;
   std::map<const void*, IUnknown*> objects_;
+  std::vector<const void*> lateArguments_;
   std::atomic<long> references_ = 0;
 };
 

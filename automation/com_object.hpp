@@ -102,6 +102,7 @@ class ComObject : public Interfaces...,
     if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
     if (arguments == nullptr) return E_POINTER;
     if (result != nullptr) VariantInit(result);
+    const ComModule::LateArguments late(module_, *arguments);
     const std::array<void*, sizeof...(Interfaces)> slots = {static_cast<Interfaces*>(this)...};
     HRESULT called = S_OK;
     const HRESULT guarded = Guarded([&] {
@@ -176,11 +177,13 @@ class ComObject : public Interfaces...,
   }
 
  private:
-  /// A script's own object has no contract's interface; it is handed back as it came.
+  /// A client's own object is handed back as it is, without asking it for an interface: it comes
+  /// with the contract's, and a script's object, which has none, with the one that scripts use.
   template <class Wanted>
-  static Wanted* Face(ComPtr<IUnknown> object) {
-    if (auto face = object.template As<Wanted>()) return face.Detach();
-    return reinterpret_cast<Wanted*>(object.template As<IDispatch>(IID_IDispatch).Detach());
+  Wanted* Face(ComPtr<IUnknown> object) const {
+    if (object && !OwnObject(module_, object.Get()))
+      return reinterpret_cast<Wanted*>(object.Detach());
+    return object.template As<Wanted>().Detach();
   }
 
   const DispatchTable& Members() {

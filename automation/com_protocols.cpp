@@ -29,26 +29,27 @@ class ComProtocolOf : public ComObject<Coclass, void, _Protocol, Own..., ::_Prot
     return this->Get(result, [this] { return this->Core()->myScale(); });
   }
   STDMETHODIMP putref_myScale(::_TarnScale* value) override {
-    return Guarded([&] { this->Core()->myScale(CoreOf<TarnScale>(value)); });
+    return Guarded([&] { this->Core()->myScale(CoreOf<TarnScale>(this->Module(), value)); });
   }
   STDMETHODIMP get_WeightData(::_WeightData** result) override {
     return this->Get(result, [this] { return this->Core()->WeightData(); });
   }
   STDMETHODIMP putref_WeightData(::_WeightData* value) override {
-    return Guarded([&] { this->Core()->WeightData(CoreOf<WeightData>(value)); });
+    return Guarded([&] { this->Core()->WeightData(CoreOf<WeightData>(this->Module(), value)); });
   }
   STDMETHODIMP get_PrintData(::_PrintData** result) override {
     return this->Get(result, [this] { return this->Core()->PrintData(); });
   }
   STDMETHODIMP putref_PrintData(::_PrintData* value) override {
-    return Guarded([&] { this->Core()->PrintData(CoreOf<PrintData>(value)); });
+    return Guarded([&] { this->Core()->PrintData(CoreOf<PrintData>(this->Module(), value)); });
   }
   STDMETHODIMP get_TarnRecordTemplateData(::_TarnRecordTemplateData** result) override {
     return this->Get(result, [this] { return this->Core()->TarnRecordTemplateData(); });
   }
   STDMETHODIMP putref_TarnRecordTemplateData(::_TarnRecordTemplateData* value) override {
-    return Guarded(
-        [&] { this->Core()->TarnRecordTemplateData(CoreOf<TarnRecordTemplateData>(value)); });
+    return Guarded([&] {
+      this->Core()->TarnRecordTemplateData(CoreOf<TarnRecordTemplateData>(this->Module(), value));
+    });
   }
   STDMETHODIMP get_Connection(::_Connection** result) override {
     return this->Get(result, [this] { return this->Core()->Connection(); });
@@ -109,7 +110,9 @@ class ComTemplateProtocol : public ComProtocolRepeating<Coclass, Own> {
   using ComProtocolRepeating<Coclass, Own>::ComProtocolRepeating;
 
   STDMETHODIMP putref_TemplateConfig(::_TarnRecordTemplateConfig* value) override {
-    return Guarded([&] { Template().TemplateConfig(CoreOf<TarnRecordTemplateConfig>(value)); });
+    return Guarded([&] {
+      Template().TemplateConfig(CoreOf<TarnRecordTemplateConfig>(this->Module(), value));
+    });
   }
   STDMETHODIMP get_TemplateConfig(::_TarnRecordTemplateConfig** result) override {
     return this->Get(result, [this] { return Template().TemplateConfig(); });
@@ -160,8 +163,8 @@ class ComSummitProtocol final : public ComProtocolRepeating<::SummitProtocol, ::
   }
   STDMETHODIMP ConvertReadData(::_SDTagInfo* readTag, ::_KesMessage* readMsg) override {
     return Guarded([&] {
-      const auto tag = CoreOf<SDTagInfo>(readTag);
-      const auto message = CoreOf<KesMessage>(readMsg);
+      const auto tag = CoreOf<SDTagInfo>(Module(), readTag);
+      const auto message = CoreOf<KesMessage>(Module(), readMsg);
       tarn::ConvertReadData(Required(tag), Required(message));
     });
   }

@@ -30,13 +30,13 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
     return Get(result, [this] { return Core()->UpdateTimer(); });
   }
   STDMETHODIMP putref_UpdateTimer(IDispatch* value) override {
-    return Guarded([&] { Core()->UpdateTimer(CoreOf<Timer>(value)); });
+    return Guarded([&] { Core()->UpdateTimer(CoreOf<Timer>(Module(), value)); });
   }
   STDMETHODIMP get_ActivityTimer(::_ActivityTimer** result) override {
     return Get(result, [this] { return Core()->ActivityTimer(); });
   }
   STDMETHODIMP putref_ActivityTimer(::_ActivityTimer* value) override {
-    return Guarded([&] { Core()->ActivityTimer(CoreOf<ActivityTimer>(value)); });
+    return Guarded([&] { Core()->ActivityTimer(CoreOf<ActivityTimer>(Module(), value)); });
   }
   STDMETHODIMP put_UpdateRate(double value) override {
     return Guarded([&] { Core()->UpdateRate(value); });

@@ -1,4 +1,4 @@
-// The way in, and the server.
+// The way in, the server, and what stands behind LogFile.
 #include <TarnSclServer.h>
 
 #include <memory>
@@ -33,25 +33,47 @@ class ClientTextStream final : public TextStream {
  public:
   explicit ClientTextStream(std::shared_ptr<ClientObject> client) : client_(std::move(client)) {}
 
-  void WriteLine(std::string_view text) override { Call(L"WriteLine", {Variant(ToWide(text))}); }
-  void Close() override { Call(L"Close", {}); }
-
- private:
-  void Call(const wchar_t* name, const std::vector<Variant>& arguments) {
-    if (client_->Apartment().lost) ThrowObjectNotSet("The client that gave the log is gone");
-    if (FAILED(client_->Call(name, arguments))) {
+  void WriteLine(std::string_view text) override {
+    if (IsGone()) ThrowObjectNotSet("The client that gave the log is gone");
+    if (FAILED(client_->Call(L"WriteLine", {Variant(ToWide(text))}))) {
       throw AutomationError(ErrorNumber::DeviceInputOutput, "The client's log does not answer");
     }
   }
+  /// The client has every line by now, and what it does at the end concerns nobody else; it need
+  /// not have such a member.
+  void Close() override {
+    if (!IsGone()) client_->Call(L"Close", {});
+  }
+
+  /// None once the client is gone.
+  ComPtr<IUnknown> Own() const {
+    return IsGone() ? ComPtr<IUnknown>() : client_->ForThisApartment({IID_IDispatch});
+  }
+
+ private:
+  bool IsGone() const { return client_->Apartment().lost; }
 
   std::shared_ptr<ClientObject> client_;
 };
 
+class ComTextStream final : public ComObject<::TextStream, void, TextStream, ::_TextStream> {
+ public:
+  using ComObject::ComObject;
+
+  STDMETHODIMP WriteLine(BSTR text) override {
+    return Guarded([&] { Core()->WriteLine(tarn::Text(text)); });
+  }
+  STDMETHODIMP Close() override {
+    return Guarded([this] { Core()->Close(); });
+  }
+};
+
 std::shared_ptr<TextStream> StreamOf(ComModule& module, IDispatch* object) {
   if (object == nullptr) return nullptr;
-  if (ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId)) return CoreOf<TextStream>(object);
+  if (OwnObject(module, object)) return CoreOf<TextStream>(module, object);
   std::shared_ptr<ClientObject> client;
-  if (FAILED(ClientObject::Create(module.CallsOut(), object, IID_IDispatch, client))) {
+  if (FAILED(
+          ClientObject::Create(module.CallsOut(), object, IID_IDispatch, IID_IDispatch, client))) {
     ThrowTypeMismatch();
   }
   return std::make_shared<ClientTextStream>(std::move(client));
@@ -140,6 +162,11 @@ class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleSe
 
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server) {
   return WrapAs<ComScaleServer>(module, server);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream) {
+  if (const auto* made = dynamic_cast<const ClientTextStream*>(stream.get())) return made->Own();
+  return WrapAs<ComTextStream>(module, stream);
 }
 
 ComPtr<IUnknown> CreateServerConnection(ComModule& module) {

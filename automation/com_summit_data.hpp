@@ -38,45 +38,43 @@ class ComSummitDataOf : public ComObject<Coclass, Events, _SummitData, Own..., :
     return Guarded([this] { this->Core()->DataUpdated(); });
   }
   STDMETHODIMP SetBitData(VARIANT_BOOL TagData, ::_SDTagInfo* myTagInfo) override {
-    return Guarded(
-        [&] { this->Core()->SetBitData(IsTrue(TagData), CoreOf<SDTagInfo>(myTagInfo)); });
+    return Guarded([&] { this->Core()->SetBitData(IsTrue(TagData), Tag(myTagInfo)); });
   }
   STDMETHODIMP SetByteData(unsigned char TagData, ::_SDTagInfo* myTagInfo) override {
-    return Guarded([&] { this->Core()->SetByteData(TagData, CoreOf<SDTagInfo>(myTagInfo)); });
+    return Guarded([&] { this->Core()->SetByteData(TagData, Tag(myTagInfo)); });
   }
   STDMETHODIMP SetCharArrayData(SAFEARRAY** TagData, SHORT dataLen,
                                 ::_SDTagInfo* myTagInfo) override {
     return Guarded([&] {
       auto bytes = BytesOf(*TagData);
-      this->Core()->SetCharArrayData(bytes, dataLen, CoreOf<SDTagInfo>(myTagInfo));
+      this->Core()->SetCharArrayData(bytes, dataLen, Tag(myTagInfo));
     });
   }
   STDMETHODIMP SetLongData(LONG TagData, SHORT dataIndex, ::_SDTagInfo* myTagInfo) override {
-    return Guarded(
-        [&] { this->Core()->SetLongData(TagData, dataIndex, CoreOf<SDTagInfo>(myTagInfo)); });
+    return Guarded([&] { this->Core()->SetLongData(TagData, dataIndex, Tag(myTagInfo)); });
   }
   STDMETHODIMP SetFloatData(float TagData, SHORT dataIndex, ::_SDTagInfo* myTagInfo) override {
-    return Guarded(
-        [&] { this->Core()->SetFloatData(TagData, dataIndex, CoreOf<SDTagInfo>(myTagInfo)); });
+    return Guarded([&] { this->Core()->SetFloatData(TagData, dataIndex, Tag(myTagInfo)); });
   }
   STDMETHODIMP SetDoubleData(double TagData, SHORT dataIndex, ::_SDTagInfo* myTagInfo) override {
-    return Guarded(
-        [&] { this->Core()->SetDoubleData(TagData, dataIndex, CoreOf<SDTagInfo>(myTagInfo)); });
+    return Guarded([&] { this->Core()->SetDoubleData(TagData, dataIndex, Tag(myTagInfo)); });
   }
   STDMETHODIMP SetStringData(BSTR TagData, SHORT dataIndex, ::_SDTagInfo* myTagInfo) override {
-    return Guarded([&] {
-      this->Core()->SetStringData(Text(TagData), dataIndex, CoreOf<SDTagInfo>(myTagInfo));
-    });
+    return Guarded([&] { this->Core()->SetStringData(Text(TagData), dataIndex, Tag(myTagInfo)); });
   }
   STDMETHODIMP SetIntData(SHORT TagData, SHORT dataIndex, ::_SDTagInfo* myTagInfo) override {
-    return Guarded(
-        [&] { this->Core()->SetIntData(TagData, dataIndex, CoreOf<SDTagInfo>(myTagInfo)); });
+    return Guarded([&] { this->Core()->SetIntData(TagData, dataIndex, Tag(myTagInfo)); });
   }
   STDMETHODIMP ResetState() override {
     return Guarded([this] { this->Core()->ResetState(); });
   }
   STDMETHODIMP TriggersComplete(VARIANT_BOOL* result) override {
     return this->Get(result, [this] { return this->Core()->TriggersComplete(); });
+  }
+
+ private:
+  std::shared_ptr<SDTagInfo> Tag(::_SDTagInfo* tag) const {
+    return CoreOf<SDTagInfo>(this->Module(), tag);
   }
 };
 

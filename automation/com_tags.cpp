@@ -86,7 +86,9 @@ class ComVariables final : public ComObject<::SDVariables, void, SDVariables, ::
       Variant key;
       if (FAILED(VariantCopyInd(key.Get(), &vntIndexKey))) return nullptr;
       if (V_VT(key.Get()) == VT_BSTR) return Core()->Item(Text(V_BSTR(key.Get())));
-      if (FAILED(VariantChangeType(key.Get(), key.Get(), 0, VT_I4))) return nullptr;
+      if (IsObject(*key.Get()) || FAILED(VariantChangeType(key.Get(), key.Get(), 0, VT_I4))) {
+        return nullptr;
+      }
       return Core()->Item(std::int32_t{V_I4(key.Get())});
     });
   }

@@ -66,10 +66,20 @@ Variant ToVariant(const Value& value) {
   }
 }
 
-/// As Automation converts it; error 13 where it does not.
+/// Whether it is an object, or a reference to one. Where a value is wanted there must be none: to
+/// convert it, the system would ask the client for the default property, which takes as long as the
+/// client likes.
+inline bool IsObject(const VARIANT& value) {
+  if (V_VT(&value) == (VT_BYREF | VT_VARIANT)) return IsObject(*V_VARIANTREF(&value));
+  const auto type = static_cast<VARTYPE>(V_VT(&value) & ~VT_BYREF);
+  return type == VT_DISPATCH || type == VT_UNKNOWN;
+}
+
+/// As Automation converts it; error 13 where it does not, and for objects.
 inline Variant Converted(const VARIANT& value, VARTYPE type) {
   Variant converted;
-  if (FAILED(VariantChangeType(converted.Get(), const_cast<VARIANT*>(&value), 0, type))) {
+  if (IsObject(value) ||
+      FAILED(VariantChangeType(converted.Get(), const_cast<VARIANT*>(&value), 0, type))) {
     ThrowTypeMismatch();
   }
   return converted;

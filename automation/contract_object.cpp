@@ -42,6 +42,7 @@ struct Exchange {
   std::vector<Variant> arguments;
   std::vector<Parcel> objects;
   bool byReference = false;
+  VARTYPE wanted = VT_EMPTY;
   Variant result;
   Parcel resultObject;
   Bstr description;
@@ -69,6 +70,16 @@ HRESULT InvokeMember(IDispatch& object, Exchange& call, DISPPARAMS& parameters,
   // A script may have a function where the contract has a property, and the other way.
   return invoked == DISP_E_MEMBERNOTFOUND && result ? invoke(DISPATCH_METHOD | DISPATCH_PROPERTYGET)
                                                     : invoked;
+}
+
+/// To convert an object asks the client, so it is done in the other apartment.
+HRESULT Convert(Variant& value, VARTYPE type) {
+  if (V_VT(value.Get()) == type) return S_OK;
+  Variant converted;
+  const bool isValue = type != VT_EMPTY && type != VT_DISPATCH;
+  const HRESULT result = isValue ? VariantChangeType(converted.Get(), value.Get(), 0, type) : S_OK;
+  value = std::move(converted);
+  return FAILED(result) ? ResultOfError(static_cast<int>(ErrorNumber::TypeMismatch)) : S_OK;
 }
 
 /// In the other apartment.
@@ -99,6 +110,10 @@ HRESULT Carry(IDispatch& object, Exchange& call) {
   *call.description.Receive() = exception.bstrDescription;
   SysFreeString(exception.bstrSource);
   SysFreeString(exception.bstrHelpFile);
+  const HRESULT answered =
+      Convert(call.result, SUCCEEDED(result) ? call.wanted : VARTYPE{VT_EMPTY});
+  if (SUCCEEDED(result)) result = answered;
+  if (call.byReference && SUCCEEDED(result)) result = Convert(call.arguments[0], VT_R8);
   for (Variant& argument : call.arguments) {
     if (IsObject(argument)) argument = Variant();
   }
@@ -118,7 +133,8 @@ ContractObject::ContractObject(ComModule& module, const IID& contract,
 std::shared_ptr<ContractObject> ContractObject::Create(ComModule& module, IUnknown* object,
                                                        const IID& contract) {
   std::shared_ptr<ClientObject> client;
-  if (FAILED(ClientObject::Create(module.CallsOut(), object, contract, client))) {
+  if (FAILED(ClientObject::Create(module.CallsOut(), object, module.CameAs(object, contract),
+                                  contract, client))) {
     ThrowTypeMismatch();
   }
   std::shared_ptr<ContractObject> made(new ContractObject(module, contract, std::move(client)));
@@ -141,7 +157,16 @@ bool ContractObject::HasAllNames() {
   return SUCCEEDED(result);
 }
 
-Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments,
+bool ContractObject::Implements(const IID& iid) {
+  if (!client_->HasPreferred()) return false;
+  const HRESULT result = client_->Run([iid](IDispatch& object) {
+    ComPtr<IUnknown> face;
+    return object.QueryInterface(iid, reinterpret_cast<void**>(face.Receive()));
+  });
+  return SUCCEEDED(result);
+}
+
+Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments, VARTYPE wanted,
                              Variant* changed) {
   const auto self = shared_from_this();
   if (IsGone()) ThrowObjectNotSet("The client that gave the object is gone");
@@ -153,6 +178,7 @@ Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments
   call->arguments = std::move(arguments);
   for (Variant& argument : call->arguments) call->objects.push_back(Pack(argument));
   call->byReference = changed != nullptr;
+  call->wanted = wanted;
   const HRESULT result = client_->Run([call](IDispatch& object) { return Carry(object, *call); });
   if (FAILED(result)) Fail(result, call->description.Text());
   if (changed != nullptr) *changed = std::move(call->arguments[0]);
@@ -175,10 +201,11 @@ void ContractObject::Fail(HRESULT result, const std::wstring& description) {
   throw AutomationError(ErrorNumber{HRESULT_CODE(result)}, text);
 }
 
-Variant ContractObject::TryCall(DISPID id, WORD how, std::vector<Variant> arguments) noexcept {
+Variant ContractObject::TryCall(DISPID id, WORD how, std::vector<Variant> arguments,
+                                VARTYPE wanted) noexcept {
   const auto self = shared_from_this();
   try {
-    if (!IsGone()) return Call(id, how, std::move(arguments));
+    if (!IsGone()) return Call(id, how, std::move(arguments), wanted);
   } catch (const std::exception& error) {
     module_.System().Trace(error.what());
   }
@@ -187,7 +214,9 @@ Variant ContractObject::TryCall(DISPID id, WORD how, std::vector<Variant> argume
 
 ComPtr<IUnknown> ContractObject::Own() {
   if (IsGone()) return {};
-  return client_->ForThisApartment(client_->HasPreferred() ? contract_ : IID_IDispatch);
+  std::vector<IID> faces{IID_IDispatch};
+  if (client_->HasPreferred()) faces.insert(faces.begin(), contract_);
+  return client_->ForThisApartment(faces);
 }
 
 }  // namespace tarn

@@ -26,19 +26,26 @@ class ContractObject : public std::enable_shared_from_this<ContractObject> {
   static std::shared_ptr<ContractObject> Create(ComModule& module, IUnknown* object,
                                                 const IID& contract);
 
-  /// Calls a member; `how` is DISPATCH_METHOD and so on. Object arguments are the server's own.
-  /// With `changed` the only argument goes by reference and comes back there. The object is held
-  /// while the call lasts.
+  /// Calls a member; `how` is DISPATCH_METHOD and so on. Object arguments are the server's own. The
+  /// answer comes in the wanted type, converted within the call's limit; nothing is wanted by
+  /// default, and what is no object is none. With `changed` the only argument, a double, goes by
+  /// reference and comes back there. The object is held while the call lasts.
   ///
   /// Throws the client's error where it is a run-time error, error 91 when the client is gone, and
-  /// error 440 for everything else.
-  Variant Call(DISPID id, WORD how, std::vector<Variant> arguments, Variant* changed = nullptr);
+  /// error 440 for everything else. Error 13 for an answer that does not convert.
+  Variant Call(DISPID id, WORD how, std::vector<Variant> arguments, VARTYPE wanted = VT_EMPTY,
+               Variant* changed = nullptr);
 
   /// For calls whose failure concerns nobody: it is traced, and the answer is empty. A client that
   /// is gone is not asked any more.
-  Variant TryCall(DISPID id, WORD how, std::vector<Variant> arguments) noexcept;
+  Variant TryCall(DISPID id, WORD how, std::vector<Variant> arguments,
+                  VARTYPE wanted = VT_EMPTY) noexcept;
 
-  /// The client's own object; none when it does not answer.
+  /// Whether a program's object implements another interface, too.
+  bool Implements(const IID& iid);
+
+  /// The client's own object, by the contract's interface where it has that and by IDispatch, so
+  /// that it can be handed on without asking it; none when it does not answer.
   ComPtr<IUnknown> Own();
 
   ComModule& Module() const { return module_; }

@@ -72,12 +72,21 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SocketControl>& s
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream);
 
+/// The way back of an object that a client hands in; none for an object of the client's own. Such
+/// an object is not asked, which would take as long as the client likes: its identity, which is
+/// known on this side, is enough.
+inline ComPtr<ICoreObject> OwnObject(const ComModule& module, IUnknown* object) {
+  const auto identity = ComPtr<IUnknown>(object).As<IUnknown>(IID_IUnknown);
+  if (!module.IsOwn(identity.Get())) return {};
+  return identity.As<ICoreObject>(kCoreObjectId);
+}
+
 /// The core object behind a COM object that a client hands in; none for none, error 13 for another
 /// kind and for an object of the client's own.
 template <class Kind>
-std::shared_ptr<Kind> CoreOf(IUnknown* object) {
+std::shared_ptr<Kind> CoreOf(const ComModule& module, IUnknown* object) {
   if (object == nullptr) return nullptr;
-  const auto ours = ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId);
+  const auto ours = OwnObject(module, object);
   if (!ours) ThrowTypeMismatch();
   const std::any core = ours->CoreObject();
   const auto* kind = std::any_cast<std::shared_ptr<Kind>>(&core);

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "automation/com_errors.hpp"
+#include "automation/com_values.hpp"
 
 namespace tarn {
 namespace {
@@ -56,6 +57,14 @@ bool IsArrayOfVariants(const VARIANT& value) {
   return V_VT(&value) == (VT_ARRAY | VT_VARIANT);
 }
 
+/// Whatever is no array. An object stays what it is; it stands for no value (see IsObject).
+HRESULT ConvertSingle(VARIANT& value, VARTYPE type, LCID locale) {
+  const bool wantsObject = type == VT_DISPATCH || type == VT_UNKNOWN;
+  if (IsObject(value)) return wantsObject ? S_OK : DISP_E_TYPEMISMATCH;
+  if (wantsObject) return DISP_E_TYPEMISMATCH;
+  return VariantChangeTypeEx(&value, &value, locale, 0, type);
+}
+
 /// Scripts know arrays of Variants only.
 HRESULT ConvertElements(VARIANT& value, VARTYPE elementType, LCID locale) {
   SAFEARRAY* from = V_ARRAY(&value);
@@ -73,9 +82,7 @@ HRESULT ConvertElements(VARIANT& value, VARTYPE elementType, LCID locale) {
   for (LONG i = lower; i <= upper; ++i) {
     Variant element;
     HRESULT result = SafeArrayGetElement(from, &i, element.Get());
-    if (SUCCEEDED(result)) {
-      result = VariantChangeTypeEx(element.Get(), element.Get(), locale, 0, elementType);
-    }
+    if (SUCCEEDED(result)) result = ConvertSingle(*element.Get(), elementType, locale);
     if (FAILED(result)) return result;
     const bool isPointer = elementType == VT_BSTR || elementType == VT_DISPATCH;
     void* const place = isPointer ? static_cast<void*>(V_BSTR(element.Get()))
@@ -90,11 +97,10 @@ HRESULT ConvertElements(VARIANT& value, VARTYPE elementType, LCID locale) {
 
 HRESULT Convert(VARIANT& value, VARTYPE type, LCID locale) {
   if (type == VT_VARIANT || V_VT(&value) == type) return S_OK;
-  if (type == VT_DISPATCH && V_VT(&value) == VT_EMPTY) return DISP_E_TYPEMISMATCH;
   if ((type & VT_ARRAY) != 0 && IsArrayOfVariants(value)) {
     return ConvertElements(value, static_cast<VARTYPE>(type & ~VT_ARRAY), locale);
   }
-  return VariantChangeTypeEx(&value, &value, locale, 0, type);
+  return ConvertSingle(value, type, locale);
 }
 
 std::size_t SizeOf(VARTYPE type) {

@@ -58,39 +58,60 @@ std::shared_ptr<ForeignValue> KeepCore(ComModule& module, const std::any& core) 
   return kept;
 }
 
+/// The interface of an object in a value.
+IID FaceOf(VARTYPE type) {
+  return type == VT_DISPATCH ? IID_IDispatch : IID_IUnknown;
+}
+
 /// A client's own object; nothing once the client is gone.
 class KeptObject final : public KeptValue {
  public:
-  explicit KeptObject(std::shared_ptr<ClientObject> object) : object_(std::move(object)) {}
+  KeptObject(std::shared_ptr<ClientObject> object, VARTYPE type)
+      : object_(std::move(object)), type_(type) {}
   Variant Given() const override {
     Variant given;
-    V_VT(given.Get()) = VT_DISPATCH;
+    V_VT(given.Get()) = type_;
     if (object_->Apartment().lost) return given;
-    V_DISPATCH(given.Get()) =
-        object_->ForThisApartment(IID_IDispatch).As<IDispatch>(IID_IDispatch).Detach();
+    V_UNKNOWN(given.Get()) = object_->ForThisApartment({FaceOf(type_)}).Detach();
     return given;
   }
 
  private:
   std::shared_ptr<ClientObject> object_;
+  VARTYPE type_;
 };
 
 TagValue KeepObject(ComModule& module, Variant value) {
   IUnknown* object = V_UNKNOWN(value.Get());
   if (object == nullptr) return std::make_shared<KeptVariant>(std::move(value));
-  const auto ours = ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId);
-  if (ours) {
+  if (const auto ours = OwnObject(module, object)) {
     auto kept = KeepCore<TarnScaleServer, TarnScale, WeightData, PrintData, TarnRecordTemplateData,
                          TarnRecordTemplateConfig, _SummitData, _SummitConfig, SDTagInfo,
                          SDVariables, KesMessage, ActivityTimer, _Connection, _Protocol, SerialPort,
                          SocketControl, Timer, TextStream>(module, ours->CoreObject());
     if (kept) return kept;
-  }
-  std::shared_ptr<ClientObject> client;
-  if (ours || FAILED(ClientObject::Create(module.CallsOut(), object, IID_IDispatch, client))) {
     return std::make_shared<KeptVariant>(std::move(value));
   }
-  return std::make_shared<KeptObject>(std::move(client));
+  const IID face = FaceOf(V_VT(value.Get()));
+  std::shared_ptr<ClientObject> client;
+  if (FAILED(ClientObject::Create(module.CallsOut(), object, face, face, client))) {
+    ThrowTypeMismatch();
+  }
+  return std::make_shared<KeptObject>(std::move(client), V_VT(value.Get()));
+}
+
+/// Only such an array comes back from bytes as it was given.
+bool IsPlainRow(SAFEARRAY* array) {
+  LONG first = 0;
+  return array == nullptr || (SafeArrayGetDim(array) == 1 &&
+                              SUCCEEDED(SafeArrayGetLBound(array, 1, &first)) && first == 0);
+}
+
+/// Without the references that scripts pass.
+Variant Plain(const VARIANT& value) {
+  Variant plain;
+  if (FAILED(VariantCopyInd(plain.Get(), const_cast<VARIANT*>(&value)))) ThrowTypeMismatch();
+  return plain;
 }
 
 }  // namespace
@@ -112,8 +133,7 @@ Variant ToVariant(const TagValue& value) {
 }
 
 TagValue ToTagValue(ComModule& module, const VARIANT& value) {
-  Variant plain;
-  if (FAILED(VariantCopyInd(plain.Get(), const_cast<VARIANT*>(&value)))) ThrowTypeMismatch();
+  Variant plain = Plain(value);
   const VARIANT& given = *plain.Get();
   switch (V_VT(&given)) {
     case VT_EMPTY:
@@ -133,7 +153,8 @@ TagValue ToTagValue(ComModule& module, const VARIANT& value) {
     case VT_BSTR:
       return Text(V_BSTR(&given));
     case VT_ARRAY | VT_UI1:
-      return BytesOf(V_ARRAY(&given));
+      if (IsPlainRow(V_ARRAY(&given))) return BytesOf(V_ARRAY(&given));
+      return std::make_shared<KeptVariant>(std::move(plain));
     case VT_DISPATCH:
     case VT_UNKNOWN:
       return KeepObject(module, std::move(plain));
@@ -143,7 +164,8 @@ TagValue ToTagValue(ComModule& module, const VARIANT& value) {
 }
 
 TagValue ToWrittenValue(ComModule& module, const VARIANT& value) {
-  switch (V_VT(&value) & ~VT_BYREF) {
+  const Variant plain = Plain(value);
+  switch (V_VT(plain.Get())) {
     case VT_I1:
     case VT_UI2:
     case VT_UI4:
@@ -153,9 +175,11 @@ TagValue ToWrittenValue(ComModule& module, const VARIANT& value) {
     case VT_UINT:
     case VT_CY:
     case VT_DECIMAL:
-      return V_R8(Converted(value, VT_R8).Get());
+      return V_R8(Converted(*plain.Get(), VT_R8).Get());
+    case VT_ARRAY | VT_UI1:
+      return BytesOf(V_ARRAY(plain.Get()));
     default:
-      return ToTagValue(module, value);
+      return ToTagValue(module, *plain.Get());
   }
 }
 

@@ -13,12 +13,13 @@ namespace tarn {
 
 Variant ToVariant(const TagValue& value);
 
-/// What is no value of a terminal, an object above all, is kept as it comes. Error 13 for a
-/// reference to nothing.
+/// What is no value of a terminal, an object above all, is kept as it comes, and so is an array of
+/// bytes that does not count from 0. Error 13 for a reference to nothing.
 TagValue ToTagValue(ComModule& module, const VARIANT& value);
 
 /// The same for a value on its way to a terminal: a number of a kind that no variable has, such as
-/// a currency or an unsigned one, is taken as a double.
+/// a currency or an unsigned one, is taken as a double, and bytes are taken wherever their array
+/// begins.
 TagValue ToWrittenValue(ComModule& module, const VARIANT& value);
 
 }  // namespace tarn

@@ -36,7 +36,8 @@ internal static class Program
         double tare = 12.5;
         scale.SetTare(ref tare);
 
-        var end = new Timer { Interval = 10000, Enabled = true };
+        // The library has a class Timer, too.
+        var end = new System.Windows.Forms.Timer { Interval = 10000, Enabled = true };
         end.Tick += (sender, arguments) => Application.ExitThread();
         Application.Run();
 

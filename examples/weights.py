@@ -23,7 +23,8 @@ class WeightEvents:
 def with_comtypes():
     import comtypes.client
     connection = comtypes.client.CreateObject(PROGRAM)
-    server = connection.TarnScaleServer[0]
+    # The argument goes by reference, so it comes back, too: here in front of the result.
+    _, server = connection.TarnScaleServer[0]
     scale = server.GetScale(1)
     sink = WeightEvents()
     sink.weight = scale.WeightData
@@ -37,7 +38,8 @@ def with_win32com():
     import pythoncom
     import win32com.client
     connection = win32com.client.Dispatch(PROGRAM)
-    server = connection.TarnScaleServer(0)
+    # The same as above, but here the argument comes back behind the result.
+    server, _ = connection.TarnScaleServer(0)
     scale = server.GetScale(1)
     sink = win32com.client.WithEvents(scale.WeightData, WeightEvents)
     sink.weight = scale.WeightData

@@ -2,8 +2,11 @@
 // calls, as a spreadsheet does while its user edits a cell.
 //
 //   busy_client CALLS_TO_REFUSE STOP_FILE
-//   busy_client hang STOP_FILE   does not return from the first call that comes in, which is the
-//                                server's question to the sink in the middle of Advise
+//   busy_client advise STOP_FILE   does not return from the first call that comes in, which is the
+//                                  server's question to the sink in the middle of Advise
+//   busy_client WAY STOP_FILE      the same in the middle of handing an object of its own to the
+//                                  server: as a "protocol", "late" bound as one, as the data of a
+//                                  "tag", as the "log", or where a "value" is wanted
 //
 // Or hands the server on to another program, as a launcher does:
 //   busy_client give FILE        writes a reference to the server into the file and waits
@@ -21,7 +24,10 @@
 #include <utility>
 
 #include "automation/script_host/event_sink.hpp"
+#include "tests/automation/own_object.hpp"
 
+_COM_SMARTPTR_TYPEDEF(_Protocol, __uuidof(_Protocol));
+_COM_SMARTPTR_TYPEDEF(_SDTagInfo, __uuidof(_SDTagInfo));
 _COM_SMARTPTR_TYPEDEF(_TarnScale, __uuidof(_TarnScale));
 _COM_SMARTPTR_TYPEDEF(_TarnScaleServer, __uuidof(_TarnScaleServer));
 _COM_SMARTPTR_TYPEDEF(_TarnServerConnection, __uuidof(_TarnServerConnection));
@@ -116,7 +122,39 @@ _TarnServerConnectionPtr Connect() {
   }
 }
 
-_WeightDataPtr WeightOfScale1() {
+/// The server only asks what it is.
+class OwnProtocol final : public tarn::Own<IDispatch> {
+ public:
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    return Own::QueryInterface(iid == __uuidof(_Protocol) ? IID_IDispatch : iid, object);
+  }
+};
+
+HRESULT InvokeWith(IDispatch* target, DISPID id, WORD how, const _variant_t& argument) {
+  DISPID put = DISPID_PROPERTYPUT;
+  const bool puts = how != DISPATCH_METHOD;
+  VARIANT given = argument;
+  DISPPARAMS arguments{&given, puts ? &put : nullptr, 1, puts ? 1U : 0U};
+  return target->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, how, &arguments, nullptr, nullptr,
+                        nullptr);
+}
+
+/// How the server takes an object of this program's; no interest in any other way.
+HRESULT HandOver(std::string_view way, _TarnScaleServer* server, _TarnScale* scale) {
+  static OwnProtocol own;
+  constexpr DISPID kProtocol = 10, kGetScale = 15;
+  if (way == "protocol") return scale->putref_Protocol(reinterpret_cast<_Protocol*>(&own));
+  if (way == "late") return InvokeWith(scale, kProtocol, DISPATCH_PROPERTYPUTREF, &own);
+  if (way == "log") return server->putref_LogFile(&own);
+  if (way == "value") return InvokeWith(server, kGetScale, DISPATCH_METHOD, &own);
+  _SDTagInfoPtr tag;
+  Check(tag.CreateInstance(CLSID_SDTagInfo, nullptr, CLSCTX_LOCAL_SERVER));
+  return way == "tag" ? tag->putref_TagData(_variant_t(&own)) : S_FALSE;
+}
+
+void Follow(const char* way, const char* stopFile) {
+  Filter filter;
+  Check(CoRegisterMessageFilter(&filter, nullptr));
   const auto connection = Connect();
   LONG component = 0;
   _TarnScaleServerPtr server;
@@ -125,14 +163,12 @@ _WeightDataPtr WeightOfScale1() {
   Check(server->GetScale(1, &scale));
   _WeightDataPtr weight;
   Check(scale->get_WeightData(&weight));
-  return weight;
-}
-
-void Follow(const char* way, const char* stopFile) {
-  Filter filter;
-  Check(CoRegisterMessageFilter(&filter, nullptr));
-  const auto weight = WeightOfScale1();
-  if (std::string_view(way) == "hang") filter.Hang(stopFile);
+  if (std::atoi(way) == 0) filter.Hang(stopFile);
+  const HRESULT handed = HandOver(way, server, scale);
+  if (handed != S_FALSE) {
+    std::printf("refused %08lX\n", static_cast<unsigned long>(handed));
+    std::fflush(stdout);
+  }
   int readings = 0;
   const tarn::script_host::EventConnection events(
       *weight, [&](const std::wstring& event, DISPPARAMS&) {

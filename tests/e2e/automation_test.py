@@ -10,8 +10,8 @@ import re
 import signal
 import unittest
 
-from automation_support import (EXAMPLES, PORT, SERVER, SETTINGS, WINDOWS, ServerTest,
-                                server_processes, wait_until, windows_path, wine)
+from automation_support import (EXAMPLES, PORT, SERVER, WINDOWS, ServerTest, server_processes,
+                                wait_until, windows_path)
 
 
 def without_repeats(values):
@@ -145,8 +145,7 @@ class AutomationTest(ServerTest):
         taker.wait_for("^read", start=len(taker.lines), count=20)
 
     def test_a_stopped_client_costs_the_others_no_reading(self):
-        wine("reg", "add", SETTINGS + r"\Settings", "/v", "EventTimeout", "/d", "2000", "/f")
-        self.addCleanup(wine, "reg", "delete", SETTINGS + r"\Settings", "/v", "EventTimeout", "/f")
+        self.event_timeout(2000)
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
         keeper = self.keeper()
         stopped, healthy = self.follower(), self.follower()
@@ -161,17 +160,25 @@ class AutomationTest(ServerTest):
         # Dropped at the limit, so it saw less.
         self.assertLess(len(stopped.weights()), len(healthy.weights()) - 20)
 
-    def test_a_client_that_hangs_in_the_middle_of_its_advise_holds_up_nobody(self):
+    def test_a_client_that_hangs_while_it_is_asked_holds_up_nobody(self):
+        self.event_timeout(2000)
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
         keeper = self.keeper()
         healthy = self.follower()
         healthy.wait_for(r"^weight [1-9]")
-        hanging = self.start("wine", WINDOWS / "busy_client.exe", "hang", self.stop)
-        hanging.wait_for("^hanging")
-        healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
+        hanging = []
+        for way in ("advise", "protocol", "late", "tag", "log"):
+            hanging.append(self.start("wine", WINDOWS / "busy_client.exe", way, self.stop))
+            hanging[-1].wait_for("^hanging")
+            healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=15)
+        # Where a value is wanted an object is refused unasked.
+        self.start("wine", WINDOWS / "busy_client.exe", "value", self.stop).wait_for(
+            "^refused 80020005")
         self.follower().wait_for(r"^weight [1-9]")  # others may come, too
-        self.end_well(keeper, healthy, hanging)
+        self.end_well(keeper, healthy, *hanging)
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
+        for client in hanging[1:]:
+            client.wait_for("^refused 800A000D")
 
     def test_a_busy_client_misses_events_and_keeps_its_subscription(self):
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
