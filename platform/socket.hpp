@@ -12,7 +12,7 @@ namespace tarn {
 
 enum class SocketTransport : std::int16_t { Tcp = 0, Udp = 1 };
 
-/// The numbers are those that users of such a control know.
+/// The numbers are published: clients read them as State.
 enum class SocketState : std::int16_t {
   Closed = 0,
   Open = 1,  ///< UDP: bound
