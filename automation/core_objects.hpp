@@ -50,7 +50,7 @@ const void* IdentityOf(const Core* core) {
     return core;
 }
 
-/// The COM object of a core object; none for none. Where a client's own object stands behind the
+/// The COM object of a core object; null for null. Where a client's own object stands behind the
 /// core object, it is that one.
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale);
@@ -72,7 +72,7 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SocketControl>& s
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream);
 
-/// The core object behind a COM object that a client hands in; none for none, error 13 for another
+/// The core object behind a COM object that a client hands in; null for null, error 13 for another
 /// kind and for an object of the client's own.
 template <class Kind>
 std::shared_ptr<Kind> CoreOf(IUnknown* object) {

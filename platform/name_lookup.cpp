@@ -17,7 +17,7 @@ struct NameLookup::State {
   State(MessageLoop& l, Ask a) : loop(&l), ask(std::move(a)) {}
 
   std::mutex mutex;
-  MessageLoop* loop;  ///< none once nobody is to be told
+  MessageLoop* loop;  ///< null once nobody waits for the answer
   Ask ask;
   std::deque<Job> jobs;
   int threads = 0;
