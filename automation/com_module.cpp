@@ -72,7 +72,7 @@ void ComModule::Forget(const void* core, const IUnknown* object) {
   if (entry != objects_.end() && entry->second == object) objects_.erase(entry);
 }
 
-/// The system learns it too, so that it starts another process for a client after the last
+/// The system is told too, so that it starts another process for whoever comes after the last
 /// reference has gone.
 void ComModule::AddReference() {
   wasUsed_ = true;

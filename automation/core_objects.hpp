@@ -72,7 +72,7 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SocketControl>& s
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream);
 
-/// The core object behind a COM object that a client hands in; null for null, error 13 for another
+/// The core object behind a COM object that a client hands in; none for none, error 13 for another
 /// kind and for an object of the client's own.
 template <class Kind>
 std::shared_ptr<Kind> CoreOf(IUnknown* object) {

@@ -1,4 +1,4 @@
-// Events: what happened, delivered synchronously to all subscribers in the order of subscription.
+// Events: what happened, told synchronously to every subscriber in the order of subscription.
 //
 // Four rules hold, whatever a handler does:
 //   1. A handler that was removed is never called again, also not by an emission under way.
@@ -6,7 +6,7 @@
 //   3. A handler may raise the same event again; the inner emission runs to its end first.
 //   4. A handler added during an emission is called from the next emission on.
 //
-// An exception of a handler ends the emission and propagates to the code that raised the event.
+// An exception of a handler ends the emission and climbs to whoever raised the event.
 //
 // One thread: subscribe, unsubscribe and raise on the thread of the message loop.
 #pragma once
