@@ -272,7 +272,7 @@ PropertyBag PropertyBag::FromEntries(std::string_view bytes, int depth) {
         break;
       }
       default:
-        break;  // a kind of a later program: skipped, as a key that nobody asks for is
+        break;  // a kind of a later program: passed over, as a key that nobody asks for is
     }
   }
   return bag;

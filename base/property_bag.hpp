@@ -3,7 +3,7 @@
 //
 // Keys compare without regard to case. Reading converts between kinds of numbers and texts as
 // Automation values do; what cannot convert is an error with the key in its text. A key that is not
-// there reads as the default, a key that nobody asks for is skipped.
+// there reads as the default, a key that nobody asks for is passed over.
 //
 // The contents as bytes (all numbers little-endian):
 //   "TBG1"  then the entries of the outermost bag, one after the other:

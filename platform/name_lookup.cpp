@@ -17,7 +17,7 @@ struct NameLookup::State {
   State(MessageLoop& l, Ask a) : loop(&l), ask(std::move(a)) {}
 
   std::mutex mutex;
-  MessageLoop* loop;  ///< null once nobody waits for the answer
+  MessageLoop* loop;  ///< none once nobody is to be told
   Ask ask;
   std::deque<Job> jobs;
   int threads = 0;

@@ -11,7 +11,7 @@ namespace tarn {
 
 /// Passes a text on and then keeps quiet about it for kQuietTime: a line that fails with every
 /// frame shows once, one that fails again next week shows again. It remembers kRemembered texts;
-/// beyond that it starts from nothing.
+/// beyond that it begins anew.
 class TraceFilter {
  public:
   using Sink = std::function<void(std::string_view)>;

@@ -53,8 +53,8 @@ std::string_view Right(std::string_view text, std::size_t count) {
 }
 
 /// The left and right ends are cut from texts of their own, since one code takes them from two.
-/// A text of seven characters loses a digit between its two ends, deliberately: a negative gross,
-/// which has a sign and six digits, is shown without the digit in front of its decimal point.
+/// A text of seven characters loses a digit between its two ends; that is how the terminals' own
+/// negative gross has always been shown.
 std::string WeightText(const Layout& layout, std::string_view leftText, std::string_view rightText,
                        std::string_view decimalSeparator) {
   if (layout.left == 0) {

@@ -79,8 +79,9 @@ struct GenericReading {
 };
 
 /// A frame that is too short for its definition tells nothing. One that is out of range tells only
-/// that. Without a weight position, and with units of one character, it ends before the weight:
-/// such a unit deliberately fails to map to a text, which leaves type 27 without a weight.
+/// that. Without a weight position, and with units of one character, it ends before the weight: the
+/// mapping of such a unit to its text has never worked and is kept so, which leaves type 27 without
+/// a weight.
 GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame);
 
 }  // namespace tarn

@@ -123,7 +123,7 @@ TEST_F(TarnScaleTest, RunningConnectsTheProtocolFirst) {
   host.loop.Advance(350);
   EXPECT_EQ(recorder.Take(), "UpdateWeight UpdateWeight UpdateWeight");
   scale->StopScale();
-  EXPECT_EQ(TakeCalls(), Calls{"Connection.Disconnect"});  // the protocol is not called
+  EXPECT_EQ(TakeCalls(), Calls{"Connection.Disconnect"});  // the protocol is not told
   EXPECT_EQ(recorder.Take(), "StatusChange NewWeight");
   EXPECT_TRUE(scale->ActivityTimer()->TimedOut());
   host.loop.Advance(2000);
