@@ -1,4 +1,4 @@
-// The source of one object's events: who is subscribed, and the telling.
+// The source of one object's events: who is subscribed, and the delivery.
 #pragma once
 
 #include <windows.h>
@@ -38,7 +38,7 @@ class SinkList {
 
   /// The cookie, which no other one of the object's sinks had or will have.
   DWORD Add(std::shared_ptr<ClientObject> client);
-  /// False where there is no such sink. It is told nothing more, unless a call to it is on its way.
+  /// False where there is no such sink. It gets no more events, unless a call to it is under way.
   bool Remove(DWORD cookie);
   /// As it is now.
   Sinks Live();
@@ -51,9 +51,9 @@ class SinkList {
 
 /// Part of its object.
 ///
-/// A sink is told synchronously, in the order of subscription. One that was unadvised while an
-/// event is being told is skipped. A client that hangs or is dead loses all its subscriptions, on
-/// every object; one that is busy keeps them and misses this event.
+/// Sinks are called synchronously, in the order of subscription. One that was unadvised while an
+/// event is being delivered is skipped. A client that hangs or is dead loses all its subscriptions,
+/// on every object; one that is busy keeps them and misses this event.
 ///
 /// What clients hold of it lives in the multithreaded apartment: a sink is received, asked and
 /// given back by calls to its client, which last as long as the client likes, so the core's thread

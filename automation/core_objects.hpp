@@ -50,7 +50,7 @@ const void* IdentityOf(const Core* core) {
     return core;
 }
 
-/// The COM object of a core object; none for none. Where a client's own object stands behind the
+/// The COM object of a core object; null for null. Where a client's own object stands behind the
 /// core object, it is that one.
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale);

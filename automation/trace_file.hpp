@@ -1,4 +1,4 @@
-// The server's trace: a text file for whoever looks after the program.
+// The server's trace: a text file for those who look after the program.
 #pragma once
 
 #include <cstdint>

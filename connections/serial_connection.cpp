@@ -48,7 +48,7 @@ SerialConnection::~SerialConnection() {
   try {
     Disconnect();
   } catch (const std::exception&) {
-    // The port goes with this object; a failure to close has nobody left to be told.
+    // The port goes with this object; nobody is left to hear of a failure to close.
   }
 }
 

@@ -1,4 +1,4 @@
-// What the operating system gives, in one hand.
+// What the operating system gives: one object that hands out all of it.
 #pragma once
 
 #include <memory>
@@ -34,8 +34,8 @@ class Host {
   /// The folder of the running program.
   virtual std::string ProgramFolder() = 0;
 
-  /// One line for whoever looks after the program: what went wrong where no client could be told.
-  /// A text that repeats is passed over for a while, so that a fault of every reading shows once.
+  /// One line for those who look after the program: what went wrong where no client could hear of
+  /// it. A text that repeats is left out for a while, so that a fault of every reading shows once.
   virtual void Trace(std::string_view text) = 0;
 };
 

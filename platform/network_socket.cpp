@@ -78,7 +78,7 @@ struct NetworkSocket::Datagram {
 
 struct NetworkSocket::Session {
   std::unique_ptr<NativeSocket> socket;
-  Arrival input;        ///< TCP: all that waits. UDP: the datagram that is being told
+  Arrival input;        ///< TCP: all that waits. UDP: the datagram of the present event
   bool paused = false;  ///< TCP: enough waits, the rest stays on the network
   std::string stream;   ///< TCP: what waits to be sent
   std::deque<Datagram> datagrams;
@@ -228,8 +228,8 @@ void NetworkSocket::LookUpHost(const std::string& host) {
   }
 }
 
-/// Of a datagram's host a failure is told once and costs the datagrams that wait for it; the next
-/// one asks again.
+/// Of a datagram's host a failure is reported once and costs the datagrams that wait for it; the
+/// next one asks again.
 void NetworkSocket::HostKnown(std::int32_t error, std::uint32_t ip) {
   Session& session = *session_;
   session.lookingUp = false;
@@ -344,8 +344,8 @@ void NetworkSocket::ReadStream() {
 
   const bool failed = arrived.error != 0 && arrived.error != SocketError::kWouldBlock;
   if (session.input.bytes.size() > before) {
-    // What arrived is told before the end that came with it. An end of the stream is still there
-    // next time, a failure is not.
+    // What arrived is reported before the end that came with it. An end of the stream is still
+    // there next time, a failure is not.
     if (failed) FailLater(arrived.error);
     DataArrival.Raise(static_cast<std::int32_t>(session.input.bytes.size()));
   } else if (failed) {
@@ -412,7 +412,7 @@ void NetworkSocket::SendQueued() {
     SendStream();
 }
 
-/// A failure shows when the socket is read next, or is told by the loop.
+/// A failure shows when the socket is read next, or the loop reports it.
 void NetworkSocket::SendStream() {
   Session& session = *session_;
   std::size_t sent = 0;

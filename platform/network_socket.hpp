@@ -86,8 +86,8 @@ class NetworkSocket : public SocketControl {
   std::int32_t remotePort_ = 0;
   bool remoteHostOnly_ = false;
   bool retired_ = false;
-  /// From Bind or Connect to Close. Whoever raises an event looks afterwards whether it is still
-  /// there: a handler may have closed, opened anew or destroyed the control.
+  /// From Bind or Connect to Close. The code that raises an event looks afterwards whether it is
+  /// still there: a handler may have closed, opened anew or destroyed the control.
   std::shared_ptr<Session> session_;
 };
 

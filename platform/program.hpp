@@ -15,8 +15,8 @@ std::vector<std::string> ProgramArguments(int argc, const char* const* argv);
 /// it, on this user's account.
 std::string ProgramSettingsPlace(std::string_view program);
 
-/// The folder for the files that a program of this name writes without being told where, made when
-/// missing. Error 75 where it cannot be made.
+/// The folder for the files that a program of this name writes where nobody names a place, made
+/// when missing. Error 75 where it cannot be made.
 std::string ProgramDataFolder(std::string_view program);
 
 }  // namespace tarn

@@ -28,7 +28,8 @@ class ReceiveBuffer {
   static constexpr double kQuietFloor = 250;  // milliseconds
   static constexpr double kHoldFactor = 4;
 
-  /// `announce` is called from the loop when bytes are to be read; it must not outlive the buffer.
+  /// `announce` is called from the loop when bytes are to be read, as long as the buffer lives:
+  /// what it refers to must outlive the buffer.
   ReceiveBuffer(MessageLoop& loop, std::function<void()> announce);
   ReceiveBuffer(const ReceiveBuffer&) = delete;
   ReceiveBuffer& operator=(const ReceiveBuffer&) = delete;

@@ -63,7 +63,7 @@ class SerialPort {
   /// Errors: 8018 closed, 57 the queue is full (nothing of these bytes is sent).
   virtual void Output(std::string_view bytes) = 0;
 
-  /// What clients of such a control read as its device: the name that was opened, empty when none.
+  /// The name of the device that was opened, empty when none is open.
   virtual std::string DeviceName() const = 0;
 
   static constexpr std::size_t kMaxQueuedOutput = 64U << 10U;

@@ -12,7 +12,7 @@ namespace tarn {
 
 enum class SocketTransport : std::int16_t { Tcp = 0, Udp = 1 };
 
-/// The numbers are those that users of such a control know.
+/// The numbers are published: clients read them as State.
 enum class SocketState : std::int16_t {
   Closed = 0,
   Open = 1,  ///< UDP: bound
@@ -64,7 +64,7 @@ class SocketControl {
   virtual void Close() = 0;
 
   /// Closes it for good: Bind and Connect are error 91 from now on. For a control whose place in
-  /// the server another one takes, whoever still holds it.
+  /// the server another one takes, whatever client still holds it.
   virtual void Retire() = 0;
 
   /// UDP: opens the local port; 0 lets the system choose (LocalPort then reads the choice).
@@ -79,17 +79,17 @@ class SocketControl {
   /// UDP: one datagram to the remote host and port. TCP: bytes of the stream. What the network does
   /// not take yet, or what waits for the look-up of a name, waits in a queue of kMaxQueuedOutput
   /// bytes. Errors: 40006 not bound or connected, 57 the queue is full (nothing of these bytes is
-  /// sent), 10040 a datagram that is too long. What fails later is told by Error.
+  /// sent), 10040 a datagram that is too long. Error reports what fails later.
   virtual void SendData(std::string_view bytes) = 0;
 
   /// How many bytes GetData gives now.
   virtual std::int32_t BytesReceived() const = 0;
 
-  /// UDP: the datagram of the arrival that is being told, whole; empty when it has been read. One
+  /// UDP: the datagram of the present DataArrival, whole; empty when it has been read. One
   /// that no handler reads during its own event is dropped. TCP: all that waits.
   virtual std::string GetData() = 0;
 
-  /// UDP: who sent the datagram of the arrival that is being told.
+  /// UDP: who sent the datagram of the present DataArrival.
   virtual std::string SenderHost() const = 0;
   virtual std::int32_t SenderPort() const = 0;
 

@@ -14,7 +14,7 @@ namespace tarn {
 /// Reads the frames of types 24 to 28 by the definition that the type loads. The weight is filed as
 /// the net weight; gross and tare read "*******".
 ///
-/// Every frame ends with NoDataError, a sound one too, deliberately: the reading is told with its
+/// Every frame ends with NoDataError, a sound one too, deliberately: the reading is raised with its
 /// events and then replaced by the no-data state. So clients see the weight in the first of a
 /// frame's two NewWeight only, where NoDataError still reads True from the frame before.
 ///

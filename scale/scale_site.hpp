@@ -22,8 +22,8 @@ class ScaleSite : public ObjectFactory {
   virtual std::shared_ptr<Timer> UpdateTimer(std::int16_t scaleNumber) = 0;
   /// The host form's socket control of a scale; none for a number outside 1 to 32.
   virtual std::shared_ptr<SocketControl> Winsock(std::int16_t scaleNumber) = 0;
-  /// A scale leaves its number: whoever still holds the control of that number holds one that is
-  /// closed for good, and the number gets another.
+  /// A scale leaves its number: a client that still holds the control of that number holds one that
+  /// is closed for good, and the number gets another.
   virtual void ReleaseSocket(std::int16_t scaleNumber) = 0;
   /// The host form's tick of 200 ms that drives every activity timer.
   virtual std::shared_ptr<Timer> TickTimer() = 0;

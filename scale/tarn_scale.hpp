@@ -62,7 +62,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   /// Connects and starts the timers; false, and nothing connected, when the scale is disabled.
   /// Error 91 without an update timer, and on a scale that has left its server.
   bool RunScale();
-  /// Stops the timers, blanks the weights and closes the connection. The protocol is not told.
+  /// Stops the timers, blanks the weights and closes the connection. The protocol is not called.
   void StopScale();
 
   /// True: copies the reading into PrintData now. False: with the next reading without motion.
@@ -119,8 +119,8 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   ScaleSite& Site() const { return *site_; }
 
   /// Stops the scale for good and takes it off its timers and its socket, before it leaves the
-  /// server's table. Whoever still holds it, its connection or its protocol holds a quiet object
-  /// with the number 0. Never throws.
+  /// server's table. A client that still holds it, its connection or its protocol holds a quiet
+  /// object with the number 0. Never throws.
   void Detach() noexcept;
 
  private:

@@ -30,7 +30,7 @@ class HostForm {
   /// Ticks every 200 ms until Unload.
   std::shared_ptr<Timer> Timer1() const { return timer1_; }
 
-  /// Stops all timers and closes all sockets for good, whoever still holds one.
+  /// Stops all timers and closes all sockets for good, whatever client still holds one.
   void Unload();
 
  private:

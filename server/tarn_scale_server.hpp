@@ -21,7 +21,7 @@ namespace tarn {
 enum class StartMode {
   AsSettingsSay,  ///< EachScale when "StartEachScale" in section "Settings" is True, else AllScales
   AllScales,      ///< the published way: the first scale that fails ends the start
-  EachScale,      ///< every enabled scale on its own, failures reported and passed over
+  EachScale,      ///< each enabled scale by itself; failures are reported and skipped
 };
 
 /// A scale that did not start, and why.
@@ -98,7 +98,7 @@ class TarnScaleServer {
   const std::vector<StartFailure>& StartFailures() const { return startFailures_; }
 
   /// Ends the server: remembers the settings file, lets the scales go, closes the log, unloads the
-  /// host form. Whoever still holds the object gets error 91 where it would need the server.
+  /// host form. A client that still holds the object gets error 91 where it would need the server.
   void ShutDown();
   /// Closes all that another server needs: ports, sockets, the log. For a server that is built
   /// inside the last events of this one's shut-down, which then goes on. Raises nothing.

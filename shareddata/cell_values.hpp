@@ -19,7 +19,7 @@ void FileCells(const std::vector<std::uint8_t>& bytes, std::int32_t length, Cell
 /// Which cells the terminal scans: the address of each, 0 for none.
 class ScanTable {
  public:
-  /// Always takes a byte for every cell, whatever length is told; error 9 where there are fewer.
+  /// Always takes a byte for every cell, whatever length is given; error 9 where there are fewer.
   void File(const std::vector<std::uint8_t>& bytes);
   void Clear();
   const CellBytes& Addresses() const { return addresses_; }

@@ -47,7 +47,7 @@ class SummitProtocol final : public Protocol,
   // Published members, in the order of the interface.
 
   /// None puts a new base SummitConfig in its place. The data object hears of every change of the
-  /// configuration through ConfigurationChanged, and the round begins anew.
+  /// configuration through ConfigurationChanged, and the round starts again.
   void Configuration(std::shared_ptr<_SummitConfig> configuration);
   std::shared_ptr<_SummitConfig> Configuration() const override { return configuration_; }
   void Disconnect() override;

@@ -28,7 +28,7 @@ class TagAccess {
   virtual SDAccessStatus WriteTag(const std::shared_ptr<SDTagInfo>& tag, const TagValue& value) = 0;
 };
 
-/// A data object that wants it; told when the engine connects and before every round.
+/// A data object that wants it, given when the engine connects and before every round.
 class TagAccessUser {
  public:
   TagAccessUser() = default;

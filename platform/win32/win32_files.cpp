@@ -110,7 +110,7 @@ class Win32TextStream final : public TextStream {
     try {
       Close();
     } catch (const AutomationError&) {
-      // Nobody is left to be told; who wants to know calls Close.
+      // Nobody is left to hear of it; who wants to know calls Close.
     }
   }
 

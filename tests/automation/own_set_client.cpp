@@ -225,7 +225,7 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   for (const auto& [name, value] : wanted) Expect(data.values[name] == value, name.c_str());
   Expect(data.noDataReports == 0, "rounds without a fault");
 
-  // What fails is as a value that cannot be filed: told, and the next round begins.
+  // What fails is as a value that cannot be filed: reported, and the next round begins.
   data.fails = true;
   ServeUntil([&] { return data.noDataReports >= 2; }, "a report of what failed");
   data.fails = false;

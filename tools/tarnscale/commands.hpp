@@ -17,7 +17,7 @@ struct RunOptions {
   bool json = false;
   bool readingsOnly = false;
   bool updates = false;
-  std::optional<double> seconds;  ///< without it until it is told to end
+  std::optional<double> seconds;  ///< without it until something else ends it
 };
 int RunCommand(Program& program, const RunOptions& options);
 

@@ -25,7 +25,7 @@ class EventOutput {
   EventOutput(bool json, TryWrite tryWrite);
 
   void Write(const ScaleEvent& event);
-  /// Tells at the end what was lost and not told yet.
+  /// Says at the end what was lost and not reported yet.
   void TellLost(WallTime time) { TellLost(time, kEventBound); }
 
  private:

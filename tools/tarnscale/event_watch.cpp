@@ -53,7 +53,7 @@ void EventWatch::WatchRecord(TarnScale& scale) {
       [this, &scale] { sink_(EventOf(Kind::TimeoutError, scale)); }));
 }
 
-/// A round may come several times a second, so only what has changed is told.
+/// A round may come several times a second, so only what has changed is printed.
 void EventWatch::WatchVariables(TarnScale& scale) {
   const auto data = std::dynamic_pointer_cast<TerminalData>(scale.SummitData());
   if (!data) return;

@@ -142,7 +142,7 @@ void MonitorModel::TakeReading(const ScaleEvent& event) {
 }
 
 /// StatusChange comes in the middle of a reading and from every look of the watchdog; what the
-/// flags came to is told with the reading, once.
+/// flags came to is shown with the reading, once.
 void MonitorModel::NoteStateChange(Slot& slot, const ScaleEvent& event) {
   Reading reading = event.reading;
   if (KeepsWeight(*slot.scale)) {

@@ -14,7 +14,7 @@ constexpr std::size_t kLongestFrame = 18;
 constexpr unsigned kAlwaysSet = 0x20;
 constexpr unsigned kWholeNumbers = 2;  // the decimal code of weights without decimals
 
-/// By Units. Kilograms and pounds share a code and are told apart in status B.
+/// By Units. Kilograms and pounds share a code and differ in status B.
 constexpr std::array<unsigned, 8> kUnitsCodes{0, 0, 1, 2, 3, 4, 5, 6};
 
 unsigned When(bool condition, unsigned bits) {

@@ -19,7 +19,7 @@ class FrameClock {
   /// Milliseconds; a period of 0 sends as fast as the line allows.
   FrameClock(double period, double first) : period_(period), next_(first) {}
 
-  /// When the next frame begins; those that came due before the line was free are passed over.
+  /// When the next frame begins; those that came due before the line was free are left out.
   double Next(double earliest);
   void Began(double start) { next_ = start + period_; }
 

@@ -14,7 +14,7 @@ class Simulation {
  public:
   struct Options {
     int tick = 10;                 ///< milliseconds between two looks at the lines
-    std::optional<double> runFor;  ///< milliseconds; without it until it is told to end
+    std::optional<double> runFor;  ///< milliseconds; without it until something else ends it
     bool endWithInput = false;     ///< ends when standard input does
   };
 

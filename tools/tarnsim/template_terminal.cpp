@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint64_t kStream = 5;  // beside those of the load, the faults and the phase
 
-/// True when something that is due every `period` is due; those that were missed are passed over.
+/// True when something that is due every `period` is due; those that were missed are left out.
 bool TakeDue(double& next, double period, double now) {
   if (period <= 0 || now < next) return false;
   next += period * (std::floor((now - next) / period) + 1);

@@ -20,7 +20,7 @@ struct TerminalCommand {
 };
 
 /// Takes a line's bytes one by one. Bytes that are neither a command nor part of a number are
-/// passed over and end a number that stood before them. A "T" behind something that only looked
+/// skipped and end a number that stood before them. A "T" behind something that only looked
 /// like a number does nothing: it was meant as a preset tare, and taring instead would be wrong.
 class CommandReader {
  public:
