@@ -5,13 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "tools/arguments.hpp"
 #include "tools/tarnscale/program.hpp"
 
 namespace tarn::tool {
-
-inline constexpr int kSuccess = 0;
-inline constexpr int kFailed = 1;
-inline constexpr int kWrongUse = 2;
 
 struct RunOptions {
   bool json = false;

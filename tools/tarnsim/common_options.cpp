@@ -1,6 +1,5 @@
 #include "tools/tarnsim/common_options.hpp"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <set>
 #include <string_view>
@@ -19,95 +18,72 @@ constexpr int kMostTerminals = 256;
 constexpr std::string_view kNumberPlace = "%d";
 constexpr std::int32_t kFastestBaud = 4'000'000;
 
-void AddLineOptions(CLI::App& command, CommonOptions& options) {
-  const std::string group = "Lines";
+void AddLineOptions(Command& command, CommonOptions& options) {
+  command.Group("Lines");
   command
-      .add_option("--port", options.ports,
-                  "Where the line appears: a path on Linux, COMn on Windows. Repeat it for several "
-                  "terminals")
-      ->required()
-      ->group(group);
+      .Add("--port", options.ports,
+           "Where the line appears: a path on Linux, COMn on Windows. Repeat it for several "
+           "terminals")
+      .Required();
   command
-      .add_option("--count", options.count,
-                  "Makes this many terminals; %d in the port's name becomes 1, 2, 3 ...")
-      ->check(CLI::Range(1, kMostTerminals))
-      ->capture_default_str()
-      ->group(group);
-  auto* line = command.add_option("--line", options.line, "Line settings in one, like 9600,e,7,2")
-                   ->group(group);
+      .Add("--count", options.count,
+           "Makes this many terminals; %d in the port's name becomes 1, 2, 3 ...")
+      .Range(1, kMostTerminals)
+      .ShowDefault();
+  command.Add("--line", options.line, "Line settings in one, like 9600,e,7,2");
   const auto addPiece = [&](const char* name, std::string& value, const char* description) {
-    command.add_option(name, value, description)
-        ->capture_default_str()
-        ->excludes(line)
-        ->group(group);
+    command.Add(name, value, description).ShowDefault().Without("--line");
   };
   addPiece("--baud", options.baud, "Bits per second");
   addPiece("--parity", options.parity, "n, e, o, s or m");
   addPiece("--data-bits", options.dataBits, "7 or 8");
   addPiece("--stop-bits", options.stopBits, "1, 1.5 or 2");
   command
-      .add_option("--pace", options.pace,
-                  "How bytes reach the line: every 10 ms in one piece what it would have carried, "
-                  "or character by character")
-      ->check(CLI::IsMember({"pieces", "char"}))
-      ->capture_default_str()
-      ->group(group);
+      .Add("--pace", options.pace,
+           "How bytes reach the line: every 10 ms in one piece what it would have carried, "
+           "or character by character")
+      .OneOf({"pieces", "char"})
+      .ShowDefault();
 }
 
-void AddScaleOptions(CLI::App& command, CommonOptions& options) {
-  const std::string group = "Scale";
-  command.add_option("--units", options.units, "Units of all weights")
-      ->check(CLI::IsMember({"kg", "lb", "g", "t", "oz", "ozt", "dwt", "ton"}))
-      ->capture_default_str()
-      ->group(group);
-  command
-      .add_option("--capacity", options.capacity, "Greatest weight; 9 divisions more is over range")
-      ->capture_default_str()
-      ->group(group);
-  command.add_option("--division", options.division, "1, 2 or 5 times a power of ten")
-      ->capture_default_str()
-      ->group(group);
-  command
-      .add_option("--decimals", options.decimals,
-                  "Digits behind the point; as many as the division needs when not given")
-      ->group(group);
-  command
-      .add_flag("--not-zeroed", options.notZeroed,
-                "Starts like a terminal that was switched on under load: zero not set")
-      ->group(group);
+void AddScaleOptions(Command& command, CommonOptions& options) {
+  command.Group("Scale");
+  command.Add("--units", options.units, "Units of all weights")
+      .OneOf({"kg", "lb", "g", "t", "oz", "ozt", "dwt", "ton"})
+      .ShowDefault();
+  command.Add("--capacity", options.capacity, "Greatest weight; 9 divisions more is over range")
+      .ShowDefault();
+  command.Add("--division", options.division, "1, 2 or 5 times a power of ten").ShowDefault();
+  command.Add("--decimals", options.decimals,
+              "Digits behind the point; as many as the division needs when not given");
+  command.Flag("--not-zeroed", options.notZeroed,
+               "Starts like a terminal that was switched on under load: zero not set");
 }
 
-void AddLoadOptions(CLI::App& command, CommonOptions& options) {
-  const std::string group = "Load";
-  auto* load = command
-                   .add_option("--load", options.load,
-                               "Load script (see below); weighings of random weight when not given")
-                   ->group(group);
-  command.add_option("--script", options.scriptFile, "File with the load script")
-      ->excludes(load)
-      ->group(group);
-  const CLI::Range digits(0.0, 1000.0);
+void AddLoadOptions(Command& command, CommonOptions& options) {
+  command.Group("Load");
+  command.Add("--load", options.load,
+              "Load script (see below); weighings of random weight when not given");
+  command.Add("--script", options.scriptFile, "File with the load script").Without("--load");
+  constexpr double kMostDigits = 1000;
   command
-      .add_option("--weight-noise", options.noiseDigits,
-                  "Noise on the weight, up to so many display digits to either side")
-      ->check(digits)
-      ->group(group);
+      .Add("--weight-noise", options.noiseDigits,
+           "Noise on the weight, up to so many display digits to either side")
+      .Range(0.0, kMostDigits);
   command
-      .add_option("--zero-drift", options.driftDigits,
-                  "Slow drift of the zero, up to so many display digits to either side")
-      ->check(digits)
-      ->group(group);
+      .Add("--zero-drift", options.driftDigits,
+           "Slow drift of the zero, up to so many display digits to either side")
+      .Range(0.0, kMostDigits);
   command
-      .add_option("--seed", options.seed,
-                  "Fixes everything random; each terminal has its own numbers by it")
-      ->capture_default_str()
-      ->group(group);
+      .Add("--seed", options.seed,
+           "Fixes everything random; each terminal has its own numbers by it")
+      .ShowDefault();
 }
 
-void AddFaultOptions(CLI::App& command, CommonOptions& options) {
-  const std::string group = "Faults (all off unless given)";
+void AddFaultOptions(Command& command, CommonOptions& options) {
+  command.Group("Faults (all off unless given)");
   const auto addChance = [&](const char* name, double& value, const char* description) {
-    command.add_option(name, value, description)->check(CLI::Range(0.0, 1.0))->group(group);
+    command.Add(name, value, description).Range(0.0, 1.0);
   };
   FaultOptions& faults = options.faults;
   addChance("--noise", faults.noise, "Chance of a random byte in front of each character");
@@ -116,32 +92,22 @@ void AddFaultOptions(CLI::App& command, CommonOptions& options) {
   addChance("--double", faults.repeat, "Chance of each character to come twice");
   addChance("--cut", faults.cut, "Chance of each frame to end early");
   addChance("--skip", faults.silence, "Chance of each frame not to be sent");
-  command
-      .add_option("--silence", options.silent,
-                  "EVERY/LENGTH: sends nothing for LENGTH every EVERY, like 30s/5s")
-      ->group(group);
-  command
-      .add_option("--vanish", options.vanished,
-                  "EVERY/LENGTH: the port itself goes away, as when an adapter is unplugged")
-      ->group(group);
+  command.Add("--silence", options.silent,
+              "EVERY/LENGTH: sends nothing for LENGTH every EVERY, like 30s/5s");
+  command.Add("--vanish", options.vanished,
+              "EVERY/LENGTH: the port itself goes away, as when an adapter is unplugged");
 }
 
-void AddRunOptions(CLI::App& command, CommonOptions& options) {
-  const std::string group = "Running";
-  command.add_option("--for", options.runFor, "Ends after this many seconds")
-      ->check(CLI::Range(0.0, 1e9))
-      ->group(group);
+void AddRunOptions(Command& command, CommonOptions& options) {
+  command.Group("Running");
+  command.Add("--for", options.runFor, "Ends after this many seconds").Range(0.0, 1e9);
+  command.Flag("--end-with-input", options.endWithInput,
+               "Ends when standard input ends, so with the script that started it");
+  command.Flag("-q,--quiet", options.quiet, "Prints no \"ready\" lines");
   command
-      .add_flag("--end-with-input", options.endWithInput,
-                "Ends when standard input ends, so with the script that started it")
-      ->group(group);
-  auto* quiet =
-      command.add_flag("-q,--quiet", options.quiet, "Prints no \"ready\" lines")->group(group);
-  command
-      .add_flag("-v,--verbose", options.verbose,
-                "Prints commands and what became of them; twice: every frame too")
-      ->excludes(quiet)
-      ->group(group);
+      .Flag("-v,--verbose", options.verbose,
+            "Prints commands and what became of them; twice: every frame too")
+      .Without("--quiet");
 }
 
 std::vector<std::string> PortsOf(const CommonOptions& options) {
@@ -191,13 +157,13 @@ LoadScript ScriptOf(const CommonOptions& options, Files& files) {
 
 }  // namespace
 
-void AddCommonOptions(CLI::App& command, CommonOptions& options) {
+void AddCommonOptions(Command& command, CommonOptions& options) {
   AddLineOptions(command, options);
   AddTerminalOptions(command, options);
   AddFaultOptions(command, options);
 }
 
-void AddTerminalOptions(CLI::App& command, CommonOptions& options) {
+void AddTerminalOptions(Command& command, CommonOptions& options) {
   AddScaleOptions(command, options);
   AddLoadOptions(command, options);
   AddRunOptions(command, options);

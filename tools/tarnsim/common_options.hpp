@@ -9,15 +9,12 @@
 
 #include "platform/files.hpp"
 #include "platform/serial_settings.hpp"
+#include "tools/tarnsim/commands.hpp"
 #include "tools/tarnsim/fault_injector.hpp"
 #include "tools/tarnsim/graduation.hpp"
 #include "tools/tarnsim/indicator.hpp"
 #include "tools/tarnsim/load_script.hpp"
 #include "tools/tarnsim/paced_line.hpp"
-
-namespace CLI {
-class App;
-}
 
 namespace tarn::sim {
 
@@ -68,9 +65,9 @@ struct CommonSetup {
 };
 
 /// Those of a terminal on a line.
-void AddCommonOptions(CLI::App& command, CommonOptions& options);
+void AddCommonOptions(Command& command, CommonOptions& options);
 /// Those that have nothing to do with a line.
-void AddTerminalOptions(CLI::App& command, CommonOptions& options);
+void AddTerminalOptions(Command& command, CommonOptions& options);
 
 /// Throws UsageError; AutomationError where the script file cannot be read.
 CommonSetup CheckedSetup(const CommonOptions& options, Files& files);

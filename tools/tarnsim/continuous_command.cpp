@@ -1,10 +1,8 @@
-#include "tools/tarnsim/continuous_command.hpp"
-
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "tools/tarnsim/commands.hpp"
 #include "tools/tarnsim/continuous_terminal.hpp"
 #include "tools/tarnsim/terminal_run.hpp"
 
@@ -52,40 +50,34 @@ void Run(const ContinuousOptions& options) {
 
 }  // namespace
 
-void AddContinuousCommand(CLI::App& app) {
+void AddContinuousCommand(CommandLine& line) {
   const auto options = std::make_shared<ContinuousOptions>();
-  CLI::App* command = app.add_subcommand(
+  Command& command = line.Add(
       "continuous", "Terminals that send their weight without being asked, frame after frame");
-  command->footer(std::string(kLoadScriptHelp) + kFooter);
-  const std::string group = "Continuous output";
-  command->add_option("--layout", options->layout, "Frame layout: the short one goes without tare")
-      ->check(CLI::IsMember({"standard", "short"}))
-      ->capture_default_str()
-      ->group(group);
+  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Group("Continuous output");
+  command.Add("--layout", options->layout, "Frame layout: the short one goes without tare")
+      .OneOf({"standard", "short"})
+      .ShowDefault();
   command
-      ->add_option(
-          "--rate", options->rate,
-          "Frames per second, or max for as many as the line carries. Frames that come due "
-          "while the line still sends are left out")
-      ->capture_default_str()
-      ->group(group);
+      .Add("--rate", options->rate,
+           "Frames per second, or max for as many as the line carries. Frames that come due "
+           "while the line still sends are left out")
+      .ShowDefault();
+  command.Flag("--checksum,!--no-checksum", options->checksum,
+               "With a checksum character behind the frame (so unless --no-checksum)");
+  command.Add("--print-every", options->printEvery, "Presses the print key every so many seconds")
+      .Range(0.0, 1e6);
   command
-      ->add_flag("--checksum,!--no-checksum", options->checksum,
-                 "With a checksum character behind the frame (so unless --no-checksum)")
-      ->group(group);
-  command
-      ->add_option("--print-every", options->printEvery,
-                   "Presses the print key every so many seconds")
-      ->check(CLI::Range(0.0, 1e6))
-      ->group(group);
-  command
-      ->add_option("--print-frames", options->printFrames,
-                   "Frames that carry the print request of one print")
-      ->check(CLI::Range(1, 1000))
-      ->capture_default_str()
-      ->group(group);
-  AddCommonOptions(*command, options->common);
-  command->callback([options] { Run(*options); });
+      .Add("--print-frames", options->printFrames,
+           "Frames that carry the print request of one print")
+      .Range(1, 1000)
+      .ShowDefault();
+  AddCommonOptions(command, options->common);
+  command.OnRun([options] {
+    Run(*options);
+    return tool::kSuccess;
+  });
 }
 
 }  // namespace tarn::sim

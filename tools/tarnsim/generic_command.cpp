@@ -1,10 +1,8 @@
-#include "tools/tarnsim/generic_command.hpp"
-
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "tools/tarnsim/commands.hpp"
 #include "tools/tarnsim/fixed_terminal.hpp"
 #include "tools/tarnsim/terminal_run.hpp"
 
@@ -44,24 +42,22 @@ void Run(const GenericOptions& options) {
 
 }  // namespace
 
-void AddGenericCommand(CLI::App& app) {
+void AddGenericCommand(CommandLine& line) {
   const auto options = std::make_shared<GenericOptions>();
-  CLI::App* command =
-      app.add_subcommand("generic", "Scales of other makers with frames of a fixed layout");
-  command->footer(std::string(kLoadScriptHelp) + kFooter);
-  const std::string group = "Fixed layouts";
+  Command& command = line.Add("generic", "Scales of other makers with frames of a fixed layout");
+  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Group("Fixed layouts");
   command
-      ->add_option("--type", options->type,
-                   "cardinal, fairbanks, gse550, ricelake or wi120, as tarnscale's key type")
-      ->required()
-      ->group(group);
-  command
-      ->add_option("--rate", options->rate,
-                   "Frames per second, or max for as many as the line carries")
-      ->capture_default_str()
-      ->group(group);
-  AddCommonOptions(*command, options->common);
-  command->callback([options] { Run(*options); });
+      .Add("--type", options->type,
+           "cardinal, fairbanks, gse550, ricelake or wi120, as tarnscale's key type")
+      .Required();
+  command.Add("--rate", options->rate, "Frames per second, or max for as many as the line carries")
+      .ShowDefault();
+  AddCommonOptions(command, options->common);
+  command.OnRun([options] {
+    Run(*options);
+    return tool::kSuccess;
+  });
 }
 
 }  // namespace tarn::sim

@@ -1,10 +1,8 @@
-#include "tools/tarnsim/mira_command.hpp"
-
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "tools/tarnsim/commands.hpp"
 #include "tools/tarnsim/mira_terminal.hpp"
 #include "tools/tarnsim/terminal_run.hpp"
 
@@ -49,29 +47,27 @@ void Run(const MiraOptions& options) {
 
 }  // namespace
 
-void AddMiraCommand(CLI::App& app) {
+void AddMiraCommand(CommandLine& line) {
   const auto options = std::make_shared<MiraOptions>();
-  CLI::App* command =
-      app.add_subcommand("mira", "Scales that are asked and commanded in short lines");
-  command->footer(std::string(kLoadScriptHelp) + kFooter);
-  const std::string group = "Commands and replies";
+  Command& command = line.Add("mira", "Scales that are asked and commanded in short lines");
+  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Group("Commands and replies");
   command
-      ->add_option("--rate", options->rate,
-                   "Weights per second after SIR, or max for as many as the line carries")
-      ->capture_default_str()
-      ->group(group);
-  command->add_option("--decimal", options->decimal, "Decimal point of the replies")
-      ->check(CLI::IsMember({"point", "comma"}))
-      ->capture_default_str()
-      ->group(group);
-  command->add_option("--busy", options->busy, "Chance of each command to find the scale busy")
-      ->check(CLI::Range(0.0, 1.0))
-      ->group(group);
-  command->add_option("--errors", options->errors, "Chance of each command to be answered ET")
-      ->check(CLI::Range(0.0, 1.0))
-      ->group(group);
-  AddCommonOptions(*command, options->common);
-  command->callback([options] { Run(*options); });
+      .Add("--rate", options->rate,
+           "Weights per second after SIR, or max for as many as the line carries")
+      .ShowDefault();
+  command.Add("--decimal", options->decimal, "Decimal point of the replies")
+      .OneOf({"point", "comma"})
+      .ShowDefault();
+  command.Add("--busy", options->busy, "Chance of each command to find the scale busy")
+      .Range(0.0, 1.0);
+  command.Add("--errors", options->errors, "Chance of each command to be answered ET")
+      .Range(0.0, 1.0);
+  AddCommonOptions(command, options->common);
+  command.OnRun([options] {
+    Run(*options);
+    return tool::kSuccess;
+  });
 }
 
 }  // namespace tarn::sim

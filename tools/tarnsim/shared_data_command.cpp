@@ -1,6 +1,3 @@
-#include "tools/tarnsim/shared_data_command.hpp"
-
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <utility>
@@ -8,6 +5,7 @@
 
 #include "base/automation_error.hpp"
 #include "platform/socket.hpp"
+#include "tools/tarnsim/commands.hpp"
 #include "tools/tarnsim/shared_data_terminal.hpp"
 #include "tools/tarnsim/terminal_run.hpp"
 #include "tools/tarnsim/usage_error.hpp"
@@ -128,77 +126,66 @@ void RunSharedData(SharedDataOptions options) {
   });
 }
 
-void AddVariableOptions(CLI::App& command, SharedDataOptions& options) {
-  const std::string group = "Terminals";
+void AddVariableOptions(Command& command, SharedDataOptions& options) {
+  command.Group("Terminals");
   command
-      .add_option("--address", options.common.ports,
-                  "Address of a terminal, such as 127.0.0.2; repeat it for several")
-      ->required()
-      ->group(group);
+      .Add("--address", options.common.ports,
+           "Address of a terminal, such as 127.0.0.2; repeat it for several")
+      .Required();
   command
-      .add_option("--count", options.common.count,
-                  "Makes this many terminals; %d in the address becomes 1, 2, 3 ...")
-      ->check(CLI::Range(1, 254))
-      ->capture_default_str()
-      ->group(group);
+      .Add("--count", options.common.count,
+           "Makes this many terminals; %d in the address becomes 1, 2, 3 ...")
+      .Range(1, 254)
+      .ShowDefault();
   command
-      .add_option("--scales", options.scales,
-                  "Letters of the terminal's scales, of a to e; all show the same load")
-      ->capture_default_str()
-      ->group(group);
-  command.add_option("--table", options.tables, "File with more variables (see below)")
-      ->group(group);
-  command
-      .add_flag("--answer-unknown", options.answerUnknown,
-                "Answers requests for unknown variables, with no data")
-      ->group(group);
-  command
-      .add_option("--print-reads", options.printReads, "Reads of the status that show one print")
-      ->check(CLI::Range(1, 1000))
-      ->capture_default_str()
-      ->group(group);
-  command
-      .add_option("--print-every", options.printEvery,
-                  "Presses the print key every so many seconds")
-      ->check(CLI::Range(0.0, 1e6))
-      ->group(group);
+      .Add("--scales", options.scales,
+           "Letters of the terminal's scales, of a to e; all show the same load")
+      .ShowDefault();
+  command.Add("--table", options.tables, "File with more variables (see below)");
+  command.Flag("--answer-unknown", options.answerUnknown,
+               "Answers requests for unknown variables, with no data");
+  command.Add("--print-reads", options.printReads, "Reads of the status that show one print")
+      .Range(1, 1000)
+      .ShowDefault();
+  command.Add("--print-every", options.printEvery, "Presses the print key every so many seconds")
+      .Range(0.0, 1e6);
 }
 
-void AddReplyFaults(CLI::App& command, SharedDataOptions& options) {
-  const std::string group = "Faults (all off unless given)";
+void AddReplyFaults(Command& command, SharedDataOptions& options) {
+  command.Group("Faults (all off unless given)");
   const auto add = [&](const char* name, double& value, const char* description) {
-    command.add_option(name, value, description)->check(CLI::Range(0.0, 1.0))->group(group);
+    command.Add(name, value, description).Range(0.0, 1.0);
   };
   ReplyFaults& faults = options.faults;
   add("--lost", faults.lost, "Chance of each reply to get lost");
   add("--late", faults.late, "Chance of each reply to come late");
-  command.add_option("--late-by", faults.lateBy, "Milliseconds by which it comes late")
-      ->check(CLI::Range(1.0, 1e6))
-      ->capture_default_str()
-      ->group(group);
+  command.Add("--late-by", faults.lateBy, "Milliseconds by which it comes late")
+      .Range(1.0, 1e6)
+      .ShowDefault();
   add("--double", faults.doubled, "Chance of each reply to come twice");
   add("--reorder", faults.reordered, "Chance of each reply to come behind the next one");
   add("--foreign", faults.foreign, "Chance of a reply that nobody asked for");
   add("--malformed", faults.malformed,
       "Chance of each reply to be cut, of a wrong length or noise");
   add("--join", faults.joined, "Chance of each reply to come in one datagram with the next");
-  command
-      .add_option("--silence", options.silent,
-                  "EVERY/LENGTH: answers nothing for LENGTH every EVERY, like 30s/5s")
-      ->group(group);
+  command.Add("--silence", options.silent,
+              "EVERY/LENGTH: answers nothing for LENGTH every EVERY, like 30s/5s");
 }
 
 }  // namespace
 
-void AddSharedDataCommand(CLI::App& app) {
+void AddSharedDataCommand(CommandLine& line) {
   const auto options = std::make_shared<SharedDataOptions>();
-  CLI::App* command =
-      app.add_subcommand("shareddata", "Terminals whose variables are read and written over UDP");
-  command->footer(std::string(kLoadScriptHelp) + kFooter);
-  AddVariableOptions(*command, *options);
-  AddTerminalOptions(*command, options->common);
-  AddReplyFaults(*command, *options);
-  command->callback([options] { RunSharedData(*options); });
+  Command& command =
+      line.Add("shareddata", "Terminals whose variables are read and written over UDP");
+  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  AddVariableOptions(command, *options);
+  AddTerminalOptions(command, options->common);
+  AddReplyFaults(command, *options);
+  command.OnRun([options] {
+    RunSharedData(*options);
+    return tool::kSuccess;
+  });
 }
 
 }  // namespace tarn::sim

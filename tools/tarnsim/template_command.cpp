@@ -1,12 +1,10 @@
-#include "tools/tarnsim/template_command.hpp"
-
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tools/escaped_text.hpp"
+#include "tools/tarnsim/commands.hpp"
 #include "tools/tarnsim/template_terminal.hpp"
 #include "tools/tarnsim/terminal_run.hpp"
 #include "tools/tarnsim/usage_error.hpp"
@@ -89,50 +87,51 @@ void RunTemplate(TemplateOptions options) {
   });
 }
 
-void AddRecordOptions(CLI::App& command, TemplateOptions& options) {
-  const std::string group = "Records";
+void AddRecordOptions(Command& command, TemplateOptions& options) {
+  command.Group("Records");
   const auto add = [&](const char* name, auto& value, const char* description) {
-    return command.add_option(name, value, description)->capture_default_str()->group(group);
+    return command.Add(name, value, description).ShowDefault();
   };
   add("--fields", options.fields, "Names of the fields, with commas between them");
   add("--start", options.start, "Text in front of the first field");
   add("--delimiter", options.delimiter, "Text between two fields");
   add("--terminator", options.terminator, "Text behind the last field");
-  command
-      .add_flag("--last-delimiter", options.delimiterAtEnd,
-                "Sends the delimiter behind the last field too")
-      ->group(group);
+  command.Flag("--last-delimiter", options.delimiterAtEnd,
+               "Sends the delimiter behind the last field too");
   add("--demand", options.demand,
       "Text on the line that demands a record; P, or \\b over TCP, when not given");
-  const CLI::Range seconds(0.0, 1e6);
+  constexpr double kLongest = 1e6;  // seconds
   add("--print-every", options.printEvery, "Presses the print key every so many seconds")
-      ->check(seconds);
+      .Range(0.0, kLongest);
   add("--field-delay", options.fieldDelay, "Seconds between the fields of a record")
-      ->check(seconds);
+      .Range(0.0, kLongest);
   add("--keep-alive", options.keepAlive,
       "Sends \"!!I'm Alive!!\" every so many seconds, also inside records; 0 for never")
-      ->check(seconds);
+      .Range(0.0, kLongest);
   add("--short", options.shortRecords, "Chance of each record to end after fewer fields")
-      ->check(CLI::Range(0.0, 1.0));
+      .Range(0.0, 1.0);
 }
 
 }  // namespace
 
-void AddTemplateCommand(CLI::App& app) {
+void AddTemplateCommand(CommandLine& line) {
   const auto options = std::make_shared<TemplateOptions>();
-  CLI::App* command = app.add_subcommand(
-      "template", "Terminals that print records of fields, by themselves or on demand");
-  command->footer(kFooter);
-  AddRecordOptions(*command, *options);
-  AddCommonOptions(*command, options->common);
-  command->get_option("--port")->required(false);
+  Command& command =
+      line.Add("template", "Terminals that print records of fields, by themselves or on demand");
+  command.Footer(kFooter);
+  AddRecordOptions(command, *options);
+  AddCommonOptions(command, options->common);
+  command.Known("--port").Required(false);
+  command.Group("Lines");
   command
-      ->add_option("--listen", options->addresses,
-                   "Address at which a terminal is reached over TCP, such as 127.0.0.2; repeat it "
-                   "for several")
-      ->excludes("--port")
-      ->group("Lines");
-  command->callback([options] { RunTemplate(*options); });
+      .Add("--listen", options->addresses,
+           "Address at which a terminal is reached over TCP, such as 127.0.0.2; repeat it "
+           "for several")
+      .Without("--port");
+  command.OnRun([options] {
+    RunTemplate(*options);
+    return tool::kSuccess;
+  });
 }
 
 }  // namespace tarn::sim

@@ -1,14 +1,10 @@
-// What the user asked for cannot be: a wrong option, a script that is not understood.
+// The simulators' name of what the user asked for and cannot be.
 #pragma once
 
-#include <stdexcept>
+#include "tools/usage_error.hpp"
 
 namespace tarn::sim {
 
-/// The text says what to do instead. The program ends with status 2.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using tool::UsageError;
 
 }  // namespace tarn::sim
