@@ -217,7 +217,8 @@ void TarnScale::BindProtocol() {
   _Protocol& bound = Required(protocol);
   if (!IsOwn(bound)) return;
   bound.myScale(shared_from_this());
-  bound.Connection(connection_);
+  const auto connection = connection_;
+  bound.Connection(connection && IsOwn(*connection) ? connection : nullptr);
   bound.WeightData(mvarWeightData);
   bound.PrintData(mvarPrintData);
   bound.TarnRecordTemplateData(mvarTarnRecordTemplateData);

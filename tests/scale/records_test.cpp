@@ -9,7 +9,6 @@
 
 #include "scale/activity_timer.hpp"
 #include "scale/enumerations.hpp"
-#include "scale/print_data.hpp"
 #include "scale/tarn_record_template_data.hpp"
 #include "scale/weight_data.hpp"
 #include "tests/support/scale_fixture.hpp"
@@ -137,19 +136,6 @@ TEST(WeightData, DoesWithRandomWritesWhatItsDescriptionSays) {
   EXPECT_EQ(comma.NetWeightValue(), 0);
 }
 
-TEST(PrintData, TheNetValueCommits) {
-  PrintData print;
-  EventRecorder recorder;
-  recorder.Add(print.NewWeight, "New");
-  print.GrossWeight("x");
-  print.GrossWeightValue(1);
-  print.TareWeightValue(2);
-  EXPECT_EQ(recorder.Take(), "");
-  print.NetWeightValue(0);
-  EXPECT_EQ(recorder.Take(), "New");
-  EXPECT_EQ(print.GrossWeightValue(), 1);
-}
-
 TEST(TarnRecordTemplateData, FieldsAreNumberedFromOne) {
   TarnRecordTemplateData record;
   EXPECT_EQ(record.FieldName(20), "None");
@@ -199,26 +185,6 @@ TEST(ActivityTimer, CountsTicksOfTwoHundredMilliseconds) {
       EXPECT_EQ(recorder.Take(), i == c.ticks ? "out" : "") << c.written << " tick " << i;
     }
   }
-}
-
-TEST(ActivityTimer, IsRearmedFromItsOwnEventAndStoppedByZero) {
-  FakeHost host;
-  std::shared_ptr<Timer> tick = host.loop.CreateTimer();
-  tick->Interval(200);
-  tick->Enabled(true);
-  ActivityTimer timer(tick);
-  int timeouts = 0;
-  const auto subscription = timer.TimedOutEvent.Subscribe([&] {
-    if (++timeouts < 3) timer.TimeoutTime(200);
-  });
-  timer.TimeoutTime(200);
-  host.loop.Advance(4000);
-  EXPECT_EQ(timeouts, 3);
-  timer.TimeoutTime(500);
-  host.loop.Advance(200);
-  timer.TimeoutTime(0);
-  host.loop.Advance(4000);
-  EXPECT_EQ(timeouts, 3);
 }
 
 }  // namespace

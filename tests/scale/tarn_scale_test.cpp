@@ -262,6 +262,8 @@ TEST_F(TarnScaleTest, APrintTakesTheFirstStableReadingOrTheOneThatIsThere) {
   EXPECT_EQ(log.Take(), "StatusChange Print NewWeight");  // the scale's own handler is first
   EXPECT_FALSE(scale->PRState());
   EXPECT_EQ(printed(), "14.5|0.5|4.5 kg 14.5000000.5000004.500000");
+  scale->printRequest(true);
+  EXPECT_EQ(log.Take(), "Print") << "unchanged";
 
   Reading("5.5", true);
   scale->printRequest();
@@ -335,6 +337,7 @@ TEST_F(TarnScaleTest, WhatMovedToAnotherScaleIsLeftAlone) {
   const std::function<void()> ways[] = {
       [&] {
         scale->Protocol(std::make_shared<tarn::Protocol>());
+        EXPECT_EQ(scale->Protocol()->Connection(), nullptr) << "it would read what is not its";
         scale->Connection(std::make_shared<tarn::Connection>());
       },
       [&] {
