@@ -220,15 +220,12 @@ TEST_F(SerialProtocols, TypesPersistAndTheDefaultIsNotWritten) {
 }
 
 TEST_F(SerialProtocols, AProtocolOfWeightsMakesTheRecordReadyForThem) {
-  for (const char* protocol : {"TarnContinuousProtocol", "MiraProtocol", "GenericProtocol"}) {
-    scale = NewSerialScale(protocol);
-    scale->WeightData()->WeightAvailable(false);
-    scale->WeightData()->ClearWeight();
-    scale->Protocol(NewObject<_Protocol>(*site, protocol));
-    EXPECT_EQ(Reading(), "||  R");
-    scale->WeightData()->NoDataError(true);
-    EXPECT_EQ(Reading(), "Error|Error|Error  RE");
-  }
+  scale = NewSerialScale("DemandTemplateProtocol");
+  EXPECT_EQ(Reading(), "N/A|N/A|N/A  R");
+  scale->Protocol(NewObject<_Protocol>(*site, "MiraProtocol"));
+  EXPECT_EQ(Reading(), "||  R");
+  scale->WeightData()->NoDataError(true);
+  EXPECT_EQ(Reading(), "Error|Error|Error  RE");
 }
 
 TEST_F(SerialProtocols, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
@@ -309,6 +306,11 @@ TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
   Port().stalled = false;
   Deliver(kDialects[3].message);
   EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
+  host.traces.clear();
+  scale->Disabled(true);
+  scale->ActivityTimer()->TimeoutTime(3'900'000);
+  host.loop.Advance(4'000'000);  // a trace that repeats shows again by then
+  EXPECT_TRUE(host.traces.empty());
 }
 
 TEST(GenericFrames, EachKindOfTestLooksAtOneCharacter) {
