@@ -228,23 +228,6 @@ TEST_F(SerialProtocols, AProtocolOfWeightsMakesTheRecordReadyForThem) {
   EXPECT_EQ(Reading(), "Error|Error|Error  RE");
 }
 
-TEST_F(SerialProtocols, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
-  Start(kDialects[0]);
-  std::string printing = kDialects[0].message;
-  printing[3] |= 8;
-  site->Log().Enabled(true);  // but there is no stream
-  for (int i = 0; i < 5; ++i) {
-    host.loop.Post([&] { Deliver(printing); });
-    host.loop.RunPending();
-  }
-  EXPECT_TRUE(scale->PRState());
-  EXPECT_TRUE(scale->WeightData()->NoDataError());
-  EXPECT_EQ(host.traces.size(), 1U);
-  site->Log().Enabled(false);
-  Deliver(kDialects[0].message);
-  EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
-}
-
 TEST_F(SerialProtocols, APolledScaleIsAskedAtEachUpdate) {
   Start(kDialects.back());
   scale->UpdateRate(4);
