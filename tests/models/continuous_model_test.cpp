@@ -39,13 +39,6 @@ int Whole(const std::string& text) {
   return static_cast<int>(value);
 }
 
-std::string First(const std::string& text, int count) {
-  return text.substr(0, static_cast<std::size_t>(count));
-}
-std::string Last(const std::string& text, int count) {
-  return text.substr(text.size() - static_cast<std::size_t>(count));
-}
-
 class ContinuousModel : public ModelProtocol {
  public:
   explicit ContinuousModel(ScaleSide& itsSide) : ModelProtocol(itsSide, 1) {}
@@ -87,16 +80,15 @@ class ContinuousModel : public ModelProtocol {
     } while (side.Port().InBufferCount() >= frameLength);
   }
   void ParseFrame(const std::string& text) {
-    const int a = static_cast<unsigned char>(text[0]);
+    const unsigned a = static_cast<unsigned char>(text[0]);
     const int b = static_cast<unsigned char>(text[1]);
     const int c = static_cast<unsigned char>(text[2]);
     const double w = Prefix(text.substr(3, 6));
     const std::string raw =
         (b & 2) != 0 ? (w < 0 ? "--" : "-") + Format(std::fabs(w), 6, 0) : Format(w, 7, 0);
     const int weightCounts = Whole(raw);
-    const int code = a & 7;
-    Record().NetWeight(
-        WeightText(code, code < 3 ? raw : First(raw, 9 - code) + "." + Last(raw, code - 2)));
+    const std::size_t code = a & 7;
+    Record().NetWeight(WeightText(code, 9 - code, raw, raw));
     if (Short()) {
       Record().TareWeight("*******");
       Record().GrossWeight("*******");
@@ -105,8 +97,8 @@ class ContinuousModel : public ModelProtocol {
       const double counts = static_cast<double>(Whole(tare)) + weightCounts;
       if (std::fabs(counts) > 2147483647) ThrowOverflow();
       const std::string gross = Format(counts, 6, 0);
-      Record().GrossWeight(WeightText(code, Parts(code, gross, gross)));
-      Record().TareWeight(WeightText(code, Parts(code, code == 7 ? raw : tare, tare)));
+      Record().GrossWeight(WeightText(code, 8 - code, gross, gross));
+      Record().TareWeight(WeightText(code, 8 - code, code == 7 ? raw : tare, tare));
     }
     Record().Motion((b & 8) != 0);
     if ((c & 8) != 0) side.scale->printRequest(false);
@@ -115,12 +107,12 @@ class ContinuousModel : public ModelProtocol {
     Record().Units(units[c & 7]);
     Record().OutOfRange((b & 4) != 0);
   }
-  static std::string Parts(int code, const std::string& left, const std::string& right) {
-    return code < 3 ? right : First(left, 8 - code) + "." + Last(right, code - 2);
-  }
-  std::string WeightText(int code, const std::string& value) const {
-    return Format(Prefix(value), code < 3 ? 3 - code : 1, code < 3 ? 0 : code - 2,
-                  side.host.locale.decimal);
+  std::string WeightText(std::size_t code, std::size_t first, const std::string& left,
+                         const std::string& right) const {
+    if (code < 3) return Format(Prefix(right), 3 - static_cast<int>(code), 0);
+    const std::size_t last = code - 2;
+    return Format(Prefix(left.substr(0, first) + "." + right.substr(right.size() - last)), 1,
+                  static_cast<int>(last), side.host.locale.decimal);
   }
 
   int frameLength = 16;
@@ -146,11 +138,10 @@ std::string Bytes(Random& random, bool shortLayout) {
   frame += digits();
   if (!shortLayout) frame += digits();
   frame += '\r';
-  if (random.Chance(10)) frame.erase(static_cast<std::size_t>(random.Below(9)), 1);
-  if (random.Chance(10))
-    frame.insert(static_cast<std::size_t>(random.Below(9)), 1, random.OneOf(odd));
+  if (random.Chance(10)) frame.erase(random.Size(9), 1);
+  if (random.Chance(10)) frame.insert(random.Size(9), 1, random.OneOf(odd));
   if (random.Chance(10)) frame += random.Byte();
-  if (random.Chance(5)) frame.insert(0, 75 + random.Below(30), 'x');  // a pass ends inside it
+  if (random.Chance(5)) frame.insert(0, 75 + random.Size(30), 'x');  // a pass ends inside it
   return frame;
 }
 

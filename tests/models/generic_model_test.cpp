@@ -127,8 +127,7 @@ std::string Frame(Random& random, int type) {
     frame.replace(at, 2, random.OneOf(units));
   }
   if (random.Chance(15)) frame.insert(frame.size() - 1, random.Text(" x", 3));
-  if (random.Chance(15))
-    frame.erase(static_cast<std::size_t>(random.Below(14)), 1 + random.Below(4));
+  if (random.Chance(15)) frame.erase(random.Size(14), 1 + random.Size(4));
   return frame;
 }
 

@@ -59,9 +59,7 @@ class MiraModel : public ModelProtocol {
     pending = "";
   }
   void Again(const std::string& text) {
-    if (pending.empty()) {
-      Record().NoDataError(true);
-    } else if (retries <= 0) {
+    if (pending.empty() || retries <= 0) {
       pending = "";
       Record().NoDataError(true);
     } else {
@@ -120,7 +118,7 @@ std::string Line(Random& random) {
   static const std::vector<std::string> values = {"1.5",     "-12.340", "0.000", "1,234", "1.2.3",
                                                   "1,234.5", "",        "12E1",  "ABC",   "."};
   static const std::vector<std::string> units = {"kg", "g", "lb", "\xB5g", ""};
-  const auto blank = [&] { return std::string(random.Chance(80) ? 1 : random.Below(5), ' '); };
+  const auto blank = [&] { return std::string(random.Chance(80) ? 1 : random.Size(5), ' '); };
   if (random.Chance(3)) return random.Noise(60);
   if (random.Chance(6)) return random.Text("S DI\r\n1.x\x80", random.Chance(30) ? 70 : 12);
   std::string line = random.Chance(3) ? " " : "";

@@ -30,10 +30,11 @@ class Random {
 
   /// 0 to count - 1.
   int Below(int count) { return static_cast<int>(engine_() % static_cast<std::uint64_t>(count)); }
+  std::size_t Size(int count) { return static_cast<std::size_t>(Below(count)); }
   bool Chance(int percent) { return Below(100) < percent; }
   template <class Choices>
   const auto& OneOf(const Choices& choices) {
-    return choices[static_cast<std::size_t>(Below(static_cast<int>(std::size(choices))))];
+    return choices[Size(static_cast<int>(std::size(choices)))];
   }
   char Byte() { return static_cast<char>(Below(256)); }
   std::string Noise(int longest) {
@@ -43,7 +44,7 @@ class Random {
   }
   /// 0 to `longest` characters of `alphabet`.
   std::string Text(const std::string& alphabet, int longest) {
-    std::string text(static_cast<std::size_t>(Below(longest + 1)), ' ');
+    std::string text(Size(longest + 1), ' ');
     for (char& c : text) c = OneOf(alphabet);
     return text;
   }

@@ -34,14 +34,15 @@ struct ScaleSide {
     }
     return text;
   }
-  std::string State() const {
+  std::string State() {
     const auto& record = *scale->WeightData();
     std::string text = Reading(record) + " ";
     const bool flags[] = {record.Motion(),    record.OutOfRange(),  record.AtZero(),
                           record.InNetMode(), record.NoDataError(), scale->ActivityLED(),
                           scale->ErrorLED(),  scale->watchdog(),    scale->PRState()};
     for (std::size_t i = 0; i < std::size(flags); ++i) text += flags[i] ? "MRZNEaewp"[i] : '-';
-    return text + " " + Reading(*scale->PrintData());
+    const auto sent = host.ports.empty() ? Socket().sent.size() : Port().written.size();
+    return text + " " + Reading(*scale->PrintData()) + " " + std::to_string(sent);
   }
   void Watch(Event<>& event, const char* name, std::function<std::string()> state) {
     subscriptions.push_back(event.Subscribe(
@@ -125,7 +126,7 @@ class ScaleStory {
   void DeliverCut(const std::string& bytes) {
     const int longest = random.Chance(50) ? 400 : 12;
     for (std::size_t at = 0; at < bytes.size();) {
-      const auto length = static_cast<std::size_t>(1 + random.Below(longest));
+      const std::size_t length = 1 + random.Size(longest);
       Deliver(bytes.substr(at, length));
       at += length;
       if (random.Chance(15)) Any();
@@ -187,15 +188,11 @@ class ModelProtocol : public Protocol {
   }
   std::string Utf8(const std::string& bytes) { return side.host.locale.FromBytes(bytes); }
   /// From the last "." on, else from the last ",", the first "." becomes the user's separator.
-  std::string Localized(const std::string& text) {
+  std::string Localized(std::string text) {
     auto at = text.rfind('.');
     if (at == std::string::npos) at = text.rfind(',');
-    if (at == std::string::npos) return text;
-    std::string rest = text.substr(at);
-    if (const auto point = rest.find('.'); point != std::string::npos) {
-      rest.replace(point, 1, side.host.locale.decimal);
-    }
-    return text.substr(0, at) + rest;
+    const auto point = at == std::string::npos ? at : text.find('.', at);
+    return point == std::string::npos ? text : text.replace(point, 1, side.host.locale.decimal);
   }
 
   ScaleSide& side;

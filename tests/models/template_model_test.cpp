@@ -187,6 +187,7 @@ void PlayRecords(bool network) {
         if (what == 7) data->ClearRecord();
         if (what == 8) data->SetNoDataError(number > 1);
         if (what == 9) side.scale->Protocol()->TarnRecordTemplateData(data);
+        if (what == 11) side.scale->watchdog(true);
         if (what != 10) return;
         const auto another = NewObject<Config>(*side.site, Config::kClassName);
         real ? real->TemplateConfig(another) : model->Template(another);
@@ -207,7 +208,7 @@ void PlayRecords(bool network) {
       for (int length = random.Below(12); length >= 0; --length) bytes += random.OneOf(pieces);
       if (network && random.Chance(40)) {
         const std::string alive = "!!I'm Alive!!";
-        bytes.insert(static_cast<std::size_t>(random.Below(static_cast<int>(bytes.size()))),
+        bytes.insert(random.Size(static_cast<int>(bytes.size())),
                      random.Chance(50) ? alive : alive.substr(0, 8) + alive + alive.substr(8));
         if (random.Chance(30)) bytes = alive;
       }

@@ -297,6 +297,11 @@ TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
   Port().stalled = false;
   Deliver(kDialects[3].message);
   EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
+  host.traces.clear();
+  scale->Disabled(true);
+  scale->ActivityTimer()->TimeoutTime(3'900'000);
+  host.loop.Advance(4'000'000);  // a trace that repeats shows again by then
+  EXPECT_TRUE(host.traces.empty());
 }
 
 TEST(GenericFrames, EachKindOfTestLooksAtOneCharacter) {

@@ -38,10 +38,6 @@ class TemplateLines : public ScaleFixture {
     config->Terminator("\r\n");
     scale->RunScale();
     if (network) Socket().Accept();
-    Watch();
-    log.clear();
-  }
-  void Watch() {
     const auto data = scale->TarnRecordTemplateData();
     subscriptions.clear();
     subscriptions.push_back(scale->NewStatus.Subscribe([this] {
@@ -53,6 +49,7 @@ class TemplateLines : public ScaleFixture {
     }));
     subscriptions.push_back(data->TimeoutError.Subscribe([this] { log += "Timeout "; }));
     subscriptions.push_back(data->ConfigChanged.Subscribe([this] { log += "Config "; }));
+    log.clear();
   }
   FakeSocket& Socket() { return *std::dynamic_pointer_cast<FakeSocket>(site->Winsock(1)); }
   /// Bytes, or "+" and milliseconds; gives what was raised.
@@ -193,6 +190,10 @@ TEST_F(TemplateLines, ChangesOfTheTemplateReachTheRecord) {
   EXPECT_EQ(log, "Client Config ");
   EXPECT_EQ(data->FieldName(2) + std::to_string(data->NumFields()), "Field220");
 
+  data->SetFieldData(2, "2");
+  log.clear();
+  data->ClearRecord();
+  EXPECT_EQ(log, "New(||) ");
   // A protocol that was replaced writes no more into the scale's record.
   scale->Protocol(NewObject<_Protocol>(*site, "DemandTemplateProtocol"));
   log.clear();
