@@ -23,7 +23,8 @@ class SharedData : public ScaleFixture {
     ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
     ethernet->IPAddress("10.0.0.5");
     ethernet->IsBidirectional(true);
-    ethernet->SocketProtocol(0);  // as another protocol would leave it
+    ethernet->SocketProtocol(0);  // as another protocol would leave them
+    ethernet->RemotePort(1749);
     protocol = NewObject<KesSDProtocol>(*site, "KesSDProtocol");
     protocol->scaleNum(letter);
     scale->Connection(ethernet);

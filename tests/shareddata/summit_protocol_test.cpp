@@ -283,9 +283,8 @@ class SummitCalls : public SummitRounds {
     config->resets = {"r_001", "r_002"};
     config->triggers = {"u_001"};
     config->trigger = ClientConfig::Tag("u_001", SDTagType::SDBitType, 1);
-    int calls = 0;
-    after = 0;
-    const auto called = [this, &deed, &calls, at] {
+    calls = after = 0;
+    const auto called = [this, &deed, at] {
       if (++calls > at) ++after;
       if (calls == at) deed();
     };
@@ -320,6 +319,7 @@ class SummitCalls : public SummitRounds {
   }
 
   std::weak_ptr<SummitProtocol> watched;
+  int calls = 0;
   int after = 0;
 };
 
@@ -353,9 +353,9 @@ TEST_F(SummitCalls, MayEndEverything) {
       {"let go of the scale", [this] { scale.reset(); }, kStops},
   };
   for (const auto& one : cases) {
-    int calls = 1;
-    while (Play(one.deed, calls)) {
-      SCOPED_TRACE(std::string(one.name) + " at call " + std::to_string(calls++));
+    int at = 1;
+    while (Play(one.deed, at)) {
+      SCOPED_TRACE(std::string(one.name) + " at call " + std::to_string(at++));
       EXPECT_EQ(scale && Answer(3000) > 0, one.then == kGoesOn);
       EXPECT_LE(after, one.then);
       if (scale) scale->StopScale();
@@ -363,7 +363,7 @@ TEST_F(SummitCalls, MayEndEverything) {
       EXPECT_TRUE(watched.expired());
       if (HasFailure()) return;
     }
-    EXPECT_GT(calls, 40) << one.name;
+    EXPECT_GT(at, 40) << one.name;
   }
 }
 

@@ -24,7 +24,8 @@ class SummitFixture : public ScaleFixture {
     terminal = FakeTerminal(socket);
     const auto ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
     ethernet->IPAddress("127.0.0.2");
-    ethernet->SocketProtocol(0);  // as another protocol would leave it
+    ethernet->SocketProtocol(0);  // as another protocol would leave them
+    ethernet->RemotePort(1749);
     scale->Connection(ethernet);
     engine = NewObject<SummitProtocol>(*site, "SummitProtocol");
     scale->Protocol(engine);
