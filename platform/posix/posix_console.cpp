@@ -148,7 +148,7 @@ void PosixConsole::GuardScreen(std::string_view leave) {
   guarded.active = true;
   struct sigaction action {};
   action.sa_handler = OnFatalSignal;
-  action.sa_flags = SA_RESETHAND | SA_NODEFER;
+  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
   for (std::size_t i = 0; i < kFatalSignals.size(); ++i) {
     struct sigaction& former = guarded.formerActions[i];
     ::sigaction(kFatalSignals[i], nullptr, &former);

@@ -40,14 +40,15 @@ bool GetPlainState(const OwnedFd& file, struct stat& state) {
 /// The file that is to take the place of another. It goes again unless it does.
 class Replacement {
  public:
-  /// Without a file, and with errno, where none can be made beside the target.
+  /// Without a file where none can be made beside the target; Error says why.
   explicit Replacement(const std::string& target) : target_(target) {
     // Nothing that two processes could have in common, such as their numbers in two containers.
     std::random_device random;
     do {
       name_ = target + "." + std::to_string(random()) + ".tmp";
       file_ = OpenUnblocked(name_, O_WRONLY | O_CREAT | O_EXCL);
-    } while (!file_ && errno == EEXIST);
+      error_ = file_ ? 0 : errno;
+    } while (error_ == EEXIST);
   }
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
@@ -55,7 +56,7 @@ class Replacement {
     if (file_) ::unlink(name_.c_str());
   }
 
-  explicit operator bool() const { return static_cast<bool>(file_); }
+  int Error() const { return error_; }
 
   void Write(std::string_view bytes) {
     std::size_t written = 0;
@@ -77,10 +78,10 @@ class Replacement {
     return ::fchmod(file_.Get(), old.st_mode & 07777U) == 0;
   }
 
-  /// False with errno where something else is mounted in the target's place.
+  /// False with errno where something is mounted in the target's place, or its folder keeps it.
   bool PutInPlace() {
     if (::rename(name_.c_str(), target_.c_str()) < 0) {
-      if (errno == EBUSY || errno == EXDEV) return false;
+      if (errno == EBUSY || errno == EXDEV || errno == EPERM || errno == EACCES) return false;
       ThrowWriteError(target_, errno);
     }
     file_.Reset();
@@ -105,6 +106,7 @@ class Replacement {
  private:
   std::string target_;
   std::string name_;
+  int error_ = 0;
   OwnedFd file_;  ///< until it has taken the target's place
 };
 
@@ -169,7 +171,7 @@ std::string ReplaceFile(const std::string& name, std::string_view bytes, bool ke
   }
 
   Replacement replacement(target);
-  int reason = replacement ? 0 : errno;
+  int reason = replacement.Error();
   const bool folderIsClosed = reason == EACCES || reason == EPERM || reason == EROFS;
   if (reason != 0 && !(old && folderIsClosed)) ThrowWriteError(name, reason);
   if (reason == 0) {
@@ -180,6 +182,7 @@ std::string ReplaceFile(const std::string& name, std::string_view bytes, bool ke
     if (reason == 0) {
       if (replacement.PutInPlace()) return {};
       reason = errno;
+      if (!old) ThrowWriteError(name, reason);
     }
   }
 
@@ -190,7 +193,8 @@ std::string ReplaceFile(const std::string& name, std::string_view bytes, bool ke
                     (keepTail || ::ftruncate(old.Get(), size) == 0) && ::fsync(old.Get()) == 0;
   if (!done) {
     const int error = errno;
-    const std::string kept = replacement ? "; the new one is " + replacement.Keep() : "";
+    const std::string kept =
+        replacement.Error() == 0 ? "; the new one is " + replacement.Keep() : "";
     ThrowError(WriteErrorNumber(error), "The file " + name + " is torn" + kept, error);
   }
   return name + " was written in place, it could not be replaced: " + ErrorText(reason);
