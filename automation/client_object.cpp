@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "automation/parcel.hpp"
+#include "platform/win32/win32_handle.hpp"
 
 namespace tarn {
 namespace {
@@ -29,6 +30,17 @@ std::uint64_t ApartmentIn(IStream& stream) {
   std::uint64_t apartment = 0;
   std::memcpy(&apartment, head.data() + kApartmentAt, sizeof apartment);
   return apartment;
+}
+
+/// Asked while the client lives. Under Wine the upper half of the id is the process's; elsewhere it
+/// is hardly ever that of a process.
+std::string NameOf(std::uint64_t apartment) {
+  const auto process = static_cast<DWORD>(apartment >> 32U);
+  const OwnedHandle known(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
+  if (known) return "client " + std::to_string(process);
+  char text[32];
+  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment));
+  return text;
 }
 
 /// A spreadsheet whose user is editing a cell answers the last one of the busy results.
@@ -103,7 +115,10 @@ struct ClientObject::Proxy {
 
 ClientObject::ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
                            std::shared_ptr<ClientApartment> apartment)
-    : calls_(calls), proxy_(std::move(proxy)), apartment_(std::move(apartment)) {}
+    : calls_(calls),
+      proxy_(std::move(proxy)),
+      apartment_(std::move(apartment)),
+      name_(NameOf(apartment_->id)) {}
 
 HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
                              const IID& preferred, std::shared_ptr<ClientObject>& created) {
@@ -119,7 +134,12 @@ HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& 
       calls.Run([proxy, outcome, preferred,
                  given = stream.Detach()] { *outcome = proxy->Open(given, preferred); },
                 made->Apartment());
-  if (!done) return kTimedOut;
+  if (!done) {
+    // The reference of the caller's argument would be given back at the end of its call, by a call
+    // to the client that hangs. It is kept for another thread, which may wait.
+    calls.Later(client, [kept = ComPtr<IUnknown>(object)] {});
+    return kTimedOut;
+  }
   if (SUCCEEDED(*outcome)) created = made;
   return *outcome;
 }
@@ -186,12 +206,6 @@ ComPtr<IUnknown> ClientObject::ForCallsApartment() const {
 
 bool ClientObject::HasPreferred() const {
   return proxy_->hasPreferred;
-}
-
-std::string ClientObject::Name() const {
-  char text[32];
-  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment_->id));
-  return text;
 }
 
 }  // namespace tarn

@@ -56,8 +56,9 @@ class ClientObject {
   /// The same for a thread of the calls' own apartment; does not fail.
   ComPtr<IUnknown> ForCallsApartment() const;
   ClientApartment& Apartment() const { return *apartment_; }
-  /// For the trace, which tells equal lines only once.
-  std::string Name() const;
+  /// For the trace: "client" and the number of its process, or that of its apartment where the
+  /// process is not known.
+  const std::string& Name() const { return name_; }
 
  private:
   struct Proxy;
@@ -68,6 +69,7 @@ class ClientObject {
   OutgoingCalls& calls_;
   std::shared_ptr<Proxy> proxy_;
   std::shared_ptr<ClientApartment> apartment_;
+  std::string name_;
 };
 
 }  // namespace tarn
