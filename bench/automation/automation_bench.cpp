@@ -2,12 +2,14 @@
 // a second, and what one event costs the server for each client that receives it.
 //
 //   bench_automation [SECONDS]
+//   bench_automation memory [ACCESSES]   what is left behind in the server by as many accesses
 //
 // The server must be registered. Clients are further processes of this program; each tells its
 // count by its exit code.
 #include <windows.h>
 
 #include <comdef.h>
+#include <psapi.h>
 #include <tlhelp32.h>
 
 #include <TarnSclServer.h>
@@ -25,7 +27,9 @@
 #include "automation/script_host/event_sink.hpp"
 #include "platform/win32/win32_handle.hpp"
 
+_COM_SMARTPTR_TYPEDEF(_Connection, __uuidof(_Connection));
 _COM_SMARTPTR_TYPEDEF(_PrintData, __uuidof(_PrintData));
+_COM_SMARTPTR_TYPEDEF(_SDTagInfo, __uuidof(_SDTagInfo));
 _COM_SMARTPTR_TYPEDEF(_TarnScale, __uuidof(_TarnScale));
 _COM_SMARTPTR_TYPEDEF(_TarnScaleServer, __uuidof(_TarnScaleServer));
 _COM_SMARTPTR_TYPEDEF(_TarnServerConnection, __uuidof(_TarnServerConnection));
@@ -185,20 +189,27 @@ class Clients {
   std::vector<OwnedHandle> processes_;
 };
 
+PROCESSENTRY32W ServerEntry() {
+  const OwnedHandle all(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Process32FirstW(all.Get(), &entry); more;
+       more = Process32NextW(all.Get(), &entry)) {
+    if (_wcsicmp(entry.szExeFile, L"TarnSclServer.exe") == 0) break;
+  }
+  return entry;
+}
+
+HANDLE ServerProcess() {
+  static const OwnedHandle server(
+      OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, ServerEntry().th32ProcessID));
+  return server.Get();
+}
+
 /// Processor time of the server so far, in microseconds.
 double ServerTime() {
-  static const OwnedHandle server = [] {
-    const OwnedHandle all(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    PROCESSENTRY32W entry{};
-    entry.dwSize = sizeof entry;
-    for (BOOL more = Process32FirstW(all.Get(), &entry); more;
-         more = Process32NextW(all.Get(), &entry)) {
-      if (_wcsicmp(entry.szExeFile, L"TarnSclServer.exe") == 0) break;
-    }
-    return OwnedHandle(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, entry.th32ProcessID));
-  }();
   FILETIME ignored, kernel, user;
-  CheckThat(GetProcessTimes(server.Get(), &ignored, &ignored, &kernel, &user));
+  CheckThat(GetProcessTimes(ServerProcess(), &ignored, &ignored, &kernel, &user));
   const auto ticks = [](const FILETIME& time) {
     return static_cast<double>(time.dwHighDateTime) * 4294967296.0 + time.dwLowDateTime;
   };
@@ -270,9 +281,87 @@ void MeasureEvents(double seconds) {
   }
 }
 
-int Run(const std::wstring& way) {
+// --- What stays behind ---------------------------------------------------------------------------
+
+struct Held {
+  double kilobytes;
+  DWORD handles;
+  DWORD threads;
+};
+
+/// Twice the time that an idle thread of the server may take to end.
+Held HeldByServer() {
+  Sleep(2000);
+  PROCESS_MEMORY_COUNTERS memory{};
+  DWORD handles = 0;
+  CheckThat(K32GetProcessMemoryInfo(ServerProcess(), &memory, sizeof memory));
+  CheckThat(GetProcessHandleCount(ServerProcess(), &handles));
+  return {static_cast<double>(memory.PagefileUsage) / 1024, handles, ServerEntry().cntThreads};
+}
+
+void ReadAWeight() {
+  _WeightDataPtr weight;
+  Check(Scale()->get_WeightData(&weight));
+  tarn::Bstr text;
+  Check(weight->get_NetWeight(text.Receive()));
+}
+
+void ConnectToEvents() {
+  _WeightDataPtr weight;
+  Check(Scale()->get_WeightData(&weight));
+  const tarn::script_host::EventConnection events(
+      *weight, [](const std::wstring&, DISPPARAMS&) { return S_OK; });
+}
+
+void ReplaceAConnection() {
+  _ConnectionPtr link;
+  Check(link.CreateInstance(CLSID_SerialConnection, nullptr, CLSCTX_LOCAL_SERVER));
+  Check(Scale()->putref_Connection(link));
+}
+
+void LeaveAnOwnObject() {
+  _SDTagInfoPtr tag;
+  Check(tag.CreateInstance(CLSID_SDTagInfo, nullptr, CLSCTX_LOCAL_SERVER));
+  tarn::ComPtr<ICreateErrorInfo> own;
+  Check(CreateErrorInfo(own.Receive()));
+  Check(tag->putref_TagData(_variant_t(static_cast<IUnknown*>(own.Get()))));
+  _variant_t read;
+  Check(tag->get_TagData(&read));
+}
+
+constexpr struct {
+  const char* name;
+  void (*access)();
+} kAccesses[] = {{"a weight read from the server on", ReadAWeight},
+                 {"events connected and disconnected", ConnectToEvents},
+                 {"a new connection for the scale", ReplaceAConnection},
+                 {"an own object in a tag", LeaveAnOwnObject}};
+
+void MeasureMemory(int accesses) {
+  std::printf("%-34s%12s%12s%14s%10s%10s\n", "accesses", "KB before", "KB after", "bytes each",
+              "handles", "threads");
+  for (const auto& [name, access] : kAccesses) {
+    for (int i = 0; i < 500; ++i) access();  // what is made once
+    const Held before = HeldByServer();
+    for (int i = 0; i < accesses; ++i) access();
+    const Held after = HeldByServer();
+    std::printf("%-34s%12.0f%12.0f%14.1f%+10ld%+10ld\n", name, before.kilobytes, after.kilobytes,
+                (after.kilobytes - before.kilobytes) * 1024 / accesses,
+                static_cast<long>(after.handles) - static_cast<long>(before.handles),
+                static_cast<long>(after.threads) - static_cast<long>(before.threads));
+    std::fflush(stdout);
+  }
+}
+
+int Run(const std::wstring& way, const std::wstring& count) {
   if (way == L"listen") return Listen(Signals());
   if (way == L"early" || way == L"by-id" || way == L"by-name") return Read(way, Signals());
+  if (way == L"memory") {
+    const auto keptAlive = Server();
+    MeasureMemory(count.empty() ? 18000
+                                : static_cast<int>(std::wcstol(count.c_str(), nullptr, 10)));
+    return 0;
+  }
   const double seconds = way.empty() ? 3 : std::wcstod(way.c_str(), nullptr);
   const auto keptAlive = Server();
   MeasureReads(seconds);
@@ -286,7 +375,7 @@ int wmain(int argc, wchar_t** argv) {
   if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
   int status = 1;
   try {
-    status = Run(argc > 1 ? argv[1] : L"");
+    status = Run(argc > 1 ? argv[1] : L"", argc > 2 ? argv[2] : L"");
   } catch (HRESULT result) {
     std::printf("failed (%08lX)\n", static_cast<unsigned long>(result));
   }
