@@ -18,11 +18,13 @@
 #include <vector>
 
 #include "automation/com_owners.hpp"
+#include "tests/automation/own_object.hpp"
 
 namespace {
 
 using tarn::Bstr;
 using tarn::ComPtr;
+using tarn::Own;
 
 constexpr DWORD kLimit = 60000;  // milliseconds until something that never comes is given up
 
@@ -51,25 +53,6 @@ HRESULT Give(Value* result, Value value) {
   *result = value;
   return S_OK;
 }
-
-template <class Contract>
-class Own : public Contract {
- public:
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IDispatch || iid == __uuidof(Contract);
-    *object = known ? static_cast<Contract*>(this) : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
-  STDMETHODIMP GetTypeInfoCount(UINT* count) override { return Give(count, 0U); }
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                      UINT*) override {
-    return E_NOTIMPL;
-  }
-};
 
 class OwnConfig final : public Own<_SummitConfig> {
  public:
@@ -145,6 +128,11 @@ class OwnData final : public Own<_SummitData> {
     return Give(result, VARIANT_FALSE);
   }
 
+  /// As a data set, too, though the server only asks for it.
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    return Own::QueryInterface(iid == IID__TarnScaleDiagData ? IID_IDispatch : iid, object);
+  }
+
   std::map<std::string, std::string> values;  ///< by the name of the variable
   const OwnConfig* config = nullptr;
   int rounds = 0;
@@ -213,7 +201,12 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   protocol->get_Configuration(configBack.Receive());
   ComPtr<_SummitData> dataBack;
   scale->get_SummitData(dataBack.Receive());
-  Expect(configBack.Get() == &config && dataBack.Get() == &data, "the client's own objects");
+  ComPtr<IDispatch> listed;
+  BSTR key = SysAllocString(L"tarnscalediagdata");
+  scale->GetAxDataObj(&key, listed.Receive());
+  SysFreeString(key);
+  Expect(configBack.Get() == &config && dataBack.Get() == &data && listed.Get() == &data,
+         "the client's own objects");
 
   scale->put_UpdateRate(20);
   scale->put_Disabled(VARIANT_FALSE);

@@ -255,15 +255,32 @@ ComPtr<IDispatch> Create(const CLSID& clsid) {
   return object;
 }
 
-void CheckSuccess(IUnknown* face, int slot, std::vector<Variant> arguments, const wchar_t* what) {
-  const HRESULT result = CallSlot(face, slot, std::move(arguments));
-  Expect(SUCCEEDED(result), what, result);
+bool Succeeds(HRESULT result, const std::wstring& what) {
+  return Expect(SUCCEEDED(result), what, result);
 }
 
-void CheckBasicError(IUnknown* face, int slot, std::vector<Variant> arguments, int number,
-                     const wchar_t* what) {
-  const HRESULT result = CallSlot(face, slot, std::move(arguments));
-  Expect(result == MAKE_HRESULT(SEVERITY_ERROR, FACILITY_CONTROL, number), what, result);
+bool Fails(HRESULT result, int number, const std::wstring& what) {
+  return Expect(result == MAKE_HRESULT(SEVERITY_ERROR, FACILITY_CONTROL, number), what, result);
+}
+
+void CheckRow(IUnknown* face, const Member& row, int array, SHORT count) {
+  for (const SHORT index : {SHORT{0}, count, static_cast<SHORT>(count + 1)}) {
+    Variant value = OfType(row.type);
+    const HRESULT result = CallSlot(face, row.number, {Number(VT_I2, index), AddressOf(value)});
+    const bool inside = index >= 1 && index <= count;
+    inside ? Succeeds(result, row.name) : Fails(result, 9, row.name);
+  }
+  Variant all = OfType(static_cast<VARTYPE>(VT_ARRAY | row.type));
+  if (!Succeeds(CallSlot(face, row.number + array, {AddressOf(all)}), row.name + L" as a row")) {
+    return;
+  }
+  LONG first = 0;
+  LONG last = -1;
+  VARTYPE type = VT_EMPTY;
+  SafeArrayGetLBound(V_ARRAY(all.Get()), 1, &first);
+  SafeArrayGetUBound(V_ARRAY(all.Get()), 1, &last);
+  SafeArrayGetVartype(V_ARRAY(all.Get()), &type);
+  Expect(first == 1 && last == count && type == row.type, row.name + L" as a row");
 }
 
 bool IsTrue(const Variant& value) {

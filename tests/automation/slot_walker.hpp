@@ -50,9 +50,11 @@ ComPtr<Interface> Walk(const ComPtr<IDispatch>& object, const std::vector<int>& 
 
 ComPtr<IDispatch> ObjectOf(IDispatch* object, const wchar_t* name);
 ComPtr<IDispatch> Create(const CLSID& clsid);
-void CheckSuccess(IUnknown* face, int slot, std::vector<Variant> arguments, const wchar_t* what);
-void CheckBasicError(IUnknown* face, int slot, std::vector<Variant> arguments, int number,
-                     const wchar_t* what);
+bool Succeeds(HRESULT result, const std::wstring& what);
+/// With the number of a run-time error.
+bool Fails(HRESULT result, int number, const std::wstring& what);
+/// A member with an index, and `array` slots from it the whole row: counts from 1, error 9 beyond.
+void CheckRow(IUnknown* face, const Member& row, int array, SHORT count);
 bool IsTrue(const Variant& value);
 
 /// What the checks so far came to: the exit status.

@@ -8,7 +8,7 @@ Usage: automation_network_test.py FOLDER_OF_THE_WINDOWS_PROGRAMS FOLDER_OF_THE_N
 import signal
 import unittest
 
-from automation_support import PORT, SETTINGS, WINDOWS, ServerTest, windows_path, wine
+from automation_support import PORT, WINDOWS, ServerTest, windows_path
 
 VARIABLES = """
 bas01 float = 12.5
@@ -59,8 +59,7 @@ class NetworkTest(ServerTest):
         self.assertGreater(file.stat().st_size, 100)
 
     def test_a_stopped_program_with_its_own_set_stops_nobody_else(self):
-        wine("reg", "add", SETTINGS + r"\Settings", "/v", "EventTimeout", "/d", "2000", "/f")
-        self.addCleanup(wine, "reg", "delete", SETTINGS + r"\Settings", "/v", "EventTimeout", "/f")
+        self.event_timeout(2000)
         self.terminal("127.0.9.6", OWN_VARIABLES)
         self.terminal("127.0.9.7", VARIABLES)
         stopped = self.start("wine", WINDOWS / "own_set_client.exe", 8, "127.0.9.6", "serve")

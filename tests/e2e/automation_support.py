@@ -133,6 +133,11 @@ class ServerTest(unittest.TestCase):
         # Runs last, when all clients are gone: the server must have ended by itself.
         self.addCleanup(wait_until, lambda: not server_processes(), "the end of the server")
 
+    def event_timeout(self, milliseconds):
+        key = (SETTINGS + r"\Settings", "/v", "EventTimeout")
+        wine("reg", "add", *key, "/d", milliseconds, "/f")
+        self.addCleanup(wine, "reg", "delete", *key, "/f")
+
     def start(self, *command):
         program = Program(*command)
         self.addCleanup(program.output.close)

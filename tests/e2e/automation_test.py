@@ -10,8 +10,8 @@ import re
 import signal
 import unittest
 
-from automation_support import (EXAMPLES, PORT, SERVER, SETTINGS, WINDOWS, ServerTest,
-                                server_processes, wait_until, windows_path, wine)
+from automation_support import (EXAMPLES, PORT, SERVER, WINDOWS, ServerTest, server_processes,
+                                wait_until, windows_path)
 
 
 def without_repeats(values):
@@ -50,7 +50,6 @@ class AutomationTest(ServerTest):
         self.assertGreater((self.folder / "plant.scl").stat().st_size, 100)
         self.assertRegex((self.folder / "plant.scl.log").read_bytes(),
                          rb'^A line of a script\r\n[^,]+,[^,]+,"?Gate 7"?,[^\r]*\r\n$')
-        self.end_well(self.script("late_bound.js"))
 
     def test_a_failing_script_is_told(self):
         bad = self.folder / "bad.vbs"
@@ -138,8 +137,7 @@ class AutomationTest(ServerTest):
         # The end of the server is waited for after every test.
 
     def test_a_stopped_client_costs_the_others_no_reading(self):
-        wine("reg", "add", SETTINGS + r"\Settings", "/v", "EventTimeout", "/d", "2000", "/f")
-        self.addCleanup(wine, "reg", "delete", SETTINGS + r"\Settings", "/v", "EventTimeout", "/f")
+        self.event_timeout(2000)
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
         keeper = self.keeper()
         stopped, healthy = self.follower(), self.follower()
@@ -154,17 +152,25 @@ class AutomationTest(ServerTest):
         # Dropped at the limit, so it saw less.
         self.assertLess(len(stopped.weights()), len(healthy.weights()) - 20)
 
-    def test_a_client_that_hangs_in_the_middle_of_its_advise_holds_up_nobody(self):
+    def test_a_client_that_hangs_while_it_is_asked_holds_up_nobody(self):
+        self.event_timeout(2000)
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
         keeper = self.keeper()
         healthy = self.follower()
         healthy.wait_for(r"^weight [1-9]")
-        hanging = self.start("wine", WINDOWS / "busy_client.exe", "hang", self.stop)
-        hanging.wait_for("^hanging")
+        hanging = [self.start("wine", WINDOWS / "busy_client.exe", way, self.stop)
+                   for way in ("advise", "late")]
+        for client in hanging:
+            client.wait_for("^hanging")
         healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
+        # An object is handed over unasked, and refused unasked where a value is wanted.
+        for way, result in (("tag", "00000000"), ("log", "00000000"), ("value", "80020005")):
+            hanging.append(self.start("wine", WINDOWS / "busy_client.exe", way, self.stop))
+            hanging[-1].wait_for("^taken " + result)
         self.follower().wait_for(r"^weight [1-9]")  # others may come, too
-        self.end_well(keeper, healthy, hanging)
+        self.end_well(keeper, healthy, *hanging)
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
+        hanging[1].wait_for("^taken 80020009")
 
     def test_a_busy_client_misses_events_and_keeps_its_subscription(self):
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")

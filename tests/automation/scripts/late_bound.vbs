@@ -102,7 +102,11 @@ timer.Interval = 250
 Expect "Interval", scale.UpdateTimer.Interval, 250
 server.CurrentLogName = WScript.Arguments(1) & ".log"
 server.LoggingEnabled = True
-server.LogFile.WriteLine "A line of a script"
+Set again = server.LogFile
+Set server.LogFile = Nothing
+Expect "no log", server.LogFile Is Nothing, True
+Set server.LogFile = again
+again.WriteLine "A line of a script"
 scale.printRequest True
 server.CurrentLogName = "Default.log"
 

@@ -1,4 +1,5 @@
-// Objects of the script's own in the place of the server's: a connection and a protocol.
+// Objects of the script's own in the place of the server's: a connection, a protocol, a log. First
+// what differs between the languages: exceptions, and that any value is assigned in the same way.
 var calls = "";
 
 function expect(what, got, wanted) {
@@ -33,6 +34,16 @@ function note(text) {
 var connection = new ActiveXObject("TarnSclServer.TarnServerConnection");
 var server = connection.TarnScaleServer(0);
 var scale = server.GetScale(1);
+expectError("GetScale(33)", 9, "Subscript out of range", function () { server.GetScale(33); });
+expectError("a class that clients cannot create", 429, "", function () {
+  new ActiveXObject("TarnSclServer.TarnScale");
+});
+scale.Connection = new ActiveXObject("TarnSclServer.SerialConnection");
+scale.Connection.ComPort = "9";
+scale.Connection.Parity = 1.0;
+expect("values in any dress", scale.Connection.ComPort + scale.Connection.Parity, 10);
+scale.AliasName = "Tor \u00e4\u20ac";
+expect("AliasName", scale.AliasName, "Tor \u00e4\u20ac");
 scale.AliasName = "Own";
 
 var link = {
@@ -99,6 +110,23 @@ expectError("a connection for a protocol", 13, "Type mismatch", function () {
   scale.Protocol = link;
 });
 expect("the connection stays", scale.Connection.Ctype, 2);
+
+var tag = new ActiveXObject("TarnSclServer.SDTagInfo");
+tag.TagData = link;
+link.mark = "own";
+expect("the tag's value is the script's own", tag.TagData.mark, "own");
+
+// A log of the script's own needs a WriteLine only. It lasts until the server opens another one.
+var log = { mark: "log", WriteLine: function (line) { calls += line.replace(/^.*Own",/, " "); } };
+server.LogFile = log;
+expect("the log read back is the script's own", server.LogFile.mark, "log");
+server.LoggingEnabled = true;
+scale.printRequest(true);
+expectCalls("a line of the log", ' 0,0,0,""');
+server.CurrentLogName = server.CurrentLogName;
+server.LogFile.WriteLine("");
+expectCalls("the log that is no more", "");
+server.LoggingEnabled = false;
 
 // What only the script knows is not saved, and the server says so.
 var told = "";
