@@ -130,11 +130,17 @@ HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& 
   const auto proxy = std::make_shared<Proxy>(calls, client);
   const std::shared_ptr<ClientObject> made(new ClientObject(calls, proxy, calls.Apartment(client)));
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
+  const auto kept = std::make_shared<ComPtr<IUnknown>>();
   const bool done =
-      calls.Run([proxy, outcome, preferred,
+      calls.Run([proxy, outcome, preferred, kept,
                  given = stream.Detach()] { *outcome = proxy->Open(given, preferred); },
                 made->Apartment());
-  if (!done) return kTimedOut;
+  if (!done) {
+    // The reference of the caller's argument would be given back at the end of its call, by a call
+    // to the client that hangs. It is kept until that client has answered.
+    *kept = ComPtr<IUnknown>(object);
+    return kTimedOut;
+  }
   if (SUCCEEDED(*outcome)) created = made;
   return *outcome;
 }

@@ -4,8 +4,8 @@
 //   busy_client CALLS_TO_REFUSE STOP_FILE
 //   busy_client advise STOP_FILE   does not return from the first call that comes in, which is the
 //                                  server's question to the sink in the middle of Advise
-//   busy_client WAY STOP_FILE      the same in the middle of handing an object of its own to the
-//                                  server: as a "protocol", "late" bound as one, as the data of a
+//   busy_client WAY STOP_FILE      hands an object to the server that does not return when it is
+//                                  asked what it is: "late" bound as a protocol, as the data of a
 //                                  "tag", as the "log", or where a "value" is wanted
 //
 // Or hands the server on to another program, as a launcher does:
@@ -26,7 +26,6 @@
 #include "automation/script_host/event_sink.hpp"
 #include "tests/automation/own_object.hpp"
 
-_COM_SMARTPTR_TYPEDEF(_Protocol, __uuidof(_Protocol));
 _COM_SMARTPTR_TYPEDEF(_SDTagInfo, __uuidof(_SDTagInfo));
 _COM_SMARTPTR_TYPEDEF(_TarnScale, __uuidof(_TarnScale));
 _COM_SMARTPTR_TYPEDEF(_TarnScaleServer, __uuidof(_TarnScaleServer));
@@ -122,12 +121,28 @@ _TarnServerConnectionPtr Connect() {
   }
 }
 
-/// The server only asks what it is.
-class OwnProtocol final : public tarn::Own<IDispatch> {
+/// Hangs when it is asked for the interface, or for its value, until the stop file is there.
+class Hanging final : public tarn::Own<IDispatch> {
  public:
+  Hanging(const IID& at, const char* untilFile) : at_(at), untilFile_(untilFile) {}
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    return Own::QueryInterface(iid == __uuidof(_Protocol) ? IID_IDispatch : iid, object);
+    if (iid == at_) Hang();
+    return Own::QueryInterface(iid, object);
   }
+  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                      UINT*) override {
+    return Hang();
+  }
+
+ private:
+  HRESULT Hang() {
+    Filter::Say("hanging");
+    while (!IsThere(untilFile_)) Sleep(50);
+    return E_NOTIMPL;
+  }
+
+  const IID at_;
+  const char* untilFile_;
 };
 
 HRESULT InvokeWith(IDispatch* target, DISPID id, WORD how, const _variant_t& argument) {
@@ -139,17 +154,25 @@ HRESULT InvokeWith(IDispatch* target, DISPID id, WORD how, const _variant_t& arg
                         nullptr);
 }
 
+/// By which the server knows its own objects. No client is asked for it.
+constexpr IID kOfTheServer = {
+    0x61254325, 0x3668, 0x4b1c, {0x8c, 0xce, 0x26, 0x7f, 0x33, 0x8c, 0xad, 0xa3}};
+
 /// How the server takes an object of this program's; no interest in any other way.
-HRESULT HandOver(std::string_view way, _TarnScaleServer* server, _TarnScale* scale) {
-  static OwnProtocol own;
+HRESULT HandOver(std::string_view way, const char* stopFile, _TarnScaleServer* server) {
+  static Hanging own(way == "late" ? __uuidof(_Protocol) : kOfTheServer, stopFile);
   constexpr DISPID kProtocol = 10, kGetScale = 15;
-  if (way == "protocol") return scale->putref_Protocol(reinterpret_cast<_Protocol*>(&own));
-  if (way == "late") return InvokeWith(scale, kProtocol, DISPATCH_PROPERTYPUTREF, &own);
   if (way == "log") return server->putref_LogFile(&own);
   if (way == "value") return InvokeWith(server, kGetScale, DISPATCH_METHOD, &own);
+  if (way == "late") {
+    _TarnScalePtr other;
+    Check(server->GetScale(2, &other));
+    return InvokeWith(other, kProtocol, DISPATCH_PROPERTYPUTREF, &own);
+  }
+  if (way != "tag") return S_FALSE;
   _SDTagInfoPtr tag;
   Check(tag.CreateInstance(CLSID_SDTagInfo, nullptr, CLSCTX_LOCAL_SERVER));
-  return way == "tag" ? tag->putref_TagData(_variant_t(&own)) : S_FALSE;
+  return tag->putref_TagData(_variant_t(&own));
 }
 
 void Follow(const char* way, const char* stopFile) {
@@ -163,10 +186,10 @@ void Follow(const char* way, const char* stopFile) {
   Check(server->GetScale(1, &scale));
   _WeightDataPtr weight;
   Check(scale->get_WeightData(&weight));
-  if (std::atoi(way) == 0) filter.Hang(stopFile);
-  const HRESULT handed = HandOver(way, server, scale);
+  if (std::string_view(way) == "advise") filter.Hang(stopFile);
+  const HRESULT handed = HandOver(way, stopFile, server);
   if (handed != S_FALSE) {
-    std::printf("refused %08lX\n", static_cast<unsigned long>(handed));
+    std::printf("taken %08lX\n", static_cast<unsigned long>(handed));
     std::fflush(stdout);
   }
   int readings = 0;
