@@ -369,6 +369,8 @@ void TarnScale::CaptureReading() {
   print->NetWeightValue(mvarWeightData->NetWeightValue());
 }
 
+/// Deliberately a request whose print fails, by a log that cannot be written for one, stays pending:
+/// the next reading without motion tries again.
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
   const auto self = weak_from_this().lock();
@@ -376,15 +378,9 @@ void TarnScale::mvarWeightData_NewWeight() {
   printRequested_ = false;
 }
 
-/// The failure is the caller's too, who may take it for a bad reading.
 void TarnScale::mvarPrintData_NewWeight() {
-  const auto self = weak_from_this().lock();
-  try {
-    site_->LogPrint(*this);
-  } catch (const std::exception& error) {
-    site_->System().Trace(aliasName_ + ": a print was not logged: " + error.what());
-    throw;
-  }
+  const auto site = site_;
+  site->LogPrint(*this);
 }
 
 }  // namespace tarn

@@ -1,4 +1,5 @@
 // The rounds of terminal variables, word by word, beside the engine.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -9,12 +10,23 @@
 
 #include "tests/models/message_model.hpp"
 #include "tests/models/random_cases.hpp"
-#include "tests/models/scale_model.hpp"
 #include "tests/support/client_summit.hpp"
 #include "tests/support/summit_fixture.hpp"
 
 namespace tarn {
 namespace {
+
+struct TimerModel {
+  int ticks = 0;
+  void Write(int milliseconds) {
+    ticks = milliseconds == 0 ? 0 : static_cast<int>(std::nearbyint(milliseconds / 200.0 + 1));
+  }
+  /// True when it runs out with this tick.
+  bool Tick() {
+    if (ticks <= 0) return false;
+    return --ticks < 1;
+  }
+};
 
 struct TagModel {
   std::string name;

@@ -182,21 +182,21 @@ TEST_F(ServerTest, ASaveNamesThePlacesThatItFillsWithDefaults) {
   const auto scale = server->GetScale(3);
   scale->AliasName("kept");
   scale->SummitData(nullptr);
-  EXPECT_EQ(ErrorOf([&] { server->GetScale(4)->Protocol(nullptr); }), 91);
+  server->GetScale(4)->Connection(nullptr);
   scale->Connection(std::make_shared<ClientConnection>());
   server->SaveScaleSettings();
   EXPECT_EQ(messages,
             (Messages{"48 Objects of clients are not saved; defaults take their place: "
                       "Scale3.Connection",
                       "48 Nothing is set here, so defaults were saved: Scale3.SummitData, "
-                      "Scale4.Protocol"}));
+                      "Scale4.Connection"}));
   EXPECT_EQ(host.traces.size(), 2U);
   EXPECT_FALSE(server->CurrentFileDirty());
   server->LoadScaleSettings(false);
   EXPECT_EQ(server->GetScale(3)->AliasName(), "kept");
   EXPECT_EQ(server->GetScale(3)->Connection()->ClassName(), "NoConnection");
   EXPECT_EQ(server->GetScale(3)->SummitData()->ClassName(), "SummitData");
-  EXPECT_EQ(server->GetScale(4)->Protocol()->ClassName(), "NoProtocol");
+  EXPECT_EQ(server->GetScale(4)->Connection()->ClassName(), "NoConnection");
 }
 
 TEST_F(ServerTest, AFailingSaveReportsAndLeavesTheFlags) {

@@ -146,6 +146,8 @@ class QuietConsole final : public Console {
   bool IsTerminal() const override { return false; }
   Size ScreenSize() const override { return {}; }
   void ReadKeys() override {}
+  void GuardScreen(std::string_view) override {}
+  void LeaveNow() override {}
   void WatchInputEnd() override {}
   void Write(std::string_view) override {}
 };
