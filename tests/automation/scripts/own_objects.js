@@ -112,10 +112,6 @@ expectError("an object that lacks members", 13, "Type mismatch", function () {
 expectError("a connection for a protocol", 13, "Type mismatch", function () {
   scale.Protocol = link;
 });
-expectError("an object for a number", 13, "Type mismatch", function () {
-  server.GetScale({ valueOf: note("value"), toString: note("text") });
-});
-expectCalls("an object for a number is not asked", "");
 expect("the connection stays", scale.Connection.Ctype, 2);
 
 var tag = new ActiveXObject("TarnSclServer.SDTagInfo");
