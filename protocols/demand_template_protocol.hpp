@@ -13,6 +13,7 @@ namespace tarn {
 class DemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "DemandTemplateProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::DemandTemplate;
 
   explicit DemandTemplateProtocol(std::shared_ptr<ScaleSite> site)
       : TemplateProtocol(std::move(site), ProtocolType::DemandTemplateType) {}

@@ -23,6 +23,7 @@ namespace tarn {
 class GenericProtocol final : public FramedProtocol {
  public:
   static constexpr std::string_view kClassName = "GenericProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::Generic;
 
   explicit GenericProtocol(ScaleSite& site) : FramedProtocol(ProtocolType::NoProtType, site) {}
 
@@ -43,6 +44,11 @@ class GenericProtocol final : public FramedProtocol {
   void T() override { SendConfigured(definition_.TString); }
   void P() override { SendConfigured(definition_.PString); }
   void Z() override { SendConfigured(definition_.ZString); }
+
+  std::string_view CommandHindrance(OperatorCommand command) const override {
+    return GoesToTerminal(command) ? "its protocol has no commands" : "";
+  }
+  bool ReadingsEndWithNoData() const override { return true; }
 
   const GenericFrameDef& FrameDef() const { return definition_; }
 

@@ -20,6 +20,7 @@ namespace tarn {
 class KesDemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "KesDemandTemplateProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::KesDemandTemplate;
   /// Where the terminals listen.
   static constexpr std::int16_t kTerminalPort = 1749;
 

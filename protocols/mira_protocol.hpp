@@ -26,6 +26,7 @@ namespace tarn {
 class MiraProtocol final : public FramedProtocol {
  public:
   static constexpr std::string_view kClassName = "MiraProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::Mira;
   /// Characters without LF after which a line is thrown away.
   static constexpr std::size_t kLongestLine = 30;
 
@@ -42,6 +43,12 @@ class MiraProtocol final : public FramedProtocol {
   void Z() override;
   /// In the unit of the last weight reply, with the user's decimal separator.
   void SetTare(double& TareValue) override;
+
+  std::string_view CommandHindrance(OperatorCommand command) const override {
+    const bool print = command == OperatorCommand::Print;
+    return print ? "its protocol has no print command; \"print\" takes the next reading" : "";
+  }
+  bool CommandsFollowReadings() const override { return true; }
 
  private:
   static constexpr std::int16_t kRetries = 2;

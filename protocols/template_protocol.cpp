@@ -63,6 +63,11 @@ std::string TemplateProtocol::DemandBytes() const {
   return site_->System().Locale().ToBytes(Required(mvarTemplateConfig, kNoTemplate).DemandOutput());
 }
 
+std::string_view TemplateProtocol::CommandHindrance(OperatorCommand command) const {
+  if (!GoesToTerminal(command)) return "its protocol has no weights to print";
+  return command == OperatorCommand::Print ? "" : "its protocol has no command but P";
+}
+
 /// A protocol that its scale has given up writes the scale's record no more.
 void TemplateProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);

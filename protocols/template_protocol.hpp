@@ -41,6 +41,8 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   /// The record gets the template's layout at once.
   void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) override;
 
+  std::string_view CommandHindrance(OperatorCommand command) const override;
+
   /// The record gets the layout of a template that is assigned here with its next change only, or
   /// when the protocol is bound again: deliberate.
   std::shared_ptr<TarnRecordTemplateConfig> TemplateConfig() const { return mvarTemplateConfig; }

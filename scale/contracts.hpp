@@ -49,7 +49,9 @@ class _Connection : public ScalePart {
 /// The contract's own implementation, which connects nothing.
 class Connection : public _Connection {
  public:
-  std::string_view ClassName() const override { return "Connection"; }
+  static constexpr std::string_view kClassName = "Connection";
+
+  std::string_view ClassName() const override { return kClassName; }
   bool IsBidirectional() const override { return isBidirectional_; }
   void IsBidirectional(bool value) override { isBidirectional_ = value; }
   ConnectionType Ctype() const override { return ConnectionType::none; }
@@ -59,6 +61,21 @@ class Connection : public _Connection {
  private:
   bool isBidirectional_ = false;
 };
+
+/// What an operator may ask of a scale: commands for the terminal, then print records that the
+/// scale makes from its readings.
+enum class OperatorCommand : std::uint8_t {
+  Zero,
+  Tare,
+  ClearTare,
+  Print,
+  PresetTare,
+  TakePrint,     ///< of the next reading without motion
+  TakePrintNow,  ///< of the present reading
+};
+constexpr bool GoesToTerminal(OperatorCommand command) {
+  return command < OperatorCommand::TakePrint;
+}
 
 class _Protocol : public ScalePart {
  public:
@@ -90,15 +107,30 @@ class _Protocol : public ScalePart {
   virtual void T() = 0;
   virtual void SetTare(double& TareValue) = 0;
   virtual void C() = 0;
+
+  // What tools ask of a protocol. Not published: a client's own protocol has these answers.
+
+  /// Why a command would have no effect, in words that follow "it cannot be given: "; empty where
+  /// it works.
+  virtual std::string_view CommandHindrance(OperatorCommand /*command*/) const { return {}; }
+  /// Whether a command is sent only when the next reading arrives, and is forgotten without one.
+  virtual bool CommandsFollowReadings() const { return false; }
+  /// Whether every reading is followed by the no-data state, so that the latest one stands for as
+  /// long as the terminal is heard.
+  virtual bool ReadingsEndWithNoData() const { return false; }
 };
 
 /// The contract's own implementation: keeps what it is given, speaks to nobody. The protocols build
 /// upon it.
 class Protocol : public _Protocol {
  public:
+  static constexpr std::string_view kClassName = "Protocol";
+  /// The dialects that the class speaks. A protocol of the server hides this by its own family.
+  static constexpr ProtocolClass kFamily = ProtocolClass::NoProt;
+
   explicit Protocol(ProtocolType type = ProtocolType::NoProtType) : pType_(type) {}
 
-  std::string_view ClassName() const override { return "Protocol"; }
+  std::string_view ClassName() const override { return kClassName; }
 
   std::shared_ptr<TarnScale> myScale() const override { return myScale_.lock(); }
   void myScale(const std::shared_ptr<TarnScale>& scale) override { myScale_ = scale; }

@@ -10,6 +10,7 @@
 
 #include "base/persistable.hpp"
 #include "scale/data_object.hpp"
+#include "scale/named_value.hpp"
 
 namespace tarn {
 
@@ -50,12 +51,18 @@ class _SummitData : public DataObject, public Persistable {
   virtual void ResetState() = 0;
   /// All triggers have signalled new data.
   virtual bool TriggersComplete() const = 0;
+
+  /// The present values under the published names of the members, for tools. Not published: a
+  /// client's own data object shows none.
+  virtual std::vector<NamedValue> NamedValues() const { return {}; }
 };
 
 /// Does nothing; every getter is false. What a scale has that reads no terminal variables.
 class SummitData : public _SummitData {
  public:
-  std::string_view ClassName() const override { return "SummitData"; }
+  static constexpr std::string_view kClassName = "SummitData";
+
+  std::string_view ClassName() const override { return kClassName; }
   void CommLossError(bool /*value*/) override {}
   bool CommLossError() const override { return false; }
   void NoDataError(bool /*value*/) override {}

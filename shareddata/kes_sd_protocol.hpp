@@ -31,6 +31,7 @@ namespace tarn {
 class KesSDProtocol final : public Protocol, public std::enable_shared_from_this<KesSDProtocol> {
  public:
   static constexpr std::string_view kClassName = "KesSDProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::KesSharedData;
 
   explicit KesSDProtocol(ScaleSite& site);
 

@@ -6,8 +6,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/persistable.hpp"
+#include "scale/named_value.hpp"
 #include "shareddata/sd_tag_info.hpp"
 
 namespace tarn {
@@ -26,6 +28,10 @@ class _SummitConfig : public Persistable {
   /// ends the list.
   virtual std::string GetResetTrigger(std::int16_t TriggerIndex) const = 0;
   virtual std::string GetUpdateTrigger(std::int16_t TriggerIndex) const = 0;
+
+  /// The present values that the tags themselves hold, for tools. Not published: a client's own
+  /// configuration shows none.
+  virtual std::vector<NamedValue> NamedValues() const { return {}; }
 };
 
 /// Describes nothing.

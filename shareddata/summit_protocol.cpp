@@ -99,13 +99,15 @@ void SummitProtocol::BringPair(ProtocolType former) {
   const DataSet* set = FindDataSet(pType());
   if (set == nullptr) return;
   const DataSet* formerSet = former == pType() ? nullptr : FindDataSet(former);
-  const DataSet before = formerSet == nullptr ? DataSet{} : *formerSet;
-  if (GivesWay(configuration_, SummitConfig::kClassName, before.configuration)) {
-    Configuration(NewObject<_SummitConfig>(*site_, set->configuration));
+  const auto brought = [&](const ClassRow DataSet::*part) {
+    return formerSet == nullptr ? std::string_view() : (formerSet->*part).name;
+  };
+  if (GivesWay(configuration_, SummitConfig::kClassName, brought(&DataSet::configuration))) {
+    Configuration(NewObject<_SummitConfig>(*site_, set->configuration.name));
   }
   const auto scale = myScale();
-  if (scale && GivesWay(scale->SummitData(), "SummitData", before.data)) {
-    scale->SummitData(NewObject<_SummitData>(*site_, set->data));
+  if (scale && GivesWay(scale->SummitData(), SummitData::kClassName, brought(&DataSet::data))) {
+    scale->SummitData(NewObject<_SummitData>(*site_, set->data.name));
   }
 }
 

@@ -35,6 +35,7 @@ class SummitProtocol final : public Protocol,
                              public std::enable_shared_from_this<SummitProtocol> {
  public:
   static constexpr std::string_view kClassName = "SummitProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::SummitDataClass;
 
   explicit SummitProtocol(std::shared_ptr<ScaleSite> site);
   ~SummitProtocol() override;
@@ -68,6 +69,11 @@ class SummitProtocol final : public Protocol,
   using Protocol::WeightData;
   /// The record then shows that no weights come.
   void WeightData(std::shared_ptr<tarn::WeightData> record) override;
+
+  std::string_view CommandHindrance(OperatorCommand command) const override {
+    return GoesToTerminal(command) ? "its protocol has no commands"
+                                   : "its protocol has no weights to print";
+  }
 
   // For the data object.
 

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "base/number_text.hpp"
+#include "shareddata/array_text.hpp"
 #include "shareddata/tarn_scale_diag_config.hpp"
 
 namespace tarn {
@@ -111,6 +112,25 @@ void TarnScaleDiagData::SetCharArrayData(std::vector<std::uint8_t>& TagData, std
   const auto start = TagData.begin();
   const auto end = std::find(start, start + static_cast<std::ptrdiff_t>(length), std::uint8_t{0});
   lastError_[place.scale] = locale_.FromBytes(std::string(start, end));
+}
+
+std::vector<NamedValue> TarnScaleDiagData::NamedValues() const {
+  return {
+      Named("ScaleCalZeroCounts", ScaleCalZeroCountsArray()),
+      Named("ScaleCurrentZeroCounts", ScaleCurrentZeroCountsArray()),
+      Named("ScaleCalHighCounts", ScaleCalHighCountsArray()),
+      Named("ScaleCalHighWeight", ScaleCalHighWeightArray()),
+      Named("ScaleCalMidCounts", ScaleCalMidCountsArray()),
+      Named("ScaleCalMidWeight", ScaleCalMidWeightArray()),
+      Named("ScaleCriticalError", ScaleCriticalErrorArray()),
+      Named("LastScaleError", LastScaleErrorArray()),
+      Named("ScaleErrorCounter", ScaleErrorCounterArray()),
+      Named("WeighmentCounter", WeighmentCounterArray()),
+      Named("ScaleOverloadCounter", ScaleOverloadCounterArray()),
+      Named("ScaleImpactCounter", ScaleImpactCounterArray()),
+      Named("ScaleZeroCounter", ScaleZeroCounterArray()),
+      Named("ScaleZeroFailCounter", ScaleZeroFailCounterArray()),
+  };
 }
 
 }  // namespace tarn
