@@ -135,8 +135,8 @@ void EthernetConnection::OnError(std::int32_t number, const std::string& descrip
 void EthernetConnection::Broken(const std::string& what) {
   reconnector_.Trace(what);
   if (!IsTcp()) return;
-  host_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
-    if (!alive.expired()) EndBroken();
+  host_.Loop().Post([weak = weak_from_this()] {
+    if (const auto connection = weak.lock()) connection->EndBroken();
   });
 }
 

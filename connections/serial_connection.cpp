@@ -82,9 +82,8 @@ void SerialConnection::WriteProperties(PropertyBag& bag) const {
 }
 
 void SerialConnection::SaxPort(std::shared_ptr<SerialPort> port) {
-  mvarSaxPort = std::move(port);
-  onLost_ =
-      mvarSaxPort ? mvarSaxPort->Lost.Subscribe([this] { reconnector_.Broken(); }) : Subscription();
+  saxPort_ = std::move(port);
+  onLost_ = saxPort_ ? saxPort_->Lost.Subscribe([this] { reconnector_.Broken(); }) : Subscription();
 }
 
 void SerialConnection::AutoReconnect(bool value) {
@@ -118,7 +117,7 @@ void SerialConnection::StopBits(CommStopBits index) {
 }
 
 void SerialConnection::ReopenIfOpen() {
-  if (!mvarSaxPort || !mvarSaxPort->PortOpen()) return;
+  if (!saxPort_ || !saxPort_->PortOpen()) return;
   Disconnect();
   Connect();
 }
@@ -151,7 +150,7 @@ void SerialConnection::Connect() {
 }
 
 void SerialConnection::Open() {
-  SerialPort& port = Required(mvarSaxPort, "The serial connection has no port");
+  SerialPort& port = Required(saxPort_, "The serial connection has no port");
   port.PortNumber(comPort_);
   port.Settings(BuildSettings());
   port.ReceiveThreshold(receiveThresholdLength_);
@@ -191,7 +190,7 @@ std::string SerialConnection::WrongIndexes() const {
 
 void SerialConnection::Disconnect() {
   reconnector_.Wanted(false);
-  if (mvarSaxPort) mvarSaxPort->PortOpen(false);
+  if (saxPort_) saxPort_->PortOpen(false);
 }
 
 }  // namespace tarn

@@ -1,4 +1,4 @@
-// Records of named fields that a terminal prints over a serial line, on its own or on demand.
+// Records of named fields that a terminal prints over a serial line, by itself or on demand.
 #pragma once
 
 #include <memory>
@@ -32,7 +32,7 @@ class DemandTemplateProtocol final : public TemplateProtocol {
  private:
   void mvarComPort_Receive();
 
-  SerialLine line_{[this] { mvarComPort_Receive(); }};
+  SerialLine line_{Held(this, &DemandTemplateProtocol::mvarComPort_Receive)};
 };
 
 }  // namespace tarn

@@ -33,7 +33,7 @@ class GenericProtocol final : public FramedProtocol {
   void WriteProperties(PropertyBag& bag) const override;
 
   using FramedProtocol::myScale;
-  /// Also follows the scale's updates, with which a polled scale is asked.
+  /// Also subscribes to the scale's updates, with which a polled scale is queried.
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
   ProtocolType pType() const override { return FramedProtocol::pType(); }
   /// Any number is kept; 24 to 28 load what they list (see GenericFrameDef::Load).

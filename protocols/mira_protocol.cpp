@@ -31,8 +31,7 @@ void MiraProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()), 6);
 }
 
-// --- Commands
-// -------------------------------------------------------------------------------------
+// --- Commands --------------------------------------------------------------------------------
 
 void MiraProtocol::Connect() {
   FramedProtocol::Connect();
@@ -73,8 +72,7 @@ void MiraProtocol::AskAgain() {
   Await(std::string(RepeatsByItself() ? kAskToRepeat : kAsk));
 }
 
-// --- Replies
-// --------------------------------------------------------------------------------------
+// --- Replies ---------------------------------------------------------------------------------
 
 /// A line that fails in the middle is abandoned, with what it has written by then replaced by the
 /// no-data state. The last two characters are taken for the CR LF, whatever they are; a LF alone is

@@ -64,8 +64,6 @@ void TarnContinuousProtocol::SetTare(double& TareValue) {
 /// text of exactly the right length counts, wherever it began. Nothing is carried from one event to
 /// the next: characters of a pass that found no frame are lost.
 void TarnContinuousProtocol::mvarComPort_Receive() {
-  // Handlers of the record's events may replace this protocol or close the port.
-  const auto self = shared_from_this();
   const auto port = Line().Port();
   std::string collected;
   do {

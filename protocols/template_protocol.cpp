@@ -20,7 +20,8 @@ TemplateProtocol::TemplateProtocol(std::shared_ptr<ScaleSite> site, ProtocolType
       site_(std::move(site)),
       defaultType_(type),
       myActivityTimer(site_->TickTimer()) {
-  onTimedOut_ = myActivityTimer.TimedOutEvent.Subscribe([this] { myActivityTimer_TimedOut(); });
+  onTimedOut_ =
+      myActivityTimer.TimedOutEvent.Subscribe(this, &TemplateProtocol::myActivityTimer_TimedOut);
 }
 
 // --- Settings ---------------------------------------------------------------------------------
@@ -53,8 +54,8 @@ void TemplateProtocol::HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> co
   onConfigChanged_.Reset();
   onTemplateProperty_.Reset();
   if (!mvarTemplateConfig) return;
-  onConfigChanged_ =
-      mvarTemplateConfig->ConfigChanged.Subscribe([this] { mvarTemplateConfig_ConfigChanged(); });
+  onConfigChanged_ = mvarTemplateConfig->ConfigChanged.Subscribe(
+      this, &TemplateProtocol::mvarTemplateConfig_ConfigChanged);
   onTemplateProperty_ = mvarTemplateConfig->PropertyChanged.Subscribe(
       [this](std::string_view name) { PropertyChanged.Raise(name); });
 }
@@ -71,7 +72,7 @@ std::string_view TemplateProtocol::CommandHindrance(OperatorCommand command) con
 /// A protocol that its scale has given up writes the scale's record no more.
 void TemplateProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);
-  if (!scale) mvarTemplateData.reset();
+  if (!scale) templateData_.reset();
 }
 
 void TemplateProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
@@ -88,7 +89,7 @@ void TemplateProtocol::TarnRecordTemplateData(
 }
 
 void TemplateProtocol::mvarTemplateConfig_ConfigChanged() {
-  const auto record = mvarTemplateData;
+  const auto record = templateData_;
   if (!record || !mvarTemplateConfig) return;
   record->SetNumFields(mvarTemplateConfig->NumFields());
   for (std::int16_t i = 1; i <= mvarTemplateConfig->MaxNumFields(); ++i) {
@@ -108,8 +109,6 @@ void TemplateProtocol::ForgetRecordStart() {
 /// time as well. What arrives while there is no template is lost: it must not begin the first
 /// record of the next one.
 void TemplateProtocol::TakeRecord(std::size_t held) {
-  // Handlers of the lamps and of the record may replace this protocol.
-  const auto self = shared_from_this();
   const auto config = mvarTemplateConfig;
   if (!config) mvarRxBuffer.clear();
   const std::int32_t timeout = Required(config, kNoTemplate).Timeout();
@@ -135,7 +134,7 @@ void TemplateProtocol::TakeRecord(std::size_t held) {
 
 /// The fields above those of a shorter record deliberately keep their values.
 void TemplateProtocol::FileRecord(const std::vector<std::string>& fields) {
-  const auto record = mvarTemplateData;
+  const auto record = templateData_;
   if (!record) return;
   const UserLocale& locale = site_->System().Locale();
   std::int16_t number = 0;
@@ -151,14 +150,13 @@ void TemplateProtocol::DropRecord() {
 }
 
 void TemplateProtocol::myActivityTimer_TimedOut() {
-  const auto self = shared_from_this();
   const auto scale = myScale();
   if (!scale || scale->Disabled()) return;
   mvarRxBuffer.clear();
   mvarRecordStarted = false;
   scale->ActivityLED(false);
   scale->ErrorLED(true);
-  if (const auto record = mvarTemplateData) record->SetTimeoutError();
+  if (const auto record = templateData_) record->SetTimeoutError();
 }
 
 }  // namespace tarn

@@ -1,4 +1,4 @@
-// The contract of a data object that files the terminal variables which a polling engine reads, and
+// The contract of a data object, which stores the terminal variables that a polling engine reads, and
 // the contract's own empty implementation.
 #pragma once
 
@@ -20,13 +20,13 @@ class _SummitData : public DataObject, public Persistable {
  public:
   using TagInfo = std::shared_ptr<SDTagInfo>;
 
-  /// The key under which a scale lists the object; empty when it is not listed.
+  /// The key under which GetAxDataObj finds the object; empty when it does not.
   virtual std::string_view DataObjectName() const { return {}; }
 
-  /// Set true when the terminal does not answer.
+  /// Set to true when the terminal does not answer.
   virtual void CommLossError(bool value) = 0;
   virtual bool CommLossError() const = 0;
-  /// Set true when a reply cannot be loaded or belongs to nothing.
+  /// Set to true when a reply cannot be loaded or belongs to no request.
   virtual void NoDataError(bool value) = 0;
   virtual bool NoDataError() const = 0;
   virtual void ConfigurationChanged() = 0;
@@ -57,7 +57,7 @@ class _SummitData : public DataObject, public Persistable {
   virtual std::vector<NamedValue> NamedValues() const { return {}; }
 };
 
-/// Does nothing; every getter is false. What a scale has that reads no terminal variables.
+/// Does nothing; every getter returns false. A scale that reads no terminal variables has one.
 class SummitData : public _SummitData {
  public:
   static constexpr std::string_view kClassName = "SummitData";

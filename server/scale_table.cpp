@@ -7,6 +7,7 @@
 
 #include "base/automation_error.hpp"
 #include "connections/serial_connection.hpp"
+#include "platform/attempt.hpp"
 
 namespace tarn {
 namespace {
@@ -45,16 +46,14 @@ bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& 
     Replace(number, nullptr);
     const std::string key = Key(number);
     const auto place = static_cast<std::size_t>(number - 1);
-    try {
+    const std::string what =
+        "Scale " + std::to_string(number) + " cannot be restored from the settings file";
+    whole &= Attempt(site->System(), what, [&] {
       if (bag.FindObject(key, place) == nullptr) missing += " " + key;
       auto scale = ReadObject<TarnScale>(bag, key, *site, TarnScale::kClassName, place);
       scale->ScaleNumber(number);
       Replace(number, std::move(scale));
-    } catch (const std::exception& error) {
-      whole = false;
-      site->System().Trace("Scale " + std::to_string(number) +
-                           " cannot be restored from the settings file: " + error.what());
-    }
+    });
   }
   if (missing.empty()) return whole;
   site->System().Trace("Not in the settings file, so with their defaults:" + missing);

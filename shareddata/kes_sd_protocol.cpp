@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <exception>
 #include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "platform/attempt.hpp"
 #include "platform/utf8.hpp"
 #include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
@@ -116,37 +116,35 @@ void KesSDProtocol::scaleNum(std::string_view letter) {
 
 void KesSDProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);
-  onUpdateWeight_ = scale ? scale->UpdateWeight.Subscribe([this] { mvarmyScale_UpdateWeight(); })
-                          : Subscription();
+  onUpdateWeight_ =
+      scale ? scale->UpdateWeight.Subscribe(this, &KesSDProtocol::mvarmyScale_UpdateWeight)
+            : Subscription();
 }
 
 void KesSDProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (connection != mvarConnection) {
+  if (connection != connection_) {
     onDataArrival_.Reset();
-    mvarSocket_.reset();
+    mvarSocket.reset();
     ClearValues();
   }
   Protocol::Connection(std::move(connection));
 }
 
 void KesSDProtocol::Connect() {
-  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection_);
   if (!ethernet) return;
   const auto scale = myScale();
   const std::int16_t number = Required(scale, "The protocol has no scale").ScaleNumber();
-  mvarSocket_ = ethernet->TakeSocket(number, scale->Site());
-  onDataArrival_ = mvarSocket_
-                       ? mvarSocket_->DataArrival.Subscribe([this](std::int32_t bytesTotal) {
-                           mvarSocket_DataArrival(bytesTotal);
-                         })
-                       : Subscription();
+  mvarSocket = ethernet->TakeSocket(number, scale->Site());
+  onDataArrival_ =
+      mvarSocket ? mvarSocket->DataArrival.Subscribe(this, &KesSDProtocol::mvarSocket_DataArrival)
+                 : Subscription();
   ethernet->SocketProtocol(kUdp);
   ethernet->LocalPort(static_cast<std::int16_t>(kLocalPortBase + number));
   ethernet->RemotePort(kTerminalPort);
 }
 
-// --- Commands
-// -------------------------------------------------------------------------------------
+// --- Commands --------------------------------------------------------------------------------
 
 void KesSDProtocol::C() {
   WriteCommand(kClearCommand, "1");
@@ -171,14 +169,13 @@ void KesSDProtocol::WriteCommand(std::size_t command, std::string_view value) {
 }
 
 void KesSDProtocol::WriteVariable(std::string_view name, std::string_view value) {
-  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(mvarConnection))
+  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(connection_))
     network->WriteValue(name, value, static_cast<std::int32_t>(value.size()));
   else
     SendWriteRequest(name, value);
 }
 
-// --- Requests
-// -------------------------------------------------------------------------------------
+// --- Requests --------------------------------------------------------------------------------
 
 void KesSDProtocol::SendReadRequest(std::string_view name) {
   SendRequest(kReadCommand, name, {});
@@ -190,9 +187,9 @@ void KesSDProtocol::SendWriteRequest(std::string_view name, std::string_view val
 
 void KesSDProtocol::SendRequest(std::uint8_t command, std::string_view name,
                                 std::string_view value) {
-  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection_);
   Required(ethernet, "The protocol has no Ethernet connection");
-  const auto socket = mvarSocket_;
+  const auto socket = mvarSocket;
   Required(socket, "The Ethernet connection has no socket");
 
   sequence_ = sequence_ < kLastSequence ? static_cast<std::uint8_t>(sequence_ + 1) : 0;
@@ -215,15 +212,13 @@ void KesSDProtocol::SendRequest(std::uint8_t command, std::string_view name,
   socket->SendData(request);
 }
 
-// --- The read cycle
-// -------------------------------------------------------------------------------
+// --- The read cycle --------------------------------------------------------------------------
 
 void KesSDProtocol::mvarmyScale_UpdateWeight() {
-  const auto self = shared_from_this();
   const auto scale = myScale();
   // A scale that is disabled while it runs keeps its updates, but not its line.
   if (!scale || scale->Disabled()) return;
-  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(mvarConnection))
+  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(connection_))
     ReadNetwork(*network);
   else if (cycleComplete_ == 1 || !scale->ActivityLED())
     BeginCycle();
@@ -245,12 +240,10 @@ void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
 
 bool KesSDProtocol::ReadVariable(ArcNetConnection& network, Pair& pair, std::int32_t length) {
   std::string buffer(static_cast<std::size_t>(kNetworkBuffer), '\0');
-  try {
-    if (network.ReadValue(pair.name, buffer, length, kNetworkBuffer) == 0) return false;
-  } catch (const std::exception& error) {
-    Trace(error.what());
-    return false;
-  }
+  std::int32_t result = 0;
+  Attempt(system_, Name(),
+          [&] { result = network.ReadValue(pair.name, buffer, length, kNetworkBuffer); });
+  if (result == 0) return false;
   pair.value = buffer;
   return true;
 }
@@ -267,18 +260,12 @@ void KesSDProtocol::BeginCycle() {
 
 /// Clients' handlers of the same tick must not miss it because a line is down.
 void KesSDProtocol::AskFor(Variable variable) {
-  if (!mvarSocket_ || !std::dynamic_pointer_cast<EthernetConnection>(mvarConnection)) return;
-  try {
-    SendReadRequest(values_[variable].name);
-  } catch (const std::exception& error) {
-    Trace(error.what());
-  }
+  if (!mvarSocket || !std::dynamic_pointer_cast<EthernetConnection>(connection_)) return;
+  Attempt(system_, Name(), [&] { SendReadRequest(values_[variable].name); });
 }
 
 void KesSDProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
-  // Handlers of the record's events may replace this protocol.
-  const auto self = shared_from_this();
-  const auto socket = mvarSocket_;
+  const auto socket = mvarSocket;
   const std::string data = socket->GetData();
   std::string_view left = data;
   std::int64_t consumed = 0;
@@ -286,7 +273,7 @@ void KesSDProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
   do {
     const std::size_t length = kMessageHeaderLength + ByteAt(left, kLengthByte);
     if (left.size() < kMessageHeaderLength || left.size() < length) {
-      Trace("A reply is cut short");
+      system_.Trace(Name() + ": A reply is cut short");
       break;
     }
     TakeReply(left.substr(kReplyNameStart, kReplyNameLength),
@@ -349,9 +336,9 @@ void KesSDProtocol::PublishWeight() {
   weight.OutOfRange(false);
 }
 
-void KesSDProtocol::Trace(const std::string& what) const {
+std::string KesSDProtocol::Name() const {
   const auto scale = myScale();
-  system_.Trace((scale ? scale->AliasName() : std::string("A scale")) + ": " + what);
+  return scale ? scale->AliasName() : "A scale";
 }
 
 }  // namespace tarn

@@ -1,11 +1,11 @@
 #include "shareddata/summit_protocol.hpp"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 #include "base/automation_error.hpp"
 #include "connections/ethernet_connection.hpp"
+#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
 #include "shareddata/data_sets.hpp"
@@ -77,12 +77,11 @@ void SummitProtocol::Configuration(std::shared_ptr<_SummitConfig> configuration)
   const auto self = weak_from_this().lock();
   configuration_ = configuration ? std::move(configuration) : std::make_shared<SummitConfig>();
   onConfigurationChanged_ = configuration_->PropertyChanged.Subscribe(
-      [this](std::string_view) { ConfigurationHasChanged(); });
+      this, [this](std::string_view) { ConfigurationHasChanged(); });
   ConfigurationHasChanged();
 }
 
 void SummitProtocol::ConfigurationHasChanged() {
-  const auto self = weak_from_this().lock();
   if (pollingIndex_ > 0) EndRound();
   PropertyChanged.Raise("Configuration");
   if (const auto data = Data()) Attempt([&] { data->ConfigurationChanged(); });
@@ -126,15 +125,14 @@ void SummitProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
 }
 
 void SummitProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (connection != mvarConnection) Disconnect();
+  if (connection != connection_) Disconnect();
   Protocol::Connection(std::move(connection));
 }
 
 void SummitProtocol::Connect() {
-  const auto self = shared_from_this();
   Disconnect();
   BringPair(pType());
-  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection_);
   if (!ethernet) return;
   const auto scale = myScale();
   ScaleSite& site = Required(scale, "The protocol has no scale").Site();
@@ -145,14 +143,13 @@ void SummitProtocol::Connect() {
   ethernet->RemotePort(kTerminalPort);
   if (!mvarSocket) return;
 
-  onArrival_ = mvarSocket->DataArrival.Subscribe(
-      [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
+  onArrival_ = mvarSocket->DataArrival.Subscribe(this, &SummitProtocol::mvarSocket_DataArrival);
   myScaleActivityTimer = std::make_unique<ActivityTimer>(site.TickTimer());
-  onActivityTimer_ =
-      myScaleActivityTimer->TimedOutEvent.Subscribe([this] { myScaleActivityTimer_TimedOut(); });
+  onActivityTimer_ = myScaleActivityTimer->TimedOutEvent.Subscribe(
+      this, &SummitProtocol::myScaleActivityTimer_TimedOut);
   myTriggerUpdateTimer = std::make_unique<ActivityTimer>(site.TickTimer());
-  onTriggerTimer_ =
-      myTriggerUpdateTimer->TimedOutEvent.Subscribe([this] { myTriggerUpdateTimer_TimedOut(); });
+  onTriggerTimer_ = myTriggerUpdateTimer->TimedOutEvent.Subscribe(
+      this, &SummitProtocol::myTriggerUpdateTimer_TimedOut);
   OfferAccess();
   resetTriggersDue_ = true;
   // The connection opens the socket only after this, so the first round waits for the timer.
@@ -203,13 +200,7 @@ bool SummitProtocol::Holds(const Turn& turn) {
 
 /// Runs what may call a client's object or handler; false when it threw.
 bool SummitProtocol::Attempt(const std::function<void()>& work) const {
-  try {
-    work();
-    return true;
-  } catch (const std::exception& error) {
-    site_->System().Trace(std::string("Terminal variables: ") + error.what());
-  }
-  return false;
+  return tarn::Attempt(site_->System(), "Terminal variables", work);
 }
 
 // --- Messages ---------------------------------------------------------------------------------
@@ -323,7 +314,6 @@ SDAccessStatus SummitProtocol::WriteTag(const std::shared_ptr<SDTagInfo>& tag,
 
 /// A datagram may hold several replies, one behind the other.
 void SummitProtocol::mvarSocket_DataArrival(std::int32_t /*bytesTotal*/) {
-  const auto self = shared_from_this();
   const auto socket = mvarSocket;
   if (!IsRunning()) return;
   const std::string received = socket->GetData();

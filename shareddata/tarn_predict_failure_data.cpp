@@ -17,7 +17,7 @@ void TarnPredictFailureData::Clear() {
 
 void TarnPredictFailureData::SetBitData(bool TagData, const TagInfo& myTagInfo) {
   const std::int32_t entry =
-      NumberOf(TarnPredictFailureConfig::kEstimating, Required(myTagInfo).TagName());
+      PlaceInList(TarnPredictFailureConfig::kEstimating, Required(myTagInfo).TagName());
   if (entry > 0) estimating_[entry] = TagData;
 }
 

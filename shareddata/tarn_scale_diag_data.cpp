@@ -44,7 +44,7 @@ void TarnScaleDiagData::ResetState() {
 
 void TarnScaleDiagData::SetBitData(bool TagData, const TagInfo& myTagInfo) {
   const std::int32_t scale =
-      NumberOf(TarnScaleDiagConfig::kCriticalErrors, Required(myTagInfo).TagName());
+      PlaceInList(TarnScaleDiagConfig::kCriticalErrors, Required(myTagInfo).TagName());
   if (scale > 0) criticalError_[scale] = TagData;
 }
 
