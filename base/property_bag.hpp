@@ -5,9 +5,9 @@
 // Automation values do; what cannot convert is an error with the key in its text. A key that is not
 // there reads as the default, a key that is not read is skipped.
 //
-// A damaged entry affects only itself: reading it is error 321, and the other entries of its bag stay
-// readable. Only damage between the outermost entries (the mark, lengths and kinds) makes the whole
-// contents unreadable.
+// A damaged entry affects only itself: reading it is error 321, and the other entries of its bag
+// stay readable. Only damage between the outermost entries (the mark, lengths and kinds) makes the
+// whole contents unreadable.
 //
 // The contents as bytes (all numbers little-endian):
 //   "TBG1"  then the entries of the outermost bag, one after the other:

@@ -13,9 +13,10 @@ namespace tarn {
 
 /// The process is registered with the library while such connections are open. The open ones are
 /// counted for the whole process, deliberately without keeping track of which: a Disconnect without
-/// a Connect counts down as well, even below 0, and then no Connect registers until the count is back
-/// at 0. This does happen, since a scale that is loaded from a file disconnects its connection before
-/// it first connects. The count stops at the lowest 16-bit number, so that stopping never fails.
+/// a Connect counts down as well, even below 0, and then no Connect registers until the count is
+/// back at 0. This does happen, since a scale that is loaded from a file disconnects its connection
+/// before it first connects. The count stops at the lowest 16-bit number, so that stopping never
+/// fails.
 ///
 /// If the library is missing, the first call that needs it fails with error 53.
 class ArcNetConnection final : public _Connection {

@@ -22,9 +22,9 @@ class SenderCheckingConnection {
   SenderCheckingConnection& operator=(const SenderCheckingConnection&) = delete;
   virtual ~SenderCheckingConnection() = default;
 
-  /// Whether only datagrams from IPAddress are accepted, or from the address that this name resolves
-  /// to; others are dropped and traced. Takes effect with the next Connect. Off by default. Saved as
-  /// "CheckSender".
+  /// Whether only datagrams from IPAddress are accepted, or from the address that this name
+  /// resolves to; others are dropped and traced. Takes effect with the next Connect. Off by
+  /// default. Saved as "CheckSender".
   virtual bool CheckSender() const = 0;
   virtual void CheckSender(bool value) = 0;
 };
@@ -32,8 +32,8 @@ class SenderCheckingConnection {
 /// The protocol takes the socket and sets transport and ports before the scale connects. Errors of
 /// the socket (see SocketControl) propagate to the caller of Connect. A TCP connection that ends or
 /// fails later is traced, and its socket is closed after all handlers of its event have run; with
-/// AutoReconnect the connection is then made again. The socket goes with the number of the scale, so it is
-/// closed when the scale gets another connection.
+/// AutoReconnect the connection is then made again. The socket goes with the number of the scale,
+/// so it is closed when the scale gets another connection.
 class EthernetConnection final : public _Connection,
                                  public ReconnectingConnection,
                                  public SenderCheckingConnection,
@@ -67,9 +67,9 @@ class EthernetConnection final : public _Connection,
 
   // For the protocols.
 
-  /// Takes the site's socket control of that scale number. Later calls return the same one, whatever
-  /// number they pass. Null for a number outside 1 to 32, where a later call may try again; null for
-  /// good when the address is empty at the first call.
+  /// Takes the site's socket control of that scale number. Later calls return the same one,
+  /// whatever number they pass. Null for a number outside 1 to 32, where a later call may try
+  /// again; null for good when the address is empty at the first call.
   std::shared_ptr<SocketControl> TakeSocket(std::int16_t scaleNumber, ScaleSite& site);
 
   /// The terminal-node text that goes with the socket, "/k1" to "/kw"; empty until then.

@@ -21,8 +21,8 @@ class ReconnectingConnection {
   virtual ~ReconnectingConnection() = default;
 
   /// Whether a link that breaks between Connect and Disconnect is connected again. Attempts follow
-  /// after pauses of 1 s growing to 30 s, until one succeeds or Disconnect is called. Off by default.
-  /// A Connect that fails is not retried: its error propagates to the caller. Saved as
+  /// after pauses of 1 s growing to 30 s, until one succeeds or Disconnect is called. Off by
+  /// default. A Connect that fails is not retried: its error propagates to the caller. Saved as
   /// "AutoReconnect".
   virtual bool AutoReconnect() const = 0;
   virtual void AutoReconnect(bool value) = 0;

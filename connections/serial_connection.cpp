@@ -48,7 +48,7 @@ SerialConnection::~SerialConnection() {
   try {
     Disconnect();
   } catch (const std::exception&) {
-    // The port goes with this object; nobody is left to hear of a failure to close.
+    // The port is destroyed with this object, and no caller is left to report to.
   }
 }
 
@@ -132,9 +132,9 @@ void SerialConnection::IsBidirectional(bool value) {
   PropertyChanged.Raise("IsBidirectional");
 }
 
-/// A baud rate that is no index deliberately leaves the text of the last call in place, so that the
-/// pieces after it are appended once more; the port then refuses the text. The bound keeps a client
-/// that tries for ever from growing it for ever.
+/// A baud rate that is not a valid index deliberately leaves the text of the last call in place, so
+/// that the other pieces are appended once more; the port then refuses the text. The bound keeps
+/// the text from growing with every attempt of a client.
 const std::string& SerialConnection::BuildSettings() {
   if (const auto baud = BaudRatePiece(baudRate_); !baud.empty()) settings_ = baud;
   if (settings_.size() > kLongestSettings) return settings_;
@@ -166,8 +166,8 @@ void SerialConnection::Open() {
   reconnector_.Restored();
 }
 
-/// What the port cannot know when it refuses the text: which property is to blame, written with a
-/// line's value instead of its index, as a rule.
+/// Which properties are out of range when the port has refused the text. As a rule a client has
+/// written a line's value instead of its index.
 std::string SerialConnection::WrongIndexes() const {
   const struct {
     const char* name;

@@ -37,7 +37,7 @@ void FramedProtocol::mvarComPort_Receive() {
     if (!character) break;
     if (IsStart(*character)) mvarRxBuffer.clear();
     mvarRxBuffer.push_back(*character);
-    // The buffer is emptied first: a handler may wait, and let the next characters in meanwhile.
+    // The buffer is emptied first: a handler may wait in the loop, and more characters may arrive.
     if (IsEnd(*character)) TakeFrame(std::exchange(mvarRxBuffer, {}));
     if (mvarRxBuffer.size() > LongestFrame()) {
       mvarRxBuffer.clear();

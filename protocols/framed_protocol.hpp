@@ -16,8 +16,8 @@ namespace tarn {
 class ActivityTimer;
 
 /// Characters are gathered across events of the line. The contents of the buffer up to the end
-/// character are a frame; a buffer that grows too long without one is discarded, and the record then
-/// shows no data. Every complete frame, valid or not, counts as activity of the scale.
+/// character are a frame; a buffer that grows too long without one is discarded, and the record
+/// then shows no data. Every complete frame, valid or not, counts as activity of the scale.
 class FramedProtocol : public SerialProtocol {
  public:
   using SerialProtocol::myScale;

@@ -15,13 +15,13 @@ constexpr std::uint8_t kLf = 10;
 constexpr std::uint8_t kCr = 13;
 constexpr std::string_view kEnq = "\x05";
 
-/// A part of a frame that counts from 1.
+/// A part of a frame; positions count from 1.
 struct Field {
   std::int16_t pos;
   std::int16_t len;
 };
 
-/// What a dialect lists.
+/// The values that a dialect lists; absent ones are left unchanged.
 struct FrameLayout {
   ProtocolType type;
   std::int16_t recordLength;

@@ -72,7 +72,7 @@ std::size_t GenericProtocol::LongestFrame() const {
   return static_cast<std::size_t>(definition_.RecordLength);
 }
 
-/// Ends with NoDataError on every way, deliberately also where all went well.
+/// Deliberately always ends with NoDataError, even after a valid frame.
 void GenericProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record) {
   try {
     Publish(ParseGenericFrame(definition_, frame), record);

@@ -10,8 +10,8 @@ namespace tarn {
 inline constexpr std::string_view kKeepAliveText = "!!I'm Alive!!";
 
 /// Removes every keep-alive text from the buffer, including one that forms when the bytes around
-/// another are joined. Returns true if everything that was in front of some keep-alive text has been
-/// removed with it, so that the buffer now begins with what stood behind one.
+/// another are joined. Returns true if everything that was in front of some keep-alive text has
+/// been removed with it, so that the buffer now begins with what stood behind one.
 bool RemoveKeepAlives(std::string& buffer);
 
 /// The number of bytes at the end that may be the beginning of a keep-alive text whose rest has not

@@ -40,7 +40,7 @@ void KesDemandTemplateProtocol::Connection(std::shared_ptr<_Connection> connecti
   TemplateProtocol::Connection(std::move(connection));
 }
 
-/// The watchdog flag deliberately stays as it is, other than on a serial line.
+/// Unlike on a serial line, the watchdog flag deliberately stays as it is.
 void KesDemandTemplateProtocol::Connect() {
   const auto scale = myScale();
   Required(scale, "The protocol has no scale").ActivityTimeoutTime(0);

@@ -13,10 +13,10 @@ namespace tarn {
 
 /// As DemandTemplateProtocol, with the terminal's keep-alive texts cut out wherever they fall.
 ///
-/// One that arrives in pieces is cut out as well. Bytes that may be its beginning do not belong to a
-/// field until the rest has arrived; if the buffer held nothing else, the record's time limit, which
-/// started with them, is cancelled. If the rest does not arrive within the time limit, they count as
-/// text of a record that did not end.
+/// One that arrives in pieces is cut out as well. Bytes that may be its beginning do not belong to
+/// a field until the rest has arrived; if the buffer held nothing else, the record's time limit,
+/// which started with them, is cancelled. If the rest does not arrive within the time limit, they
+/// count as text of a record that did not end.
 class KesDemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "KesDemandTemplateProtocol";

@@ -7,8 +7,8 @@
 namespace tarn {
 namespace {
 
-/// Where a text begins at or behind `from`. In an empty rest nothing is found, not even an empty
-/// text.
+/// Where a text begins at or after `from`. If no bytes are left there, nothing is found, not even
+/// an empty text.
 std::optional<std::size_t> Find(std::string_view buffer, const std::optional<std::string>& text,
                                 std::size_t from) {
   if (!text || from >= buffer.size()) return std::nullopt;
@@ -48,7 +48,7 @@ std::int16_t CutRecord(const RecordLayout& layout, std::string& buffer,
                        std::vector<std::string>& fields) {
   const auto first = FirstField(layout, buffer);
   if (!first) return 0;
-  // Copied only once the record is complete, since every arriving byte may ask again.
+  // Copied only when the record is complete, since this runs again with every byte that arrives.
   std::array<std::string_view, TarnRecordTemplateData::kMaxNumFields> found;
   const auto wanted = static_cast<std::size_t>(layout.numFields);
   std::size_t count = 0;

@@ -12,8 +12,8 @@
 namespace tarn {
 
 /// Works over a serial connection only. A connection of another kind is deliberately ignored: the
-/// former serial one stays and, while its port is open, goes on feeding the record. A null connection
-/// releases it. Members that need the line throw error 91 without one.
+/// former serial one stays and, while its port is open, goes on feeding the record. A null
+/// connection releases it. Members that need the line throw error 91 without one.
 class SerialLine {
  public:
   explicit SerialLine(std::function<void()> receive) : receive_(std::move(receive)) {}

@@ -98,7 +98,7 @@ void TarnRecordTemplateConfig::DemandOutput(std::string text) {
 
 std::optional<std::string> TarnRecordTemplateConfig::Bytes(const std::string& text) const {
   std::string bytes = locale_.ToBytes(text);
-  // What the code page does not have must not match the question marks that stand for it.
+  // A character that the code page lacks must not match the question mark that replaces it.
   if (locale_.FromBytes(bytes) != text) return std::nullopt;
   return bytes;
 }

@@ -49,8 +49,8 @@ class TarnRecordTemplateConfig final
   /// If empty, only its last delimiter completes a record.
   void Terminator(std::string text);
   const std::string& Terminator() const { return terminator_; }
-  /// Milliseconds from the first character of a record to its end; 0, and any value below -99, waits
-  /// for ever.
+  /// Milliseconds from the first character of a record to its end; 0, and any value below -99,
+  /// waits for ever.
   void Timeout(std::int32_t milliseconds);
   std::int32_t Timeout() const { return timeout_; }
   const Fields& FieldNameArray() const { return names_; }

@@ -40,7 +40,7 @@ void TemplateProtocol::ReadProperties(const PropertyBag& bag) {
 void TemplateProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()),
                 static_cast<std::int32_t>(defaultType_));
-  // A client may have taken the template away; what is missing is restored as a new one.
+  // A client may have removed the template; reading then creates a new one.
   if (mvarTemplateConfig) bag.WriteObject("TemplateConfig", *mvarTemplateConfig);
 }
 
@@ -69,7 +69,7 @@ std::string_view TemplateProtocol::CommandHindrance(OperatorCommand command) con
   return command == OperatorCommand::Print ? "" : "its protocol has no command but P";
 }
 
-/// A protocol that its scale has given up writes the scale's record no more.
+/// After its scale has replaced it, a protocol no longer writes the scale's record.
 void TemplateProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);
   if (!scale) templateData_.reset();
@@ -105,9 +105,9 @@ void TemplateProtocol::ForgetRecordStart() {
   mvarRecordStarted = false;
 }
 
-/// One record at a time: what is left waits for the next event of the line, and for the record's
-/// time as well. What arrives while there is no template is lost: it must not begin the first
-/// record of the next one.
+/// Takes one record: the remaining bytes wait for the next event of the line, within the time limit
+/// of a record. Bytes that arrive while there is no template are discarded, so that they do not
+/// become the beginning of the first record of the next template.
 void TemplateProtocol::TakeRecord(std::size_t held) {
   const auto config = mvarTemplateConfig;
   if (!config) mvarRxBuffer.clear();
@@ -142,7 +142,7 @@ void TemplateProtocol::FileRecord(const std::vector<std::string>& fields) {
   record->RaiseNewDataReady();
 }
 
-/// Too much without a record: the same as a record that does not end in time.
+/// A buffer that grows too long without a record counts as a record that does not end in time.
 void TemplateProtocol::DropRecord() {
   mvarRxBuffer.clear();
   ForgetRecordStart();

@@ -1,5 +1,5 @@
-// The contract of a data object, which stores the terminal variables that a polling engine reads, and
-// the contract's own empty implementation.
+// The contract of a data object, which stores the terminal variables that a polling engine reads,
+// and the contract's own empty implementation.
 #pragma once
 
 #include <cstdint>

@@ -137,7 +137,8 @@ void TarnScale::Disabled(bool disabled) {
   if (disabled) CloseConnection();
 }
 
-/// In the destructor, when no pointer to the scale is left, a part that serves nobody was its own.
+/// In the destructor, where no shared pointer to the scale is left, a part that serves no scale was
+/// this one's.
 bool TarnScale::IsOwn(const ScalePart& part) const {
   const auto served = part.ServedScale();
   return !served || served.get() == this;
@@ -171,7 +172,7 @@ void TarnScale::Protocol(std::shared_ptr<_Protocol> protocol) {
   const auto former = protocol_;
   StoreProtocol(std::move(protocol));
   PropertyChanged.Raise("Protocol");
-  // A client may still hold the former one, which would read what is meant for its successor.
+  // A client may still hold the former protocol, which would read bytes meant for its successor.
   if (former && former != protocol_ && IsOwn(*former)) {
     former->Serve(nullptr);
     former->Connection(nullptr);
@@ -199,10 +200,10 @@ void TarnScale::ScaleNumber(std::int16_t number) {
   UpdateTimer(site_->UpdateTimer(number));
 }
 
-/// Stopping first means that the connection that was just given is the one that is closed.
+/// Stops first, which closes the connection that was just set.
 ///
-/// A protocol that delivers no weight says so when it is handed the record, which is made ready for
-/// weights before that.
+/// A protocol that delivers no weight marks the record when it receives it, so the record is reset
+/// to one with weights before that.
 void TarnScale::BindProtocol() {
   StopScale();
   mvarWeightData->WeightAvailable(true);
@@ -249,7 +250,7 @@ bool TarnScale::RunScale() {
     return false;
   }
 
-  // What a handler or a client's own object does meanwhile may take the scale out of the table.
+  // Handlers and clients' own objects may remove the scale from the table meanwhile.
   const auto protocol = protocol_;
   Required(protocol).Serve(self);
   protocol->myScale(self);
@@ -270,8 +271,8 @@ bool TarnScale::RunScale() {
   return true;
 }
 
-/// Closes only the connection: the protocol's own Disconnect is deliberately left to its life
-/// cycle. A handler of the record that fails does not leave the line open.
+/// Closes only the connection: the protocol's own Disconnect is deliberately not called. A
+/// handler of the record that fails does not keep the line from being closed.
 void TarnScale::StopScale() {
   const auto self = weak_from_this().lock();
   if (activityTimer_) activityTimer_->TimeoutTime(0);
@@ -293,7 +294,7 @@ void TarnScale::RequireAttached() const {
 
 /// Since the watchdog flag begins False, the first time-out after a start never reports an error.
 /// Both ways write the lamp and the record, so every time-out notifies every client. A handler that
-/// fails does not keep the watchdog from being armed again, one that takes the scale out of its
+/// fails does not keep the watchdog from being armed again; one that removes the scale from its
 /// table does.
 void TarnScale::ActivityTimer_TimedOut() {
   if (disabled_ || detached_) return;
@@ -309,7 +310,8 @@ void TarnScale::ActivityTimer_TimedOut() {
 
 // --- Commands --------------------------------------------------------------------------------
 
-/// Both are held: what they do may replace them. False over a one-way connection.
+/// Holds protocol and connection, since the command may replace them. False over a one-way
+/// connection.
 template <class Command>
 bool TarnScale::PassOn(Command command) {
   const auto self = shared_from_this();
@@ -358,8 +360,8 @@ void TarnScale::CaptureReading() {
   print->NetWeightValue(mvarWeightData->NetWeightValue());
 }
 
-/// Deliberately a request whose print fails, by a log that cannot be written for one, stays
-/// pending: the next reading without motion tries again.
+/// Deliberately a request stays pending when its print fails, for example since the log cannot be
+/// written: the next reading without motion tries again.
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
   CaptureReading();

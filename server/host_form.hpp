@@ -24,8 +24,8 @@ class HostForm {
   std::shared_ptr<Timer> UpdateTimer(std::int16_t number) const;
   /// Winsock1 to Winsock32, likewise.
   std::shared_ptr<SocketControl> Winsock(std::int16_t number) const;
-  /// Closes the socket control of that number. If somebody else holds it, it is retired and replaced
-  /// by a new one.
+  /// Closes the socket control of that number. If somebody else holds it, it is retired and
+  /// replaced by a new one.
   void ReleaseSocket(Host& host, std::int16_t number);
   /// Ticks every 200 ms until Unload.
   std::shared_ptr<Timer> Timer1() const { return timer1_; }

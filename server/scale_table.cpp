@@ -30,7 +30,8 @@ TarnScale& ScaleTable::Filled(std::int32_t number) const {
 }
 
 void ScaleTable::Replace(std::int16_t number, std::shared_ptr<TarnScale> scale) {
-  // The slot changes before the old scale tells its clients that it stops: they see the new table.
+  // The slot changes first, so that clients already see the new table in the old scale's last
+  // events.
   auto& slot = scales_[static_cast<std::size_t>(number - 1)];
   const auto old = std::exchange(slot, std::move(scale));
   if (!old) return;

@@ -25,8 +25,9 @@ PropertyBag ReadSettingsFile(Files& files, const std::string& name);
 void WriteSettingsFile(Files& files, const std::string& name, const PropertyBag& bag);
 
 /// Copies a file that could not be read, and is about to be overwritten, to NAME.unreadable, with a
-/// number appended where that exists already. Returns the name of the copy, empty if there is nothing
-/// to keep. Errors of the files; 57 for a file of more than 16 MB, which is not a settings file.
+/// number appended where that exists already. Returns the name of the copy, empty if there is
+/// nothing to keep. Errors of the files; 57 for a file of more than 16 MB, which is not a settings
+/// file.
 std::string KeepUnreadableFile(Files& files, const std::string& name);
 
 }  // namespace tarn

@@ -50,7 +50,7 @@ TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
     else
       RunScales(true);
   } catch (...) {
-    // The scales that run by now must not outlive a server that nobody gets.
+    // The scales that run by now must not outlive a server whose creation fails.
     scales_.Clear();
     site_->Close();
     throw;
@@ -63,7 +63,7 @@ TarnScaleServer::~TarnScaleServer() {
 
 // --- Start-up and shut-down ------------------------------------------------------------------
 
-/// Each value on its own: one that cannot be read keeps what it had.
+/// A value that cannot be read keeps its default, and does not affect the others.
 void TarnScaleServer::ReadSettingsStore() {
   const auto read = [this](std::string_view key, const std::function<void(std::string)>& use) {
     const bool isRead = Attempt(host_, "The setting " + std::string(key) + " cannot be read", [&] {
@@ -185,8 +185,8 @@ void TarnScaleServer::ReportPlaces(const std::string& what,
   Inform(text, kExclamation);
 }
 
-/// A setting that persists and was written makes the configuration dirty. The lamps persist too,
-/// but they are the server's own doing.
+/// Writing a persistent setting makes the configuration dirty. The lamps are persistent too, but it
+/// is the server that writes them.
 void TarnScaleServer::WatchChanges() {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     auto& subscription = onScaleChanged_[static_cast<std::size_t>(number - 1)];
@@ -217,7 +217,7 @@ void TarnScaleServer::CurrentLogName(std::string name) {
   RequireRunning();
   currentLogName_ = std::move(name);
   host_.Settings().Set(kSection, "LogFile", currentLogName_);
-  // The new log opens even when the old one could not be written out; the caller hears of it.
+  // The new log is opened even if closing the old one fails; that error propagates afterwards.
   FirstFailure closing;
   closing.Try([this] { Log().Close(); });
   Log().Open(currentLogName_);

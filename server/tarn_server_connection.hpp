@@ -13,8 +13,8 @@ namespace tarn {
 /// starts its scales; destroying the last one shuts the server down. All of that happens on the
 /// thread of the message loop.
 ///
-/// A client that creates one during the events of the shut-down gets a new server; the old one first
-/// closes what the new one needs.
+/// A client that creates one during the events of the shut-down gets a new server; the old one
+/// first closes what the new one needs.
 class TarnServerConnection {
  public:
   /// Errors of the start-up propagate, and leave no server behind.

@@ -18,8 +18,8 @@
 namespace tarn {
 
 /// Holds one request and one reply at a time. No operation throws: one that fails, or finds too few
-/// bytes in the reply, sets the error flag and returns 0, false or an empty value. The flag stays set
-/// until the next request is begun; loading a reply does not clear it.
+/// bytes in the reply, sets the error flag and returns 0, false or an empty value. The flag stays
+/// set until the next request is begun; loading a reply does not clear it.
 ///
 /// Texts are UTF-8; on the wire they are bytes of the user's code page. "Available" is the number
 /// of data bytes that the caller counts on, the length of its variable, not the length of the

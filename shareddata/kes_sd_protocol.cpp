@@ -31,7 +31,7 @@ constexpr std::size_t kReplyNameStart = 7;
 constexpr std::size_t kReplyNameLength = 6;
 constexpr std::size_t kLengthByte = 27;
 
-/// What a read over the terminals' own network may bring.
+/// Bytes that a read over the terminals' own network may return.
 constexpr std::int32_t kNetworkBuffer = 20;
 
 // Bits of the second character of the status, but for the motion in the first.
@@ -205,7 +205,7 @@ void KesSDProtocol::SendRequest(std::uint8_t command, std::string_view name,
   CopyTo(request, offsetof(MessageHeaderStruct, source), kServerName);
   CopyTo(request, offsetof(MessageHeaderStruct, destination),
          system_.Locale().ToBytes(ethernet->NodeName()).append(system_.Locale().ToBytes(name)));
-  // A name that is too long for its field has run into these.
+  // A name that is too long for its field has overwritten these.
   std::memcpy(request.data() + offsetof(MessageHeaderStruct, command), &header.command,
               kMessageHeaderLength - offsetof(MessageHeaderStruct, command));
   CopyTo(request, kMessageHeaderLength, value);
@@ -224,7 +224,7 @@ void KesSDProtocol::mvarmyScale_UpdateWeight() {
     BeginCycle();
 }
 
-/// The gross weight is left out, deliberately, and so nothing is published.
+/// Deliberately does not read the gross weight, so that nothing is published.
 void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
   static constexpr std::pair<Variable, std::int32_t> kReads[] = {
       {kStatus, 3}, {kNet, 13}, {kTare, 13}, {kUnits, 4}};
@@ -258,7 +258,7 @@ void KesSDProtocol::BeginCycle() {
   AskFor(kStatus);
 }
 
-/// Clients' handlers of the same tick must not miss it because a line is down.
+/// A failure must not keep clients' handlers of the same tick from being called.
 void KesSDProtocol::AskFor(Variable variable) {
   if (!mvarSocket || !std::dynamic_pointer_cast<EthernetConnection>(connection_)) return;
   Attempt(system_, Name(), [&] { SendReadRequest(values_[variable].name); });
@@ -301,8 +301,8 @@ std::string KesSDProtocol::WeightText(std::string_view value) const {
   return LocalizeDecimal(system_.Locale().FromBytes(ExtractText(value)), decimalSeparator_);
 }
 
-/// Every arrival comes here; while the values of a complete reading stay, it is published again,
-/// deliberately.
+/// Called for every arrival. Deliberately a complete reading is published again as long as its
+/// values stay.
 void KesSDProtocol::PublishWeight() {
   const auto missing = [](const Pair& pair) { return pair.value.empty(); };
   if (std::any_of(values_.begin(), values_.end(), missing)) return;
@@ -325,7 +325,7 @@ void KesSDProtocol::PublishWeight() {
     return;
   }
   weight.Motion((first & kMotionBit) != 0);
-  // One request for each time that the bit comes up.
+  // One request each time the bit changes to set.
   const bool print = (second & kPrintBit) != 0;
   if (print && !printLatch_) scale->printRequest(false);
   printLatch_ = print;

@@ -1,9 +1,10 @@
 // The weight of a terminal read from five of its shared-data variables, and the scale's commands as
 // writes of others.
 //
-// One reading is a chain of datagrams: the status is requested first, each reply triggers the request
-// of the next variable (gross, net, tare, units), and the last reply completes the reading. A tick of
-// the scale's update timer starts a new chain when the last one is complete or the scale is silent.
+// One reading is a chain of datagrams: the status is requested first, each reply triggers the
+// request of the next variable (gross, net, tare, units), and the last reply completes the reading.
+// A tick of the scale's update timer starts a new chain when the last one is complete or the scale
+// is silent.
 #pragma once
 
 #include <array>

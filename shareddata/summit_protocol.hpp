@@ -26,10 +26,10 @@
 
 namespace tarn {
 
-/// The configuration says which variables are read; the values go to the scale's SummitData. A pType
-/// of 20 to 23 provides a matching pair of both unless a client has set its own. An exception from
-/// either is traced, and the value counts as failed. Works over an Ethernet connection only, from
-/// local port 1700 + the scale's number to port 1701; over any other it does nothing.
+/// The configuration says which variables are read; the values go to the scale's SummitData. A
+/// pType of 20 to 23 provides a matching pair of both unless a client has set its own. An exception
+/// from either is traced, and the value counts as failed. Works over an Ethernet connection only,
+/// from local port 1700 + the scale's number to port 1701; over any other it does nothing.
 class SummitProtocol final : public Protocol,
                              public TagAccess,
                              public std::enable_shared_from_this<SummitProtocol> {
@@ -56,8 +56,8 @@ class SummitProtocol final : public Protocol,
   void Connect() override;
 
   using Protocol::pType;
-  /// Replaces a base configuration or data object, and what the former type provided, by those of the
-  /// new type.
+  /// Replaces a base configuration or data object, and what the former type provided, by those of
+  /// the new type.
   void pType(ProtocolType type) override;
 
   using Protocol::myScale;

@@ -18,7 +18,7 @@ constexpr char kKindWithByte = 'P';
 
 TarnScaleDiagData::TarnScaleDiagData(ScaleSite& site) : locale_(site.System().Locale()) {}
 
-/// Where a whole number of a variable is filed.
+/// Where a whole number of a variable is stored.
 struct TarnScaleDiagData::LongRule {
   std::string_view prefix;
   std::string_view suffix;
@@ -102,7 +102,7 @@ void TarnScaleDiagData::SetDoubleData(double TagData, std::int16_t /*dataIndex*/
   }
 }
 
-/// A zero byte ends the text, as it ends every text of the terminal's.
+/// A zero byte ends the text, as in all texts of the terminal.
 void TarnScaleDiagData::SetCharArrayData(std::vector<std::uint8_t>& TagData, std::int16_t dataLen,
                                          const TagInfo& myTagInfo) {
   const TagPlace place(Required(myTagInfo).TagName());

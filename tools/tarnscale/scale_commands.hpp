@@ -25,12 +25,12 @@ const ScaleCommand* FindCommandKey(char key);
 /// error; empty where it works.
 std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command);
 
-/// Why nothing can arrive from the terminal now; empty where something can. A line that went away,
-/// or never opened, shows so at once; silence would show only as no-data, and not at all where a
-/// terminal prints on demand.
+/// Why nothing can arrive from the terminal at present; empty where something can. This shows a
+/// line that broke or never opened at once; silence would show only as no-data, and not at all
+/// where a terminal prints on demand.
 std::string LineCondition(const TarnScale& scale);
 
-/// Gives the command to the scale. Errors of the scale reach the caller.
+/// Gives the command to the scale. Errors of the scale propagate to the caller.
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare = 0);
 
 }  // namespace tarn::tool
