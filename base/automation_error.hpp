@@ -53,7 +53,7 @@ class AutomationError : public std::runtime_error {
   std::string source_;
 };
 
-/// The errors that need no words of their own.
+/// Errors with a fixed description.
 [[noreturn]] inline void ThrowOverflow() {
   throw AutomationError(ErrorNumber::Overflow, "Overflow");
 }

@@ -8,8 +8,12 @@
 //   5. A handler that was removed is destroyed at once, or when the outermost emission under way
 //      ends. So subscribers may come and go for months at an event that is never raised.
 //
-// A handler that throws costs the others nothing: they are called all the same, and the first
-// exception then reaches the code that raised the event.
+// A handler that throws does not keep the others from being called. When all have run, the first
+// exception propagates to the code that raised the event.
+//
+// A handler often sets off what lets go of its own subscriber: a client replaces the protocol while
+// the protocol files a reading. So a subscriber that shared pointers hold passes itself along, and
+// is held for as long as its handler runs.
 //
 // One thread: subscribe, unsubscribe and raise on the thread of the message loop.
 #pragma once
@@ -19,14 +23,30 @@
 #include <iterator>
 #include <list>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "base/first_failure.hpp"
 
 namespace tarn {
 
-/// The handlers of one event, of whatever signature: what Event and its Subscriptions share.
-/// Adding and removing cost the same with any number of them.
+/// A function that calls a member function of the owner, or any other handler of its, and holds the
+/// owner meanwhile. The owner derives from std::enable_shared_from_this; where no shared pointer
+/// holds it yet or any more, in its constructor and destructor, the handler runs all the same. Not
+/// to be called after the owner is gone: keep it in a member of the owner or a Subscription there.
+template <class Owner, class Handler>
+auto Held(Owner* owner, Handler handler) {
+  return [owner, handler = std::move(handler)](auto&&... args) {
+    const auto hold = owner->weak_from_this().lock();
+    if constexpr (std::is_member_function_pointer_v<Handler>)
+      std::invoke(handler, owner, std::forward<decltype(args)>(args)...);
+    else
+      handler(std::forward<decltype(args)>(args)...);
+  };
+}
+
+/// The handlers of one event of any signature, shared by Event and its Subscriptions. The cost of
+/// adding and removing does not depend on their number.
 class HandlerList {
  public:
   struct Slot {
@@ -88,8 +108,8 @@ class HandlerList {
   int emissions_ = 0;
 };
 
-/// Keeps one handler subscribed; letting go of it unsubscribes. May outlive the event.
-/// Make it the last member of its owner, so that it is the first to go.
+/// Keeps one handler subscribed until it is destroyed or reset. May outlive the event. Make it the
+/// last member of its owner, so that it is destroyed first.
 class Subscription {
  public:
   Subscription() = default;
@@ -130,6 +150,12 @@ class Event {
 
   [[nodiscard]] Subscription Subscribe(Handler handler) {
     return {handlers_, handlers_->Add(std::make_unique<HandlerSlot>(std::move(handler)))};
+  }
+
+  /// The same for a handler of the owner, who is held while it runs.
+  template <class Owner, class OwnersHandler>
+  [[nodiscard]] Subscription Subscribe(Owner* owner, OwnersHandler handler) {
+    return Subscribe(Handler(Held(owner, std::move(handler))));
   }
 
   void Raise(Args... args) const {

@@ -1,4 +1,4 @@
-// Steps that are all taken, whichever of them fails.
+// Runs several steps even when some of them fail.
 #pragma once
 
 #include <exception>
@@ -6,7 +6,7 @@
 
 namespace tarn {
 
-/// Keeps the first exception of the steps for the moment when all have been taken.
+/// Keeps the first exception of the steps until all of them have run.
 class FirstFailure {
  public:
   template <class Step>

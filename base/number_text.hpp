@@ -55,7 +55,7 @@ struct NumberPattern {
   bool hasPoint = false;
 
   constexpr NumberPattern() = default;
-  // NOLINTNEXTLINE(google-explicit-constructor): a pattern is written as its text
+  /// Implicit, so that a pattern is written as its text.
   constexpr NumberPattern(const char* text) : NumberPattern(std::string_view(text)) {}
   constexpr explicit NumberPattern(std::string_view text) {
     std::size_t start = 0;

@@ -22,8 +22,8 @@ class Persistable {
   /// The published name of the class, under which a bag keeps the object.
   virtual std::string_view ClassName() const = 0;
 
-  /// A client's own object, of a class that only the client knows: a bag cannot keep it. Its
-  /// ClassName is the default class of its place, and it writes no values of its own.
+  /// True for a client's own object, whose class only the client knows, so that a bag cannot store
+  /// it. Its ClassName is the default class of its place, and it writes no values.
   virtual bool IsClientMade() const { return false; }
 
   /// Runs once on an object that is not restored from a bag: gives the settings their defaults.
@@ -32,7 +32,7 @@ class Persistable {
   virtual void ReadProperties(const PropertyBag& /*bag*/) {}
   virtual void WriteProperties(PropertyBag& /*bag*/) const {}
 
-  /// Raised with the property's name when a setting that persists was written.
+  /// Raised with the name of the property after a persistent setting was written.
   Event<std::string_view> PropertyChanged;
 };
 
@@ -48,7 +48,7 @@ class ObjectFactory {
   virtual std::shared_ptr<Persistable> Create(std::string_view className) = 0;
 };
 
-/// The object as the kind that its place asks for; error 13 where it is another.
+/// The object as the kind that its place requires; error 13 if it is of another.
 template <class Kind>
 std::shared_ptr<Kind> As(const std::shared_ptr<Persistable>& object) {
   auto kind = std::dynamic_pointer_cast<Kind>(object);

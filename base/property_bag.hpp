@@ -3,11 +3,11 @@
 //
 // Keys compare without regard to case. Reading converts between kinds of numbers and texts as
 // Automation values do; what cannot convert is an error with the key in its text. A key that is not
-// there reads as the default, a key that nobody asks for is skipped.
+// there reads as the default, a key that is not read is skipped.
 //
-// A damaged entry costs only itself: the others of its bag read as ever, and reading the damaged
-// one is error 321. Only damage between the outermost entries (the mark, lengths and kinds) makes
-// the whole contents unreadable.
+// A damaged entry affects only itself: reading it is error 321, and the other entries of its bag
+// stay readable. Only damage between the outermost entries (the mark, lengths and kinds) makes the
+// whole contents unreadable.
 //
 // The contents as bytes (all numbers little-endian):
 //   "TBG1"  then the entries of the outermost bag, one after the other:
@@ -77,7 +77,7 @@ class PropertyBag {
   /// The whole contents as bytes. Error 6 with the place where a key, value or the whole exceeds
   /// its bound.
   std::string Contents() const;
-  /// Trusts nothing: error 321 for bytes that are no contents or cut short.
+  /// Error 321 for bytes that are not the contents of a bag, or are cut short. Safe for any bytes.
   static PropertyBag FromContents(std::string_view contents);
 
  private:

@@ -10,7 +10,7 @@
 namespace tarn {
 namespace {
 
-/// What the process registers with the library as.
+/// The name under which the process registers with the library.
 constexpr std::int32_t kProcessNumber = 125;
 
 std::size_t LengthInCharacters(std::string_view text) {

@@ -11,13 +11,14 @@
 
 namespace tarn {
 
-/// The process registers with the library while such connections are open. How many are is counted
-/// for the whole process, deliberately without a look at which: a Disconnect without a Connect
-/// counts down too, below 0 even, whereupon no Connect registers until the count is back at 0. A
-/// scale that is loaded from a file disconnects its connection before it ever connects, so this
-/// happens. At the lower end of 16 bits the count stays where it is: stopping never fails.
+/// The process is registered with the library while such connections are open. The open ones are
+/// counted for the whole process, deliberately without keeping track of which: a Disconnect without
+/// a Connect counts down as well, even below 0, and then no Connect registers until the count is
+/// back at 0. This does happen, since a scale that is loaded from a file disconnects its connection
+/// before it first connects. The count stops at the lowest 16-bit number, so that stopping never
+/// fails.
 ///
-/// A library that is not there is error 53 of the first call that needs it.
+/// If the library is missing, the first call that needs it fails with error 53.
 class ArcNetConnection final : public _Connection {
  public:
   static constexpr std::string_view kClassName = "ArcNetConnection";
@@ -28,10 +29,10 @@ class ArcNetConnection final : public _Connection {
   void ReadProperties(const PropertyBag& bag) override;
   void WriteProperties(PropertyBag& bag) const override;
 
-  /// Node number of the terminal, kept as it is given.
+  /// Node number of the terminal, stored as given.
   const std::string& KestrelNum() const { return kestrelNum_; }
   void KestrelNum(std::string number);
-  /// Cluster letter of the terminal, kept in lower case, accented and foreign letters too.
+  /// Cluster letter of the terminal, stored in lower case, accented and foreign letters included.
   const std::string& Cluster() const { return cluster_; }
   void Cluster(std::string_view letter);
 

@@ -8,7 +8,7 @@
 namespace tarn {
 namespace {
 
-/// One character a socket: 1 to 9, then a to w.
+/// One character for each socket: 1 to 9, then a to w.
 constexpr std::string_view kSocketCodes = "123456789abcdefghijklmnopqrstuvw";
 
 }  // namespace
@@ -126,8 +126,8 @@ void EthernetConnection::Disconnect() {
   if (!nodeName_.empty() && mvarSocket_) mvarSocket_->Close();
 }
 
-/// A datagram socket goes on, and its failures come back with every request to a terminal that is
-/// away: the trace tells each once in a while.
+/// A datagram socket goes on after a failure, which is repeated with every request to a terminal
+/// that is off; the trace filter limits how often that is written.
 void EthernetConnection::OnError(std::int32_t number, const std::string& description) {
   Broken(description + " (" + std::to_string(number) + ")");
 }
@@ -135,12 +135,12 @@ void EthernetConnection::OnError(std::int32_t number, const std::string& descrip
 void EthernetConnection::Broken(const std::string& what) {
   reconnector_.Trace(what);
   if (!IsTcp()) return;
-  host_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
-    if (!alive.expired()) EndBroken();
+  host_.Loop().Post([weak = weak_from_this()] {
+    if (const auto connection = weak.lock()) connection->EndBroken();
   });
 }
 
-/// A handler may have opened the socket again. One that closed it does not end the wish for it.
+/// A handler may have opened the socket again. If one has closed it, the link is still wanted.
 void EthernetConnection::EndBroken() {
   if (!mvarSocket_) return;
   const SocketState state = mvarSocket_->State();

@@ -14,7 +14,7 @@
 
 namespace tarn {
 
-/// What the Ethernet connection has beside the published members for datagrams.
+/// What the Ethernet connection offers for datagrams beside the published members.
 class SenderCheckingConnection {
  public:
   SenderCheckingConnection() = default;
@@ -22,21 +22,22 @@ class SenderCheckingConnection {
   SenderCheckingConnection& operator=(const SenderCheckingConnection&) = delete;
   virtual ~SenderCheckingConnection() = default;
 
-  /// Whether datagrams count only from IPAddress, of a name from the address that it has. Others
-  /// are dropped and traced. Counts from the next Connect on. Off by default. Saved as
-  /// "CheckSender".
+  /// Whether only datagrams from IPAddress are accepted, or from the address that this name
+  /// resolves to; others are dropped and traced. Takes effect with the next Connect. Off by
+  /// default. Saved as "CheckSender".
   virtual bool CheckSender() const = 0;
   virtual void CheckSender(bool value) = 0;
 };
 
 /// The protocol takes the socket and sets transport and ports before the scale connects. Errors of
-/// the socket (see SocketControl) reach the caller of Connect. A TCP connection that ends or fails
-/// later is traced, and the socket closed once all handlers of its event have seen it; with
-/// AutoReconnect it is then tried again. The socket goes with the number of the scale, so it is
-/// closed when the scale gets another connection.
+/// the socket (see SocketControl) propagate to the caller of Connect. A TCP connection that ends or
+/// fails later is traced, and its socket is closed after all handlers of its event have run; with
+/// AutoReconnect the connection is then made again. The socket goes with the number of the scale,
+/// so it is closed when the scale gets another connection.
 class EthernetConnection final : public _Connection,
                                  public ReconnectingConnection,
-                                 public SenderCheckingConnection {
+                                 public SenderCheckingConnection,
+                                 public std::enable_shared_from_this<EthernetConnection> {
  public:
   static constexpr std::string_view kClassName = "EthernetConnection";
 
@@ -66,12 +67,12 @@ class EthernetConnection final : public _Connection,
 
   // For the protocols.
 
-  /// The scale's site's socket control of that scale number, taken once: later calls give the one
-  /// that is held, whatever number they pass. None for a number outside 1 to 32 (a later call may
-  /// try again), and none for good when the address is empty at the first call.
+  /// Takes the site's socket control of that scale number. Later calls return the same one,
+  /// whatever number they pass. Null for a number outside 1 to 32, where a later call may try
+  /// again; null for good when the address is empty at the first call.
   std::shared_ptr<SocketControl> TakeSocket(std::int16_t scaleNumber, ScaleSite& site);
 
-  /// The terminal-node text that goes with the socket, "/k1" to "/kw"; empty while none is taken.
+  /// The terminal-node text that goes with the socket, "/k1" to "/kw"; empty until then.
   const std::string& NodeName() const { return nodeName_; }
   void SetNodeName(std::string name) { nodeName_ = std::move(name); }
 
@@ -105,7 +106,6 @@ class EthernetConnection final : public _Connection,
   std::int16_t remotePort_ = 1701;
   std::string nodeName_;
   Reconnector reconnector_;
-  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for what is posted
   Subscription onConnected_;
   Subscription onClosed_;
   Subscription onError_;

@@ -1,9 +1,9 @@
 #include "connections/reconnector.hpp"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
+#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 
 namespace tarn {
@@ -56,12 +56,7 @@ void Reconnector::Schedule() {
 void Reconnector::Try() {
   timer_->Enabled(false);
   pause_ = std::min(2 * pause_, kLongestPause);
-  try {
-    connect_();
-  } catch (const std::exception& error) {
-    Trace(std::string("no connection yet: ") + error.what());
-    Broken();
-  }
+  if (!Attempt(host_, name_() + ": no connection yet", connect_)) Broken();
 }
 
 }  // namespace tarn

@@ -1,4 +1,4 @@
-// Brings a link back that broke while it was wanted.
+// Restores a link that breaks between Connect and Disconnect.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace tarn {
 
-/// What the connections that can come back have beside their contract.
+/// What connections that can reconnect offer beside their contract.
 class ReconnectingConnection {
  public:
   ReconnectingConnection() = default;
@@ -20,9 +20,10 @@ class ReconnectingConnection {
   ReconnectingConnection& operator=(const ReconnectingConnection&) = delete;
   virtual ~ReconnectingConnection() = default;
 
-  /// Whether a link that breaks between Connect and Disconnect is connected again, after pauses of
-  /// 1 s growing to 30 s, until it is there or Disconnect is called. Off by default. A Connect that
-  /// fails at once is not tried again: its error is the caller's. Saved as "AutoReconnect".
+  /// Whether a link that breaks between Connect and Disconnect is connected again. Attempts follow
+  /// after pauses of 1 s growing to 30 s, until one succeeds or Disconnect is called. Off by
+  /// default. A Connect that fails is not retried: its error propagates to the caller. Saved as
+  /// "AutoReconnect".
   virtual bool AutoReconnect() const = 0;
   virtual void AutoReconnect(bool value) = 0;
 };
@@ -35,14 +36,14 @@ class Reconnector {
   static constexpr std::int32_t kFirstPause = 1000;     // milliseconds
   static constexpr std::int32_t kLongestPause = 30000;  // milliseconds
 
-  /// `connect` makes one try; what it throws is traced and counts as broken again. `name` is the
-  /// link's in the trace.
+  /// `connect` makes one attempt; when it throws, the error is traced and the link counts as broken
+  /// again. `name` returns the name of the link for traces.
   Reconnector(Host& host, std::function<void()> connect, std::function<std::string()> name);
 
   bool Enabled() const { return enabled_; }
   void Enabled(bool enabled);
 
-  /// The link is wanted from now on, and begins unbroken; or it is not.
+  /// True after Connect, false after Disconnect. Either way the link no longer counts as broken.
   void Wanted(bool wanted);
   void Broken();
   void Restored();

@@ -48,7 +48,7 @@ SerialConnection::~SerialConnection() {
   try {
     Disconnect();
   } catch (const std::exception&) {
-    // The port goes with this object; nobody is left to hear of a failure to close.
+    // The port is destroyed with this object, and no caller is left to report to.
   }
 }
 
@@ -82,9 +82,8 @@ void SerialConnection::WriteProperties(PropertyBag& bag) const {
 }
 
 void SerialConnection::SaxPort(std::shared_ptr<SerialPort> port) {
-  mvarSaxPort = std::move(port);
-  onLost_ =
-      mvarSaxPort ? mvarSaxPort->Lost.Subscribe([this] { reconnector_.Broken(); }) : Subscription();
+  saxPort_ = std::move(port);
+  onLost_ = saxPort_ ? saxPort_->Lost.Subscribe([this] { reconnector_.Broken(); }) : Subscription();
 }
 
 void SerialConnection::AutoReconnect(bool value) {
@@ -118,7 +117,7 @@ void SerialConnection::StopBits(CommStopBits index) {
 }
 
 void SerialConnection::ReopenIfOpen() {
-  if (!mvarSaxPort || !mvarSaxPort->PortOpen()) return;
+  if (!saxPort_ || !saxPort_->PortOpen()) return;
   Disconnect();
   Connect();
 }
@@ -133,9 +132,9 @@ void SerialConnection::IsBidirectional(bool value) {
   PropertyChanged.Raise("IsBidirectional");
 }
 
-/// A baud rate that is no index deliberately leaves the text of the last call in place, so that the
-/// pieces after it are appended once more; the port then refuses the text. The bound keeps a client
-/// that tries for ever from growing it for ever.
+/// A baud rate that is not a valid index deliberately leaves the text of the last call in place, so
+/// that the other pieces are appended once more; the port then refuses the text. The bound keeps
+/// the text from growing with every attempt of a client.
 const std::string& SerialConnection::BuildSettings() {
   if (const auto baud = BaudRatePiece(baudRate_); !baud.empty()) settings_ = baud;
   if (settings_.size() > kLongestSettings) return settings_;
@@ -151,7 +150,7 @@ void SerialConnection::Connect() {
 }
 
 void SerialConnection::Open() {
-  SerialPort& port = Required(mvarSaxPort, "The serial connection has no port");
+  SerialPort& port = Required(saxPort_, "The serial connection has no port");
   port.PortNumber(comPort_);
   port.Settings(BuildSettings());
   port.ReceiveThreshold(receiveThresholdLength_);
@@ -167,8 +166,8 @@ void SerialConnection::Open() {
   reconnector_.Restored();
 }
 
-/// What the port cannot know when it refuses the text: which property is to blame, written with a
-/// line's value instead of its index, as a rule.
+/// Which properties are out of range when the port has refused the text. As a rule a client has
+/// written a line's value instead of its index.
 std::string SerialConnection::WrongIndexes() const {
   const struct {
     const char* name;
@@ -191,7 +190,7 @@ std::string SerialConnection::WrongIndexes() const {
 
 void SerialConnection::Disconnect() {
   reconnector_.Wanted(false);
-  if (mvarSaxPort) mvarSaxPort->PortOpen(false);
+  if (saxPort_) saxPort_->PortOpen(false);
 }
 
 }  // namespace tarn

@@ -29,7 +29,7 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   void ReadProperties(const PropertyBag& bag) override;
   void WriteProperties(PropertyBag& bag) const override;
 
-  std::shared_ptr<SerialPort> SaxPort() const { return mvarSaxPort; }
+  std::shared_ptr<SerialPort> SaxPort() const { return saxPort_; }
   void SaxPort(std::shared_ptr<SerialPort> port);
 
   /// 1 is the first serial port. Takes effect at the next Connect.
@@ -75,7 +75,7 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   template <class Index>
   void WriteLineSetting(Index& setting, Index value, std::string_view name);
 
-  std::shared_ptr<SerialPort> mvarSaxPort;
+  std::shared_ptr<SerialPort> saxPort_;
   std::int16_t comPort_ = 1;
   CommBaudRate baudRate_ = CommBaudRate::Baud_9600;
   CommParity parity_ = CommParity::Even;

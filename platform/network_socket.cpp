@@ -137,8 +137,7 @@ void NetworkSocket::RemotePort(std::int32_t port) {
   remotePort_ = CheckedPort(port);
 }
 
-// --- Opening and closing
-// --------------------------------------------------------------------------
+// --- Opening and closing ---------------------------------------------------------------------
 
 void NetworkSocket::Close() {
   session_.reset();
@@ -206,8 +205,7 @@ void NetworkSocket::Fail(std::int32_t number, const std::string& description) {
   Error.Raise(number, description);
 }
 
-// --- Names
-// ----------------------------------------------------------------------------------------
+// --- Names -----------------------------------------------------------------------------------
 
 void NetworkSocket::LookUpHost(const std::string& host) {
   session_->host = host;
@@ -252,8 +250,7 @@ void NetworkSocket::HostKnown(std::int32_t error, std::uint32_t ip) {
   Fail(error, SocketError::Text(error));
 }
 
-// --- Connecting
-// -----------------------------------------------------------------------------------
+// --- Connecting ------------------------------------------------------------------------------
 
 void NetworkSocket::BeginConnection(std::uint32_t ip) {
   state_ = SocketState::Connecting;
@@ -275,8 +272,7 @@ void NetworkSocket::FinishConnection() {
   Connected.Raise();
 }
 
-// --- Receiving
-// ------------------------------------------------------------------------------------
+// --- Receiving -------------------------------------------------------------------------------
 
 void NetworkSocket::Ready() {
   if (!session_ || !session_->socket) return;
@@ -381,8 +377,7 @@ std::string NetworkSocket::GetData() {
   return all;
 }
 
-// --- Sending
-// --------------------------------------------------------------------------------------
+// --- Sending ---------------------------------------------------------------------------------
 
 void NetworkSocket::SendData(std::string_view bytes) {
   if (state_ != SocketState::Open && state_ != SocketState::Connected) {

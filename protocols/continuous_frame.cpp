@@ -52,7 +52,7 @@ std::string_view Right(std::string_view text, std::size_t count) {
   return text.substr(text.size() - std::min(text.size(), count));
 }
 
-/// The left and right ends are cut from texts of their own, since one code takes them from two.
+/// The left and the right end are cut from separate texts, since one code takes them from two.
 /// A text of seven characters, a negative gross, loses a digit between its two ends: deliberate.
 std::string WeightText(const Layout& layout, std::string_view leftText, std::string_view rightText,
                        std::string_view decimalSeparator) {

@@ -6,7 +6,6 @@
 namespace tarn {
 
 void DemandTemplateProtocol::Connect() {
-  const auto self = shared_from_this();
   line_.Serial().ReceiveThresholdLength(1);
   const auto scale = myScale();
   Required(scale, "The protocol has no scale").ActivityTimeoutTime(0);

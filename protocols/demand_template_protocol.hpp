@@ -1,4 +1,4 @@
-// Records of named fields that a terminal prints over a serial line, on its own or on demand.
+// Records of named fields that a terminal prints over a serial line, by itself or on demand.
 #pragma once
 
 #include <memory>
@@ -13,6 +13,7 @@ namespace tarn {
 class DemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "DemandTemplateProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::DemandTemplate;
 
   explicit DemandTemplateProtocol(std::shared_ptr<ScaleSite> site)
       : TemplateProtocol(std::move(site), ProtocolType::DemandTemplateType) {}
@@ -31,7 +32,7 @@ class DemandTemplateProtocol final : public TemplateProtocol {
  private:
   void mvarComPort_Receive();
 
-  SerialLine line_{[this] { mvarComPort_Receive(); }};
+  SerialLine line_{Held(this, &DemandTemplateProtocol::mvarComPort_Receive)};
 };
 
 }  // namespace tarn

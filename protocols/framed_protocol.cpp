@@ -1,10 +1,10 @@
 #include "protocols/framed_protocol.hpp"
 
-#include <exception>
 #include <optional>
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 
 namespace tarn {
@@ -12,10 +12,9 @@ namespace tarn {
 void FramedProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);
   myActivityTimer = scale ? scale->ActivityTimer() : nullptr;
-  onTimedOut_ =
-      myActivityTimer
-          ? myActivityTimer->TimedOutEvent.Subscribe([this] { myActivityTimer_TimedOut(); })
-          : Subscription();
+  onTimedOut_ = myActivityTimer ? myActivityTimer->TimedOutEvent.Subscribe(
+                                      this, &FramedProtocol::myActivityTimer_TimedOut)
+                                : Subscription();
 }
 
 void FramedProtocol::Connect() {
@@ -32,15 +31,13 @@ std::shared_ptr<WeightData> FramedProtocol::Record() const {
 }
 
 void FramedProtocol::mvarComPort_Receive() {
-  // Handlers of the record's events may replace this protocol or close the port.
-  const auto self = shared_from_this();
   const auto port = Line().Port();
   while (port->InBufferCount() > 0) {
     const std::optional<char> character = port->Input();
     if (!character) break;
     if (IsStart(*character)) mvarRxBuffer.clear();
     mvarRxBuffer.push_back(*character);
-    // The buffer is emptied first: a handler may wait, and let the next characters in meanwhile.
+    // The buffer is emptied first: a handler may wait in the loop, and more characters may arrive.
     if (IsEnd(*character)) TakeFrame(std::exchange(mvarRxBuffer, {}));
     if (mvarRxBuffer.size() > LongestFrame()) {
       mvarRxBuffer.clear();
@@ -58,20 +55,16 @@ void FramedProtocol::TakeFrame(const std::string& frame) {
 }
 
 void FramedProtocol::myActivityTimer_TimedOut() {
-  Attempt([this](const TarnScale& scale) {
-    if (!scale.Disabled() && !scale.ActivityLED()) AskAgain();
+  Ask([this](const TarnScale& scale) {
+    if (!scale.ActivityLED()) AskAgain();
   });
 }
 
-void FramedProtocol::Attempt(const std::function<void(TarnScale& scale)>& work) {
-  const auto self = shared_from_this();
+void FramedProtocol::Ask(const std::function<void(const TarnScale& scale)>& ask) {
   const auto scale = myScale();
-  if (!scale) return;
-  try {
-    work(*scale);
-  } catch (const std::exception& error) {
-    System().Trace(scale->AliasName() + " was not asked for its weight: " + error.what());
-  }
+  // A scale that is disabled while it runs keeps its timers, but not its line.
+  if (!scale || scale->Disabled()) return;
+  Attempt(System(), scale->AliasName() + " was not asked for its weight", [&] { ask(*scale); });
 }
 
 }  // namespace tarn

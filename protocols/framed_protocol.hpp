@@ -1,5 +1,5 @@
-// What the protocols share that gather characters until a frame is whole, and that look after a
-// line that has fallen silent.
+// The common part of the protocols that gather characters until a frame is complete, and that query
+// a line that has fallen silent.
 #pragma once
 
 #include <cstddef>
@@ -15,16 +15,16 @@ namespace tarn {
 
 class ActivityTimer;
 
-/// The characters of the line are gathered from one event to the next. What stands in the buffer
-/// when the end character comes is a frame; what grows too long without one is thrown away, and the
-/// record shows no data. A complete frame, sound or not, is a sign of life for the scale.
+/// Characters are gathered across events of the line. The contents of the buffer up to the end
+/// character are a frame; a buffer that grows too long without one is discarded, and the record
+/// then shows no data. Every complete frame, valid or not, counts as activity of the scale.
 class FramedProtocol : public SerialProtocol {
  public:
   using SerialProtocol::myScale;
-  /// Also follows the scale's activity timer. The scale's own watchdog hears of a time-out first,
-  /// so its lamp is out by then when nothing came.
+  /// Also subscribes to the scale's activity timer. The scale's own watchdog is notified first, so
+  /// its activity lamp is already off when nothing has arrived.
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
-  /// Empties the buffer; every character wakes the protocol.
+  /// Empties the buffer, and asks the port for an event with every character.
   void Connect() override;
 
  protected:
@@ -33,18 +33,19 @@ class FramedProtocol : public SerialProtocol {
   virtual bool IsStart(char /*character*/) const { return false; }
   virtual bool IsEnd(char character) const = 0;
   virtual std::size_t LongestFrame() const = 0;
-  /// Milliseconds of silence until the scale looks after the line.
+  /// Milliseconds of silence until AskAgain is called.
   virtual std::int32_t SilenceTime() const = 0;
-  /// Files a frame, its start and end characters included. Lets no failure of the frame out.
+  /// Stores a frame, start and end characters included, in the record. Catches what fails in it.
   virtual void ParseFrame(const std::string& frame, tarn::WeightData& record) = 0;
   /// The line of an enabled scale is silent.
   virtual void AskAgain() = 0;
 
-  /// Held while it is written to: a handler may take it from the protocol. Error 91 without one.
+  /// The weight record, to be held while it is written, since a handler may take it away from the
+  /// protocol. Error 91 without one.
   std::shared_ptr<tarn::WeightData> Record() const;
-  /// Does what an event of a timer is for, unless the scale is gone. A failure is traced and ends
-  /// here: other scales and clients wait for the same event.
-  void Attempt(const std::function<void(TarnScale& scale)>& work);
+  /// Asks the terminal of an enabled scale, from an event of a timer. A failure is traced and goes
+  /// no further: other scales and clients wait for the same event.
+  void Ask(const std::function<void(const TarnScale& scale)>& ask);
 
  private:
   void mvarComPort_Receive() final;

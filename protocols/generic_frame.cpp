@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+#include "scale/dialects.hpp"
+
 namespace tarn {
 namespace {
 
@@ -13,14 +15,14 @@ constexpr std::uint8_t kLf = 10;
 constexpr std::uint8_t kCr = 13;
 constexpr std::string_view kEnq = "\x05";
 
-/// A part of a frame that counts from 1.
+/// A part of a frame; positions count from 1.
 struct Field {
   std::int16_t pos;
   std::int16_t len;
 };
 
-/// What a dialect lists.
-struct Dialect {
+/// The values that a dialect lists; absent ones are left unchanged.
+struct FrameLayout {
   ProtocolType type;
   std::int16_t recordLength;
   std::optional<std::uint8_t> startChar = {};
@@ -39,50 +41,52 @@ constexpr GPTest Equals(std::int16_t position, char value) {
   return {position, GPTestType::GP_EQ, static_cast<std::uint8_t>(value)};
 }
 
-constexpr std::array kDialects = {
-    Dialect{.type = ProtocolType::CardinalScbdContinuous,
-            .recordLength = 18,
-            .startChar = kCr,
-            .endChar = kEtx,
-            .rangeTest1 = Equals(9, 'c'),
-            .rangeTest2 = Equals(9, 'e'),
-            .motionTest = Equals(9, 'm'),
-            .signTest = Equals(1, '-'),
-            .units = {11, 2},
-            .weight = {2, 6}},
-    Dialect{.type = ProtocolType::FairbanksAutoComp,
-            .recordLength = 16,
-            .endChar = kLf,
-            .motionTest = Equals(13, 'g'),
-            .spareTest = Equals(13, 'n'),
-            .units = {10, 2},
-            .weight = {2, 7}},
-    Dialect{.type = ProtocolType::GSE550,
-            .recordLength = 23,
-            .startChar = kStx,
-            .endChar = kLf,
-            .rangeTest1 = Equals(1, 'O'),
-            .motionTest = Equals(1, 'M'),
-            .units = {13, 2},
-            .weight = {4, 8}},
-    Dialect{.type = ProtocolType::RiceLakeCCSerial,
-            .recordLength = 14,
-            .startChar = kStx,
-            .endChar = kLf,
-            .rangeTest1 = Equals(11, 'O'),
-            .rangeTest2 = Equals(11, 'I'),
-            .motionTest = Equals(11, 'M'),
-            .signTest = Equals(1, '-'),
-            .units = {9, 1},
-            .weight = {2, 7}},
-    Dialect{.type = ProtocolType::WeighTronixWI120,
-            .recordLength = 17,
-            .endChar = kLf,
-            .signTest = Equals(2, '-'),
-            .units = {10, 2},
-            .weight = {3, 6},
-            .pollString = kEnq},
+constexpr std::array kLayouts = {
+    FrameLayout{.type = ProtocolType::CardinalScbdContinuous,
+                .recordLength = 18,
+                .startChar = kCr,
+                .endChar = kEtx,
+                .rangeTest1 = Equals(9, 'c'),
+                .rangeTest2 = Equals(9, 'e'),
+                .motionTest = Equals(9, 'm'),
+                .signTest = Equals(1, '-'),
+                .units = {11, 2},
+                .weight = {2, 6}},
+    FrameLayout{.type = ProtocolType::FairbanksAutoComp,
+                .recordLength = 16,
+                .endChar = kLf,
+                .motionTest = Equals(13, 'g'),
+                .spareTest = Equals(13, 'n'),
+                .units = {10, 2},
+                .weight = {2, 7}},
+    FrameLayout{.type = ProtocolType::GSE550,
+                .recordLength = 23,
+                .startChar = kStx,
+                .endChar = kLf,
+                .rangeTest1 = Equals(1, 'O'),
+                .motionTest = Equals(1, 'M'),
+                .units = {13, 2},
+                .weight = {4, 8}},
+    FrameLayout{.type = ProtocolType::RiceLakeCCSerial,
+                .recordLength = 14,
+                .startChar = kStx,
+                .endChar = kLf,
+                .rangeTest1 = Equals(11, 'O'),
+                .rangeTest2 = Equals(11, 'I'),
+                .motionTest = Equals(11, 'M'),
+                .signTest = Equals(1, '-'),
+                .units = {9, 1},
+                .weight = {2, 7}},
+    FrameLayout{.type = ProtocolType::WeighTronixWI120,
+                .recordLength = 17,
+                .endChar = kLf,
+                .signTest = Equals(2, '-'),
+                .units = {10, 2},
+                .weight = {3, 6},
+                .pollString = kEnq},
 };
+
+static_assert(CoversFamily(kLayouts, ProtocolClass::Generic), "one row a dialect");
 
 template <class Value, class Listed>
 void TakeOver(Value& value, const std::optional<Listed>& listed) {
@@ -126,23 +130,23 @@ bool GPTest::IsTrue(std::string_view frame) const {
 }
 
 void GenericFrameDef::Load(ProtocolType type) {
-  const auto* const dialect =
-      std::find_if(kDialects.begin(), kDialects.end(),
-                   [type](const Dialect& candidate) { return candidate.type == type; });
-  if (dialect == kDialects.end()) return;
-  RecordLength = dialect->recordLength;
-  TakeOver(StartChar, dialect->startChar);
-  EndChar = dialect->endChar;
-  TakeOver(RangeTest1, dialect->rangeTest1);
-  TakeOver(RangeTest2, dialect->rangeTest2);
-  TakeOver(MotionTest, dialect->motionTest);
-  TakeOver(SpareTest, dialect->spareTest);
-  TakeOver(SignTest, dialect->signTest);
-  UnitsPos = dialect->units.pos;
-  UnitsLen = dialect->units.len;
-  WeightPos = dialect->weight.pos;
-  WeightLen = dialect->weight.len;
-  TakeOver(PollString, dialect->pollString);
+  const auto* const layout =
+      std::find_if(kLayouts.begin(), kLayouts.end(),
+                   [type](const FrameLayout& candidate) { return candidate.type == type; });
+  if (layout == kLayouts.end()) return;
+  RecordLength = layout->recordLength;
+  TakeOver(StartChar, layout->startChar);
+  EndChar = layout->endChar;
+  TakeOver(RangeTest1, layout->rangeTest1);
+  TakeOver(RangeTest2, layout->rangeTest2);
+  TakeOver(MotionTest, layout->motionTest);
+  TakeOver(SpareTest, layout->spareTest);
+  TakeOver(SignTest, layout->signTest);
+  UnitsPos = layout->units.pos;
+  UnitsLen = layout->units.len;
+  WeightPos = layout->weight.pos;
+  WeightLen = layout->weight.len;
+  TakeOver(PollString, layout->pollString);
 }
 
 GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame) {

@@ -30,7 +30,7 @@ enum class GPTestType : std::int32_t {
   GP_NE = 3,   ///< the character is another one
 };
 
-/// What one character of a frame tells.
+/// A condition on one character of a frame.
 struct GPTest {
   std::int16_t Position = 0;  ///< offset, the first character is 0; 0 is no test
   GPTestType TestType = GPTestType::GP_No;
@@ -55,22 +55,22 @@ struct GenericFrameDef {
   std::uint8_t StartChar = 0;       ///< 0 is none
   std::uint8_t EndChar = 0;
   GPTest RangeTest1;
-  GPTest RangeTest2;  ///< looked at only where RangeTest1 is used
+  GPTest RangeTest2;  ///< tested only where RangeTest1 is used
   GPTest MotionTest;
-  GPTest SpareTest;  ///< loaded, and looked at by nobody
+  GPTest SpareTest;  ///< loaded, but never tested
   GPTest SignTest;
   std::int16_t UnitsPos = 0;  ///< 0 is no field
   std::int16_t UnitsLen = 2;
   std::int16_t WeightPos = 0;  ///< 0 makes every frame unusable
   std::int16_t WeightLen = 7;
 
-  /// Takes over what the dialect lists; a type that is none of 24 to 28 lists nothing. Everything
-  /// else deliberately stays as the type before left it: 25 after 24 keeps the start character and
-  /// the range tests of 24.
+  /// Copies the values that the dialect lists; a type other than 24 to 28 lists none. All other
+  /// values deliberately stay as the previous type left them: 25 after 24 keeps the start character
+  /// and the range tests of 24.
   void Load(ProtocolType type);
 };
 
-/// What a frame tells, as bytes of the frame. What is absent is left as it was in the record.
+/// The contents of a frame, as bytes of it. Absent values leave the record unchanged.
 struct GenericReading {
   std::optional<bool> OutOfRange;  ///< absent where the frame ends before the weight does
   std::optional<bool> Motion;
@@ -78,8 +78,8 @@ struct GenericReading {
   std::string Weight;  ///< only where OutOfRange is false
 };
 
-/// A frame that is too short for its definition tells nothing. One that is out of range tells only
-/// that. Without a weight position, and with units of one character, it ends before the weight.
+/// A frame that is too short for its definition gives no values, one that is out of range only that
+/// flag. Without a weight position, and with units of one character, it ends before the weight.
 /// Deliberate: a unit of one character has no text here, which leaves type 27 without a weight.
 GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame);
 

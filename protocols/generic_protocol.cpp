@@ -28,12 +28,12 @@ void GenericProtocol::pType(ProtocolType type) {
 
 void GenericProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   FramedProtocol::myScale(scale);
-  onUpdateWeight_ = scale ? scale->UpdateWeight.Subscribe([this] { mvarmyScale_UpdateWeight(); })
-                          : Subscription();
+  onUpdateWeight_ =
+      scale ? scale->UpdateWeight.Subscribe(this, &GenericProtocol::mvarmyScale_UpdateWeight)
+            : Subscription();
 }
 
-// --- What is sent
-// ---------------------------------------------------------------------------------
+// --- What is sent ----------------------------------------------------------------------------
 
 void GenericProtocol::Connect() {
   FramedProtocol::Connect();
@@ -54,14 +54,10 @@ void GenericProtocol::AskAgain() {
 }
 
 void GenericProtocol::mvarmyScale_UpdateWeight() {
-  Attempt([this](const TarnScale& scale) {
-    // A scale that is disabled while it runs keeps its updates, but not its line.
-    if (!scale.Disabled()) SendConfigured(definition_.PollString);
-  });
+  Ask([this](const TarnScale& /*scale*/) { SendConfigured(definition_.PollString); });
 }
 
-// --- What is received
-// -----------------------------------------------------------------------------
+// --- What is received ------------------------------------------------------------------------
 
 bool GenericProtocol::IsStart(char character) const {
   return definition_.StartChar != 0 &&
@@ -76,7 +72,7 @@ std::size_t GenericProtocol::LongestFrame() const {
   return static_cast<std::size_t>(definition_.RecordLength);
 }
 
-/// Ends with NoDataError on every way, deliberately also where all went well.
+/// Deliberately always ends with NoDataError, even after a valid frame.
 void GenericProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record) {
   try {
     Publish(ParseGenericFrame(definition_, frame), record);

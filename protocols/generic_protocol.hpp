@@ -23,6 +23,7 @@ namespace tarn {
 class GenericProtocol final : public FramedProtocol {
  public:
   static constexpr std::string_view kClassName = "GenericProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::Generic;
 
   explicit GenericProtocol(ScaleSite& site) : FramedProtocol(ProtocolType::NoProtType, site) {}
 
@@ -32,7 +33,7 @@ class GenericProtocol final : public FramedProtocol {
   void WriteProperties(PropertyBag& bag) const override;
 
   using FramedProtocol::myScale;
-  /// Also follows the scale's updates, with which a polled scale is asked.
+  /// Also subscribes to the scale's updates, with which a polled scale is queried.
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
   ProtocolType pType() const override { return FramedProtocol::pType(); }
   /// Any number is kept; 24 to 28 load what they list (see GenericFrameDef::Load).
@@ -43,6 +44,11 @@ class GenericProtocol final : public FramedProtocol {
   void T() override { SendConfigured(definition_.TString); }
   void P() override { SendConfigured(definition_.PString); }
   void Z() override { SendConfigured(definition_.ZString); }
+
+  std::string_view CommandHindrance(OperatorCommand command) const override {
+    return GoesToTerminal(command) ? "its protocol has no commands" : "";
+  }
+  bool ReadingsEndWithNoData() const override { return true; }
 
   const GenericFrameDef& FrameDef() const { return definition_; }
 

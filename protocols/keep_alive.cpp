@@ -9,8 +9,8 @@ constexpr std::size_t kFewestToTell = 3;
 
 }  // namespace
 
-/// The kept bytes move to the front as they are looked at, so that a buffer full of keep-alive
-/// texts is passed once.
+/// The kept bytes move to the front during a single pass, so that the time is linear even in a
+/// buffer full of keep-alive texts.
 bool RemoveKeepAlives(std::string& buffer) {
   std::size_t kept = 0;
   bool front = false;

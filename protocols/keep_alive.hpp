@@ -9,13 +9,13 @@ namespace tarn {
 
 inline constexpr std::string_view kKeepAliveText = "!!I'm Alive!!";
 
-/// Cuts every keep-alive text out of the buffer, also one that comes about where what stood around
-/// another is joined. True when all that the buffer once began with went with them: what is at its
-/// front now stood behind a keep-alive text.
+/// Removes every keep-alive text from the buffer, including one that forms when the bytes around
+/// another are joined. Returns true if everything that was in front of some keep-alive text has
+/// been removed with it, so that the buffer now begins with what stood behind one.
 bool RemoveKeepAlives(std::string& buffer);
 
-/// How many bytes at the end may be the beginning of a keep-alive text whose rest is still under
-/// way. One or two exclamation marks are too little to say: they count as text.
+/// The number of bytes at the end that may be the beginning of a keep-alive text whose rest has not
+/// arrived yet. One or two exclamation marks are too few to tell, and count as text.
 std::size_t UnfinishedKeepAlive(std::string_view buffer);
 
 }  // namespace tarn

@@ -31,7 +31,7 @@ void KesDemandTemplateProtocol::scaleNum(std::string letter) {
 }
 
 void KesDemandTemplateProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (connection != mvarConnection) {
+  if (connection != connection_) {
     onDataArrival_.Reset();
     mvarSocket.reset();
     mvarRxBuffer.clear();
@@ -40,9 +40,8 @@ void KesDemandTemplateProtocol::Connection(std::shared_ptr<_Connection> connecti
   TemplateProtocol::Connection(std::move(connection));
 }
 
-/// The watchdog flag deliberately stays as it is, other than on a serial line.
+/// Unlike on a serial line, the watchdog flag deliberately stays as it is.
 void KesDemandTemplateProtocol::Connect() {
-  const auto self = shared_from_this();
   const auto scale = myScale();
   Required(scale, "The protocol has no scale").ActivityTimeoutTime(0);
   scale->UpdateRate(0);
@@ -56,9 +55,8 @@ void KesDemandTemplateProtocol::TakeSocket(TarnScale& scale) {
   const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(Connection());
   if (!ethernet) return;
   mvarSocket = ethernet->TakeSocket(scale.ScaleNumber(), scale.Site());
-  onDataArrival_ = mvarSocket ? mvarSocket->DataArrival.Subscribe([this](std::int32_t bytesTotal) {
-    mvarSocket_DataArrival(bytesTotal);
-  })
+  onDataArrival_ = mvarSocket ? mvarSocket->DataArrival.Subscribe(
+                                    this, &KesDemandTemplateProtocol::mvarSocket_DataArrival)
                               : Subscription();
   ethernet->SocketProtocol(static_cast<std::int16_t>(SocketTransport::Tcp));
   ethernet->LocalPort(0);

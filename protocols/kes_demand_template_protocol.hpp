@@ -1,4 +1,4 @@
-// Records of named fields that a terminal prints over a TCP connection, on its own or on demand.
+// Records of named fields that a terminal prints over a TCP connection, by itself or on demand.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,14 @@ namespace tarn {
 
 /// As DemandTemplateProtocol, with the terminal's keep-alive texts cut out wherever they fall.
 ///
-/// One that arrives in pieces is cut out as well. Until its rest is there, what may be its
-/// beginning is no part of a field; when the buffer held nothing else, the record's time that ran
-/// from then on is taken back. A rest that does not come within the record's time makes it text
-/// like any other: a record that did not end.
+/// One that arrives in pieces is cut out as well. Bytes that may be its beginning do not belong to
+/// a field until the rest has arrived; if the buffer held nothing else, the record's time limit,
+/// which started with them, is cancelled. If the rest does not arrive within the time limit, they
+/// count as text of a record that did not end.
 class KesDemandTemplateProtocol final : public TemplateProtocol {
  public:
   static constexpr std::string_view kClassName = "KesDemandTemplateProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::KesDemandTemplate;
   /// Where the terminals listen.
   static constexpr std::int16_t kTerminalPort = 1749;
 
@@ -38,7 +39,7 @@ class KesDemandTemplateProtocol final : public TemplateProtocol {
   std::shared_ptr<_Connection> Connection() const override {
     return TemplateProtocol::Connection();
   }
-  /// Another one, or none, lets go of the socket and of what was received over the former one.
+  /// Any other connection, or null, releases the socket and discards what was received.
   void Connection(std::shared_ptr<_Connection> connection) override;
   /// Takes the socket of an Ethernet connection; with any other nothing is received.
   void Connect() override;

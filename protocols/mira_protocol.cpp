@@ -31,8 +31,7 @@ void MiraProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()), 6);
 }
 
-// --- Commands
-// -------------------------------------------------------------------------------------
+// --- Commands --------------------------------------------------------------------------------
 
 void MiraProtocol::Connect() {
   FramedProtocol::Connect();
@@ -49,7 +48,7 @@ void MiraProtocol::Await(std::string text) {
   mvarPendingCommand = std::move(text);
 }
 
-/// Nothing but the end of the repeating is sent now: the command follows the next weight reply.
+/// Only the request that ends the repeating is sent now; the command follows the next weight reply.
 void MiraProtocol::Queue(std::string text) {
   if (RepeatsByItself()) SendLine(kAsk);
   Await(std::move(text));
@@ -73,12 +72,10 @@ void MiraProtocol::AskAgain() {
   Await(std::string(RepeatsByItself() ? kAskToRepeat : kAsk));
 }
 
-// --- Replies
-// --------------------------------------------------------------------------------------
+// --- Replies ---------------------------------------------------------------------------------
 
-/// A line that fails in the middle is abandoned, with what it has written by then replaced by the
-/// no-data state. The last two characters are taken for the CR LF, whatever they are; a LF alone is
-/// an empty line.
+/// If parsing fails in the middle of a line, the no-data state replaces what has been written by
+/// then. The last two characters count as CR LF, whatever they are; a LF alone is an empty line.
 void MiraProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record) {
   const std::string_view line =
       std::string_view(frame).substr(0, frame.size() < 2 ? 0 : frame.size() - 2);
@@ -92,8 +89,8 @@ void MiraProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record
 void MiraProtocol::ParseResponse(const MiraReply& reply, tarn::WeightData& record) {
   const bool busy = reply.Status == "I";
   if (reply.Name == "S") {
-    // A busy scale is asked again, and deliberately not commanded again: the command goes out with
-    // the weight that answers.
+    // A busy scale is queried again. Deliberately the command is not repeated: it follows the
+    // weight that answers.
     if (busy)
       Retry(std::string(kAsk), record);
     else
@@ -104,7 +101,7 @@ void MiraProtocol::ParseResponse(const MiraReply& reply, tarn::WeightData& recor
     else
       Retry(mvarPendingCommand, record);
   } else if (reply.Name == "T" || reply.Name == "TA" || reply.Name == "Z") {
-    // "+" and "-", a limit that keeps the scale from it, end the command as well.
+    // "+" and "-", where a limit prevents the command, end it as well.
     if (busy)
       Retry(mvarPendingCommand, record);
     else
@@ -117,14 +114,14 @@ void MiraProtocol::ParseResponse(const MiraReply& reply, tarn::WeightData& recor
 void MiraProtocol::TakeWeightReply(const MiraReply& reply, tarn::WeightData& record) {
   SendPendingCommand();
   FileWeight(reply, record);
-  // A command that a handler of these events has queued deliberately keeps the next question from
-  // being asked: it waits for a weight that the activity timer has to ask for.
+  // Deliberately no weight is requested if a handler of these events has queued a command: the
+  // command then waits for a weight that the activity timer requests.
   if (mvarPendingCommand.empty() && pType() == ProtocolType::Mira_Level_0_Mode_Commands) {
     SendLine(kAsk);
   }
 }
 
-/// A question counts as answered by any weight; a command stays until its own reply comes.
+/// Any weight answers a query; a command stays pending until its reply arrives.
 void MiraProtocol::SendPendingCommand() {
   if (mvarPendingCommand.empty()) return;
   if (mvarPendingCommand == kAsk) {

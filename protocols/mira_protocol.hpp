@@ -1,4 +1,4 @@
-// Scales that are asked and commanded in short lines of text.
+// Scales that are queried and commanded by short lines of text.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace tarn {
 
-/// Asks for the weight and files what comes back; passes operator commands on one at a time.
+/// Queries the weight, stores the replies, and passes operator commands on one at a time.
 ///
 ///   type 6  "SI" once, then "SIR": the scale repeats its weight by itself. A command first sends
 ///           "SI", which ends the repeating, and goes out with the weight that answers it.
@@ -22,11 +22,12 @@ namespace tarn {
 /// activity timer first runs out: that begins the asking, and begins it again after silence, in
 /// place of any command that still waited.
 ///
-/// The scale tells one weight. It is filed as the net weight; gross and tare read "*******".
+/// The scale reports one weight, which is stored as the net weight; gross and tare read "*******".
 class MiraProtocol final : public FramedProtocol {
  public:
   static constexpr std::string_view kClassName = "MiraProtocol";
-  /// Characters without LF after which a line is thrown away.
+  static constexpr ProtocolClass kFamily = ProtocolClass::Mira;
+  /// Characters without LF after which a line is discarded.
   static constexpr std::size_t kLongestLine = 30;
 
   explicit MiraProtocol(ScaleSite& site);
@@ -42,6 +43,12 @@ class MiraProtocol final : public FramedProtocol {
   void Z() override;
   /// In the unit of the last weight reply, with the user's decimal separator.
   void SetTare(double& TareValue) override;
+
+  std::string_view CommandHindrance(OperatorCommand command) const override {
+    const bool print = command == OperatorCommand::Print;
+    return print ? "its protocol has no print command; \"print\" takes the next reading" : "";
+  }
+  bool CommandsFollowReadings() const override { return true; }
 
  private:
   static constexpr std::int16_t kRetries = 2;

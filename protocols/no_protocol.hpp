@@ -7,7 +7,7 @@
 
 namespace tarn {
 
-/// Keeps its references and its type, whatever it is given, and does nothing with them.
+/// Stores its references and its type, and does nothing with them.
 class NoProtocol final : public Protocol {
  public:
   static constexpr std::string_view kClassName = "NoProtocol";

@@ -11,9 +11,9 @@
 
 namespace tarn {
 
-/// Works over a serial connection only. Any other is deliberately ignored when it is handed in: the
-/// serial one that was there stays, and while its port is open goes on feeding the record. No
-/// connection at all lets go of it. What needs the line is error 91 without one.
+/// Works over a serial connection only. A connection of another kind is deliberately ignored: the
+/// former serial one stays and, while its port is open, goes on feeding the record. A null
+/// connection releases it. Members that need the line throw error 91 without one.
 class SerialLine {
  public:
   explicit SerialLine(std::function<void()> receive) : receive_(std::move(receive)) {}
@@ -23,7 +23,7 @@ class SerialLine {
 
   SerialConnection& Serial() const;
   void Send(std::string_view bytes) const;
-  /// None without a connection.
+  /// Null without a connection.
   const std::shared_ptr<SerialPort>& Port() const { return mvarComPort; }
 
  private:

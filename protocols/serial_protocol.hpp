@@ -10,7 +10,7 @@
 
 namespace tarn {
 
-/// Made with make_shared, since handlers of events keep their protocol alive.
+/// Made with make_shared: events hold the protocol while it handles them.
 class SerialProtocol : public Protocol, public std::enable_shared_from_this<SerialProtocol> {
  public:
   std::shared_ptr<_Connection> Connection() const override { return line_.Connection(); }
@@ -23,16 +23,16 @@ class SerialProtocol : public Protocol, public std::enable_shared_from_this<Seri
       : Protocol(type),
         mvarDecimalSeparator(site.System().Locale().DecimalSeparator()),
         system_(site.System()),
-        line_([this] { mvarComPort_Receive(); }) {}
+        line_(Held(this, &SerialProtocol::mvarComPort_Receive)) {}
 
   const SerialLine& Line() const { return line_; }
   void Send(std::string_view bytes) { line_.Send(bytes); }
-  /// Raised by the port whenever as many characters wait as Connect has asked for.
+  /// Called when as many characters wait at the port as Connect has asked for.
   virtual void mvarComPort_Receive() = 0;
 
   Host& System() const { return system_; }
 
-  /// The user's, found once: a locale that changes meanwhile shows in protocols made after that.
+  /// The user's, read once: a change of the locale affects only protocols that are made later.
   const std::string mvarDecimalSeparator;
 
  private:

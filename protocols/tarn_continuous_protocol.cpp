@@ -64,8 +64,6 @@ void TarnContinuousProtocol::SetTare(double& TareValue) {
 /// text of exactly the right length counts, wherever it began. Nothing is carried from one event to
 /// the next: characters of a pass that found no frame are lost.
 void TarnContinuousProtocol::mvarComPort_Receive() {
-  // Handlers of the record's events may replace this protocol or close the port.
-  const auto self = shared_from_this();
   const auto port = Line().Port();
   std::string collected;
   do {
@@ -87,8 +85,8 @@ void TarnContinuousProtocol::mvarComPort_Receive() {
   } while (port->InBufferCount() >= FrameLength);
 }
 
-/// Whatever fails in a frame abandons it at once; what it has written to the record by then stays
-/// written until the no-data state replaces it.
+/// A frame is abandoned at the first failure; the no-data state then replaces what it has written
+/// to the record.
 void TarnContinuousProtocol::ParseFrame(std::string_view text) {
   const auto record = WeightData();
   tarn::WeightData& weight = Required(record, "The protocol has no weight record");
@@ -117,7 +115,7 @@ void TarnContinuousProtocol::PublishFrame(std::string_view text, tarn::WeightDat
   record.Motion(frame.Motion());
   // Deliberately before the units and the range of the same frame: a request is served by the
   // commit below, or by an earlier event of this frame.
-  // The scale may have another protocol by now, and then none of this one.
+  // The scale may have replaced this protocol by now.
   if (const auto scale = myScale(); scale && frame.PrintRequest()) scale->printRequest(false);
   record.Units(std::string(frame.Units()));
   record.OutOfRange(frame.OutOfRange());

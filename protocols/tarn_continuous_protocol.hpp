@@ -14,6 +14,7 @@ namespace tarn {
 class TarnContinuousProtocol final : public SerialProtocol {
  public:
   static constexpr std::string_view kClassName = "TarnContinuousProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::TarnContinuous;
 
   explicit TarnContinuousProtocol(ScaleSite& site);
 

@@ -20,63 +20,7 @@ std::string Numbered(const char* text, std::size_t position) {
   return text + std::to_string(position + 1);
 }
 
-/// Where a text begins at or behind `from`. In an empty rest nothing is found, not even an empty
-/// text.
-std::optional<std::size_t> Find(std::string_view buffer, const std::optional<std::string>& text,
-                                std::size_t from) {
-  if (!text || from >= buffer.size()) return std::nullopt;
-  const std::size_t found = buffer.find(*text, from);
-  if (found == std::string_view::npos) return std::nullopt;
-  return found;
-}
-
-struct Separator {
-  std::size_t begin;
-  std::size_t end;
-  bool closesRecord;
-};
-
-std::optional<Separator> FindSeparator(const RecordLayout& layout, std::string_view buffer,
-                                       std::size_t from) {
-  if (const auto found = Find(buffer, layout.delimiter, from)) {
-    return Separator{*found, *found + layout.delimiter->size(), false};
-  }
-  if (!layout.terminator || layout.terminator->empty()) return std::nullopt;
-  if (const auto found = Find(buffer, layout.terminator, from)) {
-    return Separator{*found, *found + layout.terminator->size(), true};
-  }
-  return std::nullopt;
-}
-
-std::optional<std::size_t> FirstField(const RecordLayout& layout, std::string_view buffer) {
-  if (layout.startString && layout.startString->empty()) return 0;
-  const auto start = Find(buffer, layout.startString, 0);
-  if (!start) return std::nullopt;
-  return *start + layout.startString->size();
-}
-
 }  // namespace
-
-std::int16_t CutRecord(const RecordLayout& layout, std::string& buffer,
-                       std::vector<std::string>& fields) {
-  const auto first = FirstField(layout, buffer);
-  if (!first) return 0;
-  // Copied only once the record is complete, since every arriving byte may ask again.
-  std::array<std::string_view, kMaxNumFields> found;
-  const auto wanted = static_cast<std::size_t>(layout.numFields);
-  std::size_t count = 0;
-  std::size_t next = *first;
-  for (bool complete = false; !complete;) {
-    const auto separator = FindSeparator(layout, buffer, next);
-    if (!separator) return 0;
-    found[count++] = std::string_view(buffer).substr(next, separator->begin - next);
-    next = separator->end;
-    complete = count == wanted || separator->closesRecord;
-  }
-  fields.assign(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(count));
-  buffer.erase(0, next);
-  return static_cast<std::int16_t>(count);
-}
 
 TarnRecordTemplateConfig::TarnRecordTemplateConfig(ScaleSite& site)
     : locale_(site.System().Locale()) {}
@@ -154,7 +98,7 @@ void TarnRecordTemplateConfig::DemandOutput(std::string text) {
 
 std::optional<std::string> TarnRecordTemplateConfig::Bytes(const std::string& text) const {
   std::string bytes = locale_.ToBytes(text);
-  // What the code page does not have must not match the question marks that stand for it.
+  // A character that the code page lacks must not match the question mark that replaces it.
   if (locale_.FromBytes(bytes) != text) return std::nullopt;
   return bytes;
 }

@@ -20,7 +20,8 @@ TemplateProtocol::TemplateProtocol(std::shared_ptr<ScaleSite> site, ProtocolType
       site_(std::move(site)),
       defaultType_(type),
       myActivityTimer(site_->TickTimer()) {
-  onTimedOut_ = myActivityTimer.TimedOutEvent.Subscribe([this] { myActivityTimer_TimedOut(); });
+  onTimedOut_ =
+      myActivityTimer.TimedOutEvent.Subscribe(this, &TemplateProtocol::myActivityTimer_TimedOut);
 }
 
 // --- Settings ---------------------------------------------------------------------------------
@@ -39,7 +40,7 @@ void TemplateProtocol::ReadProperties(const PropertyBag& bag) {
 void TemplateProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()),
                 static_cast<std::int32_t>(defaultType_));
-  // A client may have taken the template away; what is missing is restored as a new one.
+  // A client may have removed the template; reading then creates a new one.
   if (mvarTemplateConfig) bag.WriteObject("TemplateConfig", *mvarTemplateConfig);
 }
 
@@ -53,8 +54,8 @@ void TemplateProtocol::HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> co
   onConfigChanged_.Reset();
   onTemplateProperty_.Reset();
   if (!mvarTemplateConfig) return;
-  onConfigChanged_ =
-      mvarTemplateConfig->ConfigChanged.Subscribe([this] { mvarTemplateConfig_ConfigChanged(); });
+  onConfigChanged_ = mvarTemplateConfig->ConfigChanged.Subscribe(
+      this, &TemplateProtocol::mvarTemplateConfig_ConfigChanged);
   onTemplateProperty_ = mvarTemplateConfig->PropertyChanged.Subscribe(
       [this](std::string_view name) { PropertyChanged.Raise(name); });
 }
@@ -63,10 +64,15 @@ std::string TemplateProtocol::DemandBytes() const {
   return site_->System().Locale().ToBytes(Required(mvarTemplateConfig, kNoTemplate).DemandOutput());
 }
 
-/// A protocol that its scale has given up writes the scale's record no more.
+std::string_view TemplateProtocol::CommandHindrance(OperatorCommand command) const {
+  if (!GoesToTerminal(command)) return "its protocol has no weights to print";
+  return command == OperatorCommand::Print ? "" : "its protocol has no command but P";
+}
+
+/// After its scale has replaced it, a protocol no longer writes the scale's record.
 void TemplateProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);
-  if (!scale) mvarTemplateData.reset();
+  if (!scale) templateData_.reset();
 }
 
 void TemplateProtocol::WeightData(std::shared_ptr<tarn::WeightData> record) {
@@ -83,7 +89,7 @@ void TemplateProtocol::TarnRecordTemplateData(
 }
 
 void TemplateProtocol::mvarTemplateConfig_ConfigChanged() {
-  const auto record = mvarTemplateData;
+  const auto record = templateData_;
   if (!record || !mvarTemplateConfig) return;
   record->SetNumFields(mvarTemplateConfig->NumFields());
   for (std::int16_t i = 1; i <= mvarTemplateConfig->MaxNumFields(); ++i) {
@@ -99,12 +105,10 @@ void TemplateProtocol::ForgetRecordStart() {
   mvarRecordStarted = false;
 }
 
-/// One record at a time: what is left waits for the next event of the line, and for the record's
-/// time as well. What arrives while there is no template is lost: it must not begin the first
-/// record of the next one.
+/// Takes one record: the remaining bytes wait for the next event of the line, within the time limit
+/// of a record. Bytes that arrive while there is no template are discarded, so that they do not
+/// become the beginning of the first record of the next template.
 void TemplateProtocol::TakeRecord(std::size_t held) {
-  // Handlers of the lamps and of the record may replace this protocol.
-  const auto self = shared_from_this();
   const auto config = mvarTemplateConfig;
   if (!config) mvarRxBuffer.clear();
   const std::int32_t timeout = Required(config, kNoTemplate).Timeout();
@@ -130,7 +134,7 @@ void TemplateProtocol::TakeRecord(std::size_t held) {
 
 /// The fields above those of a shorter record deliberately keep their values.
 void TemplateProtocol::FileRecord(const std::vector<std::string>& fields) {
-  const auto record = mvarTemplateData;
+  const auto record = templateData_;
   if (!record) return;
   const UserLocale& locale = site_->System().Locale();
   std::int16_t number = 0;
@@ -138,7 +142,7 @@ void TemplateProtocol::FileRecord(const std::vector<std::string>& fields) {
   record->RaiseNewDataReady();
 }
 
-/// Too much without a record: the same as a record that does not end in time.
+/// A buffer that grows too long without a record counts as a record that does not end in time.
 void TemplateProtocol::DropRecord() {
   mvarRxBuffer.clear();
   ForgetRecordStart();
@@ -146,14 +150,13 @@ void TemplateProtocol::DropRecord() {
 }
 
 void TemplateProtocol::myActivityTimer_TimedOut() {
-  const auto self = shared_from_this();
   const auto scale = myScale();
   if (!scale || scale->Disabled()) return;
   mvarRxBuffer.clear();
   mvarRecordStarted = false;
   scale->ActivityLED(false);
   scale->ErrorLED(true);
-  if (const auto record = mvarTemplateData) record->SetTimeoutError();
+  if (const auto record = templateData_) record->SetTimeoutError();
 }
 
 }  // namespace tarn

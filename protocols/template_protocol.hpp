@@ -1,5 +1,5 @@
-// What the two template protocols share: the template, the records that are cut by it out of the
-// received bytes, and the time in which a record that has begun must be complete.
+// The common part of the two template protocols: the template, the cutting of records out of the
+// received bytes, and the time limit of a record that has begun.
 #pragma once
 
 #include <cstddef>
@@ -18,11 +18,11 @@ namespace tarn {
 
 class TarnScale;
 
-/// Files the fields of each record in the scale's TarnRecordTemplateData; the weight record is not
-/// written. A silent terminal is no fault: only a record that begins and does not end in time is.
+/// Stores the fields of each record in the scale's TarnRecordTemplateData; the weight record is not
+/// written. A silent terminal is not an error; a record that begins and does not end in time is.
 class TemplateProtocol : public Protocol, public std::enable_shared_from_this<TemplateProtocol> {
  public:
-  /// With a template that waits for ever nothing else empties the buffer.
+  /// Bytes. A template without a time limit has nothing else that empties the buffer.
   static constexpr std::size_t kMostBuffered = 64U << 10U;
 
   void InitProperties() override;
@@ -30,7 +30,7 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   void WriteProperties(PropertyBag& bag) const override;
 
   using Protocol::myScale;
-  /// Without a scale it lets go of the record as well.
+  /// A null scale releases the record as well.
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
   std::shared_ptr<tarn::WeightData> WeightData() const override { return Protocol::WeightData(); }
   /// The record shows "N/A" from now on, since no weight will come.
@@ -40,6 +40,8 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   }
   /// The record gets the template's layout at once.
   void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) override;
+
+  std::string_view CommandHindrance(OperatorCommand command) const override;
 
   /// The record gets the layout of a template that is assigned here with its next change only, or
   /// when the protocol is bound again: deliberate.
@@ -52,7 +54,7 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   /// The demand text as bytes on the wire, exactly as configured.
   std::string DemandBytes() const;
 
-  /// What has begun was no record after all.
+  /// Cancels the record that has begun, and its time limit.
   void ForgetRecordStart();
   /// What has arrived begins a record, unless one has begun already. Cuts one record out of
   /// mvarRxBuffer and files it; the last `held` bytes are not looked at. Error 91 without a

@@ -15,14 +15,14 @@ class ActivityTimer final {
  public:
   static constexpr std::int32_t kTick = 200;  ///< milliseconds
 
-  /// `tickTimer` ticks every kTick milliseconds; it may be none, and the timer then never runs out.
+  /// `tickTimer` ticks every kTick milliseconds; it may be null, and the timer then never runs out.
   explicit ActivityTimer(std::shared_ptr<Timer> tickTimer);
   ActivityTimer(const ActivityTimer&) = delete;
   ActivityTimer& operator=(const ActivityTimer&) = delete;
 
-  /// Milliseconds. Writing starts the count-down anew from t / 200 + 1 ticks, rounded half to even;
-  /// 0 stops it, and so in effect does a negative time. Reads the time that is left in whole ticks,
-  /// not the value that was written: 500 reads 800 at once.
+  /// Milliseconds. Writing restarts the count-down from t / 200 + 1 ticks, rounded half to even;
+  /// 0 stops it, and so in effect does a negative time. Reading gives the time
+  /// that is left in whole ticks, not the value that was written: 800 directly after writing 500.
   void TimeoutTime(std::int32_t milliseconds);
   std::int32_t TimeoutTime() const;
 

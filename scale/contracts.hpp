@@ -1,6 +1,6 @@
 // The two contracts through which a scale talks to the world: the connection (how bytes reach the
 // terminal) and the protocol (how they are read and written). Any protocol may be paired with any
-// connection; a protocol that cannot use the one that it is given says so when it connects.
+// connection; a protocol that cannot use its connection reports an error when it connects.
 //
 // Objects are shared, since clients hold them too: an old connection or protocol lives on while a
 // client holds it. Everything happens on the thread of the message loop.
@@ -20,14 +20,14 @@ class TarnRecordTemplateData;
 class TarnScale;
 class WeightData;
 
-/// What a client may hand from one scale to another. It serves the scale that got it or started it
-/// last: one that had it before neither closes it nor takes anything from it.
+/// A connection or protocol, which a client may move from one scale to another. It serves the scale
+/// that received or started it last; an earlier scale neither closes nor unbinds it.
 class ScalePart : public Persistable {
  public:
-  /// None before the first scale, and once that one has another part in its place.
+  /// Null before the first scale, and after that scale has replaced the part.
   std::shared_ptr<TarnScale> ServedScale() const { return served_.lock(); }
   void Serve(const std::shared_ptr<TarnScale>& scale) { served_ = scale; }
-  /// The scale that it served has another one now. Throws nothing, raises nothing.
+  /// Called when the scale that it served has replaced it. Must not throw or raise events.
   virtual void Replaced() {}
 
  private:
@@ -36,8 +36,8 @@ class ScalePart : public Persistable {
 
 class _Connection : public ScalePart {
  public:
-  /// Whether commands may be sent to the terminal over this link; the scale asks before it passes a
-  /// command on. A plain setting.
+  /// Whether commands may be sent to the terminal over this link; the scale checks it before it
+  /// passes a command on. A plain setting.
   virtual bool IsBidirectional() const = 0;
   virtual void IsBidirectional(bool value) = 0;
   virtual ConnectionType Ctype() const = 0;
@@ -49,7 +49,9 @@ class _Connection : public ScalePart {
 /// The contract's own implementation, which connects nothing.
 class Connection : public _Connection {
  public:
-  std::string_view ClassName() const override { return "Connection"; }
+  static constexpr std::string_view kClassName = "Connection";
+
+  std::string_view ClassName() const override { return kClassName; }
   bool IsBidirectional() const override { return isBidirectional_; }
   void IsBidirectional(bool value) override { isBidirectional_ = value; }
   ConnectionType Ctype() const override { return ConnectionType::none; }
@@ -60,9 +62,24 @@ class Connection : public _Connection {
   bool isBidirectional_ = false;
 };
 
+/// What an operator may ask of a scale: commands for the terminal, then print records that the
+/// scale makes from its readings.
+enum class OperatorCommand : std::uint8_t {
+  Zero,
+  Tare,
+  ClearTare,
+  Print,
+  PresetTare,
+  TakePrint,     ///< of the next reading without motion
+  TakePrintNow,  ///< of the present reading
+};
+constexpr bool GoesToTerminal(OperatorCommand command) {
+  return command < OperatorCommand::TakePrint;
+}
+
 class _Protocol : public ScalePart {
  public:
-  /// The references that the scale hands in when it binds the protocol. The scale is not owned.
+  /// The objects that the scale passes in when it binds the protocol. The scale is not owned.
   virtual std::shared_ptr<TarnScale> myScale() const = 0;
   virtual void myScale(const std::shared_ptr<TarnScale>& scale) = 0;
   virtual std::shared_ptr<tarn::WeightData> WeightData() const = 0;
@@ -78,8 +95,8 @@ class _Protocol : public ScalePart {
   virtual void pType(ProtocolType type) = 0;
 
   virtual void Disconnect() = 0;
-  /// Start talking over Connection; called before the connection itself connects, so that the
-  /// protocol can prepare the port.
+  /// Starts communication over Connection; called before the connection itself connects, so that
+  /// the protocol can prepare the port.
   virtual void Connect() = 0;
   virtual ProtocolClass TypeToClass(ProtocolType type) const = 0;
 
@@ -90,15 +107,30 @@ class _Protocol : public ScalePart {
   virtual void T() = 0;
   virtual void SetTare(double& TareValue) = 0;
   virtual void C() = 0;
+
+  // What tools ask of a protocol. Not published: a client's own protocol has these answers.
+
+  /// Why a command would have no effect, in words that follow "it cannot be given: "; empty where
+  /// it works.
+  virtual std::string_view CommandHindrance(OperatorCommand /*command*/) const { return {}; }
+  /// Whether a command is sent only when the next reading arrives, and is forgotten without one.
+  virtual bool CommandsFollowReadings() const { return false; }
+  /// Whether every reading is followed by the no-data state, so that the latest one stands for as
+  /// long as the terminal is heard.
+  virtual bool ReadingsEndWithNoData() const { return false; }
 };
 
-/// The contract's own implementation: keeps what it is given, speaks to nobody. The protocols build
-/// upon it.
+/// The contract's own implementation: stores what it is given and sends nothing. The protocols
+/// derive from it.
 class Protocol : public _Protocol {
  public:
+  static constexpr std::string_view kClassName = "Protocol";
+  /// The dialects that the class speaks. A protocol of the server hides this by its own family.
+  static constexpr ProtocolClass kFamily = ProtocolClass::NoProt;
+
   explicit Protocol(ProtocolType type = ProtocolType::NoProtType) : pType_(type) {}
 
-  std::string_view ClassName() const override { return "Protocol"; }
+  std::string_view ClassName() const override { return kClassName; }
 
   std::shared_ptr<TarnScale> myScale() const override { return myScale_.lock(); }
   void myScale(const std::shared_ptr<TarnScale>& scale) override { myScale_ = scale; }
@@ -111,14 +143,14 @@ class Protocol : public _Protocol {
     mvarPrintData = std::move(record);
   }
   std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const override {
-    return mvarTemplateData;
+    return templateData_;
   }
   void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) override {
-    mvarTemplateData = std::move(record);
+    templateData_ = std::move(record);
   }
-  std::shared_ptr<_Connection> Connection() const override { return mvarConnection; }
+  std::shared_ptr<_Connection> Connection() const override { return connection_; }
   void Connection(std::shared_ptr<_Connection> connection) override {
-    mvarConnection = std::move(connection);
+    connection_ = std::move(connection);
   }
   ProtocolType pType() const override { return pType_; }
   void pType(ProtocolType type) override {
@@ -137,8 +169,8 @@ class Protocol : public _Protocol {
  protected:
   std::shared_ptr<tarn::WeightData> mvarWeightData;
   std::shared_ptr<tarn::PrintData> mvarPrintData;
-  std::shared_ptr<tarn::TarnRecordTemplateData> mvarTemplateData;
-  std::shared_ptr<_Connection> mvarConnection;
+  std::shared_ptr<tarn::TarnRecordTemplateData> templateData_;
+  std::shared_ptr<_Connection> connection_;
 
  private:
   std::weak_ptr<TarnScale> myScale_;

@@ -1,10 +1,10 @@
-// What a scale hands out by name through GetAxDataObj.
+// The records that a scale returns by name from GetAxDataObj.
 #pragma once
 
 namespace tarn {
 
-/// Whoever writes to a data object holds it while the call lasts, since the handlers of its events
-/// may let go of everything else that does.
+/// A caller that writes to a data object must hold a shared pointer to it until the call returns,
+/// since handlers of its events may release all others.
 class DataObject {
  public:
   DataObject() = default;

@@ -26,7 +26,8 @@ enum class ProtocolClass : std::int32_t {
   Generic = 12,
 };
 
-/// The exact dialect. Some have a class value but no protocol class of their own.
+/// The exact dialect; `scale/dialects.hpp` has a row for each. Some have a family but no protocol
+/// that speaks them.
 enum class ProtocolType : std::int32_t {
   NoProtType = 0,
   TarnContinuousStandard = 1,
@@ -84,7 +85,7 @@ enum class CommDataBits : std::int32_t { Eight = 0, Seven = 1, Six = 2, Five = 3
 
 enum class CommStopBits : std::int32_t { One = 0, One_Five = 1, Two = 2 };
 
-/// The class of a dialect; NoProt for every number that is no dialect.
+/// The family of a dialect; NoProt for every number that is no dialect.
 ProtocolClass TypeToClass(ProtocolType type);
 
 }  // namespace tarn

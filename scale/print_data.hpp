@@ -23,7 +23,7 @@ class PrintData final : public DataObject {
 
   Event<> NewWeight;
 
-  // What only the server's own protocols and scales call. Texts are not converted to values.
+  // Called only by the server's own protocols and scales. Texts are not converted to values.
   void GrossWeight(std::string text) { gross_ = std::move(text); }
   void TareWeight(std::string text) { tare_ = std::move(text); }
   void NetWeight(std::string text) { net_ = std::move(text); }

@@ -1,5 +1,5 @@
-// The contract of a data object that files the terminal variables which a polling engine reads, and
-// the contract's own empty implementation.
+// The contract of a data object, which stores the terminal variables that a polling engine reads,
+// and the contract's own empty implementation.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 #include "base/persistable.hpp"
 #include "scale/data_object.hpp"
+#include "scale/named_value.hpp"
 
 namespace tarn {
 
@@ -19,13 +20,13 @@ class _SummitData : public DataObject, public Persistable {
  public:
   using TagInfo = std::shared_ptr<SDTagInfo>;
 
-  /// The key under which a scale lists the object; empty when it is not listed.
+  /// The key under which GetAxDataObj finds the object; empty when it does not.
   virtual std::string_view DataObjectName() const { return {}; }
 
-  /// Set true when the terminal does not answer.
+  /// Set to true when the terminal does not answer.
   virtual void CommLossError(bool value) = 0;
   virtual bool CommLossError() const = 0;
-  /// Set true when a reply cannot be loaded or belongs to nothing.
+  /// Set to true when a reply cannot be loaded or belongs to no request.
   virtual void NoDataError(bool value) = 0;
   virtual bool NoDataError() const = 0;
   virtual void ConfigurationChanged() = 0;
@@ -50,12 +51,18 @@ class _SummitData : public DataObject, public Persistable {
   virtual void ResetState() = 0;
   /// All triggers have signalled new data.
   virtual bool TriggersComplete() const = 0;
+
+  /// The present values under the published names of the members, for tools. Not published: a
+  /// client's own data object shows none.
+  virtual std::vector<NamedValue> NamedValues() const { return {}; }
 };
 
-/// Does nothing; every getter is false. What a scale has that reads no terminal variables.
+/// Does nothing; every getter returns false. A scale that reads no terminal variables has one.
 class SummitData : public _SummitData {
  public:
-  std::string_view ClassName() const override { return "SummitData"; }
+  static constexpr std::string_view kClassName = "SummitData";
+
+  std::string_view ClassName() const override { return kClassName; }
   void CommLossError(bool /*value*/) override {}
   bool CommLossError() const override { return false; }
   void NoDataError(bool /*value*/) override {}

@@ -6,6 +6,7 @@
 #include "base/automation_error.hpp"
 #include "base/first_failure.hpp"
 #include "base/number_text.hpp"
+#include "platform/attempt.hpp"
 
 namespace tarn {
 
@@ -18,9 +19,9 @@ TarnScale::TarnScale(std::shared_ptr<ScaleSite> site)
       mvarWeightData(
           std::make_shared<tarn::WeightData>(site_->System().Locale().DecimalSeparator())),
       mvarPrintData(std::make_shared<tarn::PrintData>()),
-      mvarTarnRecordTemplateData(std::make_shared<tarn::TarnRecordTemplateData>()) {
-  onWeight_ = mvarWeightData->NewWeight.Subscribe([this] { mvarWeightData_NewWeight(); });
-  onPrint_ = mvarPrintData->NewWeight.Subscribe([this] { mvarPrintData_NewWeight(); });
+      recordTemplateData_(std::make_shared<tarn::TarnRecordTemplateData>()) {
+  onWeight_ = mvarWeightData->NewWeight.Subscribe(this, &TarnScale::mvarWeightData_NewWeight);
+  onPrint_ = mvarPrintData->NewWeight.Subscribe(this, &TarnScale::mvarPrintData_NewWeight);
   ActivityTimer(std::make_shared<tarn::ActivityTimer>(site_->TickTimer()));
 }
 
@@ -33,21 +34,14 @@ void TarnScale::Detach() noexcept {
     FirstFailure failure;
     failure.Try([this] { StopScale(); });
     failure.Try([this] { site_->ReleaseSocket(scaleNumber_); });
-    try {
-      failure.Rethrow();
-    } catch (const std::exception& error) {
-      site_->System().Trace(aliasName_ + " did not stop cleanly: " + error.what());
-    } catch (...) {
-      site_->System().Trace(aliasName_ + " did not stop cleanly");
-    }
+    Attempt(site_->System(), aliasName_ + " did not stop cleanly", [&] { failure.Rethrow(); });
   }
   detached_ = true;
   scaleNumber_ = 0;
   UpdateTimer(std::shared_ptr<Timer>());
 }
 
-// --- Persistence
-// ----------------------------------------------------------------------------------
+// --- Persistence -----------------------------------------------------------------------------
 
 void TarnScale::InitProperties() {
   const auto self = shared_from_this();
@@ -94,8 +88,7 @@ void TarnScale::WriteProperties(PropertyBag& bag) const {
   bag.WriteObject("SummitData", summitData_, "SummitData");
 }
 
-// --- Settings
-// -------------------------------------------------------------------------------------
+// --- Settings --------------------------------------------------------------------------------
 
 void TarnScale::UpdateTimer(std::shared_ptr<Timer> timer) {
   updateTimer_ = std::move(timer);
@@ -105,9 +98,9 @@ void TarnScale::UpdateTimer(std::shared_ptr<Timer> timer) {
 
 void TarnScale::ActivityTimer(std::shared_ptr<tarn::ActivityTimer> timer) {
   activityTimer_ = std::move(timer);
-  onActivityTimer_ =
-      activityTimer_ ? activityTimer_->TimedOutEvent.Subscribe([this] { ActivityTimer_TimedOut(); })
-                     : Subscription();
+  onActivityTimer_ = activityTimer_ ? activityTimer_->TimedOutEvent.Subscribe(
+                                          this, &TarnScale::ActivityTimer_TimedOut)
+                                    : Subscription();
 }
 
 void TarnScale::UpdateRate(double rate) {
@@ -144,7 +137,8 @@ void TarnScale::Disabled(bool disabled) {
   if (disabled) CloseConnection();
 }
 
-/// In the destructor, when no pointer to the scale is left, a part that serves nobody was its own.
+/// In the destructor, where no shared pointer to the scale is left, a part that serves no scale was
+/// this one's.
 bool TarnScale::IsOwn(const ScalePart& part) const {
   const auto served = part.ServedScale();
   return !served || served.get() == this;
@@ -178,7 +172,7 @@ void TarnScale::Protocol(std::shared_ptr<_Protocol> protocol) {
   const auto former = protocol_;
   StoreProtocol(std::move(protocol));
   PropertyChanged.Raise("Protocol");
-  // A client may still hold the former one, which would read what is meant for its successor.
+  // A client may still hold the former protocol, which would read bytes meant for its successor.
   if (former && former != protocol_ && IsOwn(*former)) {
     former->Serve(nullptr);
     former->Connection(nullptr);
@@ -206,10 +200,10 @@ void TarnScale::ScaleNumber(std::int16_t number) {
   UpdateTimer(site_->UpdateTimer(number));
 }
 
-/// Stopping first means that the connection that was just given is the one that is closed.
+/// Stops first, which closes the connection that was just set.
 ///
-/// A protocol that delivers no weight says so when it is handed the record, which is made ready for
-/// weights before that.
+/// A protocol that delivers no weight marks the record when it receives it, so the record is reset
+/// to one with weights before that.
 void TarnScale::BindProtocol() {
   StopScale();
   mvarWeightData->WeightAvailable(true);
@@ -221,14 +215,14 @@ void TarnScale::BindProtocol() {
   bound.Connection(connection && IsOwn(*connection) ? connection : nullptr);
   bound.WeightData(mvarWeightData);
   bound.PrintData(mvarPrintData);
-  bound.TarnRecordTemplateData(mvarTarnRecordTemplateData);
+  bound.TarnRecordTemplateData(recordTemplateData_);
 }
 
 void TarnScale::BuildDataObjects() {
   ClearDataObjects();
   dataObjects_.Add(mvarWeightData, "WeightData");
   dataObjects_.Add(mvarPrintData, "PrintData");
-  dataObjects_.Add(mvarTarnRecordTemplateData, "TarnRecordTemplateData");
+  dataObjects_.Add(recordTemplateData_, "TarnRecordTemplateData");
   if (!summitData_) return;
   const std::string_view name = summitData_->DataObjectName();
   if (!name.empty()) dataObjects_.Add(summitData_, std::string(name));
@@ -243,8 +237,7 @@ std::shared_ptr<DataObject> TarnScale::GetAxDataObj(std::string_view DataObjectN
   return object == nullptr ? nullptr : *object;
 }
 
-// --- Running
-// --------------------------------------------------------------------------------------
+// --- Running ---------------------------------------------------------------------------------
 
 bool TarnScale::RunScale() {
   const auto self = shared_from_this();
@@ -257,7 +250,7 @@ bool TarnScale::RunScale() {
     return false;
   }
 
-  // What a handler or a client's own object does meanwhile may take the scale out of the table.
+  // Handlers and clients' own objects may remove the scale from the table meanwhile.
   const auto protocol = protocol_;
   Required(protocol).Serve(self);
   protocol->myScale(self);
@@ -278,8 +271,8 @@ bool TarnScale::RunScale() {
   return true;
 }
 
-/// Closes only the connection: the protocol's own Disconnect is deliberately left to its life
-/// cycle. A handler of the record that fails does not leave the line open.
+/// Closes only the connection: the protocol's own Disconnect is deliberately not called. A
+/// handler of the record that fails does not keep the line from being closed.
 void TarnScale::StopScale() {
   const auto self = weak_from_this().lock();
   if (activityTimer_) activityTimer_->TimeoutTime(0);
@@ -301,10 +294,9 @@ void TarnScale::RequireAttached() const {
 
 /// Since the watchdog flag begins False, the first time-out after a start never reports an error.
 /// Both ways write the lamp and the record, so every time-out notifies every client. A handler that
-/// fails does not keep the watchdog from being armed again, one that takes the scale out of its
+/// fails does not keep the watchdog from being armed again; one that removes the scale from its
 /// table does.
 void TarnScale::ActivityTimer_TimedOut() {
-  const auto self = weak_from_this().lock();
   if (disabled_ || detached_) return;
   const bool silent = watchdog_;
   FirstFailure failure;
@@ -316,10 +308,10 @@ void TarnScale::ActivityTimer_TimedOut() {
   failure.Rethrow();
 }
 
-// --- Commands
-// -------------------------------------------------------------------------------------
+// --- Commands --------------------------------------------------------------------------------
 
-/// Both are held: what they do may replace them. False over a one-way connection.
+/// Holds protocol and connection, since the command may replace them. False over a one-way
+/// connection.
 template <class Command>
 bool TarnScale::PassOn(Command command) {
   const auto self = shared_from_this();
@@ -358,7 +350,6 @@ void TarnScale::printRequest(bool NoWait) {
 }
 
 void TarnScale::CaptureReading() {
-  const auto self = weak_from_this().lock();
   const auto print = mvarPrintData;
   print->Units(mvarWeightData->Units());
   print->GrossWeight(mvarWeightData->GrossWeight());
@@ -369,18 +360,16 @@ void TarnScale::CaptureReading() {
   print->NetWeightValue(mvarWeightData->NetWeightValue());
 }
 
-/// Deliberately a request whose print fails, by a log that cannot be written for one, stays pending:
-/// the next reading without motion tries again.
+/// Deliberately a request stays pending when its print fails, for example since the log cannot be
+/// written: the next reading without motion tries again.
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
-  const auto self = weak_from_this().lock();
   CaptureReading();
   printRequested_ = false;
 }
 
 void TarnScale::mvarPrintData_NewWeight() {
-  const auto site = site_;
-  site->LogPrint(*this);
+  site_->LogPrint(*this);
 }
 
 }  // namespace tarn

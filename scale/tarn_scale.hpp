@@ -24,7 +24,7 @@ namespace tarn {
 /// communication, passes operator commands on, paces its clients' updates and notices silence.
 ///
 /// Make one with Create, then call InitProperties or ReadProperties once. Errors of the protocol
-/// and the connection pass through every member unchanged.
+/// and the connection propagate unchanged to the caller of every member.
 class TarnScale final : public Persistable, public std::enable_shared_from_this<TarnScale> {
  public:
   static constexpr std::string_view kClassName = "TarnScale";
@@ -50,12 +50,12 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   std::shared_ptr<tarn::ActivityTimer> ActivityTimer() const { return activityTimer_; }
   void ActivityTimer(std::shared_ptr<tarn::ActivityTimer> timer);
 
-  /// Updates per second; 0 or less gives none. A running timer keeps its interval until RunScale.
+  /// Updates per second; 0 or less means none. A running timer keeps its interval until RunScale.
   void UpdateRate(double rate);
   double UpdateRate() const { return updateRate_; }
 
-  /// Milliseconds of silence until the watchdog looks; 0 leaves it off. RunScale overwrites it when
-  /// the scale has an update interval.
+  /// Milliseconds of silence after which the watchdog checks the scale; 0 turns it off. RunScale
+  /// overwrites it when the scale has an update interval.
   void ActivityTimeoutTime(std::int32_t milliseconds) { activityTimeoutTime_ = milliseconds; }
   std::int32_t ActivityTimeoutTime() const { return activityTimeoutTime_; }
 
@@ -65,12 +65,13 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   /// Stops the timers, blanks the weights and closes the connection. The protocol is not called.
   void StopScale();
 
-  /// True: copies the reading into PrintData now. False: with the next reading without motion.
+  /// Copies a reading into PrintData: the present one when NoWait is true, else the next one
+  /// without motion.
   void printRequest(bool NoWait = false);
   bool PRState() const { return printRequested_; }
 
-  /// A scale always has a protocol, NoProtocol at least: none is error 91, and nothing changes. It
-  /// may be without a connection. What is handed from one scale to another serves the new one.
+  /// A null protocol is error 91 and changes nothing: a scale without one has a NoProtocol. The
+  /// connection may be null. An object that served another scale serves this one from now on.
   std::shared_ptr<_Protocol> Protocol() const { return protocol_; }
   void Protocol(std::shared_ptr<_Protocol> protocol);
   std::shared_ptr<_Connection> Connection() const { return connection_; }
@@ -87,7 +88,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
 
   std::shared_ptr<tarn::PrintData> PrintData() const { return mvarPrintData; }
   std::shared_ptr<tarn::TarnRecordTemplateData> TarnRecordTemplateData() const {
-    return mvarTarnRecordTemplateData;
+    return recordTemplateData_;
   }
   void SummitData(std::shared_ptr<_SummitData> data);
   std::shared_ptr<_SummitData> SummitData() const { return summitData_; }
@@ -95,32 +96,32 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
 
   /// Commands: passed to the protocol when the connection is bidirectional, silently dropped
   /// otherwise. P on a one-way connection captures the next stable reading instead, unless the
-  /// terminal prints records of its own.
+  /// terminal prints records itself.
   void C();
   void T();
   void SetTare(double& TareValue);
   void P();
   void Z();
 
-  /// The data object of that name, without regard to case; none when there is no such object.
+  /// The data object of that name, without regard to case; null when there is no such object.
   std::shared_ptr<DataObject> GetAxDataObj(std::string_view DataObjectName) const;
 
   Event<> NewStatus;
   Event<> ScaleConfigurationChange;
   Event<> UpdateWeight;
 
-  // What clients do not see.
+  // Not published.
 
-  /// The slot in the server's table; 1 to 32 brings the update timer of that number, any other
-  /// none.
+  /// The slot in the server's table. A number from 1 to 32 takes the update timer of that number;
+  /// any other leaves the scale without one.
   void ScaleNumber(std::int16_t number);
   std::int16_t ScaleNumber() const { return scaleNumber_; }
   std::int32_t UpdateInterval() const { return updateInterval_; }
   ScaleSite& Site() const { return *site_; }
 
-  /// Stops the scale for good and takes it off its timers and its socket, before it leaves the
-  /// server's table. A client that still holds it, its connection or its protocol holds a quiet
-  /// object with the number 0. Never throws.
+  /// Stops the scale for good and releases its timers and its socket, before it leaves the server's
+  /// table. Clients may go on holding the scale, its connection and its protocol, but nothing
+  /// happens there any more, and the number is 0. Never throws.
   void Detach() noexcept;
 
  private:
@@ -160,7 +161,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   std::shared_ptr<tarn::ActivityTimer> activityTimer_;
   std::shared_ptr<tarn::WeightData> mvarWeightData;
   std::shared_ptr<tarn::PrintData> mvarPrintData;
-  std::shared_ptr<tarn::TarnRecordTemplateData> mvarTarnRecordTemplateData;
+  std::shared_ptr<tarn::TarnRecordTemplateData> recordTemplateData_;
   KeyedCollection<std::shared_ptr<DataObject>> dataObjects_;
 
   Subscription onConnectionChanged_;

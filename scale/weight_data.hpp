@@ -38,7 +38,7 @@ class WeightData final : public DataObject {
   Event<> NewWeight;
   Event<> StatusChange;
 
-  // What only the server's own protocols and scales call.
+  // Called only by the server's own protocols and scales.
 
   /// Text, and the value that it stands for. No event.
   void GrossWeight(std::string text);

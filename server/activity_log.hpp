@@ -19,16 +19,16 @@ namespace tarn {
 /// A control character shows as "?", so that no text of a terminal or a client forges a line.
 std::string LogLine(const UserLocale& locale, std::string_view alias, const PrintData& print);
 
-/// The stream stays open while logging is off; the switch only gates the writing. The files outlive
-/// the log.
+/// The stream stays open while logging is off; the switch only suppresses the writing. `files` must
+/// outlive the log.
 class ActivityLog {
  public:
   explicit ActivityLog(Files& files) : files_(files) {}
 
-  /// Opens the file for appending. One that cannot be opened is missing from then on: there is no
-  /// stream, and TryAgain and Write open it as soon as it can be. Errors of the file.
+  /// Opens the file for appending. If that fails, there is no stream, and TryAgain and Write try to
+  /// open the file again. Errors of the file.
   void Open(std::string name);
-  /// Opens the file that is missing, if one is. Errors of the file.
+  /// Opens the file that could not be opened, if there is one. Errors of the file.
   void TryAgain();
 
   bool Enabled() const { return enabled_; }
@@ -37,11 +37,11 @@ class ActivityLog {
   std::shared_ptr<TextStream> Stream() const { return stream_; }
   void Stream(std::shared_ptr<TextStream> stream);
 
-  /// Errors of the stream, or of the file that is still missing; 91 when a client has set the
-  /// stream to none.
+  /// Errors of the stream, or of the file that still cannot be opened; 91 when a client has set the
+  /// stream to null.
   void Write(const UserLocale& locale, std::string_view alias, const PrintData& print);
 
-  /// Closes and lets go of the stream; what the closing throws reaches the caller afterwards.
+  /// Closes and releases the stream. An error of the closing propagates after the release.
   void Close();
 
  private:

@@ -17,90 +17,55 @@
 #include "protocols/tarn_record_template_config.hpp"
 #include "scale/summit_data.hpp"
 #include "scale/tarn_scale.hpp"
+#include "shareddata/data_sets.hpp"
 #include "shareddata/kes_sd_protocol.hpp"
 #include "shareddata/sd_tag_info.hpp"
 #include "shareddata/summit_config.hpp"
 #include "shareddata/summit_protocol.hpp"
-#include "shareddata/tarn_kes_basic_config.hpp"
-#include "shareddata/tarn_kes_basic_data.hpp"
-#include "shareddata/tarn_orbix_diag_config.hpp"
-#include "shareddata/tarn_orbix_diag_data.hpp"
-#include "shareddata/tarn_predict_failure_config.hpp"
-#include "shareddata/tarn_predict_failure_data.hpp"
-#include "shareddata/tarn_scale_diag_config.hpp"
-#include "shareddata/tarn_scale_diag_data.hpp"
 
 namespace tarn {
 namespace {
 
-using Site = std::shared_ptr<ScaleSite>;
-
-template <class Class>
-std::shared_ptr<Persistable> Plain(const Site& /*site*/) {
-  return std::make_shared<Class>();
-}
-template <class Class>
-std::shared_ptr<Persistable> WithSite(const Site& site) {
-  return std::make_shared<Class>(*site);
-}
-/// For classes that create further objects later and so keep the site.
-template <class Class>
-std::shared_ptr<Persistable> KeepingSite(const Site& site) {
-  return std::make_shared<Class>(site);
-}
-
-struct Entry {
-  std::string_view name;
-  std::shared_ptr<Persistable> (*create)(const Site& site);
-};
-
 constexpr std::array kClasses = {
-    Entry{"TarnScale",
-          [](const Site& site) -> std::shared_ptr<Persistable> { return TarnScale::Create(site); }},
-    Entry{"Connection", Plain<Connection>},
-    Entry{"ArcNetConnection", WithSite<ArcNetConnection>},
-    Entry{"EthernetConnection", WithSite<EthernetConnection>},
-    Entry{"NoConnection", Plain<NoConnection>},
-    Entry{"SerialConnection", WithSite<SerialConnection>},
-    Entry{"Protocol", Plain<Protocol>},
-    Entry{"KesSDProtocol", WithSite<KesSDProtocol>},
-    Entry{"NoProtocol", Plain<NoProtocol>},
-    Entry{"TarnContinuousProtocol", WithSite<TarnContinuousProtocol>},
-    Entry{"MiraProtocol", WithSite<MiraProtocol>},
-    Entry{"GenericProtocol", WithSite<GenericProtocol>},
-    Entry{"DemandTemplateProtocol", KeepingSite<DemandTemplateProtocol>},
-    Entry{"KesDemandTemplateProtocol", KeepingSite<KesDemandTemplateProtocol>},
-    Entry{"TarnRecordTemplateConfig", WithSite<TarnRecordTemplateConfig>},
-    Entry{"SDTagInfo", Plain<SDTagInfo>},
-    Entry{"SummitConfig", Plain<SummitConfig>},
-    Entry{"SummitData", Plain<SummitData>},
-    Entry{"SummitProtocol", KeepingSite<SummitProtocol>},
-    Entry{"TarnKesBasicConfig", Plain<TarnKesBasicConfig>},
-    Entry{"TarnKesBasicData", WithSite<TarnKesBasicData>},
-    Entry{"TarnOrbixDiagConfig", Plain<TarnOrbixDiagConfig>},
-    Entry{"TarnOrbixDiagData", Plain<TarnOrbixDiagData>},
-    Entry{"TarnPredictFailureConfig", Plain<TarnPredictFailureConfig>},
-    Entry{"TarnPredictFailureData", Plain<TarnPredictFailureData>},
-    Entry{"TarnScaleDiagConfig", Plain<TarnScaleDiagConfig>},
-    Entry{"TarnScaleDiagData", WithSite<TarnScaleDiagData>},
+    RowOf<TarnScale>(),
+    RowOf<Connection>(),
+    RowOf<NoConnection>("none"),
+    RowOf<SerialConnection>("serial"),
+    RowOf<EthernetConnection>("ethernet"),
+    RowOf<ArcNetConnection>("arcnet"),
+    RowOf<Protocol>(),
+    RowOf<NoProtocol>("none"),
+    RowOf<TarnContinuousProtocol>("continuous"),
+    RowOf<DemandTemplateProtocol>("template"),
+    RowOf<KesDemandTemplateProtocol>("tcp-template"),
+    RowOf<MiraProtocol>("mira"),
+    RowOf<GenericProtocol>("generic"),
+    RowOf<KesSDProtocol>("shared-data"),
+    RowOf<SummitProtocol>("variables"),
+    RowOf<TarnRecordTemplateConfig>(),
+    RowOf<SDTagInfo>(),
+    RowOf<SummitConfig>(),
+    RowOf<SummitData>(),
 };
 
 }  // namespace
 
+std::span<const ClassRow> RegisteredClasses() {
+  return kClasses;
+}
+
 std::shared_ptr<Persistable> CreateClass(std::string_view className,
                                          const std::shared_ptr<ScaleSite>& site) {
-  for (const Entry& entry : kClasses) {
-    if (entry.name == className) return entry.create(site);
+  for (const ClassRow& row : kClasses) {
+    if (row.name == className) return row.create(site);
+  }
+  for (const DataSet& set : DataSets()) {
+    for (const ClassRow& row : {set.configuration, set.data}) {
+      if (row.name == className) return row.create(site);
+    }
   }
   throw AutomationError(ErrorNumber::CannotCreateObject,
                         "No such class: " + std::string(className));
-}
-
-std::vector<std::string_view> ClassNames() {
-  std::vector<std::string_view> names;
-  names.reserve(kClasses.size());
-  for (const Entry& entry : kClasses) names.push_back(entry.name);
-  return names;
 }
 
 }  // namespace tarn

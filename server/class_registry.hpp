@@ -3,18 +3,18 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string_view>
-#include <vector>
 
 #include "base/persistable.hpp"
-#include "scale/scale_site.hpp"
+#include "scale/class_row.hpp"
 
 namespace tarn {
+
+std::span<const ClassRow> RegisteredClasses();
 
 /// A fresh object, before InitProperties or ReadProperties. Error 429 for a name that is no class.
 std::shared_ptr<Persistable> CreateClass(std::string_view className,
                                          const std::shared_ptr<ScaleSite>& site);
-
-std::vector<std::string_view> ClassNames();
 
 }  // namespace tarn

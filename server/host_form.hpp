@@ -1,4 +1,4 @@
-// What the server's scales share, hosted together: one update timer and one socket control a scale,
+// The controls that the server hosts for its scales: an update timer and a socket control for each,
 // and the tick of all activity timers.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace tarn {
 
-/// How many scales a server holds; scale n goes with update timer n.
+/// The number of scales of a server; scale n uses update timer n.
 inline constexpr std::int16_t kScaleCount = 32;
 
 class HostForm {
@@ -20,17 +20,17 @@ class HostForm {
   HostForm(const HostForm&) = delete;
   HostForm& operator=(const HostForm&) = delete;
 
-  /// UpdateTimer1 to UpdateTimer32; none for any other number and after Unload.
+  /// UpdateTimer1 to UpdateTimer32; null for any other number and after Unload.
   std::shared_ptr<Timer> UpdateTimer(std::int16_t number) const;
   /// Winsock1 to Winsock32, likewise.
   std::shared_ptr<SocketControl> Winsock(std::int16_t number) const;
-  /// Closes the socket control of that number. Where somebody holds it, it is retired, and another
-  /// put in its place.
+  /// Closes the socket control of that number. If somebody else holds it, it is retired and
+  /// replaced by a new one.
   void ReleaseSocket(Host& host, std::int16_t number);
   /// Ticks every 200 ms until Unload.
   std::shared_ptr<Timer> Timer1() const { return timer1_; }
 
-  /// Stops all timers and closes all sockets for good, whatever client still holds one.
+  /// Stops all timers and closes all sockets for good, even where clients still hold them.
   void Unload();
 
  private:

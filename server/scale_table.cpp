@@ -7,6 +7,7 @@
 
 #include "base/automation_error.hpp"
 #include "connections/serial_connection.hpp"
+#include "platform/attempt.hpp"
 
 namespace tarn {
 namespace {
@@ -29,7 +30,8 @@ TarnScale& ScaleTable::Filled(std::int32_t number) const {
 }
 
 void ScaleTable::Replace(std::int16_t number, std::shared_ptr<TarnScale> scale) {
-  // The slot changes before the old scale tells its clients that it stops: they see the new table.
+  // The slot changes first, so that clients already see the new table in the old scale's last
+  // events.
   auto& slot = scales_[static_cast<std::size_t>(number - 1)];
   const auto old = std::exchange(slot, std::move(scale));
   if (!old) return;
@@ -45,16 +47,14 @@ bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& 
     Replace(number, nullptr);
     const std::string key = Key(number);
     const auto place = static_cast<std::size_t>(number - 1);
-    try {
+    const std::string what =
+        "Scale " + std::to_string(number) + " cannot be restored from the settings file";
+    whole &= Attempt(site->System(), what, [&] {
       if (bag.FindObject(key, place) == nullptr) missing += " " + key;
       auto scale = ReadObject<TarnScale>(bag, key, *site, TarnScale::kClassName, place);
       scale->ScaleNumber(number);
       Replace(number, std::move(scale));
-    } catch (const std::exception& error) {
-      whole = false;
-      site->System().Trace("Scale " + std::to_string(number) +
-                           " cannot be restored from the settings file: " + error.what());
-    }
+    });
   }
   if (missing.empty()) return whole;
   site->System().Trace("Not in the settings file, so with their defaults:" + missing);

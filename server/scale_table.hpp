@@ -13,15 +13,15 @@
 
 namespace tarn {
 
-/// Slots are numbered 1 to 32. Every slot is filled, but for one whose scale could not be restored.
+/// Slots are numbered 1 to 32. A slot is empty only if its scale could not be restored.
 class ScaleTable {
  public:
-  /// The scale in a slot, none when it is empty. Error 9 outside 1 to 32.
+  /// The scale in a slot, null when it is empty. Error 9 outside 1 to 32.
   std::shared_ptr<TarnScale> At(std::int32_t number) const;
   /// Error 91 when the slot is empty.
   TarnScale& Filled(std::int32_t number) const;
 
-  /// Stops and detaches the scale that is there, then gives the slot to another or to none.
+  /// Stops and detaches the scale in the slot, then stores the other one, which may be null.
   void Replace(std::int16_t number, std::shared_ptr<TarnScale> scale);
 
   /// Fills every slot from the bag's "Scale1" to "Scale32", a missing one by a default scale. A
@@ -36,7 +36,7 @@ class ScaleTable {
   PropertyBag Save() const;
   void Clear();
 
-  /// Closes the serial ports of all scales, also of those that are just leaving. Raises nothing.
+  /// Closes the serial ports of all scales, including those that are just leaving. No events.
   void ClosePorts() noexcept;
 
  private:

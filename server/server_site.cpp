@@ -1,8 +1,6 @@
 #include "server/server_site.hpp"
 
-#include <exception>
-#include <string>
-
+#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 #include "server/class_registry.hpp"
 
@@ -18,11 +16,7 @@ std::shared_ptr<Persistable> ServerSite::Create(std::string_view className) {
 
 void ServerSite::Close() {
   log_.Enabled(false);
-  try {
-    log_.Close();
-  } catch (const std::exception& error) {
-    host_.Trace(std::string("The activity log did not close cleanly: ") + error.what());
-  }
+  Attempt(host_, "The activity log did not close cleanly", [this] { log_.Close(); });
   form_.Unload();
 }
 

@@ -1,4 +1,4 @@
-// What one server gives its scales: its host form, its classes, its log.
+// The services of one server for its scales: host form, classes and log.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace tarn {
 
-/// The host outlives the site. A scale that a client still holds after the server went keeps its
+/// The host must outlive the site. A scale that a client holds after the server has ended keeps its
 /// site, which then has no timers and no log.
 class ServerSite final : public ScaleSite, public std::enable_shared_from_this<ServerSite> {
  public:

@@ -17,17 +17,17 @@
 namespace tarn {
 
 std::string EncodeSettings(const PropertyBag& bag);
-/// Error 321 for bytes that are no settings.
+/// Error 321 for bytes that are not settings.
 PropertyBag DecodeSettings(std::string_view bytes);
 
 /// Errors of the file, and 321.
 PropertyBag ReadSettingsFile(Files& files, const std::string& name);
 void WriteSettingsFile(Files& files, const std::string& name, const PropertyBag& bag);
 
-/// Copies a file that is about to be overwritten, though it could not be read, beside itself:
-/// NAME.unreadable, with a number behind it where that exists already. Returns the copy's name, an
-/// empty one where there is nothing to keep. Errors of the files; 57 for one of more than 16 MB,
-/// which is no settings file.
+/// Copies a file that could not be read, and is about to be overwritten, to NAME.unreadable, with a
+/// number appended where that exists already. Returns the name of the copy, empty if there is
+/// nothing to keep. Errors of the files; 57 for a file of more than 16 MB, which is not a settings
+/// file.
 std::string KeepUnreadableFile(Files& files, const std::string& name);
 
 }  // namespace tarn

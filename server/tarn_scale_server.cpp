@@ -8,8 +8,10 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "base/first_failure.hpp"
 #include "base/number_text.hpp"
 #include "connections/serial_connection.hpp"
+#include "platform/attempt.hpp"
 #include "server/settings_file.hpp"
 
 namespace tarn {
@@ -48,7 +50,7 @@ TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
     else
       RunScales(true);
   } catch (...) {
-    // The scales that run by now must not outlive a server that nobody gets.
+    // The scales that run by now must not outlive a server whose creation fails.
     scales_.Clear();
     site_->Close();
     throw;
@@ -59,18 +61,15 @@ TarnScaleServer::~TarnScaleServer() {
   ShutDown();
 }
 
-// --- Start-up and shut-down
-// -----------------------------------------------------------------------
+// --- Start-up and shut-down ------------------------------------------------------------------
 
-/// Each value on its own: one that cannot be read keeps what it had.
+/// A value that cannot be read keeps its default, and does not affect the others.
 void TarnScaleServer::ReadSettingsStore() {
   const auto read = [this](std::string_view key, const std::function<void(std::string)>& use) {
-    try {
+    const bool isRead = Attempt(host_, "The setting " + std::string(key) + " cannot be read", [&] {
       if (auto text = host_.Settings().Get(kSection, key)) use(*std::move(text));
-    } catch (const std::exception& error) {
-      host_.Trace("The setting " + std::string(key) + " cannot be read: " + error.what());
-      Inform("Error reading registry!", kCritical);
-    }
+    });
+    if (!isRead) Inform("Error reading registry!", kCritical);
   };
   read("LastFile", [this](std::string text) { file_.name = std::move(text); });
   read("LogFile", [this](std::string text) { currentLogName_ = std::move(text); });
@@ -81,31 +80,23 @@ void TarnScaleServer::ReadSettingsStore() {
 }
 
 void TarnScaleServer::OpenLogQuietly(const std::function<void()>& open) {
-  try {
-    open();
-  } catch (const std::exception& error) {
-    host_.Trace("The activity log " + currentLogName_ + " cannot be opened: " + error.what());
-  }
+  Attempt(host_, "The activity log " + currentLogName_ + " cannot be opened", open);
 }
 
 bool TarnScaleServer::StartsEachScale(StartMode mode) {
   if (mode != StartMode::AsSettingsSay) return mode == StartMode::EachScale;
-  try {
+  bool each = false;
+  Attempt(host_, "The setting StartEachScale cannot be read", [&] {
     const auto text = host_.Settings().Get(kSection, "StartEachScale");
-    return text && BooleanFromText(*text);
-  } catch (const std::exception& error) {
-    host_.Trace(std::string("The setting StartEachScale cannot be read: ") + error.what());
-    return false;
-  }
+    each = text && BooleanFromText(*text);
+  });
+  return each;
 }
 
 void TarnScaleServer::ShutDown() {
   if (!std::exchange(running_, false)) return;
-  try {
-    host_.Settings().Set(kSection, "LastFile", file_.name);
-  } catch (const std::exception& error) {
-    host_.Trace(std::string("The last settings file cannot be remembered: ") + error.what());
-  }
+  Attempt(host_, "The last settings file cannot be remembered",
+          [this] { host_.Settings().Set(kSection, "LastFile", file_.name); });
   for (Subscription& subscription : onScaleChanged_) subscription.Reset();
   scales_.Clear();
   site_->Close();
@@ -120,8 +111,7 @@ void TarnScaleServer::RequireRunning() const {
   if (!running_) ThrowObjectNotSet("The scale server has shut down");
 }
 
-// --- Settings file
-// --------------------------------------------------------------------------------
+// --- Settings file ---------------------------------------------------------------------------
 
 void TarnScaleServer::LoadScaleSettings(bool INITNEW) {
   RequireRunning();
@@ -130,10 +120,9 @@ void TarnScaleServer::LoadScaleSettings(bool INITNEW) {
 
 bool TarnScaleServer::LoadCurrentFile() {
   std::optional<PropertyBag> bag;
-  try {
-    bag = ReadSettingsFile(host_.Files(), file_.name);
-  } catch (const std::exception& error) {
-    host_.Trace(file_.name + " cannot be loaded: " + error.what());
+  const bool isRead = Attempt(host_, file_.name + " cannot be loaded",
+                              [&] { bag = ReadSettingsFile(host_.Files(), file_.name); });
+  if (!isRead) {
     unreadableFile_ = AbsoluteFileName();
     Inform("Can't open configuration settings file: " + file_.name, kExclamation);
     return false;
@@ -161,13 +150,13 @@ void TarnScaleServer::NewConfiguration() {
 void TarnScaleServer::SaveScaleSettings() {
   RequireRunning();
   PropertyBag bag;
-  try {
+  const bool saved = Attempt(host_, file_.name + " cannot be saved", [&] {
     bag = scales_.Save();
     KeepUnreadableFile();
     WriteSettingsFile(host_.Files(), file_.name, bag);
     host_.Settings().Set(kSection, "LastFile", file_.name);
-  } catch (const std::exception& error) {
-    host_.Trace(file_.name + " cannot be saved: " + error.what());
+  });
+  if (!saved) {
     Inform("Can't write configuration settings file: " + file_.name, kExclamation);
     return;
   }
@@ -196,8 +185,8 @@ void TarnScaleServer::ReportPlaces(const std::string& what,
   Inform(text, kExclamation);
 }
 
-/// A setting that persists and was written makes the configuration dirty. The lamps persist too,
-/// but they are the server's own doing.
+/// Writing a persistent setting makes the configuration dirty. The lamps are persistent too, but it
+/// is the server that writes them.
 void TarnScaleServer::WatchChanges() {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     auto& subscription = onScaleChanged_[static_cast<std::size_t>(number - 1)];
@@ -214,8 +203,7 @@ void TarnScaleServer::Inform(const std::string& message, std::int32_t style) {
   InfoMessage.Raise(message, style);
 }
 
-// --- Log
-// ------------------------------------------------------------------------------------------
+// --- Log -------------------------------------------------------------------------------------
 
 void TarnScaleServer::LoggingEnabled(bool enabled) {
   RequireRunning();
@@ -229,19 +217,14 @@ void TarnScaleServer::CurrentLogName(std::string name) {
   RequireRunning();
   currentLogName_ = std::move(name);
   host_.Settings().Set(kSection, "LogFile", currentLogName_);
-  // The new log opens even when the old one could not be written out; the caller hears of it.
-  std::exception_ptr closing;
-  try {
-    Log().Close();
-  } catch (const std::exception&) {
-    closing = std::current_exception();
-  }
+  // The new log is opened even if closing the old one fails; that error propagates afterwards.
+  FirstFailure closing;
+  closing.Try([this] { Log().Close(); });
   Log().Open(currentLogName_);
-  if (closing) std::rethrow_exception(closing);
+  closing.Rethrow();
 }
 
-// --- Scales
-// ---------------------------------------------------------------------------------------
+// --- Scales ----------------------------------------------------------------------------------
 
 std::string TarnScaleServer::GetServerPath(std::int32_t /*value*/) const {
   return host_.ProgramFolder();
@@ -269,11 +252,7 @@ void TarnScaleServer::SetComPortsUsed() {
 
 /// An empty slot ends the marking, as it ends every operation on the whole table; a load goes on.
 void TarnScaleServer::MarkPortsQuietly() {
-  try {
-    SetComPortsUsed();
-  } catch (const AutomationError& error) {
-    host_.Trace(std::string("Not all serial ports in use are known: ") + error.what());
-  }
+  Attempt(host_, "Not all serial ports in use are known", [this] { SetComPortsUsed(); });
 }
 
 bool TarnScaleServer::GetComPortUsed(std::int32_t portNo) const {

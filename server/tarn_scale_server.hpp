@@ -35,7 +35,7 @@ struct StartFailure {
 /// thread of the message loop; the host outlives the server.
 ///
 /// Problems of the settings store and the settings file reach clients only as InfoMessage. Errors
-/// of scales, connections and protocols pass to the caller.
+/// of scales, connections and protocols propagate to the caller.
 class TarnScaleServer {
  public:
   /// Message-box styles of InfoMessage.
@@ -79,29 +79,29 @@ class TarnScaleServer {
   void SaveScaleSettings();
   /// Error 91 at an empty slot.
   void SetComPortsUsed();
-  /// False for every number outside 1 to 31: port 32 is never marked, by long-standing behaviour.
+  /// False for every number outside 1 to 31. Deliberately port 32 is never marked.
   bool GetComPortUsed(std::int32_t portNo) const;
-  /// Starts the enabled scales in order; the first error ends it and reaches the caller.
+  /// Starts the enabled scales in order; the first error ends that and propagates to the caller.
   void RunAllScales();
   void StopAllScales();
-  /// Error 9 outside 1 to 32. None for a slot whose scale could not be restored.
+  /// Error 9 outside 1 to 32. Null for a slot whose scale could not be restored.
   std::shared_ptr<TarnScale> GetScale(std::int16_t sno) const;
 
   Event<const std::string&, std::int32_t> InfoMessage;  ///< message, style
 
   // Beside the published interface.
 
-  /// Starts every enabled scale on its own: one that fails is reported through InfoMessage and in
-  /// the result, and the others run.
+  /// Starts every enabled scale. One that fails is reported through InfoMessage and in the result;
+  /// the others start all the same.
   std::vector<StartFailure> RunEachScale();
-  /// The failures of the start-up, before any client could hear of them.
+  /// The failures of the start-up, when no client could have subscribed yet.
   const std::vector<StartFailure>& StartFailures() const { return startFailures_; }
 
-  /// Ends the server: remembers the settings file, lets the scales go, closes the log, unloads the
-  /// host form. A client that still holds the object gets error 91 where it would need the server.
+  /// Ends the server: stores the name of the settings file, releases the scales, closes the log and
+  /// unloads the host form. Members that need the server are error 91 afterwards.
   void ShutDown();
-  /// Closes all that another server needs: ports, sockets, the log. For a server that is built
-  /// inside the last events of this one's shut-down, which then goes on. Raises nothing.
+  /// Closes what another server needs: ports, sockets and the log. Called for a server that is
+  /// created during the last events of this one's shut-down, which then continues. No events.
   void MakeWay();
 
  private:

@@ -9,15 +9,15 @@
 
 namespace tarn {
 
-/// The first connection object of the process builds the server inside its own creation, with its
-/// settings loaded and its scales started; the last one to go takes the server down. All on the
+/// Creating the first connection object of the process creates the server, loads its settings and
+/// starts its scales; destroying the last one shuts the server down. All of that happens on the
 /// thread of the message loop.
 ///
-/// A client that creates one inside the events of the shut-down gets a fresh server, for which the
-/// one that ends makes way first.
+/// A client that creates one during the events of the shut-down gets a new server; the old one
+/// first closes what the new one needs.
 class TarnServerConnection {
  public:
-  /// Errors of the start-up, which leave no server behind.
+  /// Errors of the start-up propagate, and leave no server behind.
   explicit TarnServerConnection(Host& host, StartMode mode = StartMode::AsSettingsSay);
   TarnServerConnection(const TarnServerConnection&) = delete;
   TarnServerConnection& operator=(const TarnServerConnection&) = delete;

@@ -1,4 +1,4 @@
-// One exchange with a terminal: the request that is built and the reply that is taken apart.
+// One exchange with a terminal: a request that is built and a reply that is decoded.
 //
 //   offset  0    1    2-3   4-13    14-23   24   25   26   27-28  29-
 //           char pri. type  source  dest.   cmd  sts  seq  length data
@@ -17,9 +17,9 @@
 
 namespace tarn {
 
-/// Holds one request and one reply at a time. No operation throws: whatever fails, or finds too
-/// little in the reply, flags an error and gives 0, false or nothing. The flag stays until the next
-/// request is begun; loading a reply does not clear it.
+/// Holds one request and one reply at a time. No operation throws: one that fails, or finds too few
+/// bytes in the reply, sets the error flag and returns 0, false or an empty value. The flag stays
+/// set until the next request is begun; loading a reply does not clear it.
 ///
 /// Texts are UTF-8; on the wire they are bytes of the user's code page. "Available" is the number
 /// of data bytes that the caller counts on, the length of its variable, not the length of the

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <exception>
 #include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "platform/attempt.hpp"
 #include "platform/utf8.hpp"
 #include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
@@ -31,7 +31,7 @@ constexpr std::size_t kReplyNameStart = 7;
 constexpr std::size_t kReplyNameLength = 6;
 constexpr std::size_t kLengthByte = 27;
 
-/// What a read over the terminals' own network may bring.
+/// Bytes that a read over the terminals' own network may return.
 constexpr std::int32_t kNetworkBuffer = 20;
 
 // Bits of the second character of the status, but for the motion in the first.
@@ -116,37 +116,35 @@ void KesSDProtocol::scaleNum(std::string_view letter) {
 
 void KesSDProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
   Protocol::myScale(scale);
-  onUpdateWeight_ = scale ? scale->UpdateWeight.Subscribe([this] { mvarmyScale_UpdateWeight(); })
-                          : Subscription();
+  onUpdateWeight_ =
+      scale ? scale->UpdateWeight.Subscribe(this, &KesSDProtocol::mvarmyScale_UpdateWeight)
+            : Subscription();
 }
 
 void KesSDProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (connection != mvarConnection) {
+  if (connection != connection_) {
     onDataArrival_.Reset();
-    mvarSocket_.reset();
+    mvarSocket.reset();
     ClearValues();
   }
   Protocol::Connection(std::move(connection));
 }
 
 void KesSDProtocol::Connect() {
-  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection_);
   if (!ethernet) return;
   const auto scale = myScale();
   const std::int16_t number = Required(scale, "The protocol has no scale").ScaleNumber();
-  mvarSocket_ = ethernet->TakeSocket(number, scale->Site());
-  onDataArrival_ = mvarSocket_
-                       ? mvarSocket_->DataArrival.Subscribe([this](std::int32_t bytesTotal) {
-                           mvarSocket_DataArrival(bytesTotal);
-                         })
-                       : Subscription();
+  mvarSocket = ethernet->TakeSocket(number, scale->Site());
+  onDataArrival_ =
+      mvarSocket ? mvarSocket->DataArrival.Subscribe(this, &KesSDProtocol::mvarSocket_DataArrival)
+                 : Subscription();
   ethernet->SocketProtocol(kUdp);
   ethernet->LocalPort(static_cast<std::int16_t>(kLocalPortBase + number));
   ethernet->RemotePort(kTerminalPort);
 }
 
-// --- Commands
-// -------------------------------------------------------------------------------------
+// --- Commands --------------------------------------------------------------------------------
 
 void KesSDProtocol::C() {
   WriteCommand(kClearCommand, "1");
@@ -171,14 +169,13 @@ void KesSDProtocol::WriteCommand(std::size_t command, std::string_view value) {
 }
 
 void KesSDProtocol::WriteVariable(std::string_view name, std::string_view value) {
-  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(mvarConnection))
+  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(connection_))
     network->WriteValue(name, value, static_cast<std::int32_t>(value.size()));
   else
     SendWriteRequest(name, value);
 }
 
-// --- Requests
-// -------------------------------------------------------------------------------------
+// --- Requests --------------------------------------------------------------------------------
 
 void KesSDProtocol::SendReadRequest(std::string_view name) {
   SendRequest(kReadCommand, name, {});
@@ -190,9 +187,9 @@ void KesSDProtocol::SendWriteRequest(std::string_view name, std::string_view val
 
 void KesSDProtocol::SendRequest(std::uint8_t command, std::string_view name,
                                 std::string_view value) {
-  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection_);
   Required(ethernet, "The protocol has no Ethernet connection");
-  const auto socket = mvarSocket_;
+  const auto socket = mvarSocket;
   Required(socket, "The Ethernet connection has no socket");
 
   sequence_ = sequence_ < kLastSequence ? static_cast<std::uint8_t>(sequence_ + 1) : 0;
@@ -208,28 +205,26 @@ void KesSDProtocol::SendRequest(std::uint8_t command, std::string_view name,
   CopyTo(request, offsetof(MessageHeaderStruct, source), kServerName);
   CopyTo(request, offsetof(MessageHeaderStruct, destination),
          system_.Locale().ToBytes(ethernet->NodeName()).append(system_.Locale().ToBytes(name)));
-  // A name that is too long for its field has run into these.
+  // A name that is too long for its field has overwritten these.
   std::memcpy(request.data() + offsetof(MessageHeaderStruct, command), &header.command,
               kMessageHeaderLength - offsetof(MessageHeaderStruct, command));
   CopyTo(request, kMessageHeaderLength, value);
   socket->SendData(request);
 }
 
-// --- The read cycle
-// -------------------------------------------------------------------------------
+// --- The read cycle --------------------------------------------------------------------------
 
 void KesSDProtocol::mvarmyScale_UpdateWeight() {
-  const auto self = shared_from_this();
   const auto scale = myScale();
   // A scale that is disabled while it runs keeps its updates, but not its line.
   if (!scale || scale->Disabled()) return;
-  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(mvarConnection))
+  if (const auto network = std::dynamic_pointer_cast<ArcNetConnection>(connection_))
     ReadNetwork(*network);
   else if (cycleComplete_ == 1 || !scale->ActivityLED())
     BeginCycle();
 }
 
-/// The gross weight is left out, deliberately, and so nothing is published.
+/// Deliberately does not read the gross weight, so that nothing is published.
 void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
   static constexpr std::pair<Variable, std::int32_t> kReads[] = {
       {kStatus, 3}, {kNet, 13}, {kTare, 13}, {kUnits, 4}};
@@ -245,12 +240,10 @@ void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
 
 bool KesSDProtocol::ReadVariable(ArcNetConnection& network, Pair& pair, std::int32_t length) {
   std::string buffer(static_cast<std::size_t>(kNetworkBuffer), '\0');
-  try {
-    if (network.ReadValue(pair.name, buffer, length, kNetworkBuffer) == 0) return false;
-  } catch (const std::exception& error) {
-    Trace(error.what());
-    return false;
-  }
+  std::int32_t result = 0;
+  Attempt(system_, Name(),
+          [&] { result = network.ReadValue(pair.name, buffer, length, kNetworkBuffer); });
+  if (result == 0) return false;
   pair.value = buffer;
   return true;
 }
@@ -265,20 +258,14 @@ void KesSDProtocol::BeginCycle() {
   AskFor(kStatus);
 }
 
-/// Clients' handlers of the same tick must not miss it because a line is down.
+/// A failure must not keep clients' handlers of the same tick from being called.
 void KesSDProtocol::AskFor(Variable variable) {
-  if (!mvarSocket_ || !std::dynamic_pointer_cast<EthernetConnection>(mvarConnection)) return;
-  try {
-    SendReadRequest(values_[variable].name);
-  } catch (const std::exception& error) {
-    Trace(error.what());
-  }
+  if (!mvarSocket || !std::dynamic_pointer_cast<EthernetConnection>(connection_)) return;
+  Attempt(system_, Name(), [&] { SendReadRequest(values_[variable].name); });
 }
 
 void KesSDProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
-  // Handlers of the record's events may replace this protocol.
-  const auto self = shared_from_this();
-  const auto socket = mvarSocket_;
+  const auto socket = mvarSocket;
   const std::string data = socket->GetData();
   std::string_view left = data;
   std::int64_t consumed = 0;
@@ -286,7 +273,7 @@ void KesSDProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
   do {
     const std::size_t length = kMessageHeaderLength + ByteAt(left, kLengthByte);
     if (left.size() < kMessageHeaderLength || left.size() < length) {
-      Trace("A reply is cut short");
+      system_.Trace(Name() + ": A reply is cut short");
       break;
     }
     TakeReply(left.substr(kReplyNameStart, kReplyNameLength),
@@ -314,8 +301,8 @@ std::string KesSDProtocol::WeightText(std::string_view value) const {
   return LocalizeDecimal(system_.Locale().FromBytes(ExtractText(value)), decimalSeparator_);
 }
 
-/// Every arrival comes here; while the values of a complete reading stay, it is published again,
-/// deliberately.
+/// Called for every arrival. Deliberately a complete reading is published again as long as its
+/// values stay.
 void KesSDProtocol::PublishWeight() {
   const auto missing = [](const Pair& pair) { return pair.value.empty(); };
   if (std::any_of(values_.begin(), values_.end(), missing)) return;
@@ -338,7 +325,7 @@ void KesSDProtocol::PublishWeight() {
     return;
   }
   weight.Motion((first & kMotionBit) != 0);
-  // One request for each time that the bit comes up.
+  // One request each time the bit changes to set.
   const bool print = (second & kPrintBit) != 0;
   if (print && !printLatch_) scale->printRequest(false);
   printLatch_ = print;
@@ -349,9 +336,9 @@ void KesSDProtocol::PublishWeight() {
   weight.OutOfRange(false);
 }
 
-void KesSDProtocol::Trace(const std::string& what) const {
+std::string KesSDProtocol::Name() const {
   const auto scale = myScale();
-  system_.Trace((scale ? scale->AliasName() : std::string("A scale")) + ": " + what);
+  return scale ? scale->AliasName() : "A scale";
 }
 
 }  // namespace tarn

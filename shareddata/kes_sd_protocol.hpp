@@ -1,9 +1,10 @@
 // The weight of a terminal read from five of its shared-data variables, and the scale's commands as
 // writes of others.
 //
-// One reading is a chain over datagrams: status is asked for, each reply asks for the next variable
-// (gross, net, tare, units), the last one completes the reading. A tick of the scale's update timer
-// starts the chain when the last one is complete or the scale is silent.
+// One reading is a chain of datagrams: the status is requested first, each reply triggers the
+// request of the next variable (gross, net, tare, units), and the last reply completes the reading.
+// A tick of the scale's update timer starts a new chain when the last one is complete or the scale
+// is silent.
 #pragma once
 
 #include <array>
@@ -23,14 +24,15 @@ namespace tarn {
 
 /// Works over an Ethernet connection by datagrams (local port 1700 + scale number, remote port
 /// 1701) and over the terminals' own network. Commands over Ethernet without a socket are error 91;
-/// other errors of socket and network reach the caller of a command. In the read cycle they are
-/// traced.
+/// other errors of socket and network propagate to the caller of a command. In the read cycle
+/// they are traced.
 ///
 /// Deliberate: on the terminal network the gross weight is not read, and since a reading needs all
 /// five values, a scale there publishes none.
 class KesSDProtocol final : public Protocol, public std::enable_shared_from_this<KesSDProtocol> {
  public:
   static constexpr std::string_view kClassName = "KesSDProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::KesSharedData;
 
   explicit KesSDProtocol(ScaleSite& site);
 
@@ -40,8 +42,8 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void WriteProperties(PropertyBag& bag) const override;
 
   ProtocolType pType() const override { return Protocol::pType(); }
-  /// Error 6 beyond 16 bits: as such the type is saved here, so another would come back as a
-  /// different one.
+  /// Error 6 beyond 16 bits: the type is saved as such, and a larger one would be restored as
+  /// another.
   void pType(ProtocolType type) override;
 
   /// The terminal's scale letter, kept in lower case; it makes the names of the variables. Only "a"
@@ -54,7 +56,7 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
 
   std::shared_ptr<_Connection> Connection() const override { return Protocol::Connection(); }
-  /// Another one, or none, lets go of the socket and of what was read over the former one.
+  /// Any other connection, or null, releases the socket and discards what was read.
   void Connection(std::shared_ptr<_Connection> connection) override;
   void Connect() override;
   void C() override;
@@ -89,10 +91,11 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void SendReadRequest(std::string_view name);
   void SendWriteRequest(std::string_view name, std::string_view value);
   void SendRequest(std::uint8_t command, std::string_view name, std::string_view value);
-  void Trace(const std::string& what) const;
+  /// In traces.
+  std::string Name() const;
 
   Host& system_;
-  std::shared_ptr<SocketControl> mvarSocket_;
+  std::shared_ptr<SocketControl> mvarSocket;
   std::uint8_t sequence_ = 0;
   std::string decimalSeparator_;
   std::string scaleNum_;

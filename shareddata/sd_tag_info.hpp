@@ -1,4 +1,4 @@
-// A tag: what describes one variable of a terminal, and its last value.
+// A tag: the description of one variable of a terminal, and its last value.
 #pragma once
 
 #include <cstdint>
@@ -71,7 +71,7 @@ class SDTagInfo final : public Persistable {
   void TriggerRequired(bool required) { Set(triggerRequired_, required, "TriggerRequired"); }
   bool TriggerRequired() const { return triggerRequired_; }
 
-  /// Declared for clients; deliberately nobody raises it.
+  /// Declared for clients; deliberately never raised.
   Event<> NewData;
 
  private:

@@ -11,12 +11,12 @@
 
 namespace tarn {
 
-/// Clients read and enumerate; the configurations fill it. Keys compare without regard to case.
+/// Clients read and enumerate it; configurations fill it. Keys compare without regard to case.
 class SDVariables final {
  public:
   using Tag = std::shared_ptr<SDTagInfo>;
 
-  /// None where the key or the position (from 1) does not exist.
+  /// Null where the key or the position (from 1) does not exist.
   Tag Item(std::string_view key) const;
   Tag Item(std::int32_t position) const;
   std::int32_t Count() const { return static_cast<std::int32_t>(tags_.Count()); }

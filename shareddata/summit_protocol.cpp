@@ -1,11 +1,11 @@
 #include "shareddata/summit_protocol.hpp"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 #include "base/automation_error.hpp"
 #include "connections/ethernet_connection.hpp"
+#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
 #include "shareddata/data_sets.hpp"
@@ -25,17 +25,17 @@ constexpr std::int16_t kTerminalPort = 1701;
 constexpr std::int32_t kTriggerPace = 10;   ///< until triggers are looked at again
 constexpr std::int32_t kRoundPace = 1000;   ///< between rounds of a scale without update interval
 constexpr std::int32_t kReadTimeout = 500;  ///< of a single read
-/// A single read ends even when nothing ticks any more.
+/// The limit of a single read even when the tick has stopped.
 constexpr std::int32_t kLongestRead = 1000;
 
-/// Trigger reads after which a tag is read whatever the triggers say.
+/// Trigger reads after which a tag is read regardless of the triggers.
 constexpr std::int16_t kTriggerPatience = 2;
 constexpr std::size_t kTriggerNameLength = 5;
 /// A configuration that never ends its list is a client's mistake.
 constexpr std::int16_t kMostTriggers = 100;
 
-/// Whether an object stands where nobody has put one of his own: none, the base class, or what the
-/// engine brought for another type.
+/// Whether the engine may replace an object: null, the base class, or what the engine provided for
+/// another type.
 bool GivesWay(const std::shared_ptr<Persistable>& object, std::string_view base,
               std::string_view broughtBefore) {
   if (!object) return true;
@@ -43,8 +43,8 @@ bool GivesWay(const std::shared_ptr<Persistable>& object, std::string_view base,
   return object->ClassName() == base || object->ClassName() == broughtBefore;
 }
 
-/// The next reply stands behind the data that this one announces, also where it cannot be loaded:
-/// data must not be taken for a header.
+/// The next reply follows the data that this one announces, even if this one cannot be loaded: data
+/// must not be taken for a header.
 std::size_t WholeLength(std::string_view reply) {
   if (reply.size() < kMessageHeaderLength) return reply.size();
   return kMessageHeaderLength + DataLength(HeaderOf(reply));
@@ -77,12 +77,11 @@ void SummitProtocol::Configuration(std::shared_ptr<_SummitConfig> configuration)
   const auto self = weak_from_this().lock();
   configuration_ = configuration ? std::move(configuration) : std::make_shared<SummitConfig>();
   onConfigurationChanged_ = configuration_->PropertyChanged.Subscribe(
-      [this](std::string_view) { ConfigurationHasChanged(); });
+      this, [this](std::string_view) { ConfigurationHasChanged(); });
   ConfigurationHasChanged();
 }
 
 void SummitProtocol::ConfigurationHasChanged() {
-  const auto self = weak_from_this().lock();
   if (pollingIndex_ > 0) EndRound();
   PropertyChanged.Raise("Configuration");
   if (const auto data = Data()) Attempt([&] { data->ConfigurationChanged(); });
@@ -99,13 +98,15 @@ void SummitProtocol::BringPair(ProtocolType former) {
   const DataSet* set = FindDataSet(pType());
   if (set == nullptr) return;
   const DataSet* formerSet = former == pType() ? nullptr : FindDataSet(former);
-  const DataSet before = formerSet == nullptr ? DataSet{} : *formerSet;
-  if (GivesWay(configuration_, SummitConfig::kClassName, before.configuration)) {
-    Configuration(NewObject<_SummitConfig>(*site_, set->configuration));
+  const auto brought = [&](const ClassRow DataSet::*part) {
+    return formerSet == nullptr ? std::string_view() : (formerSet->*part).name;
+  };
+  if (GivesWay(configuration_, SummitConfig::kClassName, brought(&DataSet::configuration))) {
+    Configuration(NewObject<_SummitConfig>(*site_, set->configuration.name));
   }
   const auto scale = myScale();
-  if (scale && GivesWay(scale->SummitData(), "SummitData", before.data)) {
-    scale->SummitData(NewObject<_SummitData>(*site_, set->data));
+  if (scale && GivesWay(scale->SummitData(), SummitData::kClassName, brought(&DataSet::data))) {
+    scale->SummitData(NewObject<_SummitData>(*site_, set->data.name));
   }
 }
 
@@ -124,15 +125,14 @@ void SummitProtocol::myScale(const std::shared_ptr<TarnScale>& scale) {
 }
 
 void SummitProtocol::Connection(std::shared_ptr<_Connection> connection) {
-  if (connection != mvarConnection) Disconnect();
+  if (connection != connection_) Disconnect();
   Protocol::Connection(std::move(connection));
 }
 
 void SummitProtocol::Connect() {
-  const auto self = shared_from_this();
   Disconnect();
   BringPair(pType());
-  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(mvarConnection);
+  const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(connection_);
   if (!ethernet) return;
   const auto scale = myScale();
   ScaleSite& site = Required(scale, "The protocol has no scale").Site();
@@ -143,14 +143,13 @@ void SummitProtocol::Connect() {
   ethernet->RemotePort(kTerminalPort);
   if (!mvarSocket) return;
 
-  onArrival_ = mvarSocket->DataArrival.Subscribe(
-      [this](std::int32_t bytesTotal) { mvarSocket_DataArrival(bytesTotal); });
+  onArrival_ = mvarSocket->DataArrival.Subscribe(this, &SummitProtocol::mvarSocket_DataArrival);
   myScaleActivityTimer = std::make_unique<ActivityTimer>(site.TickTimer());
-  onActivityTimer_ =
-      myScaleActivityTimer->TimedOutEvent.Subscribe([this] { myScaleActivityTimer_TimedOut(); });
+  onActivityTimer_ = myScaleActivityTimer->TimedOutEvent.Subscribe(
+      this, &SummitProtocol::myScaleActivityTimer_TimedOut);
   myTriggerUpdateTimer = std::make_unique<ActivityTimer>(site.TickTimer());
-  onTriggerTimer_ =
-      myTriggerUpdateTimer->TimedOutEvent.Subscribe([this] { myTriggerUpdateTimer_TimedOut(); });
+  onTriggerTimer_ = myTriggerUpdateTimer->TimedOutEvent.Subscribe(
+      this, &SummitProtocol::myTriggerUpdateTimer_TimedOut);
   OfferAccess();
   resetTriggersDue_ = true;
   // The connection opens the socket only after this, so the first round waits for the timer.
@@ -191,7 +190,7 @@ SummitProtocol::Turn SummitProtocol::TakeTurn() {
   return {++turn_, shared_from_this(), myScale(), configuration_, Data()};
 }
 
-/// A scale that has stopped, or has another data object, gets a whole round when it goes on.
+/// A scale that was stopped, or got another data object, starts again with a whole round.
 bool SummitProtocol::Holds(const Turn& turn) {
   if (turn.number != turn_) return false;
   if (turn.data == Data() && IsRunning()) return true;
@@ -199,15 +198,9 @@ bool SummitProtocol::Holds(const Turn& turn) {
   return false;
 }
 
-/// Runs what may call a client's object or handler; false when it threw.
+/// Runs code that may call a client's object or handler; false when it threw.
 bool SummitProtocol::Attempt(const std::function<void()>& work) const {
-  try {
-    work();
-    return true;
-  } catch (const std::exception& error) {
-    site_->System().Trace(std::string("Terminal variables: ") + error.what());
-  }
-  return false;
+  return tarn::Attempt(site_->System(), "Terminal variables", work);
 }
 
 // --- Messages ---------------------------------------------------------------------------------
@@ -216,8 +209,8 @@ std::string SummitProtocol::Destination(std::string_view variable) const {
   return nodeName_ + "/" + std::string(variable);
 }
 
-/// Every request is built in a fresh message: a shorter name would leave the end of a longer one
-/// behind it.
+/// Every request is built in a new message, since a shorter name would leave the end of a longer
+/// one in place.
 bool SummitProtocol::BeginRequest(std::optional<KesMessage>& message, bool write,
                                   std::string_view variable, std::uint8_t sequence) {
   message.emplace(site_->System().Locale());
@@ -321,7 +314,6 @@ SDAccessStatus SummitProtocol::WriteTag(const std::shared_ptr<SDTagInfo>& tag,
 
 /// A datagram may hold several replies, one behind the other.
 void SummitProtocol::mvarSocket_DataArrival(std::int32_t /*bytesTotal*/) {
-  const auto self = shared_from_this();
   const auto socket = mvarSocket;
   if (!IsRunning()) return;
   const std::string received = socket->GetData();
@@ -357,7 +349,7 @@ bool SummitProtocol::Load(std::optional<KesMessage>& message, std::string_view b
   return length > 0;
 }
 
-/// Whichever node the reply says it comes from.
+/// Compares the variable only, whichever node the reply names.
 bool SummitProtocol::Names(const KesMessage& reply, const std::string& variable) {
   return reply.ReplySource().ends_with("/" + variable);
 }
@@ -367,8 +359,7 @@ void SummitProtocol::TakePollingReply(std::string_view bytes) {
   if (pollingIndex_ >= 1 && hasData) FilePolledReply();
 }
 
-/// A late answer of a read that was given up belongs to another variable than the one that waits,
-/// and changes nothing.
+/// A late answer to an abandoned read names another variable than the pending one, and is ignored.
 void SummitProtocol::TakeReadReply(std::string_view bytes) {
   const bool hasData = Load(readMessage_, bytes);
   const auto pending = pendingRead_;
@@ -417,8 +408,8 @@ void SummitProtocol::FilePolledReply() {
   PollNextTag(turn);
 }
 
-/// A trigger that the configuration knows as a tag reaches the data object, which thereby learns
-/// that the triggers are complete.
+/// A trigger that the configuration knows as a tag is delivered to the data object, which decides
+/// from it whether the triggers are complete.
 void SummitProtocol::FileTriggerReply() {
   const auto trigger =
       std::find_if(readTriggers_.begin(), readTriggers_.end(),
@@ -472,8 +463,7 @@ void SummitProtocol::PollNextTag(const Turn& turn) {
     RequestPolledTag(turn, tag);
 }
 
-/// Without a time-out of the scale nobody watches for the reply; the variable is then asked for
-/// again after a while.
+/// If the scale has no time-out, the request is repeated after a while instead.
 void SummitProtocol::RequestPolledTag(const Turn& turn, const std::shared_ptr<SDTagInfo>& tag) {
   if (!BeginRequest(pollingMessage_, false, tag->TagName(), kPolling)) {
     FailRound();
@@ -496,7 +486,7 @@ void SummitProtocol::CompleteRound(const Turn& turn) {
   if (!Holds(turn)) return;
   Attempt([&] {
     _SummitData& data = Required(turn.data);
-    // The terminal answers again: an error of an earlier round is over.
+    // The terminal answers again, which ends an error of an earlier round.
     if (!errorInRound_ && data.CommLossError() && Holds(turn)) data.CommLossError(false);
     if (Holds(turn) && !errorInRound_ && data.NoDataError() && Holds(turn)) data.NoDataError(false);
     if (Holds(turn)) data.DataUpdated();
@@ -522,8 +512,8 @@ void SummitProtocol::EndRound() {
   myTriggerUpdateTimer->TimeoutTime(interval > 0 ? interval : kRoundPace);
 }
 
-/// Once for the replies of a datagram that cannot be read, until a value has come between them: the
-/// data object has no values left to lose, and its clients need not hear it a thousand times.
+/// Reports only once for consecutive replies of a datagram that cannot be read: the data object has
+/// no more values to lose, and its clients need not be notified again.
 void SummitProtocol::ReportNoData() {
   errorInRound_ = true;
   if (std::exchange(datagram_.noDataReported, true)) return;
@@ -532,7 +522,7 @@ void SummitProtocol::ReportNoData() {
 
 /// The data object loses its values, so the next round begins with the first variable. Deliberately
 /// the loss is also reported when the scale has been stopped since the request; only a scale that
-/// has left its server is quiet.
+/// has left its server reports nothing.
 void SummitProtocol::myScaleActivityTimer_TimedOut() {
   const Turn turn = TakeTurn();
   EndRound();

@@ -26,15 +26,16 @@
 
 namespace tarn {
 
-/// What is read tells the configuration, what arrives goes to the scale's SummitData; a pType of 20
-/// to 23 brings a matching pair of both where none was given. Both may be a client's own objects:
-/// what they throw is a value that failed, and is traced. Speaks over an Ethernet connection only,
-/// from local port 1700 + the scale's number to port 1701; over any other it is silent.
+/// The configuration says which variables are read; the values go to the scale's SummitData. A
+/// pType of 20 to 23 provides a matching pair of both unless a client has set its own. An exception
+/// from either is traced, and the value counts as failed. Works over an Ethernet connection only,
+/// from local port 1700 + the scale's number to port 1701; over any other it does nothing.
 class SummitProtocol final : public Protocol,
                              public TagAccess,
                              public std::enable_shared_from_this<SummitProtocol> {
  public:
   static constexpr std::string_view kClassName = "SummitProtocol";
+  static constexpr ProtocolClass kFamily = ProtocolClass::SummitDataClass;
 
   explicit SummitProtocol(std::shared_ptr<ScaleSite> site);
   ~SummitProtocol() override;
@@ -46,8 +47,8 @@ class SummitProtocol final : public Protocol,
 
   // Published members, in the order of the interface.
 
-  /// None puts a new base SummitConfig in its place. The data object hears of every change of the
-  /// configuration through ConfigurationChanged, and the round starts again.
+  /// Null sets a new base SummitConfig. Every change of the configuration notifies the data object
+  /// through ConfigurationChanged, and restarts the round.
   void Configuration(std::shared_ptr<_SummitConfig> configuration);
   std::shared_ptr<_SummitConfig> Configuration() const override { return configuration_; }
   void Disconnect() override;
@@ -55,19 +56,24 @@ class SummitProtocol final : public Protocol,
   void Connect() override;
 
   using Protocol::pType;
-  /// A base configuration or data object, and what the former type had brought, gives way to the
-  /// pair of the new type.
+  /// Replaces a base configuration or data object, and what the former type provided, by those of
+  /// the new type.
   void pType(ProtocolType type) override;
 
   using Protocol::myScale;
-  /// Another one, or none, ends whatever is under way.
+  /// A different one, or null, ends everything that is in progress.
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
   using Protocol::Connection;
-  /// Another one, or none, ends whatever is under way.
+  /// A different one, or null, ends everything that is in progress.
   void Connection(std::shared_ptr<_Connection> connection) override;
   using Protocol::WeightData;
-  /// The record then shows that no weights come.
+  /// The record then shows that there are no weights.
   void WeightData(std::shared_ptr<tarn::WeightData> record) override;
+
+  std::string_view CommandHindrance(OperatorCommand command) const override {
+    return GoesToTerminal(command) ? "its protocol has no commands"
+                                   : "its protocol has no weights to print";
+  }
 
   // For the data object.
 
@@ -82,8 +88,8 @@ class SummitProtocol final : public Protocol,
   };
 
   /// One step of a round, from a timer or a reply up to the next request. It owns what it works
-  /// with: whatever is asked on the way may be a client's object, and that may let go of the scale,
-  /// the configuration, the data object and this engine.
+  /// with: every object that it calls may be a client's, which may release the scale, the
+  /// configuration, the data object and this engine.
   struct Turn {
     std::uint32_t number;
     std::shared_ptr<SummitProtocol> engine;
@@ -91,7 +97,7 @@ class SummitProtocol final : public Protocol,
     std::shared_ptr<_SummitConfig> configuration;
     std::shared_ptr<_SummitData> data;
   };
-  /// What has become of the datagram at hand, or of the timer's step.
+  /// The state of the datagram, or of the timer's step, that is being processed.
   struct Datagram {
     std::set<std::string> filed;  ///< variables
     bool noDataReported = false;
@@ -100,8 +106,8 @@ class SummitProtocol final : public Protocol,
 
   /// Ends the turn that there was.
   Turn TakeTurn();
-  /// Whether the turn goes on; asked after every call of what may be a client's. When it does not,
-  /// what follows has been arranged for.
+  /// Whether the turn goes on, to be checked after every call of an object that may be a client's.
+  /// If it does not, the next round has already been scheduled.
   bool Holds(const Turn& turn);
   bool Attempt(const std::function<void()>& work) const;
 
@@ -166,7 +172,7 @@ class SummitProtocol final : public Protocol,
   std::weak_ptr<_SummitData> roundData_;
   bool resetTriggersDue_ = false;
   bool errorInRound_ = false;
-  /// The number of the turn that holds. Whatever ends what was under way counts it up.
+  /// The number of the present turn; whatever ends that turn increases it.
   std::uint32_t turn_ = 0;
   Datagram datagram_;
 

@@ -1,5 +1,4 @@
-// What a data object asks of the engine that it belongs to, when its clients read and write single
-// variables.
+// How a data object reads and writes single variables through the engine that it belongs to.
 #pragma once
 
 #include <memory>
@@ -28,7 +27,8 @@ class TagAccess {
   virtual SDAccessStatus WriteTag(const std::shared_ptr<SDTagInfo>& tag, const TagValue& value) = 0;
 };
 
-/// A data object that wants it, given when the engine connects and before every round.
+/// A data object that uses the access. The engine passes it in when it connects and before every
+/// round.
 class TagAccessUser {
  public:
   TagAccessUser() = default;

@@ -1,4 +1,4 @@
-// How the values of tags travel in messages.
+// The values of tags in messages.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,7 @@ bool IsReadSingly(SDTagType type);
 void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg);
 
 /// The reply's data into the data object, arrays element by element as long as it goes on; false
-/// where the data did not decode. What the data object throws passes through.
+/// where the data did not decode. Exceptions of the data object propagate.
 bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
                        _SummitData& data, const std::function<bool()>& goesOn);
 

@@ -15,6 +15,19 @@ std::string Key(std::int32_t number) {
   return "Variable" + std::to_string(number);
 }
 
+std::string ShownText(const TagValue& value) {
+  if (const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&value)) {
+    std::string text;
+    for (const auto byte : *bytes) text += (text.empty() ? "" : " ") + std::to_string(byte);
+    return text;
+  }
+  try {
+    return ToText(value, ".");
+  } catch (const AutomationError&) {
+    return "?";  // an object of a client
+  }
+}
+
 }  // namespace
 
 /// The first number that is missing ends the list. A client may have given two tags the same easy
@@ -93,6 +106,13 @@ TarnKesBasicConfig::TagInfo TarnKesBasicConfig::GetTagInfoByIndex(std::int16_t T
 
 std::int16_t TarnKesBasicConfig::GetTagInfoCount() const {
   return static_cast<std::int16_t>(polled_.size());
+}
+
+std::vector<NamedValue> TarnKesBasicConfig::NamedValues() const {
+  std::vector<NamedValue> values;
+  for (const TagInfo& tag : polled_)
+    values.push_back({tag->EasyIndex(), ShownText(tag->TagData())});
+  return values;
 }
 
 }  // namespace tarn

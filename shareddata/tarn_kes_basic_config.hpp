@@ -44,6 +44,9 @@ class TarnKesBasicConfig final : public SummitConfig {
   TagInfo GetTagInfoByIndex(std::int16_t TagIndex) const override;
   std::int16_t GetTagInfoCount() const override;
 
+  /// Of the polled variables, by their easy indexes.
+  std::vector<NamedValue> NamedValues() const override;
+
  private:
   void WatchTags();
   void TagsChanged();

@@ -35,11 +35,11 @@ SDAccessStatus TarnKesBasicData::SDRead(const std::string& EasyIndex, TagValue& 
   if (!access) return SDAccessStatus::READ_FAILURE;
   const TagInfo tag = TagOf(*access, EasyIndex);
   if (!tag) return SDAccessStatus::INVALID_TAG;
-  // A client may have made the tag too short for its type; what is read would be an invented 0.
+  // A client may have made the tag too short for its type; the result would be an invented 0.
   if (!IsReadSingly(tag->TagType()) || tag->TagDataLen() < ElementWidth(tag->TagType())) {
     return SDAccessStatus::WRONG_DATA_TYPE;
   }
-  // A tag of its own, so that the value that clients see changes only when another has come.
+  // Reads into a separate tag, so that the value that clients see changes only on success.
   const auto read = std::make_shared<SDTagInfo>();
   read->TagName(tag->TagName());
   read->TagType(tag->TagType());

@@ -1,5 +1,6 @@
 #include "shareddata/tarn_orbix_diag_data.hpp"
 
+#include "shareddata/array_text.hpp"
 #include "shareddata/tarn_orbix_diag_config.hpp"
 
 namespace tarn {
@@ -29,6 +30,15 @@ void TarnOrbixDiagData::SetLongData(std::int32_t TagData, std::int16_t dataIndex
   if (Required(myTagInfo).EasyIndex() == TarnOrbixDiagConfig::kCounts) {
     counts_[dataIndex + 1] = TagData;
   }
+}
+
+std::vector<NamedValue> TarnOrbixDiagData::NamedValues() const {
+  return {
+      Named("ScanTable", ScanTable()),
+      Named("CellCounts", CellCountsArray()),
+      Named("CellErrorNumber", CellErrorNumberArray()),
+      Named("CellOverloadStatus", CellOverloadStatusArray()),
+  };
 }
 
 }  // namespace tarn

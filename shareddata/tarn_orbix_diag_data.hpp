@@ -42,6 +42,8 @@ class TarnOrbixDiagData final : public TerminalData {
                         const TagInfo& myTagInfo) override;
   void SetLongData(std::int32_t TagData, std::int16_t dataIndex, const TagInfo& myTagInfo) override;
 
+  std::vector<NamedValue> NamedValues() const override;
+
  private:
   void Clear() override;
 

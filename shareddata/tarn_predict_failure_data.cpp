@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "shareddata/array_text.hpp"
 #include "shareddata/tarn_predict_failure_config.hpp"
 
 namespace tarn {
@@ -16,7 +17,7 @@ void TarnPredictFailureData::Clear() {
 
 void TarnPredictFailureData::SetBitData(bool TagData, const TagInfo& myTagInfo) {
   const std::int32_t entry =
-      NumberOf(TarnPredictFailureConfig::kEstimating, Required(myTagInfo).TagName());
+      PlaceInList(TarnPredictFailureConfig::kEstimating, Required(myTagInfo).TagName());
   if (entry > 0) estimating_[entry] = TagData;
 }
 
@@ -55,6 +56,19 @@ void TarnPredictFailureData::SetLongData(std::int32_t TagData, std::int16_t data
   } else if (name == "pcl07") {
     zeroDrifts_[dataIndex + 1] = TagData;
   }
+}
+
+std::vector<NamedValue> TarnPredictFailureData::NamedValues() const {
+  return {
+      Named("ScanTable", ScanTable()),
+      Named("ReplacementCell", ReplacementCellArray()),
+      Named("BadCell", BadCellArray()),
+      Named("SymmetryFailure", SymmetryFailureArray()),
+      Named("EstimatingWeightStatus", EstimatingWeightStatusArray()),
+      Named("CellZeroDriftStatus", CellZeroDriftStatusArray()),
+      Named("CellSymFailCounter", CellSymFailCounterArray()),
+      Named("CellZeroDriftCounter", CellZeroDriftCounterArray()),
+  };
 }
 
 }  // namespace tarn

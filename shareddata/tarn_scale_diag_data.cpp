@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "base/number_text.hpp"
+#include "shareddata/array_text.hpp"
 #include "shareddata/tarn_scale_diag_config.hpp"
 
 namespace tarn {
@@ -17,7 +18,7 @@ constexpr char kKindWithByte = 'P';
 
 TarnScaleDiagData::TarnScaleDiagData(ScaleSite& site) : locale_(site.System().Locale()) {}
 
-/// Where a whole number of a variable is filed.
+/// Where a whole number of a variable is stored.
 struct TarnScaleDiagData::LongRule {
   std::string_view prefix;
   std::string_view suffix;
@@ -43,7 +44,7 @@ void TarnScaleDiagData::ResetState() {
 
 void TarnScaleDiagData::SetBitData(bool TagData, const TagInfo& myTagInfo) {
   const std::int32_t scale =
-      NumberOf(TarnScaleDiagConfig::kCriticalErrors, Required(myTagInfo).TagName());
+      PlaceInList(TarnScaleDiagConfig::kCriticalErrors, Required(myTagInfo).TagName());
   if (scale > 0) criticalError_[scale] = TagData;
 }
 
@@ -101,7 +102,7 @@ void TarnScaleDiagData::SetDoubleData(double TagData, std::int16_t /*dataIndex*/
   }
 }
 
-/// A zero byte ends the text, as it ends every text of the terminal's.
+/// A zero byte ends the text, as in all texts of the terminal.
 void TarnScaleDiagData::SetCharArrayData(std::vector<std::uint8_t>& TagData, std::int16_t dataLen,
                                          const TagInfo& myTagInfo) {
   const TagPlace place(Required(myTagInfo).TagName());
@@ -111,6 +112,25 @@ void TarnScaleDiagData::SetCharArrayData(std::vector<std::uint8_t>& TagData, std
   const auto start = TagData.begin();
   const auto end = std::find(start, start + static_cast<std::ptrdiff_t>(length), std::uint8_t{0});
   lastError_[place.scale] = locale_.FromBytes(std::string(start, end));
+}
+
+std::vector<NamedValue> TarnScaleDiagData::NamedValues() const {
+  return {
+      Named("ScaleCalZeroCounts", ScaleCalZeroCountsArray()),
+      Named("ScaleCurrentZeroCounts", ScaleCurrentZeroCountsArray()),
+      Named("ScaleCalHighCounts", ScaleCalHighCountsArray()),
+      Named("ScaleCalHighWeight", ScaleCalHighWeightArray()),
+      Named("ScaleCalMidCounts", ScaleCalMidCountsArray()),
+      Named("ScaleCalMidWeight", ScaleCalMidWeightArray()),
+      Named("ScaleCriticalError", ScaleCriticalErrorArray()),
+      Named("LastScaleError", LastScaleErrorArray()),
+      Named("ScaleErrorCounter", ScaleErrorCounterArray()),
+      Named("WeighmentCounter", WeighmentCounterArray()),
+      Named("ScaleOverloadCounter", ScaleOverloadCounterArray()),
+      Named("ScaleImpactCounter", ScaleImpactCounterArray()),
+      Named("ScaleZeroCounter", ScaleZeroCounterArray()),
+      Named("ScaleZeroFailCounter", ScaleZeroFailCounterArray()),
+  };
 }
 
 }  // namespace tarn

@@ -86,6 +86,8 @@ class TarnScaleDiagData final : public TerminalData {
   /// ResetState or clearing on.
   std::int16_t PresentScales() const { return presentScales_; }
 
+  std::vector<NamedValue> NamedValues() const override;
+
  private:
   struct LongRule;
 

@@ -1,4 +1,4 @@
-// What the data sets have in common: the error flags, clearing, the events.
+// The common part of the data sets: error flags, clearing and events.
 #pragma once
 
 #include <cstdint>
@@ -15,16 +15,16 @@ class TerminalData : public SummitData {
  public:
   std::string_view DataObjectName() const override { return ClassName(); }
 
-  /// Setting it clears the values and raises NewDataReady, then CommLossError; unsetting it raises
+  /// Setting it clears the values and raises NewDataReady, then CommLossError; clearing it raises
   /// nothing.
   void CommLossError(bool value) override;
   bool CommLossError() const override { return commLossError_; }
-  /// Setting it clears the values and raises NewDataReady; unsetting it raises nothing.
+  /// Setting it clears the values and raises NewDataReady; clearing it raises nothing.
   void NoDataError(bool value) override;
   bool NoDataError() const override { return noDataError_; }
   void ConfigurationChanged() override { ConfigChanged.Raise(); }
   void DataUpdated() override { NewDataReady.Raise(); }
-  /// Unsets both flags, without events.
+  /// Clears both flags, without events.
   void ResetState() override;
 
   Event<> CommLossErrorEvent;
@@ -39,8 +39,8 @@ class TerminalData : public SummitData {
   bool noDataError_ = false;
 };
 
-/// Where the name of a terminal variable says that its value belongs: the first two characters, the
-/// scale by the third, the last two. Scale 0 for a third character that is none of 1 to 4.
+/// The place of a value, taken from the name of its variable: the first two characters, the scale
+/// number, which is the third, and the last two. Scale 0 where the third is not 1 to 4.
 struct TagPlace {
   explicit TagPlace(std::string_view tagName);
   bool Is(std::string_view otherPrefix, std::string_view otherSuffix) const {
@@ -61,9 +61,9 @@ auto FindRule(const Table& table, const TagPlace& place) -> decltype(&*table.beg
   return nullptr;
 }
 
-/// The number, from 1, of a name in a list; 0 where it is not there.
+/// Where a name stands in a list, from 1; 0 where it is not there.
 template <class Names>
-std::int32_t NumberOf(const Names& names, std::string_view name) {
+std::int32_t PlaceInList(const Names& names, std::string_view name) {
   std::int32_t number = 0;
   for (const std::string_view candidate : names) {
     ++number;

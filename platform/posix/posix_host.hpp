@@ -1,3 +1,4 @@
+// The host on POSIX systems, which hands out what the other files of this folder implement.
 #pragma once
 
 #include "platform/library_terminal_network.hpp"

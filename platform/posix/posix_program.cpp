@@ -1,3 +1,4 @@
+// What a program learns about itself and its user on POSIX systems.
 #include <poll.h>
 #include <pwd.h>
 #include <unistd.h>

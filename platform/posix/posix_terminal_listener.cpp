@@ -43,7 +43,6 @@ void PosixTerminalListener::Attach() {
   if (!listener) fail(errno);
   // A connection that was dropped a moment ago must not keep the port from its next use.
   SetOption(listener, SOL_SOCKET, SO_REUSEADDR, 1);
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the way of this interface
   const auto* address = reinterpret_cast<const sockaddr*>(&place);
   if (::bind(listener.Get(), address, sizeof place) < 0) fail(errno);
   if (::listen(listener.Get(), SOMAXCONN) < 0) fail(errno);

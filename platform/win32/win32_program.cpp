@@ -1,3 +1,4 @@
+// What a program learns about itself and its user on Windows.
 #include <windows.h>
 // Needs the types of the header above.
 #include <shellapi.h>

@@ -43,7 +43,6 @@ void Win32TerminalListener::Attach() {
   if (InetPtonA(AF_INET, address_.c_str(), &place.sin_addr) != 1) fail(WSAEINVAL);
   Socket listener(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
   if (!listener) fail(WSAGetLastError());
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the way of this interface
   const auto* address = reinterpret_cast<const sockaddr*>(&place);
   if (::bind(listener.Get(), address, sizeof place) != 0) fail(WSAGetLastError());
   if (::listen(listener.Get(), SOMAXCONN) != 0) fail(WSAGetLastError());
@@ -70,7 +69,6 @@ void Win32TerminalListener::Accept() {
   if (!client) return;
   // Each piece goes out as it was written, as a terminal sends its keep-alive texts.
   const BOOL noDelay = TRUE;
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the way of this interface
   ::setsockopt(client.Get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay),
                sizeof noDelay);
   WSAEventSelect(client.Get(), happened_.Get(), FD_READ | FD_CLOSE);

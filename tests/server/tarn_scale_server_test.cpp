@@ -5,14 +5,17 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "connections/no_connection.hpp"
 #include "connections/serial_connection.hpp"
+#include "scale/dialects.hpp"
 #include "server/class_registry.hpp"
 #include "server/settings_file.hpp"
 #include "server/tarn_server_connection.hpp"
+#include "shareddata/data_sets.hpp"
 #include "tests/support/scale_fixture.hpp"
 
 namespace tarn {
@@ -541,11 +544,29 @@ TEST_F(ServerTest, AClientThatComesInsideTheShutDownGetsAFreshServer) {
   EXPECT_FALSE(PortIsOpen(1) || PortIsOpen(2));
 }
 
-TEST(ClassRegistry, MakesEveryClassUnderItsOwnName) {
+/// A protocol that lacks its row, its dialects or its family shows here.
+TEST(ClassRegistry, MakesEveryClassAndHasAProtocolForEveryDialectThatUsersMayChoose) {
   FakeHost host;
   const auto site = std::make_shared<ServerSite>(host);
-  for (const auto name : ClassNames()) {
-    EXPECT_EQ(CreateClass(name, site)->ClassName(), name);
+  std::multiset<ProtocolClass> spoken;
+  for (const ClassRow& row : RegisteredClasses()) {
+    const auto made = CreateClass(row.name, site);
+    EXPECT_EQ(made->ClassName(), row.name);
+    const auto protocol = std::dynamic_pointer_cast<_Protocol>(made);
+    EXPECT_EQ(protocol != nullptr, row.role == ClassRow::Role::Protocol) << row.name;
+    if (!protocol || row.word.empty()) continue;
+    spoken.insert(row.family);
+    made->InitProperties();
+    const Dialect* first = FindDialect(protocol->pType());
+    ASSERT_NE(first, nullptr) << row.name;
+    EXPECT_TRUE(first->family == row.family || first->type == ProtocolType::NoProtType) << row.name;
+  }
+  for (const Dialect& dialect : kDialects) {
+    EXPECT_EQ(spoken.count(dialect.family), dialect.word.empty() ? 0 : 1) << dialect.name;
+  }
+  for (const DataSet& set : DataSets()) {
+    EXPECT_EQ(CreateClass(set.data.name, site)->ClassName(), set.data.name);
+    EXPECT_EQ(CreateClass(set.configuration.name, site)->ClassName(), set.configuration.name);
   }
   EXPECT_EQ(ErrorOf([&] { CreateClass("tarnscale", site); }), 429);
 }

@@ -88,7 +88,7 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
       {{"connection=serial"}, {"type=short"}},
       {kSerial, {"port=0", "port=32768", "port=/dev/ttyS0", "baud=34800", "baud="}},
       {kSerial, {"parity=x", "parity=evenly", "databits=9", "stopbits=3", "type=GSE550"}},
-      {kSerial, {"type=29"}},
+      {kSerial, {"type=99"}},
       {{"protocol=mira"}, {"type=none", "type=standard", "type=gse550"}},
       {{"protocol=generic", "type=gse550"}, {"type=none", "type=sir"}},
       {{"protocol=shared-data", "letter=c"}, {"letter=", "letter=f", "letter=ab", "type=short"}},
@@ -163,7 +163,7 @@ TEST(ProtocolTypeNames, EveryDialectIsFoundByItsNameWordAndNumber) {
   }
   EXPECT_EQ(ProtocolTypeName(ProtocolType{24}), "CardinalScbdContinuous");
   EXPECT_EQ(ProtocolTypeName(ProtocolType{-1}), "-1");
-  for (const char* none : {"29", "-1", "", "01"}) EXPECT_FALSE(ParseProtocolType(none)) << none;
+  for (const char* none : {"99", "-1", "", "01"}) EXPECT_FALSE(ParseProtocolType(none)) << none;
 }
 
 TEST_F(ScaleKeysTest, NetworkConnectionsHaveKeysOfTheirOwn) {

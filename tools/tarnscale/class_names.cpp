@@ -1,77 +1,23 @@
 #include "tools/tarnscale/class_names.hpp"
 
-#include <array>
-#include <cstddef>
+#include <cstdint>
 #include <memory>
 
-#include "base/automation_error.hpp"
 #include "base/number_text.hpp"
 #include "connections/arcnet_connection.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
+#include "scale/dialects.hpp"
+#include "server/class_registry.hpp"
 
 namespace tarn::tool {
 namespace {
 
-constexpr std::array kConnections = {
-    ClassChoice{"none", "NoConnection"},
-    ClassChoice{"serial", "SerialConnection"},
-    ClassChoice{"ethernet", "EthernetConnection"},
-    ClassChoice{"arcnet", "ArcNetConnection"},
-};
-
-constexpr std::array kProtocols = {
-    ClassChoice{"none", "NoProtocol"},
-    ClassChoice{"continuous", "TarnContinuousProtocol"},
-    ClassChoice{"template", "DemandTemplateProtocol"},
-    ClassChoice{"tcp-template", "KesDemandTemplateProtocol"},
-    ClassChoice{"variables", "SummitProtocol"},
-    ClassChoice{"mira", "MiraProtocol"},
-    ClassChoice{"generic", "GenericProtocol"},
-    ClassChoice{"shared-data", "KesSDProtocol"},
-};
-
-/// In the order of the numbers.
-struct TypeName {
-  std::string_view name;
-  std::string_view word = {};
-};
-
-constexpr std::array<TypeName, 29> kTypes = {{
-    {"NoProtType", "none"},
-    {"TarnContinuousStandard", "standard"},
-    {"TarnContinuousStandardSetpoint", "standard-setpoint"},
-    {"TarnContinuousStandardCount", "standard-count"},
-    {"TarnContinuousShort", "short"},
-    {"TarnContinuousShortSetpoint", "short-setpoint"},
-    {"Mira_Level_0_SIR", "sir"},
-    {"Mira_Level_0_Mode_Commands", "mode-commands"},
-    {"Demand_GTN"},
-    {"Demand_GTN_ID_T_D"},
-    {"Demand_GTN_ID_T_D_Pieces"},
-    {"HostAlder"},
-    {"HostBirch"},
-    {"HostCedar"},
-    {"KesSharedDataType", "shared-data"},
-    {"KesSQLType"},
-    {"FenBalanceType"},
-    {"RowanBCType"},
-    {"DemandTemplateType", "template"},
-    {"KesDemandTemplateType", "tcp-template"},
-    {"OrbixDiagDataType", "cells"},
-    {"PredictFailureDataType", "prediction"},
-    {"ScaleDiagDataType", "diagnostics"},
-    {"KesBasicDataType", "basic"},
-    {"CardinalScbdContinuous", "cardinal"},
-    {"FairbanksAutoComp", "fairbanks"},
-    {"GSE550", "gse550"},
-    {"RiceLakeCCSerial", "ricelake"},
-    {"WeighTronixWI120", "wi120"},
-}};
-
-const TypeName* FindType(ProtocolType type) {
-  const auto index = static_cast<std::size_t>(type);  // a negative number becomes a huge index
-  return index < kTypes.size() ? &kTypes[index] : nullptr;
+const ClassRow* RowNamed(std::string_view className) {
+  for (const ClassRow& row : RegisteredClasses()) {
+    if (row.name == className) return &row;
+  }
+  return nullptr;
 }
 
 std::string SerialText(const SerialConnection& serial) {
@@ -85,48 +31,63 @@ std::string SerialText(const SerialConnection& serial) {
 
 }  // namespace
 
-std::span<const ClassChoice> ConnectionChoices() {
-  return kConnections;
-}
-std::span<const ClassChoice> ProtocolChoices() {
-  return kProtocols;
+const ClassRow* FindClass(Role role, std::string_view text) {
+  for (const ClassRow& row : RegisteredClasses()) {
+    if (row.role != role || row.word.empty()) continue;
+    if (EqualIgnoringCase(text, row.word) || EqualIgnoringCase(text, row.name)) return &row;
+  }
+  return nullptr;
 }
 
-std::string ChoiceOf(std::span<const ClassChoice> choices, std::string_view className) {
-  for (const ClassChoice& choice : choices) {
-    if (choice.className == className) return std::string(choice.choice);
+std::vector<std::string_view> WordsOf(Role role) {
+  std::vector<std::string_view> words;
+  for (const ClassRow& row : RegisteredClasses()) {
+    if (row.role == role && !row.word.empty()) words.push_back(row.word);
   }
-  return std::string(className);
+  return words;
 }
 
-std::string ListOf(std::span<const ClassChoice> choices) {
-  std::string list;
-  for (const ClassChoice& choice : choices) {
-    if (!list.empty()) list += ", ";
-    list += choice.choice;
-  }
-  return list;
+std::string WordOf(std::string_view className) {
+  const ClassRow* row = RowNamed(className);
+  return std::string(row == nullptr || row->word.empty() ? className : row->word);
+}
+
+ProtocolClass FamilyOf(std::string_view className) {
+  const ClassRow* row = RowNamed(className);
+  return row == nullptr ? ProtocolClass::NoProt : row->family;
 }
 
 std::string ProtocolTypeName(ProtocolType type) {
-  const TypeName* found = FindType(type);
-  return found ? std::string(found->name) : std::to_string(static_cast<std::int32_t>(type));
+  const Dialect* dialect = FindDialect(type);
+  return dialect ? std::string(dialect->name) : std::to_string(static_cast<std::int32_t>(type));
 }
 
 std::string ProtocolTypeWord(ProtocolType type) {
-  const TypeName* found = FindType(type);
-  return found && !found->word.empty() ? std::string(found->word) : ProtocolTypeName(type);
+  const Dialect* dialect = FindDialect(type);
+  return dialect && !dialect->word.empty() ? std::string(dialect->word) : ProtocolTypeName(type);
 }
 
 std::optional<ProtocolType> ParseProtocolType(std::string_view text) {
-  for (std::size_t i = 0; i < kTypes.size(); ++i) {
-    const bool isName = EqualIgnoringCase(text, kTypes[i].name);
-    const bool isWord = !kTypes[i].word.empty() && EqualIgnoringCase(text, kTypes[i].word);
-    if (isName || isWord || text == std::to_string(i)) {
-      return ProtocolType{static_cast<std::int32_t>(i)};
-    }
+  for (const Dialect& dialect : kDialects) {
+    const bool isWord = !dialect.word.empty() && EqualIgnoringCase(text, dialect.word);
+    const auto number = std::to_string(static_cast<std::int32_t>(dialect.type));
+    if (isWord || EqualIgnoringCase(text, dialect.name) || text == number) return dialect.type;
   }
   return std::nullopt;
+}
+
+std::vector<std::string_view> WordsOf(ProtocolClass family) {
+  std::vector<std::string_view> words;
+  for (const Dialect& dialect : kDialects) {
+    if (dialect.family == family && !dialect.word.empty()) words.push_back(dialect.word);
+  }
+  return words;
+}
+
+std::string Joined(const std::vector<std::string_view>& words, std::string_view separator) {
+  std::string list;
+  for (const std::string_view word : words) list.append(list.empty() ? "" : separator).append(word);
+  return list;
 }
 
 std::string ConnectionText(const TarnScale& scale) {
@@ -141,16 +102,16 @@ std::string ConnectionText(const TarnScale& scale) {
   if (const auto arcnet = std::dynamic_pointer_cast<ArcNetConnection>(connection)) {
     return arcnet->AddressPrefix().empty() ? "arcnet, no address" : arcnet->AddressPrefix();
   }
-  return ChoiceOf(ConnectionChoices(), connection->ClassName());
+  return WordOf(connection->ClassName());
 }
 
 std::string ProtocolText(const TarnScale& scale) {
   const auto protocol = scale.Protocol();
   if (!protocol) return {};
-  std::string choice = ChoiceOf(ProtocolChoices(), protocol->ClassName());
-  if (protocol->pType() == ProtocolType::NoProtType) return choice;
+  std::string word = WordOf(protocol->ClassName());
+  if (protocol->pType() == ProtocolType::NoProtType) return word;
   const std::string type = ProtocolTypeWord(protocol->pType());
-  return type == choice ? choice : choice + " " + type;
+  return type == word ? word : word + " " + type;
 }
 
 }  // namespace tarn::tool

@@ -1,3 +1,4 @@
+// monitor: shows the scales of a settings file live in a terminal.
 #include <chrono>
 #include <cstdint>
 #include <memory>

@@ -19,11 +19,10 @@ using Kind = ScaleEvent::Kind;
 constexpr int kPage = 10;
 constexpr char kControlC = '\x03';
 
-/// A fixed-layout scale ends every frame with no data: its weight stands while the terminal is
-/// heard.
+/// A weight that the no-data state follows at once stands while the terminal is heard.
 bool KeepsWeight(const TarnScale& scale) {
   const auto protocol = scale.Protocol();
-  return protocol && TypeToClass(protocol->pType()) == ProtocolClass::Generic &&
+  return protocol && protocol->ReadingsEndWithNoData() &&
          (scale.ActivityLED() || !scale.ErrorLED());
 }
 
@@ -201,7 +200,7 @@ bool MonitorModel::HandleCharacter(char character) {
   if (character == 'd') Disable();
   const ScaleCommand* command = FindCommandKey(character);
   if (command == nullptr || slots_.empty()) return true;
-  if (command->kind == ScaleCommand::Kind::PresetTare)
+  if (command->command == OperatorCommand::PresetTare)
     tareText_.emplace();
   else
     Give(*command);
@@ -253,7 +252,7 @@ void MonitorModel::Give(const ScaleCommand& command, double tare) {
     const std::string hindrance = CommandHindrance(*slot.scale, command);
     if (!hindrance.empty()) return ": " + hindrance;
     GiveCommand(*slot.scale, command, tare);
-    return command.toTerminal ? " sent" : " asked for";
+    return GoesToTerminal(command.command) ? " sent" : " asked for";
   });
 }
 

@@ -49,7 +49,7 @@ class MonitorModel {
     std::shared_ptr<TarnScale> scale;  ///< none where it could not be restored
     bool failedToStart = false;
     std::optional<std::string> lastState;
-    std::optional<Reading> reading;  ///< of a fixed-layout scale: its latest weight
+    std::optional<Reading> reading;  ///< the latest weight, where no data follows each
     std::uint64_t messages = 0;
     std::uint64_t messagesBefore = 0;
     double readingsPerSecond = 0;

@@ -1,3 +1,4 @@
+// run: runs the scales of a settings file and writes what happens, a line each.
 #include <chrono>
 #include <cstdint>
 #include <memory>

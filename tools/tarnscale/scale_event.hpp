@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "scale/named_value.hpp"
 #include "scale/print_data.hpp"
 #include "scale/tarn_record_template_data.hpp"
 #include "scale/weight_data.hpp"
@@ -41,11 +42,8 @@ std::string WeightsText(const Reading& reading);
 /// The flags that are set, as words: "motion net".
 std::string StateText(const Reading& reading);
 
-/// One field of a template record.
-struct Field {
-  std::string name;
-  std::string value;
-};
+/// One field of a template record, or one value of the terminal's variables.
+using Field = NamedValue;
 /// As many as the record's template has.
 std::vector<Field> FieldsOf(const TarnRecordTemplateData& record);
 /// "Id=A17, Net=12.50".

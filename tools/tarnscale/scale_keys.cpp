@@ -13,6 +13,7 @@
 #include "connections/ethernet_connection.hpp"
 #include "connections/reconnector.hpp"
 #include "connections/serial_connection.hpp"
+#include "server/class_registry.hpp"
 #include "shareddata/data_sets.hpp"
 #include "shareddata/kes_sd_protocol.hpp"
 #include "shareddata/summit_protocol.hpp"
@@ -80,15 +81,21 @@ KeyValue PieceValue(PieceFunction<Index> piece, Index index) {
 }
 
 template <class Index>
-Index ParsePiece(PieceFunction<Index> piece, std::string_view text) {
-  std::string known;
-  for (std::int32_t i = 0;; ++i) {
-    const std::string_view candidate = PieceText(piece, Index{i});
-    if (candidate.empty()) break;
-    if (EqualIgnoringCase(text, candidate)) return Index{i};
-    known += (known.empty() ? "" : ", ") + std::string(candidate);
+std::vector<std::string_view> PieceWords(PieceFunction<Index> piece) {
+  std::vector<std::string_view> words;
+  for (std::int32_t i = 0; !PieceText(piece, Index{i}).empty(); ++i) {
+    words.push_back(PieceText(piece, Index{i}));
   }
-  throw UsageError("write one of " + known);
+  return words;
+}
+
+template <class Index>
+Index ParsePiece(PieceFunction<Index> piece, std::string_view text) {
+  const auto words = PieceWords(piece);
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (EqualIgnoringCase(text, words[i])) return Index{static_cast<std::int32_t>(i)};
+  }
+  throw UsageError("write one of " + Joined(words, ", "));
 }
 
 std::string_view ParityName(CommParity index) {
@@ -131,17 +138,13 @@ bool Has(const std::shared_ptr<Contract>& object, std::string_view className) {
   return object && object->ClassName() == className;
 }
 
-const ClassChoice& FindChoice(std::span<const ClassChoice> choices, std::string_view text) {
-  for (const ClassChoice& choice : choices) {
-    if (EqualIgnoringCase(text, choice.choice) || EqualIgnoringCase(text, choice.className)) {
-      return choice;
-    }
-  }
-  throw UsageError("write one of " + ListOf(choices));
+std::string_view ParseClass(Role role, std::string_view text) {
+  if (const ClassRow* row = FindClass(role, text)) return row->name;
+  throw UsageError("write one of " + Joined(WordsOf(role), ", "));
 }
 
 void SetConnection(TarnScale& scale, ScaleSite& site, std::string_view text) {
-  const std::string_view className = FindChoice(ConnectionChoices(), text).className;
+  const std::string_view className = ParseClass(Role::Connection, text);
   // The one that is there keeps its settings.
   if (Has(scale.Connection(), className)) return;
   const auto made = NewObject<_Connection>(site, className);
@@ -151,7 +154,7 @@ void SetConnection(TarnScale& scale, ScaleSite& site, std::string_view text) {
 }
 
 void SetProtocol(TarnScale& scale, ScaleSite& site, std::string_view text) {
-  const std::string_view className = FindChoice(ProtocolChoices(), text).className;
+  const std::string_view className = ParseClass(Role::Protocol, text);
   if (Has(scale.Protocol(), className)) return;
   scale.Protocol(NewObject<_Protocol>(site, className));
   // Without a letter it would have no variables to read.
@@ -168,23 +171,14 @@ std::int16_t ParsePort(std::string_view text) {
                  "that is"));
 }
 
-/// The words of the dialects that one protocol class speaks.
-std::string TypesOf(ProtocolClass family) {
-  std::string list;
-  for (std::int32_t i = 0; i <= static_cast<std::int32_t>(ProtocolType::WeighTronixWI120); ++i) {
-    if (TypeToClass(ProtocolType{i}) != family) continue;
-    list += (list.empty() ? "" : ", ") + ProtocolTypeWord(ProtocolType{i});
-  }
-  return list;
-}
-
-template <ProtocolClass family>
 void SetType(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
   const auto type = ParseProtocolType(text);
   // The one that is there can be set again, whatever it is.
   const bool present = type && *type == scale.Protocol()->pType();
+  const ProtocolClass family = FamilyOf(scale.Protocol()->ClassName());
   if (!present && (!type || TypeToClass(*type) != family)) {
-    throw UsageError("write one of " + TypesOf(family) + ", or the published name or number");
+    throw UsageError("write one of " + Joined(WordsOf(family), ", ") +
+                     ", or the published name or number");
   }
   scale.Protocol()->pType(*type);
 }
@@ -195,9 +189,28 @@ KeyValue TypeValue(const TarnScale& scale) {
 
 // --- The table --------------------------------------------------------------------------------
 
+/// As many of the words as a column of the help has room for.
+std::string Brief(const std::vector<std::string_view>& words) {
+  constexpr std::size_t kColumn = 27;
+  std::string list = Joined(words, "|");
+  if (list.size() <= kColumn) return list;
+  return list.substr(0, list.rfind('|', kColumn - 4) + 1) + "...";
+}
+
 constexpr std::string_view kSerial = SerialConnection::kClassName;
 constexpr std::string_view kEthernet = EthernetConnection::kClassName;
 constexpr std::string_view kArcNet = ArcNetConnection::kClassName;
+
+/// A protocol that speaks one dialect has no type to choose.
+void AppendTypeKeys(std::vector<ScaleKey>& table) {
+  for (const ClassRow& row : RegisteredClasses()) {
+    const auto words = WordsOf(row.family);
+    if (row.role != Role::Protocol || words.size() < 2) continue;
+    table.push_back({"type", Place::Protocol, row.name, Brief(words),
+                     "the dialect of " + std::string(row.word) + ": " + Joined(words, ", "),
+                     TypeValue, SetType});
+  }
+}
 
 std::vector<ScaleKey> MakeTable() {
   std::vector<ScaleKey> table = {
@@ -223,28 +236,29 @@ std::vector<ScaleKey> MakeTable() {
          s.ActivityTimeoutTime(ParseWhole(v, 0, std::numeric_limits<std::int32_t>::max(),
                                           "write whole milliseconds, 0 or more"));
        }},
-      {"connection", Place::Scale, "", "none|serial|ethernet|arcnet", "how the terminal is reached",
-       [](const TarnScale& s) -> KeyValue {
-         return ChoiceOf(ConnectionChoices(), Required(s.Connection()).ClassName());
-       },
+      {"connection", Place::Scale, "", Brief(WordsOf(Role::Connection)),
+       "how the terminal is reached",
+       [](const TarnScale& s) -> KeyValue { return WordOf(Required(s.Connection()).ClassName()); },
        SetConnection},
       {"port", Place::Connection, kSerial, "1..32767", "the serial port: 3 or COM3",
        [](const TarnScale& s) -> KeyValue { return Number(Serial(s).ComPort()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { Serial(s).ComPort(ParsePort(v)); }},
-      {"baud", Place::Connection, kSerial, "110..921600", "speed of the line",
+      {"baud", Place::Connection, kSerial, Brief(PieceWords(BaudRatePiece)), "speed of the line",
        [](const TarnScale& s) { return PieceValue(BaudRatePiece, Serial(s).BaudRate()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Serial(s).BaudRate(ParsePiece(BaudRatePiece, v));
        }},
-      {"parity", Place::Connection, kSerial, "none|even|odd|space|mark", "or the first letter",
+      {"parity", Place::Connection, kSerial, Brief(PieceWords(ParityName)), "or the first letter",
        [](const TarnScale& s) { return PieceValue(ParityName, Serial(s).Parity()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { Serial(s).Parity(ParseParity(v)); }},
-      {"databits", Place::Connection, kSerial, "4..8", "data bits of a character",
+      {"databits", Place::Connection, kSerial, Brief(PieceWords(DataBitsPiece)),
+       "data bits of a character",
        [](const TarnScale& s) { return PieceValue(DataBitsPiece, Serial(s).DataBits()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Serial(s).DataBits(ParsePiece(DataBitsPiece, v));
        }},
-      {"stopbits", Place::Connection, kSerial, "1|1.5|2", "stop bits of a character",
+      {"stopbits", Place::Connection, kSerial, Brief(PieceWords(StopBitsPiece)),
+       "stop bits of a character",
        [](const TarnScale& s) { return PieceValue(StopBitsPiece, Serial(s).StopBits()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Serial(s).StopBits(ParsePiece(StopBitsPiece, v));
@@ -287,21 +301,10 @@ std::vector<ScaleKey> MakeTable() {
        "the terminal's number there (one digit with one letter, or it has no address)",
        [](const TarnScale& s) -> KeyValue { return ArcNet(s).KestrelNum(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { ArcNet(s).KestrelNum(std::string(v)); }},
-      {"protocol", Place::Scale, "", "none|continuous|mira|...",
-       "none, continuous, template, tcp-template, mira, generic, shared-data, variables",
-       [](const TarnScale& s) -> KeyValue {
-         return ChoiceOf(ProtocolChoices(), Required(s.Protocol()).ClassName());
-       },
+      {"protocol", Place::Scale, "", Brief(WordsOf(Role::Protocol)),
+       "how it is talked to: " + Joined(WordsOf(Role::Protocol), ", "),
+       [](const TarnScale& s) -> KeyValue { return WordOf(Required(s.Protocol()).ClassName()); },
        SetProtocol},
-      {"type", Place::Protocol, "TarnContinuousProtocol", "standard|short|...",
-       "the layout: standard, standard-setpoint, standard-count, short, short-setpoint", TypeValue,
-       SetType<ProtocolClass::TarnContinuous>},
-      {"type", Place::Protocol, "MiraProtocol", "sir|mode-commands",
-       "whether the scale repeats its weight by itself or is asked for each", TypeValue,
-       SetType<ProtocolClass::Mira>},
-      {"type", Place::Protocol, "GenericProtocol", "cardinal|fairbanks|...",
-       "the layout: cardinal, fairbanks, gse550, ricelake, wi120", TypeValue,
-       SetType<ProtocolClass::Generic>},
       {"letter", Place::Protocol, KesSDProtocol::kClassName, "a|b|c|d|e",
        "letter of the scale at its terminal",
        [](const TarnScale& s) -> KeyValue { return SharedData(s).scaleNum(); },
@@ -312,10 +315,8 @@ std::vector<ScaleKey> MakeTable() {
          }
          SharedData(s).scaleNum(letter);
        }},
-      {"type", Place::Protocol, SummitProtocol::kClassName, "cells|prediction|...",
-       "the data set: cells, prediction, diagnostics, basic", TypeValue,
-       SetType<ProtocolClass::SummitDataClass>},
   };
+  AppendTypeKeys(table);
   AppendTemplateKeys(table);
   AppendVariableKeys(table);
   return table;
@@ -328,8 +329,8 @@ const std::vector<ScaleKey>& Table() {
 
 /// The dialect that brings a configuration.
 std::string DataSetWord(std::string_view configuration) {
-  for (const DataSet& set : kDataSets) {
-    if (set.configuration == configuration) return ProtocolTypeWord(set.type);
+  for (const DataSet& set : DataSets()) {
+    if (set.configuration.name == configuration) return ProtocolTypeWord(set.type);
   }
   return {};
 }
@@ -343,18 +344,16 @@ std::string WhereKeyBelongs(std::string_view name) {
       where += "protocol=variables type=" + DataSetWord(key.className);
       continue;
     }
-    const bool ofConnection = key.place == Place::Connection;
-    const auto choices = ofConnection ? ConnectionChoices() : ProtocolChoices();
     where += where.empty() ? "" : " or ";
-    where += ofConnection ? "connection=" : "protocol=";
-    where += ChoiceOf(choices, key.className);
+    where += key.place == Place::Connection ? "connection=" : "protocol=";
+    where += WordOf(key.className);
   }
   return where;
 }
 
 std::string PresentChoices(const TarnScale& scale) {
-  return "connection=" + ChoiceOf(ConnectionChoices(), Required(scale.Connection()).ClassName()) +
-         " protocol=" + ChoiceOf(ProtocolChoices(), Required(scale.Protocol()).ClassName());
+  return "connection=" + WordOf(Required(scale.Connection()).ClassName()) +
+         " protocol=" + WordOf(Required(scale.Protocol()).ClassName());
 }
 
 const ScaleKey& FindKey(const TarnScale& scale, std::string_view name) {

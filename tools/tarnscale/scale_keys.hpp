@@ -25,8 +25,8 @@ struct ScaleKey {
   /// The connection or protocol class, or the class of a terminal data set's configuration, that
   /// has the setting; the same key may have a row for each. Empty: there for every scale.
   std::string_view className;
-  std::string_view values;  ///< what may be written, for people
-  std::string_view help;    ///< empty where another row tells the same
+  std::string values;  ///< what may be written, for people
+  std::string help;    ///< empty where the row of another class says the same
   KeyValue (*get)(const TarnScale& scale);
   /// Throws UsageError, in words that follow "KEY=VALUE: ".
   void (*set)(TarnScale& scale, ScaleSite& site, std::string_view value);

@@ -31,7 +31,7 @@ const ScaleCommand& CommandOf(const SendOptions& options) {
 }
 
 double TareOf(const SendOptions& options, const ScaleCommand& command) {
-  const bool wanted = command.kind == ScaleCommand::Kind::PresetTare;
+  const bool wanted = command.command == OperatorCommand::PresetTare;
   if (!wanted && !options.value.empty()) {
     throw UsageError(std::string(command.name) + " takes no value");
   }
@@ -67,8 +67,8 @@ class SingleScale {
     }
     try {
       scale_->RunScale();
-      return command.toTerminal ? SendToTerminal(command, tare, patience)
-                                : TakePrint(command, patience);
+      return GoesToTerminal(command.command) ? SendToTerminal(command, tare, patience)
+                                             : TakePrint(command, patience);
     } catch (const AutomationError& error) {
       throw Failure(title_ + ": " + error.what());
     }
@@ -82,11 +82,11 @@ class SingleScale {
     if (const std::string condition = LineCondition(*scale_); !condition.empty()) {
       throw Failure(title_ + ": nothing can be sent: " + condition);
     }
-    if (CommandNeedsReading(*scale_)) AwaitReading(patience);
+    if (scale_->Protocol()->CommandsFollowReadings()) AwaitReading(patience);
     reading_.reset();
     GiveCommand(*scale_, command, tare);
     program_.Say(std::string(command.name) + " sent to " + title_);
-    if (command.kind == ScaleCommand::Kind::Print) return AwaitPrint(patience);
+    if (command.command == OperatorCommand::Print) return AwaitPrint(patience);
     WaitFor([this] { return interrupted_; }, kSettlingTime);
     return TellReading();
   }

@@ -70,7 +70,7 @@ void SetName(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
 template <std::size_t... positions>
 void AppendNames(std::vector<ScaleKey>& table, std::string_view className, bool first,
                  std::index_sequence<positions...> /*all*/) {
-  const auto help = [first](std::size_t position) -> std::string_view {
+  const auto help = [first](std::size_t position) -> std::string {
     return first && position == 0 ? "name of the first field; so field2= up to field20=" : "";
   };
   (table.push_back({kNameKeys[positions], Place::Protocol, className, "TEXT", help(positions),

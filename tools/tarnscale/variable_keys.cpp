@@ -136,8 +136,8 @@ void AppendVariableKeys(std::vector<ScaleKey>& table) {
         NameValue<&Orbix::OverloadStatusVariable>, SetName<&Orbix::OverloadStatusVariable>},
        {"scantable", Place::Configuration, kOrbix, "NAME", "the variable of the scan table",
         NameValue<&Orbix::ScanTableVariable>, SetName<&Orbix::ScanTableVariable>},
-       {"variables", Place::Configuration, TarnKesBasicConfig::kClassName, "LIST", kVariablesHelp,
-        VariablesValue, SetVariables}});
+       {"variables", Place::Configuration, TarnKesBasicConfig::kClassName, "LIST",
+        std::string(kVariablesHelp), VariablesValue, SetVariables}});
 }
 
 }  // namespace tarn::tool

@@ -68,8 +68,7 @@ void SharedDataTerminal::Receive(std::string_view datagram, const Peer& from) {
   if (reply && !options_.faults.silent.Holds(now_)) SendThroughFaults(std::move(*reply), from);
 }
 
-// --- What is asked
-// --------------------------------------------------------------------------------
+// --- What is asked ---------------------------------------------------------------------------
 
 std::optional<std::string> SharedDataTerminal::AnswerTo(std::string_view request) {
   if (request.size() < kMessageHeaderLength) {
@@ -143,8 +142,7 @@ std::string SharedDataTerminal::LiveBytes(LiveValue value) {
   return units += '\0';
 }
 
-// --- What goes wrong on the way
-// -------------------------------------------------------------------
+// --- What goes wrong on the way --------------------------------------------------------------
 
 void SharedDataTerminal::SendThroughFaults(std::string reply, const Peer& to) {
   const ReplyFaults& faults = options_.faults;
