@@ -30,6 +30,9 @@ struct HostOptions {
 
 class NativeHost : public Host {
  public:
+  /// Adds ports to HostOptions::portMap; a number that is there keeps its device. Ports that are
+  /// open already do not change.
+  virtual void AddPorts(std::map<int, std::string> ports) = 0;
   /// The program's own console; one at a time.
   virtual std::unique_ptr<Console> CreateConsole() = 0;
   /// A line's far end, for simulated terminals. Errors as TerminalLine::Attach.

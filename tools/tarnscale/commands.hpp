@@ -1,4 +1,4 @@
-// The commands of tarnscale. Each returns the exit status and throws UsageError and Failure.
+// The commands of tarnscale. Each returns the exit status, or throws UsageError or Failure.
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@ struct RunOptions {
   bool json = false;
   bool readingsOnly = false;
   bool updates = false;
-  std::optional<double> seconds;  ///< without it until something else ends it
+  std::optional<double> seconds;  ///< when given, the command ends after this time
 };
 int RunCommand(Program& program, const RunOptions& options);
 
@@ -24,6 +24,14 @@ struct MonitorOptions {
   std::optional<double> seconds;
 };
 int MonitorCommand(Program& program, const MonitorOptions& options);
+
+struct ViewOptions {
+  std::string events;  ///< a file or a named pipe; standard input when empty
+  int interval = 200;  ///< milliseconds between two drawings at least
+  std::optional<double> seconds;
+};
+/// Ends the process itself when it has drawn anything.
+int ViewCommand(Program& program, const ViewOptions& options);
 
 struct ShowOptions {
   bool json = false;
@@ -41,7 +49,7 @@ struct SendOptions {
   int scale = 0;
   std::string command;
   std::string value;
-  double wait = 5;  ///< seconds for a print record
+  double wait = 5;  ///< seconds to wait for a print record
 };
 int SendCommand(Program& program, const SendOptions& options);
 

@@ -4,9 +4,6 @@
 #include <chrono>
 #include <limits>
 
-#include "connections/reconnector.hpp"
-#include "tools/tarnscale/display_text.hpp"
-
 namespace tarn::tool {
 
 void RunLoop(Program& program, std::optional<double> seconds) {
@@ -21,33 +18,6 @@ void RunLoop(Program& program, std::optional<double> seconds) {
     timer->Enabled(true);
   }
   loop.Run();
-}
-
-std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file) {
-  int enabled = 0;
-  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    const auto scale = server.GetScale(number);
-    if (scale && !scale->Disabled()) ++enabled;
-  }
-  const std::string shown = Printable(file);
-  if (enabled == 0) {
-    return "no scale of '" + shown + "' is enabled: enable one with: tarnscale set " +
-           ShellWord(shown) + " 1 enabled=yes";
-  }
-  int failed = 0;
-  for (const StartFailure& failure : server.StartFailures()) {
-    if (server.GetScale(failure.number)) ++failed;
-  }
-  return failed < enabled ? "" : "no scale of '" + shown + "' runs, for the reasons above";
-}
-
-void KeepConnected(TarnScaleServer& server) {
-  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    const auto scale = server.GetScale(number);
-    if (!scale) continue;
-    const auto link = std::dynamic_pointer_cast<ReconnectingConnection>(scale->Connection());
-    if (link) link->AutoReconnect(true);
-  }
 }
 
 void FinishOutput(Program& program, LineWriter& writer, int status) {

@@ -18,6 +18,7 @@ struct Options {
   CommonOptions common;
   RunOptions run;
   MonitorOptions monitor;
+  ViewOptions view;
   ShowOptions show;
   SetOptions set;
   SendOptions send;
@@ -62,6 +63,13 @@ void AddSeconds(Command& command, std::optional<double>& seconds) {
   command.Add("--for", seconds, "Ends after this many seconds").Range(0.001, 2e6).Value("SECONDS");
 }
 
+void AddDrawing(Command& command, int& interval) {
+  command.Add("--interval", interval, "Milliseconds between two drawings")
+      .Range(20, 60000)
+      .ShowDefault()
+      .Value("MS");
+}
+
 void AddScale(Command& command, int& scale) {
   command.Add("SCALE", scale, "The number of the scale, 1 to 32")
       .Required()
@@ -96,10 +104,7 @@ void AddMonitor(CommandLine& line, Options& options) {
                                 "Shows the scales live and gives commands to the selected one",
                                 &Options::monitor, MonitorCommand);
   command.Flag("--all", options.monitor.all, "All 32 scales, not only the configured ones");
-  command.Add("--interval", options.monitor.interval, "Milliseconds between two drawings")
-      .Range(20, 60000)
-      .ShowDefault()
-      .Value("MS");
+  AddDrawing(command, options.monitor.interval);
   AddSeconds(command, options.monitor.seconds);
   std::string keys = "Keys: Up/Down or k/j select a scale";
   for (const ScaleCommand& c : ScaleCommands())
@@ -109,6 +114,26 @@ void AddMonitor(CommandLine& line, Options& options) {
                  "Where the output is no terminal it prints the readings, a line each.\n\n"
                  "Example:\n"
                  "  tarnscale monitor plant.scl --port 1=/dev/ttyUSB0");
+}
+
+void AddView(CommandLine& line, Options& options) {
+  Command& command = AddCommand(line, options, "view",
+                                "Shows events of other programs live, in the table of monitor",
+                                &Options::view, ViewCommand);
+  command
+      .Add("--events", options.view.events,
+           "Where the events come from: a file or a named pipe; standard input when not given")
+      .Value("FILE");
+  AddDrawing(command, options.view.interval);
+  AddSeconds(command, options.view.seconds);
+  command.Footer(
+      "Each line is an event as 'run --json' prints it; any other line joins the list of events "
+      "as\n"
+      "it stands. The scales and their connections come from the settings file. It ends with its\n"
+      "input. Keys: Up/Down or k/j select a row, q quits; while the events come from standard\n"
+      "input there is only Ctrl-C.\n\n"
+      "Example:\n"
+      "  tarnscale run plant.scl --json | tarnscale view plant.scl");
 }
 
 void AddShow(CommandLine& line, Options& options) {
@@ -166,6 +191,7 @@ int main(int argc, char** argv) {
   CommandLine line("tarnscale", "The scale server in a console, and the tool to set it up");
   AddRun(line, options);
   AddMonitor(line, options);
+  AddView(line, options);
   AddShow(line, options);
   AddSet(line, options);
   AddSend(line, options);

@@ -16,10 +16,8 @@ namespace {
 using Key = Console::Key;
 using Kind = ScaleEvent::Kind;
 
-constexpr int kPage = 10;
-constexpr char kControlC = '\x03';
-
-/// A weight that the no-data state follows at once stands while the terminal is heard.
+/// A weight that the no-data state follows at once stays on the screen for as long as the terminal
+/// sends.
 bool KeepsWeight(const TarnScale& scale) {
   const auto protocol = scale.Protocol();
   return protocol && protocol->ReadingsEndWithNoData() &&
@@ -28,18 +26,17 @@ bool KeepsWeight(const TarnScale& scale) {
 
 }  // namespace
 
-MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, Options options,
-                           WallClock clock)
-    : loop_(loop),
-      options_(std::move(options)),
-      clock_(std::move(clock)),
+MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, const Options& options,
+                           const WallClock& clock)
+    : LiveTable(options.title, clock),
+      loop_(loop),
       measuredAt_(loop.Now()),
-      watch_(server, {}, clock_, [this](const ScaleEvent& event) { HandleEvent(event); }) {
+      watch_(server, {}, clock, [this](const ScaleEvent& event) { HandleEvent(event); }) {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     auto scale = server.GetScale(number);
-    if (options_.all || !scale || IsConfigured(*scale, number)) AddSlot(number, std::move(scale));
+    if (options.all || !scale || IsConfigured(*scale, number)) AddSlot(number, std::move(scale));
   }
-  for (const ScaleEvent& event : FailureEvents(server.StartFailures(), clock_())) {
+  for (const ScaleEvent& event : FailureEvents(server.StartFailures(), Now())) {
     for (Slot& slot : slots_) slot.failedToStart |= slot.number == event.scale;
     HandleEvent(event);
   }
@@ -52,26 +49,23 @@ void MonitorModel::AddSlot(std::int16_t number, std::shared_ptr<TarnScale> scale
   if (slot.scale) CountMessages(slot);
 }
 
-/// A protocol lights the activity lamp with every valid message. The record's own event would count
-/// what the watchdog reports too.
+/// A protocol switches the activity lamp on with every valid message. The record's own event would
+/// also count the reports of the watchdog.
 void MonitorModel::CountMessages(Slot& slot) {
   slot.onChanged = slot.scale->PropertyChanged.Subscribe([&slot](std::string_view name) {
-    if (name == "ActivityLED" && slot.scale->ActivityLED()) ++slot.messages;
+    if (name == "ActivityLED" && slot.scale->ActivityLED()) slot.rate.Count();
   });
 }
 
 void MonitorModel::MeasureRates() {
   const double now = loop_.Now();
   const double passed = now - measuredAt_;
-  if (passed < kMeasuringTime) return;
+  if (passed < RateMeter::kMeasuringTime) return;
   measuredAt_ = now;
-  for (Slot& slot : slots_) {
-    const auto arrived = slot.messages - std::exchange(slot.messagesBefore, slot.messages);
-    slot.readingsPerSecond = static_cast<double>(arrived) * 1000 / passed;
-  }
+  for (Slot& slot : slots_) slot.rate.Measure(passed);
 }
 
-// --- What is seen -----------------------------------------------------------------------------
+// --- What is seen --------------------------------------------------------------------------
 
 MonitorRow MonitorModel::RowOf(const Slot& slot) const {
   MonitorRow row;
@@ -87,7 +81,7 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
   row.activityLed = scale.ActivityLED();
   row.reading = slot.reading && KeepsWeight(scale) ? *slot.reading : ReadingOf(*scale.WeightData());
   row.errorLed = scale.ErrorLED();
-  row.readingsPerSecond = slot.readingsPerSecond;
+  row.readingsPerSecond = slot.rate.PerSecond();
   if (scale.Disabled())
     row.condition = "disabled";
   else if (slot.failedToStart)
@@ -99,22 +93,13 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
 
 MonitorSnapshot MonitorModel::Snapshot() {
   MeasureRates();
-  MonitorSnapshot snapshot;
-  snapshot.title = options_.title;
+  MonitorSnapshot snapshot = SnapshotWithoutRows();
   for (const Slot& slot : slots_) snapshot.rows.push_back(RowOf(slot));
-  snapshot.selected = selected_;
-  snapshot.events.assign(events_.begin(), events_.end());
   if (tareText_) {
-    snapshot.prompt = "Preset tare for scale " + std::to_string(slots_[selected_].number) + ": " +
+    snapshot.prompt = "Preset tare for scale " + std::to_string(slots_[Selected()].number) + ": " +
                       *tareText_ + "_   (Enter sends it, Escape does not)";
   }
   return snapshot;
-}
-
-void MonitorModel::Note(std::string_view text) {
-  constexpr std::size_t kTimeOfDay = 11;
-  events_.push_back(LocalText(clock_()).substr(kTimeOfDay, 8) + "  " + std::string(text));
-  if (events_.size() > kKeptEvents) events_.pop_front();
 }
 
 void MonitorModel::HandleEvent(const ScaleEvent& event) {
@@ -140,8 +125,8 @@ void MonitorModel::TakeReading(const ScaleEvent& event) {
   }
 }
 
-/// StatusChange comes in the middle of a reading and from every look of the watchdog; what the
-/// flags came to is shown with the reading, once.
+/// StatusChange comes in the middle of a reading and with every check of the watchdog. So a change
+/// of the flags is reported with the reading, once.
 void MonitorModel::NoteStateChange(Slot& slot, const ScaleEvent& event) {
   Reading reading = event.reading;
   if (KeepsWeight(*slot.scale)) {
@@ -165,37 +150,12 @@ bool MonitorModel::HandleKey(Key key, char character) {
     HandlePromptKey(key, character);
     return true;
   }
-  switch (key) {
-    case Key::Character:
-      return HandleCharacter(character);
-    case Key::Up:
-      MoveSelection(-1);
-      break;
-    case Key::Down:
-      MoveSelection(1);
-      break;
-    case Key::PageUp:
-      MoveSelection(-kPage);
-      break;
-    case Key::PageDown:
-      MoveSelection(kPage);
-      break;
-    case Key::Home:
-      MoveSelection(-kScaleCount);
-      break;
-    case Key::End:
-      MoveSelection(kScaleCount);
-      break;
-    default:
-      break;
-  }
-  return true;
+  MoveSelection(key, character);
+  return key != Key::Character || HandleCharacter(character);
 }
 
 bool MonitorModel::HandleCharacter(char character) {
   if (character == 'q') return false;
-  if (character == 'k') MoveSelection(-1);
-  if (character == 'j') MoveSelection(1);
   if (character == 'e') Start();
   if (character == 'd') Disable();
   const ScaleCommand* command = FindCommandKey(character);
@@ -205,12 +165,6 @@ bool MonitorModel::HandleCharacter(char character) {
   else
     Give(*command);
   return true;
-}
-
-void MonitorModel::MoveSelection(int rows) {
-  if (slots_.empty()) return;
-  const int last = static_cast<int>(slots_.size()) - 1;
-  selected_ = static_cast<std::size_t>(std::clamp(static_cast<int>(selected_) + rows, 0, last));
 }
 
 void MonitorModel::HandlePromptKey(Key key, char character) {
@@ -229,13 +183,13 @@ void MonitorModel::HandlePromptKey(Key key, char character) {
   }
 }
 
-MonitorModel::Slot* MonitorModel::Selected() {
-  return slots_.empty() ? nullptr : &slots_[selected_];
+MonitorModel::Slot* MonitorModel::SelectedSlot() {
+  return slots_.empty() ? nullptr : &slots_[Selected()];
 }
 
 template <class Action>
 void MonitorModel::WithSelected(std::string_view what, Action action) {
-  Slot* slot = Selected();
+  Slot* slot = SelectedSlot();
   if (slot == nullptr) return;
   const auto scale = slot->scale;
   const std::string title = ScaleTitle(slot->number, scale ? scale->AliasName() : std::string());

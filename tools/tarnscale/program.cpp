@@ -37,22 +37,11 @@ void AddPort(std::map<int, std::string>& ports, std::string_view text) {
   ports.insert_or_assign(static_cast<int>(*number), std::string(text.substr(equals + 1)));
 }
 
-Program::Program(CommonOptions options) : options_(std::move(options)) {
-  HostOptions hostOptions = OptionsOfHost();
-  std::map<int, std::string> given;
-  for (const std::string& port : options_.ports) AddPort(given, port);
-  hostOptions.portMap = given;
-  host_ = CreateNativeHost(hostOptions);
-
-  // The ports of the store are known only by a host. What the command line says of a port wins.
-  std::map<int, std::string> stored = StoredPorts();
-  if (!stored.empty()) {
-    given.merge(stored);
-    hostOptions.portMap = std::move(given);
-    host_.reset();
-    host_ = CreateNativeHost(std::move(hostOptions));
-  }
-  console_ = host_->CreateConsole();
+Program::Program(CommonOptions options)
+    : options_(std::move(options)),
+      host_(CreateNativeHost(OptionsOfHost())),
+      console_(host_->CreateConsole()) {
+  AddStoredPorts();
 }
 
 bool Program::UsesServerStore() const {
@@ -66,6 +55,7 @@ HostOptions Program::OptionsOfHost() {
   else if (!UsesServerStore())
     options.settingsPlace = options_.store;
   options.terminalNetwork = options_.terminalNetwork;
+  for (const std::string& port : options_.ports) AddPort(options.portMap, port);
   options.trace = [this](std::string_view text) {
     if (trace_)
       trace_(text);
@@ -75,7 +65,8 @@ HostOptions Program::OptionsOfHost() {
   return options;
 }
 
-std::map<int, std::string> Program::StoredPorts() {
+/// Only a host can read the store. A port of the command line stays as it is.
+void Program::AddStoredPorts() {
   std::map<int, std::string> ports;
   try {
     for (int number = 1; number <= kHighestStoredPort; ++number) {
@@ -86,7 +77,7 @@ std::map<int, std::string> Program::StoredPorts() {
     throw Failure(std::string("cannot read the settings store: ") + error.what() +
                   "; another place for it: --store PLACE");
   }
-  return ports;
+  host_->AddPorts(std::move(ports));
 }
 
 void Program::Say(std::string_view text) {

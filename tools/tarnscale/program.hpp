@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -58,7 +59,7 @@ class Program {
 
  private:
   HostOptions OptionsOfHost();
-  std::map<int, std::string> StoredPorts();
+  void AddStoredPorts();
   bool UsesServerStore() const;
   void PrepareStore(const std::string& file);
 

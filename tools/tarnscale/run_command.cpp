@@ -9,6 +9,7 @@
 #include "tools/tarnscale/event_output.hpp"
 #include "tools/tarnscale/event_watch.hpp"
 #include "tools/tarnscale/live_output.hpp"
+#include "tools/tarnscale/running_scales.hpp"
 
 namespace tarn::tool {
 namespace {

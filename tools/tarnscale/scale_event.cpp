@@ -82,22 +82,25 @@ std::string Details(const ScaleEvent& event) {
   }
 }
 
-void AddWeights(Json& json, const Reading& reading) {
-  json["gross"] = reading.gross;
-  json["tare"] = reading.tare;
-  json["net"] = reading.net;
-  json["units"] = reading.units;
-  json["grossValue"] = reading.grossValue;
-  json["tareValue"] = reading.tareValue;
-  json["netValue"] = reading.netValue;
+/// The members of a reading as programs know them. Reading and writing share the list.
+template <class SomeReading, class Visit>
+void VisitWeights(SomeReading& reading, Visit visit) {
+  visit("gross", reading.gross);
+  visit("tare", reading.tare);
+  visit("net", reading.net);
+  visit("units", reading.units);
+  visit("grossValue", reading.grossValue);
+  visit("tareValue", reading.tareValue);
+  visit("netValue", reading.netValue);
 }
 
-void AddFlags(Json& json, const Reading& reading) {
-  json["motion"] = reading.motion;
-  json["atZero"] = reading.atZero;
-  json["outOfRange"] = reading.outOfRange;
-  json["inNetMode"] = reading.inNetMode;
-  json["noDataError"] = reading.noData;
+template <class SomeReading, class Visit>
+void VisitFlags(SomeReading& reading, Visit visit) {
+  visit("motion", reading.motion);
+  visit("atZero", reading.atZero);
+  visit("outOfRange", reading.outOfRange);
+  visit("inNetMode", reading.inNetMode);
+  visit("noDataError", reading.noData);
 }
 
 /// In the order of the record; names may occur twice.
@@ -197,8 +200,9 @@ std::string EventJson(const ScaleEvent& event) {
     json["scale"] = event.scale;
     json["alias"] = event.alias;
   }
-  if (HasWeights(event.kind)) AddWeights(json, event.reading);
-  if (HasWeights(event.kind) && event.kind != Kind::PrintRecord) AddFlags(json, event.reading);
+  const auto add = [&json](const char* name, const auto& value) { json[name] = value; };
+  if (HasWeights(event.kind)) VisitWeights(event.reading, add);
+  if (HasWeights(event.kind) && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
   if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
   if (event.kind == Kind::NewStatus) {
     json["activityLED"] = event.activityLed;
@@ -211,6 +215,38 @@ std::string EventJson(const ScaleEvent& event) {
     json["events"] = event.lostEvents;
   }
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::optional<ScaleEvent> EventOfJson(std::string_view line) {
+  const Json json = Json::parse(line, nullptr, false);
+  if (!json.is_object()) return std::nullopt;
+  const auto take = [&json](const char* name, auto& value) { value = json.value(name, value); };
+  ScaleEvent event;
+  try {
+    std::string name;
+    take("event", name);
+    const auto* const known =
+        std::find_if(kKinds.begin(), kKinds.end(),
+                     [&name](const KindNames& names) { return names.name == name; });
+    if (known == kKinds.end()) return std::nullopt;
+    event.kind = known->kind;
+    take("scale", event.scale);
+    take("alias", event.alias);
+    VisitWeights(event.reading, take);
+    VisitFlags(event.reading, take);
+    take("activityLED", event.activityLed);
+    take("errorLED", event.errorLed);
+    take("message", event.message);
+    take("style", event.style);
+    take("readings", event.lostReadings);
+    take("events", event.lostEvents);
+    for (const Json& field : json.value("fields", Json::array())) {
+      event.fields.push_back({field.at("name"), field.at("value")});
+    }
+  } catch (const Json::exception&) {
+    return std::nullopt;
+  }
+  return event;
 }
 
 /// By the calendar of the standard library: a system's own gmtime knows no time before 1970

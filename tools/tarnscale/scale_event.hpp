@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -89,6 +90,9 @@ std::string EventText(const ScaleEvent& event);
 std::string EventWords(const ScaleEvent& event);
 /// One JSON object on one line without its end; the time is UTC.
 std::string EventJson(const ScaleEvent& event);
+/// Reads such a line back, without its time. Members that are missing keep their defaults. Returns
+/// nothing when the line is no event.
+std::optional<ScaleEvent> EventOfJson(std::string_view line);
 
 /// "2024-06-01T12:34:56.789Z".
 std::string UtcText(WallTime time);

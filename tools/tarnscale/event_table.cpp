@@ -1,0 +1,80 @@
+#include "tools/tarnscale/event_table.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/tarnscale/class_names.hpp"
+
+namespace tarn::tool {
+
+EventTable::EventTable(const MessageLoop& loop, const ScaleFile& file, std::string title,
+                       WallClock clock)
+    : LiveTable(std::move(title), std::move(clock)), loop_(loop), measuredAt_(loop.Now()) {
+  for (int number = 1; number <= kScaleCount; ++number) {
+    const auto scale = file.At(number);
+    if (!scale || !IsConfigured(*scale, number)) continue;
+    MonitorRow& row = slots_.emplace_back().row;
+    row.number = number;
+    row.alias = scale->AliasName();
+    row.connection = ConnectionText(*scale);
+    row.protocol = ProtocolText(*scale);
+    row.condition = "no event yet";
+  }
+}
+
+MonitorSnapshot EventTable::Snapshot() {
+  const double passed = loop_.Now() - measuredAt_;
+  const bool measures = passed >= RateMeter::kMeasuringTime;
+  if (measures) measuredAt_ += passed;
+  MonitorSnapshot snapshot = SnapshotWithoutRows();
+  for (Slot& slot : slots_) {
+    if (measures) slot.rate.Measure(passed);
+    slot.row.readingsPerSecond = slot.rate.PerSecond();
+    snapshot.rows.push_back(slot.row);
+  }
+  snapshot.prompt = "q quit  j/k row";
+  return snapshot;
+}
+
+bool EventTable::HandleKey(Console::Key key, char character) {
+  MoveSelection(key, character);
+  return character != 'q' && character != kControlC;
+}
+
+void EventTable::HandleLine(std::string_view line) {
+  if (const auto event = EventOfJson(line))
+    HandleEvent(*event);
+  else if (!line.empty())
+    Note(line);
+}
+
+void EventTable::HandleEvent(const ScaleEvent& event) {
+  using Kind = ScaleEvent::Kind;
+  const auto slot = std::find_if(slots_.begin(), slots_.end(), [&event](const Slot& known) {
+    return known.row.number == event.scale;
+  });
+  if (slot == slots_.end()) return Note(EventWords(event));
+  MonitorRow& row = slot->row;
+  row.condition.clear();
+  switch (event.kind) {
+    case Kind::NewWeight:
+    case Kind::UpdateWeight:
+      slot->rate.Count();
+      [[fallthrough]];
+    case Kind::StatusChange:
+      row.reading = event.reading;
+      return;
+    case Kind::NewStatus:
+      row.activityLed = event.activityLed;
+      row.errorLed = event.errorLed;
+      return;
+    case Kind::NewDataReady:
+    case Kind::Variables:
+      slot->rate.Count();
+      [[fallthrough]];
+    default:
+      Note(EventWords(event));
+  }
+}
+
+}  // namespace tarn::tool
