@@ -4,14 +4,12 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <nlohmann/json.hpp>
 
 #include "tools/tarnscale/display_text.hpp"
 
 namespace tarn::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Kind = ScaleEvent::Kind;
 
 /// The names for programs are those of the published events; the words are for people.
@@ -40,11 +38,6 @@ const KindNames& NamesOf(Kind kind) {
   return kKinds[static_cast<std::size_t>(kind)];
 }
 
-bool HasWeights(Kind kind) {
-  return kind == Kind::NewWeight || kind == Kind::StatusChange || kind == Kind::PrintRecord ||
-         kind == Kind::UpdateWeight;
-}
-
 std::string Milliseconds(WallTime time) {
   const auto sinceEpoch = std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch());
   const std::string thousand = std::to_string(1000 + (sinceEpoch.count() % 1000 + 1000) % 1000);
@@ -62,7 +55,7 @@ std::string LostText(const ScaleEvent& event) {
 }
 
 std::string Details(const ScaleEvent& event) {
-  if (HasWeights(event.kind)) {
+  if (event.HasWeights()) {
     const std::string state = StateText(event.reading);
     return WeightsText(event.reading) + (state.empty() ? "" : " (" + state + ")");
   }
@@ -82,36 +75,23 @@ std::string Details(const ScaleEvent& event) {
   }
 }
 
-/// The members of a reading as programs know them. Reading and writing share the list.
-template <class SomeReading, class Visit>
-void VisitWeights(SomeReading& reading, Visit visit) {
-  visit("gross", reading.gross);
-  visit("tare", reading.tare);
-  visit("net", reading.net);
-  visit("units", reading.units);
-  visit("grossValue", reading.grossValue);
-  visit("tareValue", reading.tareValue);
-  visit("netValue", reading.netValue);
-}
-
-template <class SomeReading, class Visit>
-void VisitFlags(SomeReading& reading, Visit visit) {
-  visit("motion", reading.motion);
-  visit("atZero", reading.atZero);
-  visit("outOfRange", reading.outOfRange);
-  visit("inNetMode", reading.inNetMode);
-  visit("noDataError", reading.noData);
-}
-
-/// In the order of the record; names may occur twice.
-void AddFields(Json& json, const ScaleEvent& event) {
-  json["fields"] = Json::array();
-  for (const Field& field : event.fields) {
-    json["fields"].push_back({{"name", field.name}, {"value", field.value}});
-  }
-}
-
 }  // namespace
+
+bool ScaleEvent::HasWeights() const {
+  return kind == Kind::NewWeight || kind == Kind::StatusChange || kind == Kind::PrintRecord ||
+         kind == Kind::UpdateWeight;
+}
+
+const char* EventName(Kind kind) {
+  return NamesOf(kind).name;
+}
+
+std::optional<Kind> KindOf(std::string_view eventName) {
+  for (const KindNames& names : kKinds) {
+    if (names.name == eventName) return names.kind;
+  }
+  return std::nullopt;
+}
 
 Reading ReadingOf(const WeightData& record) {
   return {.gross = record.GrossWeight(),
@@ -192,61 +172,6 @@ std::string EventWords(const ScaleEvent& event) {
 
 std::string EventText(const ScaleEvent& event) {
   return LocalText(event.time) + "  " + EventWords(event);
-}
-
-std::string EventJson(const ScaleEvent& event) {
-  Json json = {{"time", UtcText(event.time)}, {"event", NamesOf(event.kind).name}};
-  if (event.scale != 0) {
-    json["scale"] = event.scale;
-    json["alias"] = event.alias;
-  }
-  const auto add = [&json](const char* name, const auto& value) { json[name] = value; };
-  if (HasWeights(event.kind)) VisitWeights(event.reading, add);
-  if (HasWeights(event.kind) && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
-  if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
-  if (event.kind == Kind::NewStatus) {
-    json["activityLED"] = event.activityLed;
-    json["errorLED"] = event.errorLed;
-  }
-  if (!event.message.empty()) json["message"] = event.message;
-  if (event.kind == Kind::InfoMessage) json["style"] = event.style;
-  if (event.kind == Kind::Lost) {
-    json["readings"] = event.lostReadings;
-    json["events"] = event.lostEvents;
-  }
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-std::optional<ScaleEvent> EventOfJson(std::string_view line) {
-  const Json json = Json::parse(line, nullptr, false);
-  if (!json.is_object()) return std::nullopt;
-  const auto take = [&json](const char* name, auto& value) { value = json.value(name, value); };
-  ScaleEvent event;
-  try {
-    std::string name;
-    take("event", name);
-    const auto* const known =
-        std::find_if(kKinds.begin(), kKinds.end(),
-                     [&name](const KindNames& names) { return names.name == name; });
-    if (known == kKinds.end()) return std::nullopt;
-    event.kind = known->kind;
-    take("scale", event.scale);
-    take("alias", event.alias);
-    VisitWeights(event.reading, take);
-    VisitFlags(event.reading, take);
-    take("activityLED", event.activityLed);
-    take("errorLED", event.errorLed);
-    take("message", event.message);
-    take("style", event.style);
-    take("readings", event.lostReadings);
-    take("events", event.lostEvents);
-    for (const Json& field : json.value("fields", Json::array())) {
-      event.fields.push_back({field.at("name"), field.at("value")});
-    }
-  } catch (const Json::exception&) {
-    return std::nullopt;
-  }
-  return event;
 }
 
 /// By the calendar of the standard library: a system's own gmtime knows no time before 1970

@@ -82,7 +82,13 @@ struct ScaleEvent {
 
   /// The next one makes it old: what a slow reader can do without.
   bool IsReading() const { return kind == Kind::NewWeight || kind == Kind::UpdateWeight; }
+  bool HasWeights() const;
 };
+
+/// The name of the published event: "NewWeight".
+const char* EventName(ScaleEvent::Kind kind);
+/// Nothing for a name that no event has.
+std::optional<ScaleEvent::Kind> KindOf(std::string_view eventName);
 
 /// One line without its end, with the local time in front.
 std::string EventText(const ScaleEvent& event);

@@ -2,10 +2,17 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/tarnscale/scale_file.hpp"
 
 namespace tarn::tool {
+
+/// In place of the settings of a slot that cannot be restored.
+inline constexpr const char* kNotRestored = "cannot be restored from the file";
+/// The numbers of the configured scales, or all 32. A slot that cannot be restored is among them,
+/// since somebody has to see it.
+std::vector<int> ShownScales(const ScaleFile& file, bool all);
 
 /// One scale: a line for its number, then its settings as KEY=VALUE lines that `set` takes back.
 std::string ShowScaleText(const ScaleFile& file, int number);

@@ -1,0 +1,138 @@
+// What tarnscale writes and reads as JSON. Only this file knows the JSON library.
+#include <cmath>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+#include "tools/tarnscale/scale_event.hpp"
+#include "tools/tarnscale/scale_keys.hpp"
+#include "tools/tarnscale/show_text.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Kind = ScaleEvent::Kind;
+using Place = ScaleKey::Place;
+
+/// The members of a reading as programs know them. Reading and writing share the list.
+template <class SomeReading, class Visit>
+void VisitWeights(SomeReading& reading, Visit visit) {
+  visit("gross", reading.gross);
+  visit("tare", reading.tare);
+  visit("net", reading.net);
+  visit("units", reading.units);
+  visit("grossValue", reading.grossValue);
+  visit("tareValue", reading.tareValue);
+  visit("netValue", reading.netValue);
+}
+
+template <class SomeReading, class Visit>
+void VisitFlags(SomeReading& reading, Visit visit) {
+  visit("motion", reading.motion);
+  visit("atZero", reading.atZero);
+  visit("outOfRange", reading.outOfRange);
+  visit("inNetMode", reading.inNetMode);
+  visit("noDataError", reading.noData);
+}
+
+/// In the order of the record; names may occur twice.
+void AddFields(Json& json, const ScaleEvent& event) {
+  json["fields"] = Json::array();
+  for (const Field& field : event.fields) {
+    json["fields"].push_back({{"name", field.name}, {"value", field.value}});
+  }
+}
+
+/// A whole number without a point: 9600, not 9600.0.
+Json JsonValue(const KeyValue& value) {
+  if (const double* number = std::get_if<double>(&value);
+      number && *number == std::trunc(*number)) {
+    return static_cast<std::int64_t>(*number);
+  }
+  return std::visit([](const auto& plain) { return Json(plain); }, value);
+}
+
+Json ScaleJson(const TarnScale& scale, int number) {
+  Json json = {{"scale", number}};
+  Json connection = {{"class", scale.Connection()->ClassName()}};
+  Json protocol = {{"class", scale.Protocol()->ClassName()}};
+  for (const ScaleKey& key : ScaleKeys()) {
+    if (!key.shown || !key.Fits(scale)) continue;
+    // These two keys are the objects themselves.
+    if (key.name == "connection" || key.name == "protocol") continue;
+    const bool ofProtocol = key.place == Place::Protocol || key.place == Place::Configuration;
+    Json& object = key.place == Place::Connection ? connection : ofProtocol ? protocol : json;
+    object[std::string(key.name)] = JsonValue(key.get(scale));
+  }
+  json["connection"] = std::move(connection);
+  json["protocol"] = std::move(protocol);
+  return json;
+}
+
+}  // namespace
+
+std::string EventJson(const ScaleEvent& event) {
+  Json json = {{"time", UtcText(event.time)}, {"event", EventName(event.kind)}};
+  if (event.scale != 0) {
+    json["scale"] = event.scale;
+    json["alias"] = event.alias;
+  }
+  const auto add = [&json](const char* name, const auto& value) { json[name] = value; };
+  if (event.HasWeights()) VisitWeights(event.reading, add);
+  if (event.HasWeights() && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
+  if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
+  if (event.kind == Kind::NewStatus) {
+    json["activityLED"] = event.activityLed;
+    json["errorLED"] = event.errorLed;
+  }
+  if (!event.message.empty()) json["message"] = event.message;
+  if (event.kind == Kind::InfoMessage) json["style"] = event.style;
+  if (event.kind == Kind::Lost) {
+    json["readings"] = event.lostReadings;
+    json["events"] = event.lostEvents;
+  }
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::optional<ScaleEvent> EventOfJson(std::string_view line) {
+  const Json json = Json::parse(line, nullptr, false);
+  if (!json.is_object()) return std::nullopt;
+  const auto take = [&json](const char* name, auto& value) { value = json.value(name, value); };
+  ScaleEvent event;
+  try {
+    std::string name;
+    take("event", name);
+    const auto kind = KindOf(name);
+    if (!kind) return std::nullopt;
+    event.kind = *kind;
+    take("scale", event.scale);
+    take("alias", event.alias);
+    VisitWeights(event.reading, take);
+    VisitFlags(event.reading, take);
+    take("activityLED", event.activityLed);
+    take("errorLED", event.errorLed);
+    take("message", event.message);
+    take("style", event.style);
+    take("readings", event.lostReadings);
+    take("events", event.lostEvents);
+    for (const Json& field : json.value("fields", Json::array())) {
+      event.fields.push_back({field.at("name"), field.at("value")});
+    }
+  } catch (const Json::exception&) {
+    return std::nullopt;
+  }
+  return event;
+}
+
+std::string ShowJson(const ScaleFile& file, bool all) {
+  Json scales = Json::array();
+  for (const int number : ShownScales(file, all)) {
+    const auto scale = file.At(number);
+    scales.push_back(scale ? ScaleJson(*scale, number)
+                           : Json{{"scale", number}, {"error", kNotRestored}});
+  }
+  const Json json = {{"file", file.Name()}, {"scales", std::move(scales)}};
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace tarn::tool
