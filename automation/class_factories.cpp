@@ -14,6 +14,7 @@
 
 #include "automation/class_table.hpp"
 #include "automation/com_errors.hpp"
+#include "automation/com_unknown.hpp"
 #include "automation/parcel.hpp"
 #include "automation/type_library.hpp"
 
@@ -26,28 +27,10 @@ constexpr std::uint64_t kOwnTurn = ~std::uint64_t{0};
 /// The maker of all classes on the core's thread. It goes by IDispatch, which every system can call
 /// from another apartment: the id is the class's place in the table, the argument the process that
 /// asks. Lives as long as the process.
-class CoreFactory final : public IDispatch {
+class CoreFactory final : public NamelessDispatch<UncountedObject<IDispatch>> {
  public:
   explicit CoreFactory(ComModule& module) : module_(module) {}
-  CoreFactory(const CoreFactory&) = delete;
-  CoreFactory& operator=(const CoreFactory&) = delete;
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IDispatch;
-    *object = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
-
-  STDMETHODIMP GetTypeInfoCount(UINT* count) override {
-    *count = 0;
-    return S_OK;
-  }
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-    return DISP_E_UNKNOWNNAME;
-  }
   STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT* result,
                       EXCEPINFO*, UINT*) override {
     return Guarded([&] {
@@ -62,8 +45,6 @@ class CoreFactory final : public IDispatch {
   }
 
  private:
-  virtual ~CoreFactory() = default;
-
   ComModule& module_;
 };
 
@@ -77,26 +58,10 @@ struct Passage {
   std::atomic<bool> refuses = false;
 };
 
-class PublicFactory final : public IClassFactory {
+class PublicFactory final : public CountedObject<IClassFactory> {
  public:
   PublicFactory(std::shared_ptr<Passage> passage, LONG index)
       : passage_(std::move(passage)), index_(index) {}
-  PublicFactory(const PublicFactory&) = delete;
-  PublicFactory& operator=(const PublicFactory&) = delete;
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IClassFactory) return E_NOINTERFACE;
-    *object = static_cast<IClassFactory*>(this);
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
     *object = nullptr;
@@ -114,11 +79,9 @@ class PublicFactory final : public IClassFactory {
     return S_OK;
   }
 
-  bool IsHeld() const { return references_ > 1; }
+  bool IsHeld() const { return References() > 1; }
 
  private:
-  ~PublicFactory() = default;
-
   HRESULT Create(REFIID iid, void** object) {
     unsigned long process = 0;
     if (I_RpcBindingInqLocalClientPID(nullptr, &process) != RPC_S_OK) process = 0;
@@ -133,7 +96,6 @@ class PublicFactory final : public IClassFactory {
 
   const std::shared_ptr<Passage> passage_;
   const LONG index_;
-  std::atomic<ULONG> references_ = 1;
 };
 
 }  // namespace

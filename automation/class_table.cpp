@@ -2,88 +2,127 @@
 
 #include <TarnSclServer.h>
 
-#include "automation/core_objects.hpp"
-#include "connections/arcnet_connection.hpp"
-#include "connections/ethernet_connection.hpp"
-#include "connections/no_connection.hpp"
-#include "connections/serial_connection.hpp"
-#include "protocols/demand_template_protocol.hpp"
-#include "protocols/generic_protocol.hpp"
-#include "protocols/kes_demand_template_protocol.hpp"
-#include "protocols/mira_protocol.hpp"
-#include "protocols/no_protocol.hpp"
-#include "protocols/tarn_continuous_protocol.hpp"
-#include "protocols/tarn_record_template_config.hpp"
-#include "shareddata/kes_message.hpp"
-#include "shareddata/kes_sd_protocol.hpp"
-#include "shareddata/sd_tag_info.hpp"
-#include "shareddata/summit_protocol.hpp"
-#include "shareddata/tarn_kes_basic_config.hpp"
-#include "shareddata/tarn_kes_basic_data.hpp"
-#include "shareddata/tarn_orbix_diag_config.hpp"
-#include "shareddata/tarn_orbix_diag_data.hpp"
-#include "shareddata/tarn_predict_failure_config.hpp"
-#include "shareddata/tarn_predict_failure_data.hpp"
-#include "shareddata/tarn_scale_diag_config.hpp"
-#include "shareddata/tarn_scale_diag_data.hpp"
+#include <memory>
+
+#include "automation/client_contracts.hpp"
+#include "automation/com_connections.hpp"
+#include "automation/com_protocols.hpp"
+#include "automation/com_summit_config.hpp"
+#include "automation/com_summit_data.hpp"
+#include "automation/com_tags.hpp"
+#include "automation/com_templates.hpp"
 
 namespace tarn {
 namespace {
 
-/// By the name under which settings files know the class too.
-template <class Contract, class Class>
-ComPtr<IUnknown> Create(ComModule& module) {
-  return Wrap(module, NewObject<Contract>(*module.ClientSite(), Class::kClassName));
+template <class Class>
+constexpr std::string_view NameOf() {
+  if constexpr (requires { Class::kName; })
+    return Class::kName;
+  else
+    return Class::Kind::kClassName;
 }
 
-struct BaseConnection {
-  static constexpr std::string_view kClassName = "Connection";
-};
-struct BaseProtocol {
-  static constexpr std::string_view kClassName = "Protocol";
-};
-struct BaseSummitData {
-  static constexpr std::string_view kClassName = "SummitData";
+template <class Class>
+ComPtr<IUnknown> WrapRow(ComModule& module, const std::shared_ptr<Persistable>& object) {
+  return WrapAs<Class>(module, std::static_pointer_cast<typename Class::Kind>(object));
+}
+
+/// CLSID, name and wrapper follow from the class of the COM object. Settings files know the class
+/// by the same name.
+template <class Class>
+constexpr CreatableClass Creatable() {
+  const auto create = [](ComModule& module) {
+    return WrapAs<Class>(module,
+                         NewObject<typename Class::Kind>(*module.ClientSite(), NameOf<Class>()));
+  };
+  return {&__uuidof(typename Class::Class), create, NameOf<Class>(), WrapRow<Class>};
+}
+
+ComPtr<IUnknown> CreateMessage(ComModule& module) {
+  return WrapAs<ComKesMessage>(module, std::make_shared<KesMessage>(module.System().Locale()));
+}
+
+/// One row for each class that clients may create.
+constexpr CreatableClass kClasses[] = {
+    {&CLSID_TarnServerConnection, CreateServerConnection, {}, nullptr},
+    {&CLSID_KesMessage, CreateMessage, {}, nullptr},
+    Creatable<ComConnection>(),
+    Creatable<ComArcNetConnection>(),
+    Creatable<ComEthernetConnection>(),
+    Creatable<ComNoConnection>(),
+    Creatable<ComSerialConnection>(),
+    Creatable<ComProtocol>(),
+    Creatable<ComNoProtocol>(),
+    Creatable<ComContinuousProtocol>(),
+    Creatable<ComMiraProtocol>(),
+    Creatable<ComGenericProtocol>(),
+    Creatable<ComDemandTemplateProtocol>(),
+    Creatable<ComKesDemandTemplateProtocol>(),
+    Creatable<ComKesSDProtocol>(),
+    Creatable<ComSummitProtocol>(),
+    Creatable<ComTemplateConfig>(),
+    Creatable<ComTagInfo>(),
+    Creatable<ComSummitConfig>(),
+    Creatable<ComScaleDiagConfig>(),
+    Creatable<ComPredictFailureConfig>(),
+    Creatable<ComOrbixDiagConfig>(),
+    Creatable<ComKesBasicConfig>(),
+    Creatable<ComSummitData>(),
+    Creatable<ComScaleDiagData>(),
+    Creatable<ComPredictFailureData>(),
+    Creatable<ComOrbixDiagData>(),
+    Creatable<ComKesBasicData>(),
 };
 
-constexpr CreatableClass kClasses[] = {
-    {&CLSID_TarnServerConnection, CreateServerConnection},
-    {&CLSID_Connection, Create<_Connection, BaseConnection>},
-    {&CLSID_ArcNetConnection, Create<_Connection, ArcNetConnection>},
-    {&CLSID_EthernetConnection, Create<_Connection, EthernetConnection>},
-    {&CLSID_NoConnection, Create<_Connection, NoConnection>},
-    {&CLSID_SerialConnection, Create<_Connection, SerialConnection>},
-    {&CLSID_Protocol, Create<_Protocol, BaseProtocol>},
-    {&CLSID_NoProtocol, Create<_Protocol, NoProtocol>},
-    {&CLSID_TarnContinuousProtocol, Create<_Protocol, TarnContinuousProtocol>},
-    {&CLSID_MiraProtocol, Create<_Protocol, MiraProtocol>},
-    {&CLSID_GenericProtocol, Create<_Protocol, GenericProtocol>},
-    {&CLSID_DemandTemplateProtocol, Create<_Protocol, DemandTemplateProtocol>},
-    {&CLSID_KesDemandTemplateProtocol, Create<_Protocol, KesDemandTemplateProtocol>},
-    {&CLSID_TarnRecordTemplateConfig, Create<TarnRecordTemplateConfig, TarnRecordTemplateConfig>},
-    {&CLSID_KesMessage,
-     [](ComModule& module) {
-       return Wrap(module, std::make_shared<KesMessage>(module.System().Locale()));
-     }},
-    {&CLSID_KesSDProtocol, Create<_Protocol, KesSDProtocol>},
-    {&CLSID_SummitProtocol, Create<_Protocol, SummitProtocol>},
-    {&CLSID_SDTagInfo, Create<SDTagInfo, SDTagInfo>},
-    {&CLSID_SummitConfig, Create<_SummitConfig, SummitConfig>},
-    {&CLSID_TarnScaleDiagConfig, Create<_SummitConfig, TarnScaleDiagConfig>},
-    {&CLSID_TarnScaleDiagData, Create<_SummitData, TarnScaleDiagData>},
-    {&CLSID_TarnPredictFailureConfig, Create<_SummitConfig, TarnPredictFailureConfig>},
-    {&CLSID_TarnPredictFailureData, Create<_SummitData, TarnPredictFailureData>},
-    {&CLSID_TarnOrbixDiagConfig, Create<_SummitConfig, TarnOrbixDiagConfig>},
-    {&CLSID_TarnOrbixDiagData, Create<_SummitData, TarnOrbixDiagData>},
-    {&CLSID_TarnKesBasicConfig, Create<_SummitConfig, TarnKesBasicConfig>},
-    {&CLSID_TarnKesBasicData, Create<_SummitData, TarnKesBasicData>},
-    {&CLSID_SummitData, Create<_SummitData, BaseSummitData>},
-};
+/// A class without a row shows the face of its contract, `Base`.
+template <class Base>
+ComPtr<IUnknown> WrapByClass(ComModule& module,
+                             const std::shared_ptr<typename Base::Kind>& object) {
+  if (!object) return {};
+  if (const auto* made = AsClientMade(object)) return made->Object().Own();
+  for (const CreatableClass& row : kClasses) {
+    if (row.name == object->ClassName()) return row.wrap(module, object);
+  }
+  return WrapAs<Base>(module, object);
+}
 
 }  // namespace
 
 std::span<const CreatableClass> CreatableClasses() {
   return kClasses;
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Connection>& connection) {
+  return WrapByClass<ComConnection>(module, connection);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_Protocol>& protocol) {
+  return WrapByClass<ComProtocol>(module, protocol);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitConfig>& config) {
+  return WrapByClass<ComSummitConfig>(module, config);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<_SummitData>& data) {
+  return WrapByClass<ComSummitData>(module, data);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateConfig>& config) {
+  return WrapAs<ComTemplateConfig>(module, config);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SDTagInfo>& tag) {
+  return WrapAs<ComTagInfo>(module, tag);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SDVariables>& variables) {
+  return WrapAs<ComVariables>(module, variables);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<KesMessage>& message) {
+  return WrapAs<ComKesMessage>(module, message);
 }
 
 }  // namespace tarn

@@ -289,19 +289,23 @@ std::shared_ptr<Contract> ServersOrClients(ComModule& module, IUnknown* object, 
 
 }  // namespace
 
-std::shared_ptr<_Connection> ConnectionOf(ComModule& module, IUnknown* object) {
+template <>
+std::shared_ptr<_Connection> ObjectFrom(ComModule& module, IUnknown* object) {
   return ServersOrClients<_Connection, ClientConnection>(module, object, IID__Connection);
 }
 
-std::shared_ptr<_Protocol> ProtocolOf(ComModule& module, IUnknown* object) {
+template <>
+std::shared_ptr<_Protocol> ObjectFrom(ComModule& module, IUnknown* object) {
   return ServersOrClients<_Protocol, ClientProtocol>(module, object, IID__Protocol);
 }
 
-std::shared_ptr<_SummitConfig> SummitConfigOf(ComModule& module, IUnknown* object) {
+template <>
+std::shared_ptr<_SummitConfig> ObjectFrom(ComModule& module, IUnknown* object) {
   return ServersOrClients<_SummitConfig, ClientSummitConfig>(module, object, IID__SummitConfig);
 }
 
-std::shared_ptr<_SummitData> SummitDataOf(ComModule& module, IUnknown* object) {
+template <>
+std::shared_ptr<_SummitData> ObjectFrom(ComModule& module, IUnknown* object) {
   return ServersOrClients<_SummitData, ClientSummitData>(module, object, IID__SummitData);
 }
 

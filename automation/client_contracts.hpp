@@ -15,13 +15,6 @@
 
 namespace tarn {
 
-/// What a client hands in where a contract is asked for: the server's own object, or a client's
-/// that implements the contract. Null for null, error 13 for anything else.
-std::shared_ptr<_Connection> ConnectionOf(ComModule& module, IUnknown* object);
-std::shared_ptr<_Protocol> ProtocolOf(ComModule& module, IUnknown* object);
-std::shared_ptr<_SummitData> SummitDataOf(ComModule& module, IUnknown* object);
-std::shared_ptr<_SummitConfig> SummitConfigOf(ComModule& module, IUnknown* object);
-
 /// The side of an adapter that shows whose object it stands for.
 class ClientMade {
  public:

@@ -15,84 +15,54 @@ class ComSerialPort final
  public:
   ComSerialPort(ComModule& module, std::shared_ptr<SerialPort> port)
       : ComObject(module, std::move(port)) {
-    onReceive_ = Core()->Receive.Subscribe(Pass(1));
+    Pass(Core().Receive, 1);
   }
 
   STDMETHODIMP put_CommPort(SHORT value) override {
-    return Guarded([&] { Core()->PortNumber(value); });
+    return Guarded([&] { Core().PortNumber(value); });
   }
   STDMETHODIMP get_CommPort(SHORT* result) override {
-    return Get(result, [this] { return Core()->PortNumber(); });
+    return Get(result, [this] { return Core().PortNumber(); });
   }
-  STDMETHODIMP put_Settings(BSTR value) override {
-    return Guarded([&] { Core()->Settings(Text(value)); });
-  }
-  STDMETHODIMP get_Settings(BSTR* result) override {
-    return Get(result, [this] { return Core()->Settings(); });
-  }
+  COM_PROPERTY(BSTR, Settings)
   STDMETHODIMP put_RThreshold(SHORT value) override {
-    return Guarded([&] { Core()->ReceiveThreshold(value); });
+    return Guarded([&] { Core().ReceiveThreshold(value); });
   }
   STDMETHODIMP get_RThreshold(SHORT* result) override {
-    return Get(result, [this] { return Core()->ReceiveThreshold(); });
+    return Get(result, [this] { return Core().ReceiveThreshold(); });
   }
-  STDMETHODIMP put_PortOpen(VARIANT_BOOL value) override {
-    return Guarded([&] { Core()->PortOpen(IsTrue(value)); });
-  }
-  STDMETHODIMP get_PortOpen(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->PortOpen(); });
-  }
+  COM_PROPERTY(VARIANT_BOOL, PortOpen)
   STDMETHODIMP put_InBufferCount(LONG value) override {
     return Guarded([&] {
       if (value != 0) {
         throw AutomationError(ErrorNumber::InvalidPropertyValue,
                               "InBufferCount can only be set to 0");
       }
-      Core()->ClearInput();
+      Core().ClearInput();
     });
   }
-  STDMETHODIMP get_InBufferCount(LONG* result) override {
-    return Get(result, [this] { return Core()->InBufferCount(); });
-  }
+  COM_GET(LONG, InBufferCount)
   STDMETHODIMP get_Input(BSTR* result) override {
     return Get(result, [this] {
-      const auto byte = Core()->Input();
+      const auto byte = Core().Input();
       return byte ? Module().System().Locale().FromBytes(std::string_view(&*byte, 1))
                   : std::string();
     });
   }
   STDMETHODIMP put_Output(BSTR value) override {
-    return Guarded([&] { Core()->Output(Module().System().Locale().ToBytes(Text(value))); });
+    return Guarded([&] { Core().Output(Module().System().Locale().ToBytes(Text(value))); });
   }
-  STDMETHODIMP get_DeviceName(BSTR* result) override {
-    return Get(result, [this] { return Core()->DeviceName(); });
-  }
-
- private:
-  Subscription onReceive_;
+  COM_GET(BSTR, DeviceName)
 };
 
 class ComTimer final : public ComObject<::Timer, ::__Timer, Timer, ::_Timer> {
  public:
   ComTimer(ComModule& module, std::shared_ptr<Timer> timer) : ComObject(module, std::move(timer)) {
-    onTick_ = Core()->Tick.Subscribe(Pass(1));
+    Pass(Core().Tick, 1);
   }
 
-  STDMETHODIMP put_Interval(LONG value) override {
-    return Guarded([&] { Core()->Interval(value); });
-  }
-  STDMETHODIMP get_Interval(LONG* result) override {
-    return Get(result, [this] { return Core()->Interval(); });
-  }
-  STDMETHODIMP put_Enabled(VARIANT_BOOL value) override {
-    return Guarded([&] { Core()->Enabled(IsTrue(value)); });
-  }
-  STDMETHODIMP get_Enabled(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->Enabled(); });
-  }
-
- private:
-  Subscription onTick_;
+  COM_PROPERTY(LONG, Interval)
+  COM_PROPERTY(VARIANT_BOOL, Enabled)
 };
 
 }  // namespace

@@ -1,38 +1,25 @@
-// The enumerators of COM over a snapshot.
+// The enumerators of COM, each over a snapshot of what it lists.
 #pragma once
 
 #include <windows.h>
 
-#include <atomic>
 #include <cstddef>
 #include <new>
 #include <utility>
 #include <vector>
 
+#include "automation/com_unknown.hpp"
+
 namespace tarn {
 
 /// `Item` owns its contents; `Give(item)` makes the element that a client gets and keeps.
 template <class Interface, class Element, class Item>
-class ComEnumerator final : public Interface {
+class ComEnumerator final : public CountedObject<Interface> {
  public:
   using Give = Element (*)(const Item& item);
 
   ComEnumerator(std::vector<Item> items, Give give, std::size_t next = 0)
       : items_(std::move(items)), give_(give), next_(next) {}
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    *object = nullptr;
-    if (iid != IID_IUnknown && iid != __uuidof(Interface)) return E_NOINTERFACE;
-    *object = static_cast<Interface*>(this);
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP Next(ULONG count, Element* elements, ULONG* fetched) override {
     ULONG given = 0;
@@ -55,12 +42,9 @@ class ComEnumerator final : public Interface {
   }
 
  private:
-  ~ComEnumerator() = default;
-
   std::vector<Item> items_;
   Give give_;
   std::size_t next_;
-  std::atomic<ULONG> references_ = 1;
 };
 
 }  // namespace tarn

@@ -1,12 +1,8 @@
-// What every COM object of the server is made of: identity, late binding, error and class
-// information, events.
+// The base of every COM object of the server: identity, late binding, error and class information,
+// events.
 //
 // A class names its coclass, its event interface (void when it raises none), the kind of core
-// object that it stands for, and its dual interfaces; a member then is one line:
-//
-//   STDMETHODIMP get_Units(BSTR* result) override {
-//     return Get(result, [this] { return Core()->Units(); });
-//   }
+// object that it stands for, and its dual interfaces. Its members are the lines of com_members.hpp.
 //
 // Pointers for results are never null: the marshaller sees to that.
 #pragma once
@@ -19,8 +15,10 @@
 #include <any>
 #include <array>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -29,12 +27,14 @@
 #include "automation/com_arrays.hpp"
 #include "automation/com_enumerator.hpp"
 #include "automation/com_errors.hpp"
+#include "automation/com_members.hpp"
 #include "automation/com_module.hpp"
 #include "automation/com_owners.hpp"
 #include "automation/com_values.hpp"
 #include "automation/connection_point.hpp"
 #include "automation/core_objects.hpp"
 #include "automation/dispatch_table.hpp"
+#include "base/event.hpp"
 
 namespace tarn {
 
@@ -43,6 +43,27 @@ inline IConnectionPoint* GiveConnectionPoint(const ComPtr<IConnectionPoint>& poi
   return given.Detach();
 }
 
+/// Becomes what the core takes where it is passed on.
+template <class Given>
+class ConvertingArgument {
+ public:
+  ConvertingArgument(ComModule& module, Given given) : module_(module), given_(given) {}
+
+  template <class Wanted>
+  operator Wanted() const {  // NOLINT(google-explicit-constructor): that is what it is for
+    if constexpr (std::is_same_v<Wanted, bool>)
+      return IsTrue(given_);
+    else if constexpr (std::is_pointer_v<Given>)
+      return ObjectFrom<typename Wanted::element_type>(module_, given_);
+    else
+      return Wanted{given_};
+  }
+
+ private:
+  ComModule& module_;
+  Given given_;
+};
+
 template <class Coclass, class Events, class CoreKind, class... Interfaces>
 class ComObject : public Interfaces...,
                   public ISupportErrorInfo,
@@ -50,6 +71,7 @@ class ComObject : public Interfaces...,
                   public IConnectionPointContainer,
                   public ICoreObject {
  public:
+  using Class = Coclass;
   using Kind = CoreKind;
   using First = std::tuple_element_t<0, std::tuple<Interfaces...>>;
 
@@ -73,8 +95,8 @@ class ComObject : public Interfaces...,
   STDMETHODIMP_(ULONG) Release() override {
     const ULONG left = --references_;
     if (left > 0) return left;
-    // The core object may tell events and serve calls while it goes; who asks for it then gets a
-    // COM object of its own.
+    // The core object may raise events and serve calls while it is destroyed. A client that asks
+    // for it meanwhile gets a new COM object.
     module_.Forget(IdentityOf(core_.get()), static_cast<First*>(this));
     delete this;
     return 0;
@@ -144,20 +166,37 @@ class ComObject : public Interfaces...,
     return Guarded([&] { *point = events_->ForClients().Detach(); });
   }
 
+  // ICoreObject
+
   std::any CoreObject() const override { return core_; }
+  std::function<ComPtr<IUnknown>()> WrapAgain() const override {
+    if constexpr (requires { Wrap(module_, core_); }) {
+      return [&module = module_, core = core_] { return Wrap(module, core); };
+    } else {
+      return nullptr;
+    }
+  }
 
  protected:
   virtual ~ComObject() { module_.ReleaseReference(); }
 
-  const std::shared_ptr<CoreKind>& Core() const { return core_; }
+  CoreKind& Core() const { return *core_; }
   ComModule& Module() const { return module_; }
 
-  void Raise(DISPID event, const std::vector<Variant>& arguments = {}) noexcept {
-    events_->Raise(event, arguments);
+  /// Passes an event of the core on to the clients, with its values.
+  template <class... Values>
+  void Pass(Event<Values...>& event, DISPID id) {
+    passed_.push_back(event.Subscribe(
+        [this, id](const Values&... values) { events_->Raise(id, {ToVariant(values)...}); }));
   }
-  /// Passes an event of the core on to the clients.
-  auto Pass(DISPID event) {
-    return [this, event] { Raise(event); };
+
+  /// An argument from a client as what the core takes.
+  template <class Given>
+  auto Argument(Given given) const {
+    if constexpr (std::is_same_v<Given, BSTR>)
+      return tarn::Text(given);
+    else
+      return ConvertingArgument<Given>(module_, given);
   }
 
   /// Reads a value of the core for a client. An object is handed out as its COM object, a row of
@@ -168,6 +207,8 @@ class ComObject : public Interfaces...,
     return Guarded([&] {
       if constexpr (std::is_same_v<Result, SAFEARRAY*>) {
         *result = NewArray(read());
+      } else if constexpr (std::is_same_v<Result, VARIANT>) {
+        *result = ToVariant(read()).Detach();
       } else if constexpr (std::is_pointer_v<Result> && !std::is_same_v<Result, BSTR>) {
         *result = Face<std::remove_pointer_t<Result>>(Wrap(module_, read()));
       } else {
@@ -211,6 +252,19 @@ class ComObject : public Interfaces...,
   std::shared_ptr<CoreKind> core_;
   std::optional<ConnectionPoint> events_;
   const DispatchTable* members_ = nullptr;  ///< the module's, once a script asked
+  std::vector<Subscription> passed_;
+};
+
+/// One class of a contract: adds to the contract's face, `Base`, the core object as its own class
+/// knows it.
+template <class CoreClass, class Base>
+class ComClass : public Base {
+ public:
+  static constexpr std::string_view kName = CoreClass::kClassName;
+  using Base::Base;
+
+ protected:
+  CoreClass& Core() const { return static_cast<CoreClass&>(Base::Core()); }
 };
 
 /// The COM object of a core object: the one that there is, or a new one.

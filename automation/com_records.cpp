@@ -14,83 +14,38 @@ class ComWeightData final
  public:
   ComWeightData(ComModule& module, std::shared_ptr<WeightData> record)
       : ComObject(module, std::move(record)) {
-    onNewWeight_ = Core()->NewWeight.Subscribe(Pass(1));
-    onStatusChange_ = Core()->StatusChange.Subscribe(Pass(2));
+    Pass(Core().NewWeight, 1);
+    Pass(Core().StatusChange, 2);
   }
 
-  STDMETHODIMP get_NoDataError(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->NoDataError(); });
-  }
-  STDMETHODIMP get_TareWeightValue(double* result) override {
-    return Get(result, [this] { return Core()->TareWeightValue(); });
-  }
-  STDMETHODIMP get_NetWeightValue(double* result) override {
-    return Get(result, [this] { return Core()->NetWeightValue(); });
-  }
-  STDMETHODIMP get_GrossWeightValue(double* result) override {
-    return Get(result, [this] { return Core()->GrossWeightValue(); });
-  }
-  STDMETHODIMP get_InNetMode(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->InNetMode(); });
-  }
-  STDMETHODIMP get_AtZero(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->AtZero(); });
-  }
-  STDMETHODIMP get_OutOfRange(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->OutOfRange(); });
-  }
-  STDMETHODIMP get_Units(BSTR* result) override {
-    return Get(result, [this] { return Core()->Units(); });
-  }
-  STDMETHODIMP get_Motion(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->Motion(); });
-  }
-  STDMETHODIMP get_NetWeight(BSTR* result) override {
-    return Get(result, [this] { return Core()->NetWeight(); });
-  }
-  STDMETHODIMP get_TareWeight(BSTR* result) override {
-    return Get(result, [this] { return Core()->TareWeight(); });
-  }
-  STDMETHODIMP get_GrossWeight(BSTR* result) override {
-    return Get(result, [this] { return Core()->GrossWeight(); });
-  }
-
- private:
-  Subscription onNewWeight_;
-  Subscription onStatusChange_;
+  COM_GET(VARIANT_BOOL, NoDataError)
+  COM_GET(double, TareWeightValue)
+  COM_GET(double, NetWeightValue)
+  COM_GET(double, GrossWeightValue)
+  COM_GET(VARIANT_BOOL, InNetMode)
+  COM_GET(VARIANT_BOOL, AtZero)
+  COM_GET(VARIANT_BOOL, OutOfRange)
+  COM_GET(BSTR, Units)
+  COM_GET(VARIANT_BOOL, Motion)
+  COM_GET(BSTR, NetWeight)
+  COM_GET(BSTR, TareWeight)
+  COM_GET(BSTR, GrossWeight)
 };
 
 class ComPrintData final : public ComObject<::PrintData, ::__PrintData, PrintData, ::_PrintData> {
  public:
   ComPrintData(ComModule& module, std::shared_ptr<PrintData> record)
       : ComObject(module, std::move(record)) {
-    onNewWeight_ = Core()->NewWeight.Subscribe(Pass(1));
+    Pass(Core().NewWeight, 1);
   }
 
-  STDMETHODIMP get_TareWeightValue(double* result) override {
-    return Get(result, [this] { return Core()->TareWeightValue(); });
-  }
-  STDMETHODIMP get_NetWeightValue(double* result) override {
-    return Get(result, [this] { return Core()->NetWeightValue(); });
-  }
-  STDMETHODIMP get_GrossWeightValue(double* result) override {
-    return Get(result, [this] { return Core()->GrossWeightValue(); });
-  }
-  STDMETHODIMP get_Units(BSTR* result) override {
-    return Get(result, [this] { return Core()->Units(); });
-  }
-  STDMETHODIMP get_NetWeight(BSTR* result) override {
-    return Get(result, [this] { return Core()->NetWeight(); });
-  }
-  STDMETHODIMP get_TareWeight(BSTR* result) override {
-    return Get(result, [this] { return Core()->TareWeight(); });
-  }
-  STDMETHODIMP get_GrossWeight(BSTR* result) override {
-    return Get(result, [this] { return Core()->GrossWeight(); });
-  }
-
- private:
-  Subscription onNewWeight_;
+  COM_GET(double, TareWeightValue)
+  COM_GET(double, NetWeightValue)
+  COM_GET(double, GrossWeightValue)
+  COM_GET(BSTR, Units)
+  COM_GET(BSTR, NetWeight)
+  COM_GET(BSTR, TareWeight)
+  COM_GET(BSTR, GrossWeight)
 };
 
 class ComTemplateData final : public ComObject<::TarnRecordTemplateData, ::__TarnRecordTemplateData,
@@ -98,40 +53,19 @@ class ComTemplateData final : public ComObject<::TarnRecordTemplateData, ::__Tar
  public:
   ComTemplateData(ComModule& module, std::shared_ptr<TarnRecordTemplateData> record)
       : ComObject(module, std::move(record)) {
-    onConfigChanged_ = Core()->ConfigChanged.Subscribe(Pass(1));
-    onNewDataReady_ = Core()->NewDataReady.Subscribe(Pass(2));
-    onTimeoutError_ = Core()->TimeoutError.Subscribe(Pass(3));
+    Pass(Core().ConfigChanged, 1);
+    Pass(Core().NewDataReady, 2);
+    Pass(Core().TimeoutError, 3);
   }
 
-  STDMETHODIMP ClearRecord() override {
-    return Guarded([this] { Core()->ClearRecord(); });
-  }
-  STDMETHODIMP MaxNumFields(SHORT* result) override {
-    return Get(result, [this] { return Core()->MaxNumFields(); });
-  }
-  STDMETHODIMP get_FieldDataArray(SAFEARRAY** result) override {
-    return Get(result, [this] { return Core()->FieldDataArray(); });
-  }
-  STDMETHODIMP get_FieldData(SHORT nIndex, BSTR* result) override {
-    return Get(result, [&] { return Core()->FieldData(nIndex); });
-  }
-  STDMETHODIMP get_FieldNameArray(SAFEARRAY** result) override {
-    return Get(result, [this] { return Core()->FieldNameArray(); });
-  }
-  STDMETHODIMP get_FieldName(SHORT nIndex, BSTR* result) override {
-    return Get(result, [&] { return Core()->FieldName(nIndex); });
-  }
-  STDMETHODIMP get_NumFields(SHORT* result) override {
-    return Get(result, [this] { return Core()->NumFields(); });
-  }
-  STDMETHODIMP get_NoDataError(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->NoDataError(); });
-  }
-
- private:
-  Subscription onConfigChanged_;
-  Subscription onNewDataReady_;
-  Subscription onTimeoutError_;
+  COM_CALL(ClearRecord)
+  COM_ANSWER(SHORT, MaxNumFields)
+  COM_GET(SAFEARRAY*, FieldDataArray)
+  COM_ELEMENT(BSTR, FieldData)
+  COM_GET(SAFEARRAY*, FieldNameArray)
+  COM_ELEMENT(BSTR, FieldName)
+  COM_GET(SHORT, NumFields)
+  COM_GET(VARIANT_BOOL, NoDataError)
 };
 
 }  // namespace

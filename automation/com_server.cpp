@@ -23,7 +23,7 @@ class ComServerConnection final : public ComObject<::TarnServerConnection, void,
   STDMETHODIMP get_TarnScaleServer(LONG* eCompNo, ::_TarnScaleServer** result) override {
     return Get(result, [&] {
       std::int32_t number = *eCompNo;
-      return Core()->TarnScaleServer(number);
+      return Core().TarnScaleServer(number);
     });
   }
 };
@@ -61,101 +61,42 @@ class ComTextStream final : public ComObject<::TextStream, void, TextStream, ::_
   using ComObject::ComObject;
 
   STDMETHODIMP WriteLine(BSTR text) override {
-    return Guarded([&] { Core()->WriteLine(tarn::Text(text)); });
+    return Guarded([&] { Core().WriteLine(tarn::Text(text)); });
   }
-  STDMETHODIMP Close() override {
-    return Guarded([this] { Core()->Close(); });
-  }
+  COM_CALL(Close)
 };
-
-std::shared_ptr<TextStream> StreamOf(ComModule& module, IDispatch* object) {
-  if (object == nullptr) return nullptr;
-  if (OwnObject(module, object)) return CoreOf<TextStream>(module, object);
-  std::shared_ptr<ClientObject> client;
-  if (FAILED(
-          ClientObject::Create(module.CallsOut(), object, IID_IDispatch, IID_IDispatch, client))) {
-    ThrowTypeMismatch();
-  }
-  return std::make_shared<ClientTextStream>(std::move(client));
-}
 
 class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleServer,
                                               TarnScaleServer, ::_TarnScaleServer> {
  public:
   ComScaleServer(ComModule& module, std::shared_ptr<TarnScaleServer> server)
       : ComObject(module, std::move(server)) {
-    onInfoMessage_ =
-        Core()->InfoMessage.Subscribe([this](const std::string& message, std::int32_t style) {
-          Raise(1, {Variant(ToWide(message)), Variant(static_cast<LONG>(style))});
-        });
+    Pass(Core().InfoMessage, 1);
   }
 
-  STDMETHODIMP get_LogFile(IDispatch** result) override {
-    return Get(result, [this] { return Core()->LogFile(); });
-  }
-  STDMETHODIMP putref_LogFile(IDispatch* value) override {
-    return Guarded([&] { Core()->LogFile(StreamOf(Module(), value)); });
-  }
-  STDMETHODIMP put_LoggingEnabled(VARIANT_BOOL value) override {
-    return Guarded([&] { Core()->LoggingEnabled(IsTrue(value)); });
-  }
-  STDMETHODIMP get_LoggingEnabled(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->LoggingEnabled(); });
-  }
-  STDMETHODIMP get_SummitEnabled(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->SummitEnabled(); });
-  }
-  STDMETHODIMP put_CurrentLogName(BSTR value) override {
-    return Guarded([&] { Core()->CurrentLogName(Text(value)); });
-  }
-  STDMETHODIMP get_CurrentLogName(BSTR* result) override {
-    return Get(result, [this] { return Core()->CurrentLogName(); });
-  }
-  STDMETHODIMP put_CurrentFileNew(VARIANT_BOOL value) override {
-    return Guarded([&] { Core()->CurrentFileNew(IsTrue(value)); });
-  }
-  STDMETHODIMP get_CurrentFileNew(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->CurrentFileNew(); });
-  }
-  STDMETHODIMP put_CurrentFileDirty(VARIANT_BOOL value) override {
-    return Guarded([&] { Core()->CurrentFileDirty(IsTrue(value)); });
-  }
-  STDMETHODIMP get_CurrentFileDirty(VARIANT_BOOL* result) override {
-    return Get(result, [this] { return Core()->CurrentFileDirty(); });
-  }
-  STDMETHODIMP put_CurrentFileName(BSTR value) override {
-    return Guarded([&] { Core()->CurrentFileName(Text(value)); });
-  }
-  STDMETHODIMP get_CurrentFileName(BSTR* result) override {
-    return Get(result, [this] { return Core()->CurrentFileName(); });
-  }
+  COM_OBJECT(IDispatch, LogFile)
+  COM_PROPERTY(VARIANT_BOOL, LoggingEnabled)
+  COM_GET(VARIANT_BOOL, SummitEnabled)
+  COM_PROPERTY(BSTR, CurrentLogName)
+  COM_PROPERTY(VARIANT_BOOL, CurrentFileNew)
+  COM_PROPERTY(VARIANT_BOOL, CurrentFileDirty)
+  COM_PROPERTY(BSTR, CurrentFileName)
   STDMETHODIMP GetServerPath(LONG value, BSTR* result) override {
-    return Get(result, [&] { return Core()->GetServerPath(value); });
+    return Get(result, [&] { return Core().GetServerPath(value); });
   }
   STDMETHODIMP LoadScaleSettings(VARIANT_BOOL INITNEW) override {
-    return Guarded([&] { Core()->LoadScaleSettings(IsTrue(INITNEW)); });
+    return Guarded([&] { Core().LoadScaleSettings(IsTrue(INITNEW)); });
   }
-  STDMETHODIMP SaveScaleSettings() override {
-    return Guarded([this] { Core()->SaveScaleSettings(); });
-  }
-  STDMETHODIMP SetComPortsUsed() override {
-    return Guarded([this] { Core()->SetComPortsUsed(); });
-  }
+  COM_CALL(SaveScaleSettings)
+  COM_CALL(SetComPortsUsed)
   STDMETHODIMP GetComPortUsed(LONG portNo, VARIANT_BOOL* result) override {
-    return Get(result, [&] { return Core()->GetComPortUsed(portNo); });
+    return Get(result, [&] { return Core().GetComPortUsed(portNo); });
   }
-  STDMETHODIMP RunAllScales() override {
-    return Guarded([this] { Core()->RunAllScales(); });
-  }
-  STDMETHODIMP StopAllScales() override {
-    return Guarded([this] { Core()->StopAllScales(); });
-  }
+  COM_CALL(RunAllScales)
+  COM_CALL(StopAllScales)
   STDMETHODIMP GetScale(SHORT sno, ::_TarnScale** result) override {
-    return Get(result, [&] { return Core()->GetScale(sno); });
+    return Get(result, [&] { return Core().GetScale(sno); });
   }
-
- private:
-  Subscription onInfoMessage_;
 };
 
 }  // namespace
@@ -167,6 +108,18 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>&
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream) {
   if (const auto* made = dynamic_cast<const ClientTextStream*>(stream.get())) return made->Own();
   return WrapAs<ComTextStream>(module, stream);
+}
+
+template <>
+std::shared_ptr<TextStream> ObjectFrom(ComModule& module, IUnknown* object) {
+  if (object == nullptr) return nullptr;
+  if (OwnObject(module, object)) return CoreOf<TextStream>(module, object);
+  std::shared_ptr<ClientObject> client;
+  if (FAILED(
+          ClientObject::Create(module.CallsOut(), object, IID_IDispatch, IID_IDispatch, client))) {
+    ThrowTypeMismatch();
+  }
+  return std::make_shared<ClientTextStream>(std::move(client));
 }
 
 ComPtr<IUnknown> CreateServerConnection(ComModule& module) {

@@ -75,6 +75,11 @@ inline bool IsObject(const VARIANT& value) {
   return type == VT_DISPATCH || type == VT_UNKNOWN;
 }
 
+/// Whether the caller left out an optional argument.
+inline bool IsLeftOut(const VARIANT& value) {
+  return V_VT(&value) == VT_ERROR && V_ERROR(&value) == DISP_E_PARAMNOTFOUND;
+}
+
 /// As Automation converts it; error 13 where it does not, and for objects.
 inline Variant Converted(const VARIANT& value, VARTYPE type) {
   Variant converted;

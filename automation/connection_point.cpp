@@ -9,6 +9,7 @@
 
 #include "automation/com_enumerator.hpp"
 #include "automation/com_errors.hpp"
+#include "automation/com_unknown.hpp"
 #include "automation/parcel.hpp"
 #include "base/number_text.hpp"
 
@@ -24,7 +25,7 @@ CONNECTDATA GiveConnection(const Connection& connection) {
 
 /// Called on threads of the multithreaded apartment. It may outlive its object, whose apartment
 /// ends with the server, but not the other way round.
-class PublicPoint final : public IConnectionPoint {
+class PublicPoint final : public CountedObject<IConnectionPoint> {
  public:
   PublicPoint(std::shared_ptr<OutgoingCalls> calls, std::shared_ptr<SinkList> sinks,
               ComPtr<IConnectionPointContainer> object, const IID& events)
@@ -32,22 +33,6 @@ class PublicPoint final : public IConnectionPoint {
         sinks_(std::move(sinks)),
         object_(std::move(object)),
         events_(events) {}
-  PublicPoint(const PublicPoint&) = delete;
-  PublicPoint& operator=(const PublicPoint&) = delete;
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IConnectionPoint) return E_NOINTERFACE;
-    *object = static_cast<IConnectionPoint*>(this);
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP GetConnectionInterface(IID* iid) override {
     *iid = events_;
@@ -85,13 +70,10 @@ class PublicPoint final : public IConnectionPoint {
   }
 
  private:
-  ~PublicPoint() = default;
-
   const std::shared_ptr<OutgoingCalls> calls_;
   const std::shared_ptr<SinkList> sinks_;
   const ComPtr<IConnectionPointContainer> object_;
   const IID events_;
-  std::atomic<ULONG> references_ = 1;
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <unknwn.h>
 
 #include <any>
+#include <functional>
 #include <memory>
 #include <type_traits>
 
@@ -36,6 +37,8 @@ inline constexpr IID kCoreObjectId = {
 struct ICoreObject : IUnknown {
   /// A shared_ptr to the kind of core object that the class stands for.
   virtual std::any CoreObject() const = 0;
+  /// Holds the core object and gives its COM object again; none where that cannot be done.
+  virtual std::function<ComPtr<IUnknown>()> WrapAgain() const = 0;
 
  protected:
   ~ICoreObject() = default;
@@ -93,5 +96,22 @@ std::shared_ptr<Kind> CoreOf(const ComModule& module, IUnknown* object) {
   if (kind == nullptr) ThrowTypeMismatch();
   return *kind;
 }
+
+/// What a client hands in where a property takes an object: as CoreOf, unless a client's own object
+/// may stand there, too.
+template <class Kind>
+std::shared_ptr<Kind> ObjectFrom(ComModule& module, IUnknown* object) {
+  return CoreOf<Kind>(module, object);
+}
+template <>
+std::shared_ptr<_Connection> ObjectFrom(ComModule& module, IUnknown* object);
+template <>
+std::shared_ptr<_Protocol> ObjectFrom(ComModule& module, IUnknown* object);
+template <>
+std::shared_ptr<_SummitData> ObjectFrom(ComModule& module, IUnknown* object);
+template <>
+std::shared_ptr<_SummitConfig> ObjectFrom(ComModule& module, IUnknown* object);
+template <>
+std::shared_ptr<TextStream> ObjectFrom(ComModule& module, IUnknown* object);
 
 }  // namespace tarn

@@ -247,11 +247,6 @@ class DispatchTable::Call {
     return S_OK;
   }
 
-  static bool IsLeftOut(const VARIANT* source) {
-    return source == nullptr ||
-           (V_VT(source) == VT_ERROR && V_ERROR(source) == DISP_E_PARAMNOTFOUND);
-  }
-
   HRESULT Fill(std::size_t index) {
     const Parameter& parameter = member_.parameters[index];
     VARIANT& value = *values_[index].Get();
@@ -259,7 +254,7 @@ class DispatchTable::Call {
       V_VT(&value) = parameter.type == VT_VARIANT ? static_cast<VARTYPE>(VT_EMPTY) : parameter.type;
       return S_OK;
     }
-    if (!IsLeftOut(sources_[index])) {
+    if (sources_[index] != nullptr && !IsLeftOut(*sources_[index])) {
       const HRESULT copied = VariantCopyInd(&value, sources_[index]);
       return FAILED(copied) ? copied : Convert(value, parameter.type, locale_);
     }

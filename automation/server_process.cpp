@@ -14,6 +14,7 @@
 
 #include "automation/class_factories.hpp"
 #include "automation/com_module.hpp"
+#include "automation/com_unknown.hpp"
 #include "automation/trace_file.hpp"
 #include "base/number_text.hpp"
 #include "platform/native_host.hpp"
@@ -92,20 +93,10 @@ double EventLimit(Host& host) {
 }
 
 /// Notices the calls that come in. Lives as long as the process.
-class CallFilter final : public IMessageFilter {
+class CallFilter final : public UncountedObject<IMessageFilter> {
  public:
   explicit CallFilter(ClientProcesses& clients) : clients_(clients) {}
-  CallFilter(const CallFilter&) = delete;
-  CallFilter& operator=(const CallFilter&) = delete;
-  virtual ~CallFilter() = default;
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IMessageFilter;
-    *object = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP_(DWORD) HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override {
     clients_.Called();
     return SERVERCALL_ISHANDLED;

@@ -1,6 +1,6 @@
 #include "automation/tag_variants.hpp"
 
-#include <any>
+#include <functional>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -27,36 +27,22 @@ class KeptVariant final : public KeptValue {
   Variant value_;
 };
 
-/// An object of the server's own, as the core knows it: its COM object would count as a client's
-/// reference, and a tag that holds its own scale would keep the process for good.
-template <class Core>
+/// An object of the server itself, held as the core knows it: its COM object would count as a
+/// client's reference, and a tag that holds its own scale would keep the process for good.
 class KeptCore final : public KeptValue {
  public:
-  KeptCore(ComModule& module, std::shared_ptr<Core> core)
-      : module_(module), core_(std::move(core)) {}
+  explicit KeptCore(std::function<ComPtr<IUnknown>()> wrapAgain)
+      : wrapAgain_(std::move(wrapAgain)) {}
   Variant Given() const override {
     Variant given;
     V_VT(given.Get()) = VT_DISPATCH;
-    V_DISPATCH(given.Get()) = Wrap(module_, core_).template As<IDispatch>(IID_IDispatch).Detach();
+    V_DISPATCH(given.Get()) = wrapAgain_().As<IDispatch>(IID_IDispatch).Detach();
     return given;
   }
 
  private:
-  ComModule& module_;
-  std::shared_ptr<Core> core_;
+  std::function<ComPtr<IUnknown>()> wrapAgain_;
 };
-
-/// None for a kind that is not among these.
-template <class... Cores>
-std::shared_ptr<ForeignValue> KeepCore(ComModule& module, const std::any& core) {
-  std::shared_ptr<ForeignValue> kept;
-  const auto keep = [&](const auto* held) {
-    using Core = typename std::decay_t<decltype(*held)>::element_type;
-    if (held != nullptr) kept = std::make_shared<KeptCore<Core>>(module, *held);
-  };
-  (keep(std::any_cast<std::shared_ptr<Cores>>(&core)), ...);
-  return kept;
-}
 
 /// The interface of an object in a value.
 IID FaceOf(VARTYPE type) {
@@ -85,11 +71,7 @@ TagValue KeepObject(ComModule& module, Variant value) {
   IUnknown* object = V_UNKNOWN(value.Get());
   if (object == nullptr) return std::make_shared<KeptVariant>(std::move(value));
   if (const auto ours = OwnObject(module, object)) {
-    auto kept = KeepCore<TarnScaleServer, TarnScale, WeightData, PrintData, TarnRecordTemplateData,
-                         TarnRecordTemplateConfig, _SummitData, _SummitConfig, SDTagInfo,
-                         SDVariables, KesMessage, ActivityTimer, _Connection, _Protocol, SerialPort,
-                         SocketControl, Timer, TextStream>(module, ours->CoreObject());
-    if (kept) return kept;
+    if (auto wrapAgain = ours->WrapAgain()) return std::make_shared<KeptCore>(std::move(wrapAgain));
     return std::make_shared<KeptVariant>(std::move(value));
   }
   const IID face = FaceOf(V_VT(value.Get()));

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "automation/com_unknown.hpp"
+
 namespace tarn::script_host {
 namespace {
 
@@ -69,32 +71,11 @@ std::map<DISPID, std::wstring> NamesOf(ITypeInfo& events) {
 }
 
 /// Knows only IDispatch, not the event interface itself, as the sinks of scripts do everywhere.
-class Sink final : public IDispatch {
+class Sink final : public NamelessDispatch<CountedObject<IDispatch>> {
  public:
   Sink(std::map<DISPID, std::wstring> names, EventHandler handler)
       : names_(std::move(names)), handler_(std::move(handler)) {}
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    *object = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IDispatch) return E_NOINTERFACE;
-    *object = static_cast<IDispatch*>(this);
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
-  STDMETHODIMP GetTypeInfoCount(UINT* count) override {
-    *count = 0;
-    return S_OK;
-  }
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-    return DISP_E_UNKNOWNNAME;
-  }
   STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*, EXCEPINFO*,
                       UINT*) override {
     const auto name = names_.find(id);
@@ -102,9 +83,6 @@ class Sink final : public IDispatch {
   }
 
  private:
-  ~Sink() = default;
-
-  ULONG references_ = 0;
   std::map<DISPID, std::wstring> names_;
   EventHandler handler_;
 };
@@ -118,7 +96,8 @@ EventConnection::EventConnection(IDispatch& source, EventHandler handler) {
   const auto container = source_.As<IConnectionPointContainer>(IID_IConnectionPointContainer);
   if (!container) throw CONNECT_E_NOCONNECTION;
   Check(container->FindConnectionPoint(iid, point_.Receive()));
-  const ComPtr<IDispatch> sink(new Sink(NamesOf(*events.Get()), std::move(handler)));
+  ComPtr<IDispatch> sink;
+  *sink.Receive() = new Sink(NamesOf(*events.Get()), std::move(handler));
   Check(point_->Advise(sink.Get(), &cookie_));
 }
 

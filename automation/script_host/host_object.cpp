@@ -71,25 +71,6 @@ constexpr DISPID kEcho = 1, kSleep = 2, kCreateObject = 3, kConnectObject = 4,
 
 }  // namespace
 
-STDMETHODIMP NamedMembers::QueryInterface(REFIID iid, void** object) {
-  *object = nullptr;
-  if (iid != IID_IUnknown && iid != IID_IDispatch) return E_NOINTERFACE;
-  *object = static_cast<IDispatch*>(this);
-  AddRef();
-  return S_OK;
-}
-
-STDMETHODIMP_(ULONG) NamedMembers::Release() {
-  const ULONG left = --references_;
-  if (left == 0) delete this;
-  return left;
-}
-
-STDMETHODIMP NamedMembers::GetTypeInfoCount(UINT* count) {
-  *count = 0;
-  return S_OK;
-}
-
 STDMETHODIMP NamedMembers::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
   std::fill_n(ids, count, DISPID_UNKNOWN);
   const auto known = std::find_if(names_.begin(), names_.end(), [&](const wchar_t* name) {
@@ -122,8 +103,9 @@ HostObject::HostObject(HostActions actions, std::wstring script,
     : NamedMembers({L"Echo", L"Sleep", L"CreateObject", L"ConnectObject", L"DisconnectObject",
                     L"Quit", L"Arguments", L"ScriptFullName"}),
       actions_(std::move(actions)),
-      script_(std::move(script)),
-      arguments_(new ArgumentList(std::move(arguments))) {}
+      script_(std::move(script)) {
+  *arguments_.Receive() = new ArgumentList(std::move(arguments));
+}
 
 Variant HostObject::Call(DISPID id, std::vector<Variant>& arguments) {
   switch (id) {

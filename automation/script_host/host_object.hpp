@@ -11,34 +11,26 @@
 #include <vector>
 
 #include "automation/com_owners.hpp"
+#include "automation/com_unknown.hpp"
 #include "automation/script_host/event_sink.hpp"
 
 namespace tarn::script_host {
 
 /// An object of the host's own whose members are counted from 1 in the order of their names; the
 /// script engines need nothing else of IDispatch.
-class NamedMembers : public IDispatch {
+class NamedMembers : public NamelessDispatch<CountedObject<IDispatch>> {
  public:
   explicit NamedMembers(std::vector<const wchar_t*> names) : names_(std::move(names)) {}
-  NamedMembers(const NamedMembers&) = delete;
-  NamedMembers& operator=(const NamedMembers&) = delete;
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override;
-  STDMETHODIMP GetTypeInfoCount(UINT* count) override;
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
   STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
   STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT* result,
                       EXCEPINFO* error, UINT*) override;
 
  protected:
-  virtual ~NamedMembers() = default;
   /// The arguments are in the script's order and hold no references. Throws an HRESULT.
   virtual Variant Call(DISPID id, std::vector<Variant>& arguments) = 0;
 
  private:
-  ULONG references_ = 0;
   std::vector<const wchar_t*> names_;
 };
 

@@ -59,7 +59,7 @@ ScriptRunner::ScriptRunner(std::wstring file, std::vector<std::wstring> argument
   actions.raise = [this](const std::wstring& function, DISPPARAMS& parameters) {
     return Raise(function, parameters);
   };
-  host_ = ComPtr<HostObject>(new HostObject(std::move(actions), file_, std::move(arguments)));
+  *host_.Receive() = new HostObject(std::move(actions), file_, std::move(arguments));
 }
 
 int ScriptRunner::Run(const std::wstring& code, const wchar_t* engine) {
@@ -124,13 +124,6 @@ HRESULT ScriptRunner::Raise(const std::wstring& function, DISPPARAMS& arguments)
   PrintError(file_ + L" " + function, 0, 0, error);
   exitCode_ = 1;
   quitting_ = true;
-  return S_OK;
-}
-
-STDMETHODIMP ScriptRunner::QueryInterface(REFIID iid, void** object) {
-  *object = nullptr;
-  if (iid != IID_IUnknown && iid != IID_IActiveScriptSite) return E_NOINTERFACE;
-  *object = static_cast<IActiveScriptSite*>(this);
   return S_OK;
 }
 

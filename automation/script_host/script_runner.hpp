@@ -9,24 +9,20 @@
 #include <vector>
 
 #include "automation/com_owners.hpp"
+#include "automation/com_unknown.hpp"
 #include "automation/script_host/host_object.hpp"
 
 namespace tarn::script_host {
 
-class ScriptRunner final : public IActiveScriptSite {
+class ScriptRunner final : public UncountedObject<IActiveScriptSite> {
  public:
   ScriptRunner(std::wstring file, std::vector<std::wstring> arguments);
-  ScriptRunner(const ScriptRunner&) = delete;
-  ScriptRunner& operator=(const ScriptRunner&) = delete;
 
   /// The exit code: the script's own, 1 after an error, which has then been printed. A script that
   /// quits outside an event ends the process right there. Throws an HRESULT when the engine fails.
   int Run(const std::wstring& code, const wchar_t* engine);
 
-  // The engine's view. It lives on the stack of whoever runs the script, so it counts nothing.
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override;
-  STDMETHODIMP_(ULONG) AddRef() override { return 1; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  // What the engine asks. It holds no reference after Run.
   STDMETHODIMP GetLCID(LCID*) override { return E_NOTIMPL; }
   STDMETHODIMP GetItemInfo(LPCOLESTR name, DWORD mask, IUnknown** item, ITypeInfo** type) override;
   STDMETHODIMP GetDocVersionString(BSTR*) override { return E_NOTIMPL; }
