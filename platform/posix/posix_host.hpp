@@ -1,6 +1,8 @@
 // The host on POSIX systems.
 #pragma once
 
+#include <utility>
+
 #include "platform/library_terminal_network.hpp"
 #include "platform/native_host.hpp"
 #include "platform/posix/posix_files.hpp"
@@ -26,7 +28,7 @@ class PosixHost final : public NativeHost {
   tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork_; }
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
-  void AddPorts(std::map<int, std::string> ports) override { ports_.deviceNames.merge(ports); }
+  void AddPorts(std::map<int, std::string> ports) override { lines_.Name(std::move(ports)); }
   std::unique_ptr<Console> CreateConsole() override;
   std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
   std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,

@@ -23,6 +23,8 @@ class PosixLines final : public LineSystem {
 
   MessageLoop& Loop() override { return loop_; }
   void Trace(std::string_view text) override { trace_(text); }
+  /// Names more devices; a port that has one already keeps it.
+  void Name(std::map<int, std::string> devices) { deviceNames_.merge(devices); }
   std::string DeviceOf(std::int16_t port) const override;
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;

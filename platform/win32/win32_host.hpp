@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/library_terminal_network.hpp"
 #include "platform/native_host.hpp"
@@ -30,7 +31,7 @@ class Win32Host final : public NativeHost {
   tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork_; }
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
-  void AddPorts(std::map<int, std::string> ports) override { portMap_.merge(ports); }
+  void AddPorts(std::map<int, std::string> ports) override { lines_.Name(std::move(ports)); }
   std::unique_ptr<Console> CreateConsole() override;
   std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
   std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,
