@@ -20,7 +20,7 @@ TarnScale::TarnScale(std::shared_ptr<ScaleSite> site)
           std::make_shared<tarn::WeightData>(site_->System().Locale().DecimalSeparator())),
       mvarPrintData(std::make_shared<tarn::PrintData>()),
       recordTemplateData_(std::make_shared<tarn::TarnRecordTemplateData>()) {
-  onWeight_ = mvarWeightData->NewWeight.Subscribe(this, &TarnScale::mvarWeightData_NewWeight);
+  onWeight_ = mvarWeightData->NewWeight.Subscribe([this] { mvarWeightData_NewWeight(); });
   onPrint_ = mvarPrintData->NewWeight.Subscribe(this, &TarnScale::mvarPrintData_NewWeight);
   ActivityTimer(std::make_shared<tarn::ActivityTimer>(site_->TickTimer()));
 }
@@ -364,6 +364,8 @@ void TarnScale::CaptureReading() {
 /// written: the next reading without motion tries again.
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
+  // Held only where it matters: this runs with every reading of every scale.
+  const auto self = weak_from_this().lock();
   CaptureReading();
   printRequested_ = false;
 }
