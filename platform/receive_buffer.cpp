@@ -5,8 +5,6 @@
 #include <exception>
 #include <utility>
 
-#include "platform/serial_port.hpp"
-
 namespace tarn {
 
 ReceiveBuffer::ReceiveBuffer(MessageLoop& loop, std::function<void()> announce)
@@ -135,8 +133,8 @@ void ReceiveBuffer::DropRead() {
 
 void ReceiveBuffer::DropBeyondBound() {
   const std::size_t waiting = bytes_.size() - front_;
-  if (waiting <= SerialPort::kMaxWaitingInput) return;
-  front_ += waiting - SerialPort::kMaxWaitingInput;
+  if (waiting <= kMaxWaiting) return;
+  front_ += waiting - kMaxWaiting;
   readable_ = std::max(readable_, front_);
   DropRead();
 }

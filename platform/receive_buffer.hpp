@@ -27,9 +27,10 @@ class ReceiveBuffer {
   static constexpr double kQuietCharacters = 4;
   static constexpr double kQuietFloor = 250;  // milliseconds
   static constexpr double kHoldFactor = 4;
+  static constexpr std::size_t kMaxWaiting = 256U << 10U;  ///< bytes
 
-  /// `announce` is called from the loop when bytes are to be read, as long as the buffer lives:
-  /// what it refers to must outlive the buffer.
+  /// `announce` is called from the loop when bytes are to be read, never after the buffer has been
+  /// destroyed; it may destroy the buffer.
   ReceiveBuffer(MessageLoop& loop, std::function<void()> announce);
   ReceiveBuffer(const ReceiveBuffer&) = delete;
   ReceiveBuffer& operator=(const ReceiveBuffer&) = delete;
@@ -42,7 +43,7 @@ class ReceiveBuffer {
   void CharacterTime(double milliseconds) { characterTime_ = milliseconds; }
 
   /// Takes in what the line delivered and announces it when due. Called from the loop. Beyond
-  /// `SerialPort::kMaxWaitingInput` the oldest bytes are dropped.
+  /// kMaxWaiting the oldest bytes are discarded.
   void Arrived(std::string_view bytes);
 
   std::int32_t Readable() const;

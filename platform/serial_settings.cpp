@@ -66,8 +66,4 @@ SerialSettings ParseSerialSettings(std::string_view text) {
   return settings;
 }
 
-std::string PortTitle(int number, const std::string& device) {
-  return "port " + std::to_string(number) + (device.empty() ? "" : " (" + device + ")");
-}
-
 }  // namespace tarn

@@ -24,7 +24,4 @@ struct SerialSettings {
 /// case; data bits 4 to 8; stop bits 1, 1.5 or 2. Error 380 for anything else.
 SerialSettings ParseSerialSettings(std::string_view text);
 
-/// How a port is called in errors and traces: "port 3 (/dev/ttyUSB0)".
-std::string PortTitle(int number, const std::string& device);
-
 }  // namespace tarn

@@ -35,8 +35,8 @@ LibraryTerminalNetwork::Finder LoadLibrary(const std::string& programFolder,
 PosixHost::PosixHost(HostOptions options)
     : trace_(options.trace ? std::move(options.trace) : TraceToStandardError()),
       settings_(std::move(options.settingsPlace), [this](std::string_view text) { Trace(text); }),
-      ports_{std::move(options.portMap), [this](std::string_view text) { Trace(text); }},
       loop_([this](std::string_view text) { Trace(text); }),
+      lines_(loop_, std::move(options.portMap), [this](std::string_view text) { Trace(text); }),
       terminalNetwork_(
           options.terminalNetwork.empty() ? "libkesapi.so" : std::move(options.terminalNetwork),
           [this](const std::string& library, std::string& why) {
@@ -47,7 +47,7 @@ PosixHost::PosixHost(HostOptions options)
 }
 
 std::shared_ptr<SerialPort> PosixHost::CreateSerialPort() {
-  return std::make_shared<PosixSerialPort>(loop_, ports_);
+  return std::make_shared<SerialPort>(lines_);
 }
 
 std::shared_ptr<SocketControl> PosixHost::CreateSocket() {

@@ -1,11 +1,12 @@
+// The host on POSIX systems.
 #pragma once
 
 #include "platform/library_terminal_network.hpp"
 #include "platform/native_host.hpp"
 #include "platform/posix/posix_files.hpp"
+#include "platform/posix/posix_line.hpp"
 #include "platform/posix/posix_locale.hpp"
 #include "platform/posix/posix_message_loop.hpp"
-#include "platform/posix/posix_serial_port.hpp"
 #include "platform/posix/posix_settings_store.hpp"
 #include "platform/posix/posix_socket.hpp"
 #include "platform/trace_filter.hpp"
@@ -35,8 +36,8 @@ class PosixHost final : public NativeHost {
   PosixLocale locale_;
   PosixFiles files_{locale_, [this](std::string_view text) { Trace(text); }};
   PosixSettingsStore settings_;
-  PortTable ports_;
   PosixMessageLoop loop_;
+  PosixLines lines_;
   PosixSockets sockets_{loop_};
   LibraryTerminalNetwork terminalNetwork_;
 };

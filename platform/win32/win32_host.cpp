@@ -4,7 +4,6 @@
 #include "platform/standard_error.hpp"
 #include "platform/win32/win32_console.hpp"
 #include "platform/win32/win32_error.hpp"
-#include "platform/win32/win32_serial_port.hpp"
 #include "platform/win32/win32_terminal_line.hpp"
 #include "platform/win32/win32_terminal_listener.hpp"
 #include "platform/win32/win32_text.hpp"
@@ -27,23 +26,15 @@ LibraryTerminalNetwork::Finder LoadTerminalNetwork(const std::string& library, s
 
 Win32Host::Win32Host(HostOptions options)
     : trace_(options.trace ? std::move(options.trace) : TraceToStandardError()),
-      portMap_(std::move(options.portMap)),
       settings_(options.settingsPlace),
-      openPorts_(std::make_shared<Win32PortTable>()),
       loop_([this](std::string_view text) { Trace(text); }),
+      lines_(loop_, std::move(options.portMap), [this](std::string_view text) { Trace(text); }),
       terminalNetwork_(
           options.terminalNetwork.empty() ? "kesapi32.dll" : std::move(options.terminalNetwork),
           LoadTerminalNetwork) {}
 
 std::shared_ptr<SerialPort> Win32Host::CreateSerialPort() {
-  return std::make_shared<Win32SerialPort>(Win32SerialPort::Surroundings{
-      loop_, openPorts_, [this](std::int16_t number) { return DeviceOf(number); },
-      [this](std::string_view text) { Trace(text); }});
-}
-
-std::string Win32Host::DeviceOf(std::int16_t number) const {
-  const auto mapped = portMap_.find(number);
-  return mapped != portMap_.end() ? mapped->second : "COM" + std::to_string(number);
+  return std::make_shared<SerialPort>(lines_);
 }
 
 std::shared_ptr<SocketControl> Win32Host::CreateSocket() {
@@ -68,8 +59,7 @@ std::unique_ptr<Console> Win32Host::CreateConsole() {
 }
 
 std::unique_ptr<TerminalLine> Win32Host::CreateTerminalLine(const std::string& place) {
-  return std::make_unique<Win32TerminalLine>(
-      loop_, openPorts_, [this](std::string_view text) { Trace(text); }, place);
+  return std::make_unique<Win32TerminalLine>(lines_, place);
 }
 
 std::unique_ptr<TerminalLine> Win32Host::CreateTerminalListener(const std::string& address,

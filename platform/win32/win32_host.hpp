@@ -1,7 +1,6 @@
 // The host on Windows.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -10,14 +9,13 @@
 #include "platform/native_host.hpp"
 #include "platform/trace_filter.hpp"
 #include "platform/win32/win32_files.hpp"
+#include "platform/win32/win32_line.hpp"
 #include "platform/win32/win32_locale.hpp"
 #include "platform/win32/win32_message_loop.hpp"
 #include "platform/win32/win32_settings_store.hpp"
 #include "platform/win32/win32_socket.hpp"
 
 namespace tarn {
-
-class Win32PortTable;
 
 class Win32Host final : public NativeHost {
  public:
@@ -38,15 +36,12 @@ class Win32Host final : public NativeHost {
                                                        int port) override;
 
  private:
-  std::string DeviceOf(std::int16_t number) const;
-
   TraceFilter trace_;
-  std::map<int, std::string> portMap_;
   Win32Locale locale_;
   Win32Files files_{locale_};
   Win32SettingsStore settings_;
-  std::shared_ptr<Win32PortTable> openPorts_;
   Win32MessageLoop loop_;
+  Win32Lines lines_;
   Win32Sockets sockets_{loop_};
   LibraryTerminalNetwork terminalNetwork_;
 };

@@ -6,14 +6,14 @@
 #include <thread>
 #include <utility>
 
-#include "platform/serial_port.hpp"
+#include "platform/receive_buffer.hpp"
 #include "platform/win32/win32_error.hpp"
 
 namespace tarn {
 namespace {
 
 // Small, so that a line without a pause is handed over often: a read ends when its buffer is full
-// or the line has been quiet for a moment.
+// or when the line has been quiet for a moment.
 constexpr std::size_t kReadSize = 256;
 constexpr std::size_t kWriteSize = 1024;
 // Milliseconds that a read which brought nothing keeps the next one waiting.
@@ -37,8 +37,8 @@ struct Operation {
 
 }  // namespace
 
-/// What the loop and the line's thread share. It outlives the line where something that was posted,
-/// or a driver that does not let go, still holds it.
+/// What the loop and the line's thread share. It outlives the line while posted work, or a driver
+/// that does not let go, still holds it.
 struct Win32Line::State : std::enable_shared_from_this<State> {
   State(MessageLoop& l, Win32OpenPort p) : loop(l), port(std::move(p)) {}
 
@@ -65,8 +65,8 @@ void Win32Line::State::Arrived(std::string_view bytes) {
   const std::lock_guard lock(mutex);
   if (stopped) return;
   input.append(bytes);
-  if (input.size() > SerialPort::kMaxWaitingInput) {
-    input.erase(0, input.size() - SerialPort::kMaxWaitingInput);
+  if (input.size() > ReceiveBuffer::kMaxWaiting) {
+    input.erase(0, input.size() - ReceiveBuffer::kMaxWaiting);
   }
   if (std::exchange(announced, true)) return;
   loop.Post([state = shared_from_this()] { state->Deliver(); });
@@ -76,7 +76,7 @@ void Win32Line::State::Gone(DWORD code) {
   const std::lock_guard lock(mutex);
   if (stopped) return;
   loop.Post([state = shared_from_this(), code] {
-    if (const auto told = state->listener) told->gone(SystemMessage(code));
+    if (const auto kept = state->listener) kept->lost(SystemMessage(code));
   });
 }
 
@@ -87,8 +87,8 @@ void Win32Line::State::Deliver() {
     announced = false;
     bytes.swap(input);
   }
-  const auto told = listener;
-  if (told && !bytes.empty()) told->arrived(bytes);
+  const auto kept = listener;  // the line may go meanwhile
+  if (kept && !bytes.empty()) kept->arrived(bytes);
 }
 
 /// What runs on the line's thread.
@@ -158,9 +158,9 @@ class Win32Line::Worker {
     }
   }
 
-  /// After a read that brought nothing: the driver's whim, or the device has gone and the driver
-  /// does not say so there. Asking again at once could go on for ever, so the next read comes
-  /// later.
+  /// After a read that brought nothing: either the driver just does that, or the device has gone
+  /// and the driver does not say so here. Reading again at once could go on for ever, so the next
+  /// read comes later.
   void CheckDevice() {
     DWORD lineErrors = 0;
     if (!ClearCommError(port_, &lineErrors, nullptr)) error_ = GetLastError();
@@ -188,7 +188,7 @@ class Win32Line::Worker {
   void EndWrite() {
     DWORD count = 0;
     const DWORD code = Collect(write_, count);
-    // There is no limit on the time of a write, so one that ends without a byte has failed.
+    // A write has no time limit, so one that ends without a byte has failed.
     if (count == 0) {
       error_ = code != 0 ? code : ERROR_WRITE_FAULT;
       return;
@@ -205,7 +205,8 @@ class Win32Line::Worker {
     }
   }
 
-  /// What an operation that has ended brought, and its error code or 0.
+  /// Collects an operation that has ended: stores its number of bytes and returns its error code or
+  /// 0.
   DWORD Collect(Operation& operation, DWORD& count) {
     operation.pending = false;
     ResetEvent(operation.event.Get());
@@ -213,7 +214,7 @@ class Win32Line::Worker {
     return good ? 0 : GetLastError();
   }
 
-  /// Waits for the end of it: until then the driver may write into the buffers.
+  /// Waits until the operation has ended: before that the driver may write into the buffers.
   void Cancel(Operation& operation) {
     if (!operation.pending) return;
     CancelIoEx(port_, &operation.overlapped);
@@ -255,17 +256,30 @@ std::size_t Win32Line::Queued() const {
   return state_->queue.size() + state_->sending;
 }
 
-void Win32Line::Send(std::string_view bytes) {
+bool Win32Line::Send(std::string_view bytes) {
   {
     const std::lock_guard lock(state_->mutex);
     state_->queue.append(bytes);
   }
   SetEvent(state_->output.Get());
+  return true;
 }
 
 void Win32Line::DiscardInput() {
   const std::lock_guard lock(state_->mutex);
   state_->input.clear();
+}
+
+std::string Win32Lines::DeviceOf(std::int16_t port) const {
+  const auto named = deviceNames_.find(port);
+  return named != deviceNames_.end() ? named->second : "COM" + std::to_string(port);
+}
+
+std::unique_ptr<NativeLine> Win32Lines::Open(const std::string& device,
+                                             const SerialSettings& settings,
+                                             NativeLine::Listener listener) {
+  return std::make_unique<Win32Line>(loop_, OpenWin32Port(openPorts_, device, settings),
+                                     std::move(listener));
 }
 
 }  // namespace tarn

@@ -1,48 +1,58 @@
-// An open COM port with the thread that keeps its bytes moving. Both ends of a serial line are
-// built on it: the server's port and the simulated terminal's.
-//
-// The loop may be kept busy for a while by a call out to a client. So a thread of its own gathers
-// what arrives and announces it to the loop, one announcement at a time however much it is, and
-// writes what waits to be sent.
+// Serial lines on COM ports, each with a thread that keeps its bytes moving. Both ends of a line
+// are built on it: the server's port and the simulated terminal's.
 #pragma once
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "platform/message_loop.hpp"
+#include "platform/native_line.hpp"
 #include "platform/win32/win32_open_port.hpp"
 
 namespace tarn {
 
-class Win32Line {
+/// A call out to a client may keep the loop busy for a while. So a separate thread gathers what
+/// arrives and announces it to the loop, with one announcement at a time however much it is, and
+/// writes what waits to be sent.
+class Win32Line final : public NativeLine {
  public:
-  /// Called from the loop, and never again once the line is destroyed. Either may destroy it.
-  struct Listener {
-    std::function<void(std::string_view)> arrived;
-    /// The device has gone; nothing arrives and nothing is sent any more.
-    std::function<void(const std::string& why)> gone;
-  };
-
   Win32Line(MessageLoop& loop, Win32OpenPort port, Listener listener);
-  Win32Line(const Win32Line&) = delete;
-  Win32Line& operator=(const Win32Line&) = delete;
-  /// Closes the port, which a thread does beside the loop; what was not sent yet is dropped.
-  ~Win32Line();
+  /// The thread closes the port beside the loop.
+  ~Win32Line() override;
 
-  /// Bytes that wait to be sent, those included that the device is busy with.
-  std::size_t Queued() const;
-  void Send(std::string_view bytes);
-  /// Drops what has arrived and is not announced yet.
-  void DiscardInput();
+  bool Send(std::string_view bytes) override;
+  std::size_t Queued() const override;
+  void DiscardInput() override;
 
  private:
   struct State;
   class Worker;
 
   std::shared_ptr<State> state_;
+};
+
+/// Port n is COMn unless the user's names have another device for it.
+class Win32Lines final : public LineSystem {
+ public:
+  Win32Lines(MessageLoop& loop, std::map<int, std::string> deviceNames,
+             std::function<void(std::string_view)> trace)
+      : loop_(loop), deviceNames_(std::move(deviceNames)), trace_(std::move(trace)) {}
+
+  MessageLoop& Loop() override { return loop_; }
+  void Trace(std::string_view text) override { trace_(text); }
+  std::string DeviceOf(std::int16_t port) const override;
+  std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
+                                   NativeLine::Listener listener) override;
+
+ private:
+  MessageLoop& loop_;
+  std::map<int, std::string> deviceNames_;
+  std::function<void(std::string_view)> trace_;
+  std::shared_ptr<Win32PortTable> openPorts_ = std::make_shared<Win32PortTable>();
 };
 
 }  // namespace tarn

@@ -1,6 +1,5 @@
 #include "platform/win32/win32_open_port.hpp"
 
-#include "platform/serial_settings.hpp"
 #include "platform/win32/win32_error.hpp"
 #include "platform/win32/win32_text.hpp"
 
@@ -81,8 +80,8 @@ bool ApplyState(HANDLE port, DCB block) {
   return SetCommState(port, &block) || GetLastError() == ERROR_NOT_SUPPORTED;
 }
 
-/// Drivers take a parity bit that is always on or off for one that they know, and do not all say
-/// so.
+/// Drivers without mark and space parity use an ordinary parity in its place, and not all of them
+/// say so.
 void RequireFixedParity(HANDLE port, const SerialSettings& settings) {
   using Parity = SerialSettings::Parity;
   if (settings.parity != Parity::Mark && settings.parity != Parity::Space) return;
@@ -95,13 +94,12 @@ void RequireFixedParity(HANDLE port, const SerialSettings& settings) {
   }
 }
 
-void ApplySettings(HANDLE port, std::string_view text) {
-  const SerialSettings settings = ParseSerialSettings(text);
+void ApplySettings(HANDLE port, const SerialSettings& settings) {
   RequireFixedParity(port, settings);
   DCB present{};
   present.DCBlength = sizeof present;
   if (!GetCommState(port, &present)) {
-    ThrowSystemError(ErrorNumber::DeviceInputOutput, "Not a serial port", GetLastError());
+    ThrowSystemError(ErrorNumber::DeviceInputOutput, "It is not a serial port", GetLastError());
   }
   const DCB wanted = ControlBlock(present, settings);
   if (ApplyState(port, wanted)) return;
@@ -114,7 +112,7 @@ void ApplySettings(HANDLE port, std::string_view text) {
   const DWORD code = GetLastError();
   ThrowSystemError(code == ERROR_INVALID_PARAMETER ? ErrorNumber::InvalidPropertyValue
                                                    : ErrorNumber::DeviceInputOutput,
-                   "The port refuses the line settings \"" + std::string(text) + "\"", code);
+                   "It refuses the line settings", code);
 }
 
 /// A read lasts until the line has been quiet for a millisecond after its first byte; a write lasts
@@ -123,7 +121,7 @@ void ApplyTimeouts(HANDLE port) {
   COMMTIMEOUTS timeouts{};
   timeouts.ReadIntervalTimeout = 1;
   if (!SetCommTimeouts(port, &timeouts)) {
-    ThrowSystemError(ErrorNumber::DeviceInputOutput, "The port takes no timeouts", GetLastError());
+    ThrowSystemError(ErrorNumber::DeviceInputOutput, "It takes no time-outs", GetLastError());
   }
 }
 
@@ -148,14 +146,14 @@ void Win32PortTable::Claim::Release() {
 }
 
 Win32PortTable::Claim Win32PortTable::Take(const std::shared_ptr<Win32PortTable>& table,
-                                           const std::string& device, const std::string& title) {
+                                           const std::string& device) {
   std::wstring key = TableKey(device);
   std::unique_lock lock(table->mutex_);
   for (auto found = table->held_.find(key); found != table->held_.end();
        found = table->held_.find(key)) {
     const auto letGoBy = found->second.letGoBy;
     if (!letGoBy || Clock::now() >= *letGoBy) {
-      throw AutomationError(ErrorNumber::PortInUse, "The " + title + " is open already");
+      throw AutomationError(ErrorNumber::PortInUse, "It is open already");
     }
     table->released_.wait_until(lock, *letGoBy);
   }
@@ -169,17 +167,18 @@ std::string Win32DevicePath(const std::string& name) {
 }
 
 Win32OpenPort OpenWin32Port(const std::shared_ptr<Win32PortTable>& table, const std::string& device,
-                            const std::string& title, std::string_view settings) {
+                            const SerialSettings& settings) {
   const std::string path = Win32DevicePath(device);
   Win32OpenPort port{
-      Win32PortTable::Take(table, path, title),
+      Win32PortTable::Take(table, path),
       OwnedHandle(CreateFileW(ToWide(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                               OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr))};
   if (!port.handle) {
     const DWORD code = GetLastError();
-    ThrowSystemError(OpenErrorNumber(code), "The " + title + " cannot be opened", code);
+    throw AutomationError(OpenErrorNumber(code), SystemMessage(code));
   }
-  // The size of the driver's queue is a wish, and so is that nothing old waits in it.
+  // Neither of the two calls whose result is not looked at is needed: the size of the driver's
+  // queue and discarding what waits in it are wishes.
   SetupComm(port.handle.Get(), kDriverQueue, kDriverQueue);
   ApplySettings(port.handle.Get(), settings);
   ApplyTimeouts(port.handle.Get());

@@ -9,9 +9,9 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
+#include "platform/serial_settings.hpp"
 #include "platform/win32/win32_handle.hpp"
 
 namespace tarn {
@@ -41,10 +41,10 @@ class Win32PortTable {
     std::uint64_t id_;
   };
 
-  /// Waits at most kLetGoTime from its closing on for a device that is being closed, so a driver
-  /// that never lets go costs that once. Error 8005 when somebody holds the device.
-  static Claim Take(const std::shared_ptr<Win32PortTable>& table, const std::string& device,
-                    const std::string& title);
+  /// Waits for a device that is being closed, at most kLetGoTime after its closing began, so that a
+  /// driver that never lets go costs this wait only once. Error 8005 when somebody holds the
+  /// device.
+  static Claim Take(const std::shared_ptr<Win32PortTable>& table, const std::string& device);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -68,8 +68,8 @@ struct Win32OpenPort {
   OwnedHandle handle;
 };
 
-/// `title` is what errors call it. Errors: 8002, 8005, 380, 57 as SerialPort::PortOpen.
+/// Errors: 8002, 8005, 380, 57 as LineSystem::Open.
 Win32OpenPort OpenWin32Port(const std::shared_ptr<Win32PortTable>& table, const std::string& device,
-                            const std::string& title, std::string_view settings);
+                            const SerialSettings& settings);
 
 }  // namespace tarn

@@ -6,34 +6,24 @@
 #include "base/automation_error.hpp"
 
 namespace tarn {
-namespace {
 
-/// A pair of ports inside one machine has no speed, and no parity that anybody checks.
-constexpr std::string_view kSettings = "9600,n,8,1";
-
-}  // namespace
-
-Win32TerminalLine::Win32TerminalLine(MessageLoop& loop, std::shared_ptr<Win32PortTable> openPorts,
-                                     std::function<void(std::string_view)> trace, std::string place)
-    : loop_(loop),
-      openPorts_(std::move(openPorts)),
-      trace_(std::move(trace)),
-      place_(std::move(place)) {
+Win32TerminalLine::Win32TerminalLine(LineSystem& lines, std::string place)
+    : lines_(lines), place_(std::move(place)) {
   Attach();
 }
 
 void Win32TerminalLine::Attach() {
   if (line_) return;
   try {
-    line_ = std::make_unique<Win32Line>(
-        loop_, OpenWin32Port(openPorts_, place_, "line " + place_, kSettings),
-        Win32Line::Listener{[this](std::string_view bytes) { Received.Raise(bytes); },
-                            [this](const std::string& why) { LineGone(why); }});
+    // A pair of ports inside one machine has no speed, and no parity that anybody checks.
+    line_ = lines_.Open(place_, SerialSettings{},
+                        {[this](std::string_view bytes) { Received.Raise(bytes); },
+                         [this](const std::string& why) { LineLost(why); }});
   } catch (const AutomationError& error) {
     const bool noPlace =
         error.Number() == ErrorNumber::InvalidPort || error.Number() == ErrorNumber::PortInUse;
     throw AutomationError(noPlace ? ErrorNumber::PathFileAccess : ErrorNumber::DeviceInputOutput,
-                          error.Description());
+                          "The line " + place_ + " does not open: " + error.Description());
   }
 }
 
@@ -45,9 +35,9 @@ std::size_t Win32TerminalLine::Write(std::string_view bytes) {
   return count;
 }
 
-void Win32TerminalLine::LineGone(const std::string& why) {
+void Win32TerminalLine::LineLost(const std::string& why) {
   Detach();
-  trace_("The line " + place_ + " went away: " + why);
+  lines_.Trace("The line " + place_ + " went away: " + why);
 }
 
 }  // namespace tarn

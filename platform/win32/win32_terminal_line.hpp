@@ -1,20 +1,18 @@
 // The far end of a COM port pair, for simulated terminals.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "platform/native_line.hpp"
 #include "platform/terminal_line.hpp"
-#include "platform/win32/win32_line.hpp"
 
 namespace tarn {
 
 class Win32TerminalLine final : public TerminalLine {
  public:
-  Win32TerminalLine(MessageLoop& loop, std::shared_ptr<Win32PortTable> openPorts,
-                    std::function<void(std::string_view)> trace, std::string place);
+  Win32TerminalLine(LineSystem& lines, std::string place);
 
   void Attach() override;
   void Detach() override { line_.reset(); }
@@ -25,13 +23,11 @@ class Win32TerminalLine final : public TerminalLine {
   /// What the line takes ahead of its speed: as much as the buffer of a serial chip's driver.
   static constexpr std::size_t kAhead = 4096;
 
-  void LineGone(const std::string& why);
+  void LineLost(const std::string& why);
 
-  MessageLoop& loop_;
-  std::shared_ptr<Win32PortTable> openPorts_;
-  std::function<void(std::string_view)> trace_;
+  LineSystem& lines_;
   std::string place_;
-  std::unique_ptr<Win32Line> line_;
+  std::unique_ptr<NativeLine> line_;
 };
 
 }  // namespace tarn

@@ -1,7 +1,6 @@
 #include "tests/fakes/fake_host.hpp"
 
 #include "base/number_text.hpp"
-#include "platform/serial_settings.hpp"
 #include "platform/utf8.hpp"
 
 namespace tarn {
@@ -40,98 +39,84 @@ void FakeLoop::WaitAndDispatch(double milliseconds) {
   now_ += milliseconds;
 }
 
-FakeSerialPort::FakeSerialPort(MessageLoop& loop, std::shared_ptr<OpenPorts> openPorts)
-    : loop_(loop), openPorts_(std::move(openPorts)), buffer_(loop, [this] { Receive.Raise(); }) {}
+class FakeLines::Line final : public NativeLine {
+ public:
+  Line(FakeLines& lines, std::string device, Listener listener)
+      : lines_(lines), device_(std::move(device)), listener_(std::move(listener)) {
+    lines_.openDevices_->insert(device_);
+  }
+  ~Line() override {
+    lines_.openDevices_->erase(device_);
+    lines_.line_ = nullptr;
+  }
 
-FakeSerialPort::~FakeSerialPort() {
-  Close();
+  bool Send(std::string_view bytes) override {
+    lines_.written += bytes;
+    if (lines_.stalled) queued_ += bytes.size();
+    return true;
+  }
+  std::size_t Queued() const override { return queued_; }
+  void DiscardInput() override {}
+
+  Listener Listeners() const { return listener_; }  // a copy, since the line may go meanwhile
+
+ private:
+  FakeLines& lines_;
+  std::string device_;
+  Listener listener_;
+  std::size_t queued_ = 0;
+};
+
+void FakeLines::Deliver(std::string_view bytes) {
+  if (line_ != nullptr) line_->Listeners().arrived(bytes);
 }
 
-void FakeSerialPort::Deliver(std::string_view bytes) {
-  if (open_) buffer_.Arrived(bytes);
+void FakeLines::Unplug() {
+  if (line_ != nullptr) line_->Listeners().lost("unplugged");
 }
 
-void FakeSerialPort::Unplug() {
-  if (!open_) return;
-  Close();
-  loop_.Post([this, alive = std::weak_ptr<int>(alive_)] {
-    if (!alive.expired() && !open_) Lost.Raise();
-  });
+std::string FakeLines::DeviceOf(std::int16_t port) const {
+  return port >= 1 ? "COM" + std::to_string(port) : std::string();
+}
+
+std::unique_ptr<NativeLine> FakeLines::Open(const std::string& device,
+                                            const SerialSettings& /*settings*/,
+                                            NativeLine::Listener listener) {
+  if (failOpen) throw *failOpen;
+  if (openDevices_->contains(device)) throw AutomationError(ErrorNumber::PortInUse, "in use");
+  auto line = std::make_unique<Line>(*this, device, std::move(listener));
+  line_ = line.get();
+  return line;
 }
 
 void FakeSerialPort::PortNumber(std::int16_t number) {
-  if (number != number_) RequireClosed();
+  SerialPort::PortNumber(number);
   calls.push_back("PortNumber " + std::to_string(number));
-  number_ = number;
 }
 
 void FakeSerialPort::Settings(std::string_view settings) {
-  if (settings != settings_) RequireClosed();
+  SerialPort::Settings(settings);
   calls.push_back("Settings " + std::string(settings));
-  settings_ = settings;
 }
 
 void FakeSerialPort::ReceiveThreshold(std::int16_t length) {
+  SerialPort::ReceiveThreshold(length);
   calls.push_back("ReceiveThreshold " + std::to_string(length));
-  buffer_.Threshold(length);
 }
 
 void FakeSerialPort::EndCharacter(std::optional<char> end) {
+  SerialPort::EndCharacter(end);
   calls.push_back("EndCharacter " + (end ? std::to_string(*end) : std::string("none")));
-  buffer_.EndCharacter(end);
 }
 
 void FakeSerialPort::PortOpen(bool open) {
-  if (open == open_) return;
-  calls.emplace_back(open ? "Open" : "Close");
-  if (open)
-    Open();
-  else
-    Close();
-}
-
-void FakeSerialPort::Open() {
-  if (failOpen) throw *failOpen;
-  if (number_ < 1) throw AutomationError(ErrorNumber::InvalidPort, "There is no such port");
-  if (openPorts_->contains(number_)) {
-    throw AutomationError(ErrorNumber::PortInUse, "The port is open already");
-  }
-  buffer_.CharacterTime(ParseSerialSettings(settings_).CharacterTime());
-  buffer_.Clear();
-  openPorts_->insert(number_);
-  queued_ = 0;
-  open_ = true;
-}
-
-void FakeSerialPort::Close() {
-  if (!open_) return;
-  openPorts_->erase(number_);
-  open_ = false;
-  buffer_.Clear();
+  if (open != PortOpen()) calls.emplace_back(open ? "Open" : "Close");
+  SerialPort::PortOpen(open);
 }
 
 void FakeSerialPort::ClearInput() {
+  SerialPort::ClearInput();
   calls.emplace_back("ClearInput");
-  buffer_.Clear();
-}
-
-void FakeSerialPort::Output(std::string_view bytes) {
-  if (!open_) throw AutomationError(ErrorNumber::PortNotOpen, "The port is not open");
-  if (stalled) {
-    if (queued_ + bytes.size() > kMaxQueuedOutput) {
-      throw AutomationError(ErrorNumber::DeviceInputOutput, "The output queue is full");
-    }
-    queued_ += bytes.size();
-  }
-  written += bytes;
-}
-
-std::string FakeSerialPort::DeviceName() const {
-  return open_ ? "COM" + std::to_string(number_) : std::string();
-}
-
-void FakeSerialPort::RequireClosed() const {
-  if (open_) throw AutomationError(ErrorNumber::PortNotClosed, "The port is open");
 }
 
 std::optional<std::string> FakeSettingsStore::Get(std::string_view section, std::string_view key) {
@@ -217,11 +202,10 @@ std::string FakeFiles::Key(std::string_view name) {
 
 FakeHost::FakeHost()
     : filter_([this](std::string_view text) { traces.emplace_back(text); }),
-      openPorts_(std::make_shared<FakeSerialPort::OpenPorts>()),
       loop([this](std::string_view text) { Trace(text); }) {}
 
 std::shared_ptr<SerialPort> FakeHost::CreateSerialPort() {
-  ports.push_back(std::make_shared<FakeSerialPort>(loop, openPorts_));
+  ports.push_back(std::make_shared<FakeSerialPort>(*this, openDevices_));
   return ports.back();
 }
 

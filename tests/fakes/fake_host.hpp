@@ -18,7 +18,8 @@
 #include "base/automation_error.hpp"
 #include "platform/host.hpp"
 #include "platform/loop_base.hpp"
-#include "platform/receive_buffer.hpp"
+#include "platform/native_line.hpp"
+#include "platform/serial_port.hpp"
 #include "platform/trace_filter.hpp"
 #include "tests/fakes/fake_socket.hpp"
 
@@ -48,53 +49,65 @@ class FakeLoop final : public LoopBase {
   double now_ = 0;
 };
 
-class FakeSerialPort final : public SerialPort {
+/// The line of one fake port.
+class FakeLines : public LineSystem {
  public:
-  using OpenPorts = std::set<std::int16_t>;
+  using OpenDevices = std::set<std::string>;
 
-  /// `openPorts` is what all the ports of a host share: a number that is open there is in use.
-  FakeSerialPort(MessageLoop& loop, std::shared_ptr<OpenPorts> openPorts);
-  ~FakeSerialPort() override;
+  /// The ports of a host share `openDevices`: a device that is open there is in use.
+  FakeLines(Host& host, std::shared_ptr<OpenDevices> openDevices)
+      : host_(host), openDevices_(std::move(openDevices)) {}
 
   /// Bytes arrive now; Receive is raised from here when due. Nothing happens while closed.
   void Deliver(std::string_view bytes);
-  /// The line goes away.
+  /// The device goes away.
   void Unplug();
 
-  std::string written;             ///< everything sent
-  std::vector<std::string> calls;  ///< writes of properties, Open, Close, ClearInput, in order
+  std::string written;                      ///< everything sent
   std::optional<AutomationError> failOpen;  ///< thrown when the port is to open
-  bool stalled = false;  ///< the line takes nothing: output fills the queue up to its bound
+  bool stalled = false;  ///< the device takes nothing: output fills the queue up to its bound
 
-  void PortNumber(std::int16_t number) override;
-  std::int16_t PortNumber() const override { return number_; }
-  void Settings(std::string_view settings) override;
-  std::string Settings() const override { return settings_; }
-  void ReceiveThreshold(std::int16_t length) override;
-  std::int16_t ReceiveThreshold() const override { return buffer_.Threshold(); }
-  void EndCharacter(std::optional<char> end) override;
-  std::optional<char> EndCharacter() const override { return buffer_.EndCharacter(); }
-  void PortOpen(bool open) override;
-  bool PortOpen() const override { return open_; }
-  std::int32_t InBufferCount() const override { return buffer_.Readable(); }
-  void ClearInput() override;
-  std::optional<char> Input() override { return buffer_.Read(); }
-  void Output(std::string_view bytes) override;
-  std::string DeviceName() const override;
+  MessageLoop& Loop() override { return host_.Loop(); }
+  void Trace(std::string_view text) override { host_.Trace(text); }
+  std::string DeviceOf(std::int16_t port) const override;
+  std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
+                                   NativeLine::Listener listener) override;
 
  private:
-  void Open();
-  void Close();
-  void RequireClosed() const;
+  class Line;
 
-  MessageLoop& loop_;
-  std::shared_ptr<int> alive_ = std::make_shared<int>();
-  std::shared_ptr<OpenPorts> openPorts_;
-  std::int16_t number_ = 1;
-  std::string settings_ = "9600,n,8,1";
-  bool open_ = false;
-  std::size_t queued_ = 0;
-  ReceiveBuffer buffer_;
+  Host& host_;
+  std::shared_ptr<OpenDevices> openDevices_;
+  Line* line_ = nullptr;  ///< the open one
+};
+
+/// The port itself is the real one.
+class FakeSerialPort final : private FakeLines, public SerialPort {
+ public:
+  FakeSerialPort(Host& host, std::shared_ptr<OpenDevices> openDevices)
+      : FakeLines(host, std::move(openDevices)), SerialPort(Lines()) {}
+
+  using FakeLines::Deliver;
+  using FakeLines::failOpen;
+  using FakeLines::stalled;
+  using FakeLines::Unplug;
+  using FakeLines::written;
+  std::vector<std::string> calls;  ///< writes of properties, Open, Close, ClearInput, in order
+
+  using SerialPort::EndCharacter;
+  using SerialPort::PortNumber;
+  using SerialPort::PortOpen;
+  using SerialPort::ReceiveThreshold;
+  using SerialPort::Settings;
+  void PortNumber(std::int16_t number) override;
+  void Settings(std::string_view settings) override;
+  void ReceiveThreshold(std::int16_t length) override;
+  void EndCharacter(std::optional<char> end) override;
+  void PortOpen(bool open) override;
+  void ClearInput() override;
+
+ private:
+  LineSystem& Lines() { return *this; }
 };
 
 class FakeSettingsStore final : public SettingsStore {
@@ -164,7 +177,7 @@ class FakeHost final : public Host {
 
  private:
   TraceFilter filter_;
-  std::shared_ptr<FakeSerialPort::OpenPorts> openPorts_;
+  std::shared_ptr<FakeLines::OpenDevices> openDevices_ = std::make_shared<FakeLines::OpenDevices>();
 
  public:
   std::vector<std::string> traces;

@@ -257,8 +257,9 @@ TEST_F(SerialProtocols, APolledScaleIsAskedAtEachUpdate) {
   Port().Unplug();
   host.loop.Advance(1000);
   EXPECT_EQ(updates, 4);
-  EXPECT_EQ(host.traces,
-            std::vector<std::string>{"Scale x was not asked for its weight: The port is not open"});
+  EXPECT_EQ(host.traces, (std::vector<std::string>{
+                             "The port 1 (COM1) went away: unplugged",
+                             "Scale x was not asked for its weight: The port 1 is not open"}));
   host.traces.clear();
   scale->RunScale();
   scale->Disabled(true);
@@ -290,8 +291,10 @@ TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
   host.loop.Advance(60'000);
   EXPECT_EQ(ticks, 1);
   EXPECT_EQ(host.traces, (std::vector<std::string>{
-                             "Scale x was not asked for its weight: The output queue is full",
-                             "Scale x was not asked for its weight: The port is not open"}));
+                             "Scale x was not asked for its weight: The port 1 (COM1) does not "
+                             "send: its output queue is full",
+                             "The port 1 (COM1) went away: unplugged",
+                             "Scale x was not asked for its weight: The port 1 is not open"}));
   scale->StopScale();
   scale->RunScale();
   Port().stalled = false;

@@ -334,7 +334,7 @@ TEST_F(ServerTest, ALoadStopsAndDetachesTheOldScales) {
 TEST_F(ServerTest, RunAllScalesStopsAtTheFirstFailureAndRunEachScaleDoesNot) {
   Start();
   for (const std::int16_t n : std::initializer_list<std::int16_t>{1, 2, 3}) Configure(n, n);
-  host.ports[1]->failOpen = AutomationError(ErrorNumber::InvalidPort, "no such port COM2");
+  host.ports[1]->failOpen = AutomationError(ErrorNumber::InvalidPort, "no such port");
   EXPECT_EQ(ErrorOf([&] { server->RunAllScales(); }), 8002);
   EXPECT_TRUE(PortIsOpen(1));
   EXPECT_FALSE(PortIsOpen(3));
@@ -349,7 +349,8 @@ TEST_F(ServerTest, RunAllScalesStopsAtTheFirstFailureAndRunEachScaleDoesNot) {
   EXPECT_TRUE(PortIsOpen(3));
   ASSERT_EQ(failures.size(), 1U);
   EXPECT_EQ(failures[0].number, 2);
-  EXPECT_EQ(messages, Messages{"48 Can't start scale 2 (Scale2): no such port COM2"});
+  EXPECT_EQ(messages, Messages{"48 Can't start scale 2 (Scale2): The port 2 (COM2) does not open: "
+                               "no such port"});
 }
 
 TEST_F(ServerTest, TheSettingStartEachScaleKeepsThePlantRunning) {

@@ -136,7 +136,7 @@ TEST_F(MonitorModelTest, ACommandThatCannotBeGivenSaysSoAndEndsNothing) {
   Start();
   Port(3).Unplug();
   EXPECT_EQ(Row(2).condition, "port closed");
-  for (const char* complaint : {"one-way", "no connection", "The port is not open"}) {
+  for (const char* complaint : {"one-way", "no connection", "The port 3 is not open"}) {
     EXPECT_TRUE(Press("z"));
     EXPECT_THAT(Events().back(), HasSubstr(complaint));
     Press("j");

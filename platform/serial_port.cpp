@@ -1,0 +1,94 @@
+#include "platform/serial_port.hpp"
+
+#include "platform/serial_settings.hpp"
+
+namespace tarn {
+namespace {
+
+std::string Title(std::int16_t number, const std::string& device) {
+  return "The port " + std::to_string(number) + (device.empty() ? "" : " (" + device + ")");
+}
+
+}  // namespace
+
+SerialPort::SerialPort(LineSystem& system)
+    : system_(system), buffer_(system.Loop(), [this] { Receive.Raise(); }) {}
+
+void SerialPort::PortNumber(std::int16_t number) {
+  if (number != number_) RequireClosed();
+  number_ = number;
+}
+
+void SerialPort::Settings(std::string_view settings) {
+  if (settings != settings_) RequireClosed();
+  settings_ = settings;
+}
+
+void SerialPort::PortOpen(bool open) {
+  if (open == PortOpen()) return;
+  if (open)
+    Open();
+  else
+    Close();
+}
+
+void SerialPort::Open() {
+  const SerialSettings settings = ParseSerialSettings(settings_);
+  const std::string device = system_.DeviceOf(number_);
+  std::unique_ptr<NativeLine> line;
+  try {
+    if (device.empty()) throw AutomationError(ErrorNumber::InvalidPort, "There is no such port");
+    line = system_.Open(device, settings,
+                        {[this](std::string_view bytes) { buffer_.Arrived(bytes); },
+                         [this](const std::string& why) { LineLost(why); }});
+  } catch (const AutomationError& error) {
+    const std::string what = error.Number() == ErrorNumber::PortInUse
+                                 ? " is in use, here or in another program"
+                                 : " does not open: " + error.Description();
+    throw AutomationError(error.Number(), Title(number_, device) + what);
+  }
+  buffer_.Clear();
+  buffer_.CharacterTime(settings.CharacterTime());
+  line_ = std::move(line);
+  device_ = device;
+}
+
+void SerialPort::Close() {
+  line_.reset();
+  device_.clear();
+  buffer_.Clear();
+}
+
+void SerialPort::LineLost(const std::string& why) {
+  const std::string title = Title(number_, device_);
+  Close();
+  system_.Trace(title + " went away: " + why);
+  system_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
+    if (!alive.expired() && !line_) Lost.Raise();
+  });
+}
+
+void SerialPort::ClearInput() {
+  if (line_) line_->DiscardInput();
+  buffer_.Clear();
+}
+
+void SerialPort::Output(std::string_view bytes) {
+  if (!line_) Refuse(ErrorNumber::PortNotOpen, "is not open");
+  if (line_->Queued() + bytes.size() > kMaxQueuedOutput) {
+    Refuse(ErrorNumber::DeviceInputOutput, "does not send: its output queue is full");
+  }
+  if (line_->Send(bytes)) return;
+  LineLost("it takes no output");
+  Refuse(ErrorNumber::PortNotOpen, "went away");
+}
+
+void SerialPort::RequireClosed() const {
+  if (line_) Refuse(ErrorNumber::PortNotClosed, "is open");
+}
+
+void SerialPort::Refuse(ErrorNumber number, const std::string& what) const {
+  throw AutomationError(number, Title(number_, device_) + " " + what);
+}
+
+}  // namespace tarn
