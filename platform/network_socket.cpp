@@ -11,7 +11,8 @@
 namespace tarn {
 namespace {
 
-/// What a queued datagram counts beside its bytes, so that empty ones do not queue without bound.
+/// What a queued datagram counts in addition to its bytes, so that empty ones do not queue without
+/// bound.
 constexpr std::size_t kDatagramCost = 64;
 
 constexpr std::int32_t kHighestPort = 65535;
@@ -64,7 +65,7 @@ std::string AddressText(std::uint32_t ip) {
   return text;
 }
 
-/// What waits to be read. Of a stream it has no sender.
+/// What waits to be read. A stream has no sender.
 struct NetworkSocket::Arrival {
   std::string bytes;
   NetworkAddress from;
@@ -137,8 +138,7 @@ void NetworkSocket::RemotePort(std::int32_t port) {
   remotePort_ = CheckedPort(port);
 }
 
-// --- Opening and closing
-// --------------------------------------------------------------------------
+// --- Opening and closing -------------------------------------------------------------------
 
 void NetworkSocket::Close() {
   session_.reset();
@@ -206,8 +206,7 @@ void NetworkSocket::Fail(std::int32_t number, const std::string& description) {
   Error.Raise(number, description);
 }
 
-// --- Names
-// ----------------------------------------------------------------------------------------
+// --- Names ---------------------------------------------------------------------------------
 
 void NetworkSocket::LookUpHost(const std::string& host) {
   session_->host = host;
@@ -228,8 +227,8 @@ void NetworkSocket::LookUpHost(const std::string& host) {
   }
 }
 
-/// Of a datagram's host a failure is reported once and costs the datagrams that wait for it; the
-/// next one asks again.
+/// A failure to find a datagram's host is reported once, and the datagrams that wait for it are
+/// discarded; the next one looks the name up again.
 void NetworkSocket::HostKnown(std::int32_t error, std::uint32_t ip) {
   Session& session = *session_;
   session.lookingUp = false;
@@ -252,8 +251,7 @@ void NetworkSocket::HostKnown(std::int32_t error, std::uint32_t ip) {
   Fail(error, SocketError::Text(error));
 }
 
-// --- Connecting
-// -----------------------------------------------------------------------------------
+// --- Connecting ----------------------------------------------------------------------------
 
 void NetworkSocket::BeginConnection(std::uint32_t ip) {
   state_ = SocketState::Connecting;
@@ -275,8 +273,7 @@ void NetworkSocket::FinishConnection() {
   Connected.Raise();
 }
 
-// --- Receiving
-// ------------------------------------------------------------------------------------
+// --- Receiving -----------------------------------------------------------------------------
 
 void NetworkSocket::Ready() {
   if (!session_ || !session_->socket) return;
@@ -301,7 +298,7 @@ void NetworkSocket::ReadDatagrams() {
     } else if (!Counts(from)) {
       Stranger.Raise();
     } else {
-      TellDatagram({std::string(system_.Scratch(), arrived.bytes), from});
+      RaiseDatagram({std::string(system_.Scratch(), arrived.bytes), from});
     }
     if (session.expired()) return;
   }
@@ -314,8 +311,9 @@ bool NetworkSocket::Counts(const NetworkAddress& from) const {
   return known == from.ip;
 }
 
-/// A handler may run the loop: the datagram of the event outside is there again afterwards.
-void NetworkSocket::TellDatagram(Arrival arrival) {
+/// A handler may run the loop, which raises further events inside this one. Each event restores the
+/// datagram of the one outside when it ends.
+void NetworkSocket::RaiseDatagram(Arrival arrival) {
   struct Outer {
     std::weak_ptr<Session> session;
     Arrival arrival;
@@ -381,8 +379,7 @@ std::string NetworkSocket::GetData() {
   return all;
 }
 
-// --- Sending
-// --------------------------------------------------------------------------------------
+// --- Sending -------------------------------------------------------------------------------
 
 void NetworkSocket::SendData(std::string_view bytes) {
   if (state_ != SocketState::Open && state_ != SocketState::Connected) {

@@ -1,3 +1,4 @@
+// Files on POSIX systems.
 #pragma once
 
 #include <functional>
