@@ -1,4 +1,4 @@
-// The console of a tool: keys, screen size, the wish to end.
+// The console of a tool: its keys, its screen size, and requests to end.
 #pragma once
 
 #include <string_view>
@@ -7,7 +7,7 @@
 
 namespace tarn {
 
-/// Events come from the loop. The destructor gives the console back as it was found.
+/// Events come from the loop. The destructor restores the console to its former state.
 class Console {
  public:
   enum class Key { Character, Up, Down, PageUp, PageDown, Home, End, Enter, Escape, Backspace };
@@ -28,12 +28,12 @@ class Console {
   /// Delivers single keys, unseen on the screen, from now on. Does nothing when standard input is
   /// no terminal.
   virtual void ReadKeys() = 0;
-  /// For a program that has the whole screen, behind ReadKeys. From now on Ctrl-S is a key like any
-  /// other and stops no output, and a crash or Ctrl-\ first gives the terminal back as LeaveNow
-  /// does. `leave` is what shows the user's own screen again, at most 64 bytes.
+  /// For a program that uses the whole screen; call it after ReadKeys. From now on Ctrl-S is a key
+  /// like any other and stops no output, and a crash or Ctrl-\ first restores the terminal as
+  /// LeaveNow does. `leave` is what shows the user's own screen again, at most 64 bytes.
   virtual void GuardScreen(std::string_view leave) = 0;
-  /// Gives the terminal back at once, also one that takes no more output: what Write still has to
-  /// hand over is dropped and Write returns. For the end of the process.
+  /// Restores the terminal at once, even one that takes no more output: Write discards what it has
+  /// not written and returns. For the end of the process.
   virtual void LeaveNow() = 0;
   /// Announces the end of standard input (InputEnded) when that is no terminal.
   virtual void WatchInputEnd() = 0;
@@ -41,7 +41,7 @@ class Console {
   /// Interrupted. From any thread, one at a time.
   virtual void Write(std::string_view text) = 0;
 
-  Event<Key, char> KeyPressed;  ///< the character is 0 but for Key::Character
+  Event<Key, char> KeyPressed;  ///< the character is 0 except for Key::Character
   Event<> Interrupted;          ///< Ctrl-C, a request to end, the terminal gone
   Event<> InputEnded;
 };

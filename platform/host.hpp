@@ -1,4 +1,4 @@
-// What the operating system gives: one object that hands out all of it.
+// What the operating system provides: one object gives access to all of it.
 #pragma once
 
 #include <memory>

@@ -21,8 +21,9 @@ namespace tarn {
 class LibraryTerminalNetwork final : public TerminalNetwork {
  public:
   using Function = void (*)();
-  /// Loads the library and gives its functions by name: none for one that it has not. Gives no
-  /// finder where the library is not there, and says why. The library stays loaded.
+  /// Loads the library, which stays loaded, and returns a function that finds its functions by name
+  /// (null for one that it does not have). Returns an empty one, and says why, if there is no such
+  /// library.
   using Finder = std::function<Function(const char* name)>;
   using Load = std::function<Finder(const std::string& library, std::string& why)>;
 

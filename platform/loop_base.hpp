@@ -15,7 +15,7 @@
 
 namespace tarn {
 
-/// An implementation gives the clock, the waiting and the waking up.
+/// An implementation provides the clock, the waiting and the waking up.
 class LoopBase : public MessageLoop {
  public:
   using TraceSink = std::function<void(std::string_view)>;
@@ -49,8 +49,8 @@ class LoopBase : public MessageLoop {
   void RunDueWork();
   /// Milliseconds until work is due: 0 when some is, negative when none is in sight.
   double TimeToNextWork() const;
-  /// Lets go of what was posted and never ran. For the destructor of an implementation, since such
-  /// work may hold objects that still need the loop when they go.
+  /// Destroys what was posted and never ran. The destructor of an implementation calls it, since
+  /// such work may hold objects whose destructors still need the loop.
   void DropPosted();
 
  private:

@@ -22,17 +22,17 @@ struct NameLookup::State {
 
   State(MessageLoop& l, Ask a) : loop(&l), ask(std::move(a)) {}
 
-  /// One piece of work an asker, so that a failing one costs only itself.
-  void Tell(const std::string& name, const Answer& answer) {
+  /// Posts one piece of work for each asker, so that one that fails does not affect the others.
+  void Notify(const std::string& name, const Answer& answer) {
     for (Asker& asker : asked[name]) {
-      loop->Post([told = std::move(asker), answer] {
-        if (!told.owner.expired()) told.done(answer.error, answer.ip);
+      loop->Post([asker = std::move(asker), answer] {
+        if (!asker.owner.expired()) asker.done(answer.error, answer.ip);
       });
     }
     asked.erase(name);
   }
 
-  /// True for a name that nobody waits for any more; it is forgotten then.
+  /// Forgets a name that nobody waits for any more; true if it did.
   bool Forget(const std::string& name) {
     const Askers& askers = asked[name];
     const bool unwanted =
@@ -42,7 +42,7 @@ struct NameLookup::State {
   }
 
   std::mutex mutex;
-  MessageLoop* loop;  ///< none once nobody is to be notified
+  MessageLoop* loop;  ///< null once nobody is to be notified
   Ask ask;
   std::map<std::string, Askers> asked;  ///< what waits or is under way
   std::deque<std::string> waiting;
@@ -72,13 +72,13 @@ void NameLookup::Start(const std::string& name, std::weak_ptr<void> owner,
   state.waiting.push_back(name);
   if (state.threads == kThreads) return;
   try {
-    // The thread is left to itself: nobody could make the system give up a look-up.
+    // Nobody joins the thread: there is no way to make the system give up a look-up.
     std::thread([shared = state_] { Work(shared); }).detach();
     ++state.threads;
   } catch (const std::system_error&) {
-    if (state.threads > 0) return;  // one of those will come to it
+    if (state.threads > 0) return;  // one of those will take it
     state.waiting.pop_back();
-    state.Tell(name, {SocketError::kNoBuffers, 0});
+    state.Notify(name, {SocketError::kNoBuffers, 0});
   }
 }
 
@@ -92,7 +92,7 @@ void NameLookup::Work(const std::shared_ptr<State>& state) {
     const Answer answer = state->ask(name);
     lock.lock();
     if (state->loop == nullptr) break;
-    state->Tell(name, answer);
+    state->Notify(name, answer);
   }
   --state->threads;
 }

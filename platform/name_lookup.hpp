@@ -1,4 +1,4 @@
-// Looks names of hosts up beside the loop, since that may take the system many seconds.
+// Looks host names up beside the loop, since that may take the system many seconds.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +11,16 @@
 
 namespace tarn {
 
-/// A thread a name, so that a good name does not wait behind names whose servers do not answer. Who
-/// asks for a name that is being looked up gets the same answer, so a socket that tries again and
-/// again takes no further thread. Beyond kThreads names the others wait their turn. A look-up whose
-/// owners have gone is not begun. What is under way when this goes ends and notifies nobody.
+/// Uses one thread for each name, so that a good name does not wait behind names whose servers do
+/// not answer. All who ask for a name that is being looked up share its answer, so a socket that
+/// tries again and again takes no further thread. More than kThreads names wait their turn. A
+/// look-up whose owners have all gone is not begun. One that is under way when this object is
+/// destroyed ends without notifying anybody.
 class NameLookup {
  public:
   static constexpr int kThreads = 64;  ///< two for each of the 32 sockets of a server
 
-  /// Asks the system and waits for the answer; runs on a thread of its own.
+  /// Asks the system and waits for the answer; runs on a separate thread.
   struct Answer {
     std::int32_t error = 0;
     std::uint32_t ip = 0;

@@ -1,5 +1,5 @@
-// The host of the operating system that the program was built for, and what only the tools ask of
-// it.
+// The host of the operating system that the program was built for, and what only the tools need
+// from it.
 #pragma once
 
 #include <functional>
@@ -16,7 +16,7 @@ namespace tarn {
 
 /// What the program around the server decides.
 struct HostOptions {
-  /// Port number to device, for the ports that do not go by the system's own names.
+  /// Devices by port number, for the ports that have another device than the system's own.
   std::map<int, std::string> portMap;
   /// Where the settings store lives: a file on POSIX, a key below HKEY_CURRENT_USER\Software on
   /// Windows. Empty: the place of the Automation server.

@@ -26,8 +26,8 @@ struct NetworkAddress {
 std::optional<std::uint32_t> ParseAddress(std::string_view text);
 std::string AddressText(std::uint32_t ip);
 
-/// One open socket; letting go of it closes it. Failures come as the numbers of SocketError, 0 is
-/// success, and a call that would have to wait gives SocketError::kWouldBlock.
+/// One open socket; destroying it closes it. The calls return numbers of SocketError: 0 is success,
+/// kWouldBlock is a call that would have to wait.
 class NativeSocket {
  public:
   struct Count {
@@ -45,7 +45,7 @@ class NativeSocket {
   virtual std::uint16_t LocalPort() const = 0;
 
   virtual std::int32_t Connect(const NetworkAddress& to) = 0;
-  /// How a connection that was begun stands.
+  /// The state of a connection that was begun: 0 once it stands, kWouldBlock while it is made.
   virtual std::int32_t ConnectResult() = 0;
   /// TCP. Send may take a part; Receive of 0 bytes is the end of the stream.
   virtual Count Send(std::string_view bytes) = 0;
@@ -54,7 +54,8 @@ class NativeSocket {
   virtual std::int32_t SendTo(std::string_view bytes, const NetworkAddress& to) = 0;
   virtual Count ReceiveDatagram(char* into, std::size_t length, NetworkAddress& from) = 0;
 
-  /// What `ready` is to be called for; output only matters after a call that would have to wait.
+  /// Says what `ready` is to be called for; output matters only after a call that would have to
+  /// wait.
   virtual void Watch(bool input, bool output) = 0;
 };
 

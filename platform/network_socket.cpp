@@ -11,7 +11,8 @@
 namespace tarn {
 namespace {
 
-/// What a queued datagram counts beside its bytes, so that empty ones do not queue without bound.
+/// What a queued datagram counts in addition to its bytes, so that empty ones do not queue without
+/// bound.
 constexpr std::size_t kDatagramCost = 64;
 
 constexpr std::int32_t kHighestPort = 65535;
@@ -64,7 +65,7 @@ std::string AddressText(std::uint32_t ip) {
   return text;
 }
 
-/// What waits to be read. Of a stream it has no sender.
+/// What waits to be read. A stream has no sender.
 struct NetworkSocket::Arrival {
   std::string bytes;
   NetworkAddress from;
@@ -226,8 +227,8 @@ void NetworkSocket::LookUpHost(const std::string& host) {
   }
 }
 
-/// Of a datagram's host a failure is reported once and costs the datagrams that wait for it; the
-/// next one asks again.
+/// A failure to find a datagram's host is reported once, and the datagrams that wait for it are
+/// discarded; the next one looks the name up again.
 void NetworkSocket::HostKnown(std::int32_t error, std::uint32_t ip) {
   Session& session = *session_;
   session.lookingUp = false;
@@ -297,7 +298,7 @@ void NetworkSocket::ReadDatagrams() {
     } else if (!Counts(from)) {
       Stranger.Raise();
     } else {
-      TellDatagram({std::string(system_.Scratch(), arrived.bytes), from});
+      RaiseDatagram({std::string(system_.Scratch(), arrived.bytes), from});
     }
     if (session.expired()) return;
   }
@@ -310,8 +311,9 @@ bool NetworkSocket::Counts(const NetworkAddress& from) const {
   return known == from.ip;
 }
 
-/// A handler may run the loop: the datagram of the event outside is there again afterwards.
-void NetworkSocket::TellDatagram(Arrival arrival) {
+/// A handler may run the loop, which raises further events inside this one. Each event restores the
+/// datagram of the one outside when it ends.
+void NetworkSocket::RaiseDatagram(Arrival arrival) {
   struct Outer {
     std::weak_ptr<Session> session;
     Arrival arrival;

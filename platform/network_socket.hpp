@@ -1,5 +1,5 @@
-// The socket control over the sockets of the system: states, queues, events and errors, which are
-// the same everywhere.
+// The socket control over the sockets of the system: its states, queues, events and errors are the
+// same everywhere.
 #pragma once
 
 #include <cstddef>
@@ -48,7 +48,7 @@ class NetworkSocket : public SocketControl {
   std::string GetData() override;
 
  protected:
-  /// Tells of a failure; a connection ends with it. The control may be gone afterwards.
+  /// Reports a failure; a connection ends with it. The control may be gone afterwards.
   void Fail(std::int32_t number, const std::string& description);
 
  private:
@@ -69,7 +69,7 @@ class NetworkSocket : public SocketControl {
   void Ready();
   void ReadDatagrams();
   bool Counts(const NetworkAddress& from) const;
-  void TellDatagram(Arrival arrival);
+  void RaiseDatagram(Arrival arrival);
   void ReadStream();
   void EndOfStream();
   void SendQueued();
@@ -87,7 +87,7 @@ class NetworkSocket : public SocketControl {
   bool remoteHostOnly_ = false;
   bool retired_ = false;
   /// From Bind or Connect to Close. The code that raises an event looks afterwards whether it is
-  /// still there: a handler may have closed, opened anew or destroyed the control.
+  /// still there: a handler may have closed, opened it again or destroyed the control.
   std::shared_ptr<Session> session_;
 };
 

@@ -1,4 +1,4 @@
-// What a command-line program asks of the system it was built for before it has a host.
+// What a command-line program needs from its system before it has a host.
 #pragma once
 
 #include <string>
@@ -7,16 +7,16 @@
 
 namespace tarn {
 
-/// The arguments behind the program's name, in UTF-8. Where the system hands main anything else,
-/// they are taken from where it keeps them.
+/// The arguments behind the program's name, in UTF-8. On a system that passes main another
+/// encoding, they come from the system itself.
 std::vector<std::string> ProgramArguments(int argc, const char* const* argv);
 
-/// Where a program of this name keeps its own settings: a place as HostOptions::settingsPlace takes
-/// it, on this user's account.
+/// Where a program of this name keeps its settings for this user, in the form of
+/// HostOptions::settingsPlace.
 std::string ProgramSettingsPlace(std::string_view program);
 
-/// The folder for the files that a program of this name writes where nobody names a place, made
-/// when missing. Error 75 where it cannot be made.
+/// The folder for the files that a program of this name writes when nobody names a place; it is
+/// made if it is missing. Error 75 if it cannot be made.
 std::string ProgramDataFolder(std::string_view program);
 
 }  // namespace tarn

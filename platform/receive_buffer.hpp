@@ -1,5 +1,4 @@
-// The receive side of a serial-port control, shared by every implementation: keeps the bytes that
-// arrive and decides when to announce them.
+// The receive side of a serial port: keeps the bytes that arrive and decides when to announce them.
 #pragma once
 
 #include <cstddef>

@@ -47,7 +47,6 @@ void SerialPort::Open() {
                                  : " does not open: " + error.Description();
     throw AutomationError(error.Number(), Title(number_, device) + what);
   }
-  buffer_.Clear();
   buffer_.CharacterTime(settings.CharacterTime());
   line_ = std::move(line);
   device_ = device;

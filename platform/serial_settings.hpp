@@ -1,4 +1,4 @@
-// The settings text of a serial line, taken apart.
+// The settings of a serial line, and how their text is parsed.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct SerialSettings {
   double CharacterTime() const;
 };
 
-/// Takes apart a text such as "9600,e,7,2": exactly four pieces; parity letters n e o s m in either
+/// Parses a text such as "9600,e,7,2": exactly four pieces; parity letters n e o s m in either
 /// case; data bits 4 to 8; stop bits 1, 1.5 or 2. Error 380 for anything else.
 SerialSettings ParseSerialSettings(std::string_view text);
 

@@ -43,7 +43,7 @@ class SocketControl {
   virtual void LocalPort(std::int32_t port) = 0;
   virtual std::int32_t LocalPort() const = 0;
   /// The address of this machine that the local port belongs to, for a machine with several. Empty,
-  /// as at first: all of them. Error 380 for a text that is no address.
+  /// the default: all of them. Error 380 for a text that is no address.
   virtual void LocalHost(std::string_view address) = 0;
   virtual std::string LocalHost() const = 0;
   /// An address of four decimal numbers, or a name, which is looked up once an opening.
@@ -53,8 +53,8 @@ class SocketControl {
   virtual std::int32_t RemotePort() const = 0;
 
   /// UDP: drops the datagrams that come from another address than the remote host's, and raises
-  /// Stranger instead of DataArrival. Of a name none counts until a datagram to it has had it
-  /// looked up. Off at first.
+  /// Stranger instead of DataArrival. If the remote host is a name, none counts until the name has
+  /// been looked up for a datagram that is sent to it. Off by default.
   virtual void RemoteHostOnly(bool only) = 0;
 
   virtual SocketState State() const = 0;
@@ -64,7 +64,7 @@ class SocketControl {
   virtual void Close() = 0;
 
   /// Closes it for good: Bind and Connect are error 91 from now on. For a control whose place in
-  /// the server another one takes, whatever client still holds it.
+  /// the server another one takes while a client may still hold it.
   virtual void Retire() = 0;
 
   /// UDP: opens the local port; 0 lets the system choose (LocalPort then reads the choice).
@@ -72,7 +72,7 @@ class SocketControl {
   virtual void Bind(std::int32_t localPort) = 0;
 
   /// TCP: starts a connection to the remote host and port, from the local port unless that is 0.
-  /// Connected or Error tells how it ended, within 20 s. Errors of the call: 40020 not closed,
+  /// Connected or Error reports how it ended, within 20 s. Errors of the call: 40020 not closed,
   /// 40006 not TCP, 10048 and 10013 as Bind.
   virtual void Connect() = 0;
 

@@ -1,4 +1,4 @@
-// Lines for whoever looks after the program, on standard error.
+// Lines on standard error for those who look after the program.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@
 
 namespace tarn {
 
-/// Writes on a thread of its own, so that a terminal that was stopped or a pipe that nobody reads
-/// holds up nothing else. The lines that such a reader leaves behind wait up to kBound bytes;
+/// Writes on a separate thread, so that a stopped terminal, or a pipe that nobody reads, holds up
+/// nothing else. The lines that such a reader leaves behind wait up to kBound bytes;
 /// beyond that they are dropped, and one line says how many. The thread is made with the first
 /// line, behind the program's console, whose signals it must not take.
 class StandardError {
@@ -35,7 +35,7 @@ class StandardError {
   std::size_t dropped_ = 0;
 };
 
-/// The trace of a host whose program asks for no other.
+/// The trace of a host whose program names no other.
 std::function<void(std::string_view)> TraceToStandardError();
 
 /// Hands bytes to the system, however long that takes. From any thread.

@@ -1,6 +1,6 @@
-// The terminal's end of a line, for simulated terminals. Of a serial line: a pseudo-terminal that a
-// port can open on POSIX, a COM port (the far end of a pair) on Windows. Of a TCP connection: a
-// port that is listened to.
+// The terminal's end of a line, for simulated terminals. For a serial line it is a pseudo-terminal
+// that a port can open on POSIX, and the far COM port of a pair on Windows. For a TCP connection it
+// is a port that is listened to.
 #pragma once
 
 #include <cstddef>
@@ -25,8 +25,8 @@ class TerminalLine {
   virtual void Detach() = 0;
   virtual bool IsAttached() const = 0;
 
-  /// Sends what the line takes now and drops the rest, as a terminal does whose line nobody reads.
-  /// Returns how many bytes were sent; 0 while detached.
+  /// Sends what the line takes now and discards the rest, as a terminal does whose line nobody
+  /// reads. Returns how many bytes were sent; 0 while detached.
   virtual std::size_t Write(std::string_view bytes) = 0;
 
   Event<std::string_view> Received;

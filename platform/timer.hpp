@@ -9,8 +9,8 @@ namespace tarn {
 
 /// Ticks on the loop's thread every Interval milliseconds while it is enabled. An interval of 0
 /// gives no ticks, enabled or not. Writing the interval, or enabling a disabled timer, starts a
-/// full period anew; enabling an enabled one changes nothing. A loop that comes late gives one tick
-/// for all the periods that were missed.
+/// full period again; enabling an enabled one changes nothing. A loop that comes late gives one
+/// tick for all the periods that were missed.
 ///
 /// May be destroyed, disabled or rewritten inside its own Tick.
 class Timer {

@@ -10,14 +10,14 @@
 
 namespace tarn {
 
-/// Passes a text on and then keeps quiet about it for kQuietTime: a line that fails with every
-/// frame shows once, one that fails again next week shows again. It remembers kRemembered texts;
-/// beyond that it begins anew.
+/// Passes a text on and then suppresses it for kQuietTime: a line that fails with every frame shows
+/// once, and if it fails again next week it shows again. It remembers kRemembered texts; one more
+/// clears the table.
 ///
-/// Texts that differ each time, by a number or by what a stranger sent, get past that. So no more
-/// than kLinesPerMinute pass in a minute; the first one after it is preceded by a line that says
-/// how many were left out. What is passed on is one line: control characters show as "?", and a
-/// text ends after kLongestText bytes.
+/// Texts that differ each time, by a number or by what a stranger sent, escape this rule. So no
+/// more than kLinesPerMinute pass in a minute; the first one after it is preceded by a line that
+/// says how many were left out. What is passed on is one line: control characters show as "?", and
+/// a text ends after kLongestText bytes.
 class TraceFilter {
  public:
   using Sink = std::function<void(std::string_view)>;

@@ -40,10 +40,10 @@ class PosixConsole final : public Console {
   PosixMessageLoop& loop_;
   sigset_t formerMask_{};
   std::optional<termios> formerState_;    ///< of standard input, once keys are read
-  std::atomic<bool> outputGone_ = false;  ///< Write may run on a thread of its own
+  std::atomic<bool> outputGone_ = false;  ///< Write may run on another thread
   bool guarding_ = false;
-  // Descriptors of the console's own on the same terminal or pipe, since only those may be set not
-  // to block: the standard ones belong to the shell, too. The standard ones where that fails.
+  // Separate descriptors for the same terminal or pipe, since only those may be set not to block:
+  // the standard ones belong to the shell, too. Where that fails the standard ones are used.
   OwnedFd ownInput_;
   OwnedFd ownOutput_;
   OwnedFd signals_;

@@ -21,7 +21,7 @@ class PosixTextStream final : public TextStream {
     try {
       Close();
     } catch (const AutomationError&) {
-      // Whoever wants to know closes the stream himself.
+      // Those who want to know close the stream themselves.
     }
   }
 

@@ -35,21 +35,21 @@ std::optional<Key> TakeSequence(std::string_view& bytes) {
 
 }  // namespace
 
-void ForEachKey(std::string_view bytes, const std::function<void(Key, char)>& tell) {
+void ForEachKey(std::string_view bytes, const std::function<void(Key, char)>& report) {
   while (!bytes.empty()) {
     const char c = bytes.front();
     bytes.remove_prefix(1);
     const bool isSequence = c == '\x1b' && !bytes.empty() && (bytes[0] == '[' || bytes[0] == 'O');
     if (isSequence) {
-      if (const auto key = TakeSequence(bytes)) tell(*key, 0);
+      if (const auto key = TakeSequence(bytes)) report(*key, 0);
     } else if (c == '\x1b') {
-      tell(Key::Escape, 0);
+      report(Key::Escape, 0);
     } else if (c == '\r' || c == '\n') {
-      tell(Key::Enter, 0);
+      report(Key::Enter, 0);
     } else if (c == '\x7f' || c == '\b') {
-      tell(Key::Backspace, 0);
+      report(Key::Backspace, 0);
     } else if (c >= ' ') {
-      tell(Key::Character, c);
+      report(Key::Character, c);
     }
   }
 }

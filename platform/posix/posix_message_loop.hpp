@@ -18,7 +18,8 @@ class PosixMessageLoop final : public LoopBase {
   /// descriptor must not block.
   using Ready = std::function<void(std::uint32_t events)>;
 
-  /// One watched descriptor; letting go of it ends the watching. Goes before its descriptor closes.
+  /// One watched descriptor; destroying it ends the watching. Destroy it before the descriptor is
+  /// closed.
   class Watch {
    public:
     Watch() = default;
@@ -54,8 +55,8 @@ class PosixMessageLoop final : public LoopBase {
  private:
   OwnedFd epoll_;
   OwnedFd wakeUp_;
-  // Numbers are never used twice, so an event that waits for a watch that is gone finds nobody,
-  // also when its descriptor's number is in use again.
+  // Numbers are never used twice, so an event for a watch that is gone finds nothing, even if the
+  // number of its descriptor is in use again.
   std::map<std::uint64_t, std::shared_ptr<Ready>> watches_;
   std::uint64_t lastId_ = 0;
   Watch wakeUpWatch_;

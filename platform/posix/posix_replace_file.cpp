@@ -37,12 +37,12 @@ bool GetPlainState(const OwnedFd& file, struct stat& state) {
   return ::fstat(file.Get(), &state) == 0 && S_ISREG(state.st_mode);
 }
 
-/// The file that is to take the place of another. It goes again unless it does.
+/// A file that is to take the place of another. It is removed again unless that succeeds.
 class Replacement {
  public:
-  /// Without a file where none can be made beside the target; Error says why.
+  /// Has no file if none can be made beside the target; Error says why.
   explicit Replacement(const std::string& target) : target_(target) {
-    // Nothing that two processes could have in common, such as their numbers in two containers.
+    // A random name, since two processes in two containers may have the same number.
     std::random_device random;
     do {
       name_ = target + "." + std::to_string(random()) + ".tmp";
@@ -63,8 +63,9 @@ class Replacement {
     if (!WriteAll(file_.Get(), bytes, written)) ThrowWriteError(target_, errno);
   }
 
-  /// Who may do what with the old file goes for the new one too. False with errno where it cannot:
-  /// only the super-user may give files away, and nobody else a file to a group that is not his.
+  /// Gives the new file the owner, the group and the mode of the old one. False with errno if that
+  /// is not permitted: only the super-user may give files away, or give them to a group that he is
+  /// not a member of.
   bool TakeOver(const struct stat& old) {
     struct stat mine {};
     if (::fstat(file_.Get(), &mine) < 0) return false;
@@ -122,7 +123,7 @@ void CopyTail(int from, std::size_t start, Replacement& to) {
   }
 }
 
-/// So that a full disk shows before a file is touched that is written in place.
+/// Shows that the disk is full before a file that is written in place is touched.
 void ReserveSpace(int fd, off_t size, const std::string& name) {
   if (size == 0 || Retry([&] { return ::fallocate(fd, 0, 0, size); }) == 0) return;
   if (errno != EOPNOTSUPP && errno != ENOSYS) ThrowWriteError(name, errno);
@@ -162,7 +163,8 @@ std::string ReadFile(const std::string& name, std::size_t maxBytes) {
 
 std::string ReplaceFile(const std::string& name, std::string_view bytes, bool keepTail) {
   const std::string target = FollowLinks(name);
-  // Opening the old file for writing asks for the permission that replacing it would not need.
+  // Replacing a file needs no permission to write to it; opening it for writing checks that there
+  // is one.
   const OwnedFd old = OpenUnblocked(target, O_RDWR);
   if (!old && errno != ENOENT) ThrowWriteError(name, errno);
   struct stat state {};

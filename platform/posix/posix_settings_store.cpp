@@ -195,15 +195,15 @@ class StoreLock {
     // In a folder where nothing can be made the store is written in place, and stays one file.
     if (!file_) file_ = OpenUnblocked(store, O_RDWR);
     if (!file_) return;  // what is wrong with the place shows when the store is written
-    // Whoever comes next has a place of its own to wait in: otherwise a process that writes key
-    // after key would take the lock again before another one has looked.
+    // The next process waits for a byte of the file that is only for that: otherwise a process that
+    // writes key after key would take the lock again before the other one has looked.
     Take(kNext);
     Take(kStore);
     Set(kNext, F_UNLCK);
   }
   StoreLock(const StoreLock&) = delete;
   StoreLock& operator=(const StoreLock&) = delete;
-  ~StoreLock() = default;  // the lock goes with the descriptor
+  ~StoreLock() = default;  // closing the descriptor releases the lock
 
  private:
   static constexpr off_t kStore = 0;  ///< the bytes that are locked

@@ -1,5 +1,5 @@
-// The settings store as an INI file. People may edit it: comments, sections and lines that are
-// nobody's stay as they are.
+// The settings store as an INI file. People may edit it: comments, and sections and lines
+// that it does not know, stay as they are.
 #pragma once
 
 #include <chrono>
@@ -12,8 +12,8 @@
 
 namespace tarn {
 
-/// A value with line ends, with blanks or quotation marks at its edges stands in quotation marks,
-/// where \n \r \\ \" are written so; any other value stands as it is.
+/// A value that has line ends, or blanks or quotation marks at its edges, is written in quotation
+/// marks with \n \r \\ \" as escapes; any other value is written as it is.
 /// Besides what the interface says: error 57 for a file over 1 MiB or a line over 64 KiB.
 ///
 /// Set keeps other processes out by a lock on a file beside the store, whose name ends in ".lock"

@@ -161,8 +161,8 @@ class PosixSocket final : public NativeSocket {
                         reinterpret_cast<const sockaddr*>(&there), sizeof there);
       });
     };
-    // The first call may do nothing but hand over the failure of an earlier datagram, which is told
-    // when the failures are read.
+    // The first call may only return the failure of an earlier datagram, which is reported when the
+    // failures are read.
     if (send() >= 0) return 0;
     if (errno == EAGAIN) return SocketError::kWouldBlock;
     return send() >= 0 ? 0 : DatagramNumberOf(errno);
@@ -172,7 +172,7 @@ class PosixSocket final : public NativeSocket {
     if (std::exchange(failuresWait_, false)) {
       if (const int error = TakeFailures(); error != 0) return {DatagramNumberOf(error), 0};
     }
-    // A failure that shows here waits in the queue of failures too, which the loop announces.
+    // A failure that shows here also waits in the queue of failures, which the loop announces.
     sockaddr_in sender{};
     socklen_t size = sizeof sender;
     const auto count = Retry([&] {

@@ -53,8 +53,8 @@ inline std::string ErrorText(int error) {
   throw AutomationError(number, what + ": " + ErrorText(error));
 }
 
-/// The number of a failure that has no meaning of its own where it happened: 61 the disk is full,
-/// 70 no permission, 57 anything else.
+/// The error number of a failure that has no special meaning where it happened: 61 the disk is
+/// full, 70 no permission, 57 anything else.
 inline ErrorNumber CommonErrorNumber(int error) {
   if (error == ENOSPC || error == EDQUOT) return ErrorNumber::DiskFull;
   if (error == EACCES || error == EPERM || error == EROFS) return ErrorNumber::PermissionDenied;

@@ -14,9 +14,9 @@ namespace {
 namespace fs = std::filesystem;
 
 /// A living line holds a record lock on its slave, which is apart from the file lock of the port
-/// that opens it. So the link of a line that lives is told from one that was left behind. The byte
-/// that is locked stands for the place: the system gives the number of a pseudo-terminal that went
-/// to the next one, which may be the line of another place.
+/// that opens it. This distinguishes the link of a living line from one that was left behind. The
+/// byte that is locked stands for the place: the system gives the number of a pseudo-terminal that
+/// went to the next one, which may be the line of another place.
 struct flock LineLock(const fs::path& place) {
   std::error_code ignored;
   const fs::path absolute = fs::absolute(place, ignored);

@@ -132,8 +132,8 @@ void Win32Console::WatchInputEnd() {
     PostRaise(InputEnded);
     return;
   }
-  // A pipe tells its end only to a read that waits for it. Nothing ends that read from here, so the
-  // thread is left alone when the console goes.
+  // A pipe reports its end only to a read that waits for it. Nothing here can end that read, so the
+  // thread is not joined when the console is destroyed.
   inputWatcher_ = std::make_shared<InputWatcher>();
   inputWatcher_->console = this;
   std::thread([input = input_, watcher = inputWatcher_] { DrainInput(input, *watcher); }).detach();

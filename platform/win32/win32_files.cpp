@@ -142,7 +142,7 @@ class Win32TextStream final : public TextStream {
   std::string gathered_;
 };
 
-/// A new file beside another one whose place it is to take; it goes again unless it does.
+/// A file that is to take the place of another. It is removed again unless that succeeds.
 class Replacement {
  public:
   explicit Replacement(const std::string& name)
@@ -161,7 +161,7 @@ class Replacement {
 
   void Write(std::string_view bytes) { WriteWhole(file_.Get(), bytes, name_); }
 
-  /// Who may do what with the old file goes for the new one too, and what the system marks it with.
+  /// Gives the new file the access list and the attributes of the old one.
   void TakeOver(HANDLE old) {
     DWORD size = 0;
     GetKernelObjectSecurity(old, DACL_SECURITY_INFORMATION, nullptr, 0, &size);

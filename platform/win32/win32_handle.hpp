@@ -1,4 +1,4 @@
-// Owners of what the system hands out and wants back.
+// An owner of handles, which the system wants back.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,8 @@
 
 namespace tarn {
 
-/// A kernel object's handle; none is nullptr, also where the system says INVALID_HANDLE_VALUE.
+/// The handle of a kernel object; nullptr if there is none, also where the system returns
+/// INVALID_HANDLE_VALUE.
 class OwnedHandle {
  public:
   OwnedHandle() = default;

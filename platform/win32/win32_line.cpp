@@ -76,7 +76,7 @@ void Win32Line::State::Gone(DWORD code) {
   const std::lock_guard lock(mutex);
   if (stopped) return;
   loop.Post([state = shared_from_this(), code] {
-    if (const auto listener = state->listener) listener->lost(SystemMessage(code));
+    if (const auto kept = state->listener) kept->lost(SystemMessage(code));
   });
 }
 
@@ -236,8 +236,8 @@ Win32Line::Win32Line(MessageLoop& loop, Win32OpenPort port, Listener listener)
     : state_(std::make_shared<State>(loop, std::move(port))) {
   state_->listener = std::make_shared<Listener>(std::move(listener));
   auto worker = std::make_unique<Worker>(*state_);
-  // A driver whose device was torn off may never let go. So nobody waits for the thread: it closes
-  // the port and releases its claim whenever the driver does.
+  // A driver whose device was unplugged may never return. So nobody waits for the thread: it closes
+  // the port and releases its claim when the driver does.
   std::thread([state = state_, worker = std::move(worker)] { worker->Run(); }).detach();
 }
 

@@ -69,8 +69,8 @@ Win32MessageLoop::HandleSet Win32MessageLoop::WatchesAfter(WatchId id) const {
 }
 
 /// A wait names the first signalled handle only, and by that it may have reset it. So the ones
-/// behind it are asked in turn, or a busy handle would keep them waiting for ever. They are
-/// collected anew each time, since a callback may have removed and closed some.
+/// behind it are checked in turn; otherwise a busy handle would keep them waiting indefinitely.
+/// They are collected again each time, since a callback may have removed and closed some.
 void Win32MessageLoop::DispatchSignalled(HandleSet set, DWORD waitResult) {
   while (waitResult < WAIT_OBJECT_0 + set.count) {
     const WatchId id = set.ids[waitResult - WAIT_OBJECT_0];

@@ -1,4 +1,4 @@
-// Opening a COM port: in use or not, line settings, time-outs.
+// Opens COM ports: refuses one that is in use, and applies line settings and time-outs.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,7 @@ namespace tarn {
 /// The devices that this host holds open. Windows refuses to open a port twice, Wine does not.
 class Win32PortTable {
  public:
-  /// How long a driver may take to let go of a port before that counts as in use.
+  /// How long a driver may take to release a port before the port counts as in use.
   static constexpr std::chrono::milliseconds kLetGoTime{1000};
 
   /// Holds one device until it is released. From any thread.
@@ -64,7 +64,7 @@ std::string Win32DevicePath(const std::string& name);
 
 /// A port that was opened and set up.
 struct Win32OpenPort {
-  Win32PortTable::Claim claim;  // the last to go: the handle has to be closed by then
+  Win32PortTable::Claim claim;  // destroyed last, when the handle has been closed
   OwnedHandle handle;
 };
 

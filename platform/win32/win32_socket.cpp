@@ -98,7 +98,8 @@ class Win32Socket final : public NativeSocket {
     return CountOf(send(socket_, bytes.data(), static_cast<int>(bytes.size()), 0));
   }
 
-  /// Wine tells of a reset with its announcement only; what is read then looks like an orderly end.
+  /// Wine reports a reset only in the announcement; the read that follows looks like an orderly
+  /// end.
   Count Receive(char* into, std::size_t length) override {
     const Count count = CountOf(recv(socket_, into, static_cast<int>(length), 0));
     return count.error == 0 && count.bytes == 0 ? Count{endError_, 0} : count;

@@ -277,7 +277,9 @@ TEST_F(EthernetTest, ASerialLineThatWentAwayComesBack) {
   EXPECT_TRUE(Port().PortOpen());
   EXPECT_EQ(Port().Settings(), "1200,e,7,2");
   EXPECT_EQ(Port().EndCharacter(), '\r');
-  EXPECT_EQ(host.traces, (Calls{"Scale 1, port 1: no connection yet: There is no such port",
+  EXPECT_EQ(host.traces, (Calls{"The port 1 (COM1) went away: unplugged",
+                                "Scale 1, port 1: no connection yet: The port 1 (COM1) does not "
+                                "open: There is no such port",
                                 "Scale 1, port 1: connected again"}));
 
   const auto lose = [&](const std::function<void()>& end) {

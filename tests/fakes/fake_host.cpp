@@ -1,3 +1,4 @@
+// The fake host: its ports, files, settings and texts.
 #include "tests/fakes/fake_host.hpp"
 
 #include "base/number_text.hpp"

@@ -1,3 +1,4 @@
+// The fake sockets and the fake terminal network.
 #include "tests/fakes/fake_socket.hpp"
 
 #include <algorithm>

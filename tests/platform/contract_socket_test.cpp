@@ -1,8 +1,8 @@
-// The socket control.
+// The socket control over every kind of network.
 #include <algorithm>
 
 #include "platform/network_socket.hpp"
-#include "tests/platform/far_end.hpp"
+#include "tests/fakes/fake_host.hpp"
 #include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
@@ -72,6 +72,9 @@ TEST_P(SocketContract, RefusesWhatItsStateDoesNotAllow) {
   for (const std::int32_t port : {-1, 65536}) {
     EXPECT_EQ(ErrorOf([&] { socket->LocalPort(port); }), 380);
     EXPECT_EQ(ErrorOf([&] { socket->RemotePort(port); }), 380);
+  }
+  for (const char* address : {"1.2.3.256", "1.2.3", "1.2.3.4.5", "x"}) {
+    EXPECT_EQ(ErrorOf([&] { socket->LocalHost(address); }), 380) << address;
   }
   socket->Transport(SocketTransport::Udp);
   EXPECT_EQ(ErrorOf([&] { socket->Connect(); }), 40006);
@@ -164,7 +167,7 @@ TEST_P(SocketContract, AClosedPortOrAnUnknownNameDoesNotEndADatagramSocket) {
   BindToFarEnd();
   Record();
   const std::int32_t farPort = socket->RemotePort();
-  if (harness->TellsOfBreaks()) {
+  if (harness->ReportsBreaks()) {
     for (std::size_t times = 1; times < 4; ++times) {
       socket->RemotePort(far->ClosedPort());
       socket->SendData("anybody?");
@@ -231,52 +234,50 @@ TEST_P(SocketContract, ARefusedOrBrokenConnectionEndsInTheErrorState) {
   EXPECT_EQ(ErrorOf([&] { socket->SendData("x"); }), 40006);
   ConnectToFarEnd();
   RunSomeTurns();
-  EXPECT_THAT(events, ElementsAre("up", harness->TellsOfBreaks() ? "10054" : "closed", "up"));
+  EXPECT_THAT(events, ElementsAre("up", harness->ReportsBreaks() ? "10054" : "closed", "up"));
 }
 
 TEST_P(SocketContract, MayCloseOrGoInsideAnyHandler) {
-  const std::weak_ptr<SocketControl> watched = socket;
-  int handled = 0;
-  const std::function<void()> ways[] = {[&] { socket->Close(); },
-                                        [&] {
-                                          harness->ForgetPorts();
-                                          socket.reset();
-                                        }};
-  for (const auto& end : ways) {
-    for (const char* event : {"up", "data", "closed", "error", "datagram"}) {
-      const std::string name = event;
+  for (const bool goes : {false, true}) {
+    for (const std::string event : {"up", "data", "closed", "error", "datagram"}) {
       if (!socket) socket = TheHost().CreateSocket();
       socket->Close();
-      handled = 0;
-      const auto handle = [&](bool wanted) {
-        if (!wanted) return;
-        ++handled;
-        end();
+      int handled = 0;
+      const auto endAt = [&](const char* name) {
+        return [&, wanted = event == name] {
+          if (!wanted) return;
+          ++handled;
+          if (!goes) return socket->Close();
+          harness->ForgetPorts();
+          socket.reset();
+        };
       };
       subscriptions.clear();
-      subscriptions.push_back(socket->Connected.Subscribe([&] { handle(name == "up"); }));
-      subscriptions.push_back(socket->Closed.Subscribe([&] { handle(name == "closed"); }));
+      subscriptions.push_back(socket->Connected.Subscribe(endAt("up")));
+      subscriptions.push_back(socket->Closed.Subscribe(endAt("closed")));
       subscriptions.push_back(socket->Error.Subscribe(
-          [&](std::int32_t, const std::string&) { handle(name == "error"); }));
-      subscriptions.push_back(socket->DataArrival.Subscribe([&](std::int32_t) { handle(true); }));
-      if (name == "datagram") {
+          [end = endAt("error")](std::int32_t, const std::string&) { end(); }));
+      subscriptions.push_back(socket->DataArrival.Subscribe(
+          [end = endAt(event == "data" ? "data" : "datagram")](std::int32_t) { end(); }));
+      if (event == "datagram") {
         BindToFarEnd();
         far->SendDatagram("1", socket->LocalPort());
         if (handled == 0) far->SendDatagram("2", socket->LocalPort());
       } else {
         BeginConnection(far->Listen());
         ASSERT_TRUE(Becomes([&] { return far->Accept(); }));
-        if (name != "up") {
-          ASSERT_TRUE(Becomes([&] { return socket->State() == SocketState::Connected; }));
+        ASSERT_TRUE(
+            Becomes([&] { return handled > 0 || socket->State() == SocketState::Connected; }));
+        if (event == "data") far->Send("abc");
+        if (event == "closed") far->FinishSending();
+        if (event == "error") {
+          BeginConnection(far->ClosedPort());
+          far->AnswerClosedPort(10061);
         }
-        if (name == "data") far->Send("abc");
-        if (name == "closed") far->FinishSending();
-        if (name == "error") BeginConnection(far->ClosedPort());
-        if (name == "error") far->AnswerClosedPort(10061);
       }
-      ASSERT_TRUE(Becomes([&] { return handled > 0; })) << name;
+      ASSERT_TRUE(Becomes([&] { return handled > 0; })) << event;
       RunSomeTurns();
-      EXPECT_EQ(handled, 1) << name;
+      EXPECT_EQ(handled, 1) << event;
     }
   }
 }
@@ -333,6 +334,31 @@ TEST_P(SocketContract, AFloodLeavesTimeForTimers) {
   timer->Interval(10);
   timer->Enabled(true);
   EXPECT_TRUE(Becomes([&] { return ticks == 20; }));
+}
+
+TEST(NetworkSocket, GivesUpAfterAWhileAndSendsWhatWaitsAfterTheOtherSidesEnd) {
+  FakeHost host;
+  const auto control = host.CreateSocket();
+  FakeSocket& socket = *host.sockets.back();
+  std::vector<std::int32_t> errors;
+  const auto watch = socket.Error.Subscribe(
+      [&](std::int32_t number, const std::string&) { errors.push_back(number); });
+  socket.RemoteHost("127.0.0.1");
+  control->Connect();
+  host.loop.Advance(NetworkSocket::kConnectLimit - 1);
+  EXPECT_THAT(errors, ElementsAre());
+  host.loop.Advance(1);
+  EXPECT_THAT(errors, ElementsAre(10060));
+  socket.Close();
+  socket.Connect();
+  socket.Accept();
+  socket.stalled = true;
+  socket.SendData("to the end");
+  socket.HangUp();
+  socket.reached.clear();
+  socket.Resume();
+  EXPECT_EQ(socket.State(), SocketState::Closing);
+  EXPECT_THAT(socket.reached, ElementsAre("to the end"));
 }
 
 }  // namespace

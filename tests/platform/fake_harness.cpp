@@ -1,3 +1,4 @@
+// The harness of the fake host.
 #include "tests/fakes/fake_host.hpp"
 #include "tests/platform/platform_contract.hpp"
 
@@ -72,7 +73,6 @@ class FakeHarness final : public Harness {
   void Deliver(std::string_view bytes) override { OpenPort().Deliver(bytes); }
   std::string Sent() override { return OpenPort().written; }
   void Unplug() override { OpenPort().Unplug(); }
-  void PlugIn() override {}
   void Stall() override { OpenPort().stalled = true; }
   void ForgetPorts() override {
     if (!host_->ports.empty()) lastPort_ = host_->ports.back().get();

@@ -1,4 +1,4 @@
-// The far end on the system's own sockets, which both systems have in nearly the same words.
+// The far end on the system's own sockets, whose interface is nearly the same on both systems.
 #ifdef _WIN32
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -9,11 +9,9 @@
 #include <unistd.h>
 #endif
 
-#include <gtest/gtest.h>
-
 #include <utility>
 
-#include "tests/platform/far_end.hpp"
+#include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
 namespace {
@@ -77,7 +75,6 @@ class NativeFarEnd final : public FarEnd {
     return PortOf(socket_);
   }
   std::int32_t ClosedPort() override { return PortOf(Open(SOCK_STREAM)); }
-  void AnswerClosedPort(std::int32_t /*number*/) override {}
 
   bool Accept() override {
     Socket taken(::accept(listener_.Get(), nullptr, nullptr));
@@ -117,7 +114,6 @@ class NativeFarEnd final : public FarEnd {
         received_.emplace_back(piece);
     }
   }
-  void StopReading() override {}
 
  private:
   static Socket Open(int type) {

@@ -1,9 +1,7 @@
+// The harness of the operating system's host.
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <random>
 
-#include "platform/native_host.hpp"
 #include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
@@ -22,17 +20,12 @@ std::string Variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-std::string UniqueName() {
-  return "tarn-test-" + std::to_string(std::random_device{}());
-}
-
 class NativeHarness final : public Harness {
  public:
   NativeHarness() {
     fs::create_directories(folder_);
     Start();
   }
-
   ~NativeHarness() override {
     line_.reset();
     host_.reset();
@@ -45,7 +38,6 @@ class NativeHarness final : public Harness {
   std::string FileName(const std::string& name) override { return (folder_ / name).string(); }
 
   void Restart() override {
-    subscription_.Reset();
     line_.reset();
     host_.reset();
     Start();
@@ -54,46 +46,44 @@ class NativeHarness final : public Harness {
   void MakeUnusable(const std::string& fileName) override { fs::create_directory(fileName); }
 
   bool ConnectLine() override {
-    if (LinePlace().empty()) return false;
-    line_ = host_->CreateTerminalLine(LinePlace());
+    const std::string place = kLinesAreMade ? FileName("port7") : Variable("TARN_TEST_PORT_B");
+    if (place.empty()) return false;
+    line_ = host_->CreateTerminalLine(place);
     subscription_ = line_->Received.Subscribe([this](std::string_view bytes) { sent_ += bytes; });
     return true;
+  }
+
+  std::int16_t SamePort() override {
+    if (!kLinesAreMade) return static_cast<std::int16_t>(std::stoi(PortPlace().substr(3)));
+    fs::create_symlink(FileName("port7"), FileName("port4"));
+    return 4;
   }
 
   void Deliver(std::string_view bytes) override { ASSERT_EQ(line_->Write(bytes), bytes.size()); }
   std::string Sent() override { return sent_; }
   std::unique_ptr<FarEnd> MakeFarEnd() override { return MakeNativeFarEnd(); }
-  // Wine keeps a closed port to itself, and shows a reset as an orderly end.
-  bool TellsOfBreaks() const override { return kLinesAreMade; }
+  // Wine does not report a closed port, and shows a reset as an orderly end.
+  bool ReportsBreaks() const override { return kLinesAreMade; }
   bool CanUnplug() const override { return kLinesAreMade || !UnplugFile().empty(); }
 
   void Unplug() override {
-    if (kLinesAreMade) {
+    if (kLinesAreMade)
       line_->Detach();
-    } else {
+    else
       std::ofstream{UnplugFile()};
-    }
   }
 
   void PlugIn() override {
-    if (kLinesAreMade) {
-      line_->Attach();
-      return;
-    }
+    if (kLinesAreMade) return line_->Attach();
     ASSERT_TRUE(Becomes([this] { return !line_->IsAttached(); })) << "this end stays";
     fs::remove(UnplugFile());
     ASSERT_TRUE(Becomes([this] { return Attaches(); })) << "the pair does not come back";
   }
 
  private:
-  std::string PortPlace() const {
-    return kLinesAreMade ? (folder_ / "line").string() : Variable("TARN_TEST_PORT_A");
+  std::string PortPlace() {
+    return kLinesAreMade ? FileName("port7") : Variable("TARN_TEST_PORT_A");
   }
-  std::string LinePlace() const {
-    return kLinesAreMade ? (folder_ / "line").string() : Variable("TARN_TEST_PORT_B");
-  }
-
-  /// What stands for pulling the plug of the pair, where that can be done.
   static std::string UnplugFile() { return Variable("TARN_TEST_UNPLUG"); }
 
   bool Attaches() {
@@ -105,7 +95,7 @@ class NativeHarness final : public Harness {
     return true;
   }
 
-  /// Asks now and then, since no event of the loop tells of it.
+  /// Asks now and then, since no event of the loop announces the change.
   bool Becomes(const std::function<bool()>& condition) {
     const auto again = host_->Loop().CreateTimer();
     again->Interval(50);
@@ -116,13 +106,16 @@ class NativeHarness final : public Harness {
   void Start() {
     HostOptions options;
     options.portMap[kPort] = PortPlace();
-    options.settingsPlace = kLinesAreMade ? FileName("store/settings.ini") : storeKey_;
+    for (int n = 1; kLinesAreMade && n <= 4; ++n) {
+      options.portMap[n] = FileName("port" + std::to_string(n));
+    }
+    options.settingsPlace = kLinesAreMade ? FileName("store/settings.ini") : unique_;
     options.trace = [this](std::string_view text) { traces_.emplace_back(text); };
     host_ = CreateNativeHost(std::move(options));
   }
 
-  fs::path folder_ = fs::temp_directory_path() / UniqueName();
-  std::string storeKey_ = UniqueName();
+  std::string unique_ = "tarn-test-" + std::to_string(std::random_device{}());
+  fs::path folder_ = fs::temp_directory_path() / unique_;
   std::vector<std::string> traces_;
   std::string sent_;
   std::unique_ptr<NativeHost> host_;

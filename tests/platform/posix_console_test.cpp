@@ -31,10 +31,10 @@ class Redirected {
   OwnedFd former_;
 };
 
-using PosixConsoleTest = PosixLineTest;
+using PosixConsoleTest = NativeTest;
 
 /// A user's terminal, with what it shows.
-class PosixTerminalTest : public PosixLineTest {
+class PosixTerminalTest : public NativeTest {
  protected:
   PosixTerminalTest() {
     ::tcgetattr(terminal.Get(), &cooked);
@@ -50,8 +50,8 @@ class PosixTerminalTest : public PosixLineTest {
     EXPECT_EQ(after.c_cc[VSUSP], cooked.c_cc[VSUSP]);
   }
 
-  std::unique_ptr<TerminalLine> line = host->CreateTerminalLine(Name("line"));
-  OwnedFd terminal{::open(Name("line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)};
+  std::unique_ptr<TerminalLine> line = Native().CreateTerminalLine(Name("port1"));
+  OwnedFd terminal{::open(Name("port1").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)};
   termios cooked{};
   std::string shown;
   Subscription showing = line->Received.Subscribe([this](std::string_view b) { shown += b; });
@@ -60,7 +60,7 @@ class PosixTerminalTest : public PosixLineTest {
 TEST_F(PosixTerminalTest, ItsKeysArriveUnseenAndItIsGivenBackAsItWas) {
   {
     const Redirected input(STDIN_FILENO, terminal.Get());
-    const auto console = host->CreateConsole();
+    const auto console = Native().CreateConsole();
     console->ReadKeys();
     std::vector<Console::Key> keys;
     const auto subscription =
@@ -80,7 +80,7 @@ TEST_F(PosixTerminalTest, IsGivenBackHoweverTheProgramEnds) {
       ::dup2(terminal.Get(), STDIN_FILENO);
       ::dup2(terminal.Get(), STDOUT_FILENO);
       for (const int fatal : {SIGQUIT, SIGABRT}) std::signal(fatal, SIG_DFL);
-      const auto own = MakeHost();
+      const auto own = CreateNativeHost({});
       const auto console = own->CreateConsole();
       console->ReadKeys();
       console->GuardScreen("<leave>");
@@ -120,7 +120,7 @@ TEST_F(PosixConsoleTest, StandardErrorThatNobodyReadsHoldsUpNobody) {
 TEST_F(PosixConsoleTest, AnnouncesALostReaderOnceAndFromTheLoop) {
   Pipe pipe;
   int interrupted = 0;
-  const auto console = host->CreateConsole();
+  const auto console = Native().CreateConsole();
   const auto subscription = console->Interrupted.Subscribe([&] { ++interrupted; });
   {
     const Redirected output(STDOUT_FILENO, pipe.write.Get());
@@ -132,19 +132,19 @@ TEST_F(PosixConsoleTest, AnnouncesALostReaderOnceAndFromTheLoop) {
     EXPECT_EQ(interrupted, 0);
   }
   EXPECT_TRUE(Becomes([&] { return interrupted > 0; }));
-  EXPECT_FALSE(host->Loop().RunUntil([&] { return interrupted > 1; }, 20));
+  EXPECT_FALSE(Loop().RunUntil([&] { return interrupted > 1; }, 20));
 }
 
 TEST_F(PosixConsoleTest, AnnouncesSignalsButForOneThatWasIgnored) {
   for (const bool ignored : {false, true}) {
     const auto former = std::signal(SIGHUP, ignored ? SIG_IGN : SIG_DFL);
     int interrupted = 0;
-    const auto console = host->CreateConsole();
+    const auto console = Native().CreateConsole();
     const auto subscription = console->Interrupted.Subscribe([&] { ++interrupted; });
     for (const int signal : {SIGHUP, SIGTERM}) ::raise(signal);
     const int expected = ignored ? 1 : 2;
     EXPECT_TRUE(Becomes([&] { return interrupted == expected; }));
-    EXPECT_FALSE(host->Loop().RunUntil([&] { return interrupted > expected; }, 20));
+    EXPECT_FALSE(Loop().RunUntil([&] { return interrupted > expected; }, 20));
     std::signal(SIGHUP, former);
   }
 }

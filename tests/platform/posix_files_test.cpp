@@ -27,7 +27,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-class PosixStoreTest : public PosixTest {
+class PosixStoreTest : public NativeTest {
  protected:
   const std::string place = Name("settings.ini");
   PosixSettingsStore store{place, [](std::string_view) {}};
@@ -89,7 +89,7 @@ TEST_F(PosixStoreTest, RefusesWhatIsTooBigOrWouldNotReadBack) {
   EXPECT_EQ(ErrorOf([&] { below.Set("S", "Key", "x"); }), 57);
 }
 
-class PosixFilesTest : public PosixTest {
+class PosixFilesTest : public NativeTest {
  protected:
   PosixLocale locale;
   std::vector<std::string> traces;
@@ -223,7 +223,7 @@ TEST_F(PosixFilesTest, AFullDiskIsError61) {
   EXPECT_EQ(ErrorOf([&] { stream->Close(); }), 0);
 }
 
-class PosixLocaleTest : public PosixTest {
+class PosixLocaleTest : public NativeTest {
  protected:
   ~PosixLocaleTest() override {
     for (const char* name : {"LOCPATH", "LC_ALL", "LC_NUMERIC", "LC_TIME"}) ::unsetenv(name);
@@ -232,7 +232,7 @@ class PosixLocaleTest : public PosixTest {
     ::setenv(name, value.c_str(), 1);
   }
   /// Builds a locale into the folder; false where this machine lacks what that takes.
-  bool Build(const std::string& name, const std::string& characterSet) const {
+  bool Build(const std::string& name, const std::string& characterSet) {
     const std::string command =
         "localedef -c -i " + name + " -f " + characterSet + " " + Name(name) + " >/dev/null 2>&1";
     return std::system(command.c_str()) == 0;

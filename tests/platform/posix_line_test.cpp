@@ -2,6 +2,7 @@
 #include <sys/epoll.h>
 
 #include <array>
+#include <map>
 
 #include "platform/posix/posix_message_loop.hpp"
 #include "tests/platform/posix_fixture.hpp"
@@ -11,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class PosixLoopTest : public PosixTest {
+class PosixLoopTest : public NativeTest {
  protected:
   PosixMessageLoop loop{[](std::string_view) {}};
 };
@@ -62,33 +63,34 @@ TEST_F(PosixLoopTest, AWatchMayGoInsideANestedTurnOfItsOwnCallback) {
   EXPECT_EQ(calls, 1);
 }
 
+using PosixLineTest = NativeTest;
+
 TEST_F(PosixLineTest, PortsAndSettingsThatTheSystemDoesNotHaveAreRefused) {
-  const auto line = host->CreateTerminalLine(Name("line"));
-  Write(Name("file"), "");
-  for (const int number : {2, 3, 9999}) {
-    const auto port = MakePort(static_cast<std::int16_t>(number));
-    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 8002) << number;
+  const auto line = Native().CreateTerminalLine(Name("port1"));
+  Write(Name("port3"), "");
+  for (const std::int16_t number : std::initializer_list<std::int16_t>{2, 3, 9999}) {
+    EXPECT_EQ(ErrorOf([&] { NewPort(number)->PortOpen(true); }), 8002) << number;
   }
-  const auto port = MakePort(1);
-  for (const char* settings : {"9600,n,4,1", "9601,n,8,1", "1000000,n,8,1"}) {
+  const auto port = NewPort(1);
+  for (const auto& [settings, error] : std::map<const char*, int>{{"9600,n,4,1", 380},
+                                                                  {"9601,n,8,1", 380},
+                                                                  {"1000000,n,8,1", 380},
+                                                                  {"110,e,7,2", 0},
+                                                                  {"921600,m,8,1", 0},
+                                                                  {"9600,o,5,1.5", 0}}) {
     port->Settings(settings);
-    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 380) << settings;
-  }
-  for (const char* settings : {"110,e,7,2", "110,e,7,2", "921600,m,8,1", "9600,o,5,1.5"}) {
-    port->Settings(settings);
-    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 0) << settings;
+    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), error) << settings;
     port->PortOpen(false);
   }
 }
 
-TEST_F(PosixLineTest, ADeviceInUseElsewhereOrByAnotherNameIsRefused) {
-  const auto line = host->CreateTerminalLine(Name("line"));
-  const auto other = MakeHost();
-  fs::create_symlink(Name("line"), Name("other"));
-  const auto port = MakePort(1);
+TEST_F(PosixLineTest, ADeviceInUseElsewhereIsRefused) {
+  const auto line = Native().CreateTerminalLine(Name("port1"));
+  const auto other = MakeNativeHarness();
+  fs::create_symlink(Name("port1"), other->FileName("port1"));
+  const auto port = NewPort(1);
   port->PortOpen(true);
-  EXPECT_EQ(ErrorOf([&] { MakePort(4)->PortOpen(true); }), 8005);
-  const auto elsewhere = other->CreateSerialPort();
+  const auto elsewhere = other->Host().CreateSerialPort();
   EXPECT_EQ(ErrorOf([&] { elsewhere->PortOpen(true); }), 8005);
   port->PortOpen(false);
   elsewhere->PortOpen(true);
@@ -97,11 +99,11 @@ TEST_F(PosixLineTest, ADeviceInUseElsewhereOrByAnotherNameIsRefused) {
 TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
   Write(Name("file"), "precious");
   fs::create_symlink(Name("file"), Name("link"));
-  auto line = host->CreateTerminalLine(Name("line"));
-  const auto port = MakePort(1);
+  auto line = Native().CreateTerminalLine(Name("port1"));
+  const auto port = NewPort(1);
   port->PortOpen(true);
-  for (const char* taken : {"file", "link", "no-folder/line", "line"}) {
-    EXPECT_EQ(ErrorOf([&] { host->CreateTerminalLine(Name(taken)); }), 75) << taken;
+  for (const char* taken : {"file", "link", "no-folder/line", "port1"}) {
+    EXPECT_EQ(ErrorOf([&] { Native().CreateTerminalLine(Name(taken)); }), 75) << taken;
   }
   EXPECT_EQ(Content(Name("link")), "precious");
 
@@ -109,12 +111,12 @@ TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
   // once the line is gone.
   const OwnedFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
-  const auto another = host->CreateTerminalLine(Name("another"));
+  const auto another = Native().CreateTerminalLine(Name("another"));
   for (const std::string& left : {Name("nothing"), std::string(::ptsname(master.Get())),
                                   fs::read_symlink(Name("another")).string()}) {
     const std::string place = Name("left-behind");
     fs::create_symlink(left, place);
-    line = host->CreateTerminalLine(place);
+    line = Native().CreateTerminalLine(place);
     EXPECT_NE(fs::read_symlink(place), left);
     fs::remove(place);
     Write(place, "put here meanwhile");
@@ -125,11 +127,11 @@ TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
 }
 
 TEST_F(PosixLineTest, WhatNobodyReadsIsDroppedAndDoesNotReachALaterReader) {
-  const auto line = host->CreateTerminalLine(Name("line"));
+  const auto line = Native().CreateTerminalLine(Name("port1"));
   std::size_t sent = 0;
   for (int i = 0; i < 100; ++i) sent += line->Write(std::string(1000, 'x'));
   EXPECT_LT(sent, 100'000U);
-  const auto port = MakePort(1);
+  const auto port = NewPort(1);
   port->PortOpen(true);
   std::string received;
   const auto subscription = port->Receive.Subscribe([&] {

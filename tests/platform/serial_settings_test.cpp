@@ -1,3 +1,4 @@
+// The settings text of a serial line.
 #include "platform/serial_settings.hpp"
 
 #include <string>

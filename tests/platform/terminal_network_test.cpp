@@ -53,18 +53,17 @@ TEST(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
   const auto host = HostWith(kDrive + TARN_KESAPI);
   TerminalNetwork& network = host->TerminalNetwork();
   EXPECT_EQ(network.KesRegisterProcess(125), 0);
-  std::string buffer(20, ' ');
-  EXPECT_EQ(network.KesRead("/a1/wt102", 13, buffer, 20), 0);
-  EXPECT_EQ(buffer, "  12.5              ");
-  buffer = "short";
-  EXPECT_EQ(network.KesRead("/a1/wt102", 13, buffer, 20), 0);
-  EXPECT_EQ(buffer, "  12.") << "the library wrote beyond the end";
-  EXPECT_NE(network.KesRead("/a1/none", 13, buffer, 20), 0);
+  const auto read = [&](const char* address, std::int32_t length, std::size_t room) {
+    std::string buffer(room, '#');
+    const bool found = network.KesRead(address, length, buffer, 20) == 0;
+    return found ? buffer : "none";
+  };
+  EXPECT_EQ(read("/a1/wt102", 13, 8), "  12.5##");
+  EXPECT_EQ(read("/a1/wt102", 13, 5), "  12.") << "the library wrote beyond the end";
+  EXPECT_EQ(read("/a1/none", 13, 20), "none");
   const std::string tare("\0\0\x40\x40\0\0\0!", 8);
   EXPECT_EQ(network.KesWrite("/a1/bas12", 8, tare), 0);
-  buffer.assign(8, '#');
-  EXPECT_EQ(network.KesRead("/a1/bas12", 8, buffer, 8), 0);
-  EXPECT_EQ(buffer, tare);
+  EXPECT_EQ(read("/a1/bas12", 8, 8), tare);
   EXPECT_EQ(network.KesCloseProcess(), 0);
 
   std::stringstream calls;

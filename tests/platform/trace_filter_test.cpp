@@ -1,3 +1,4 @@
+// What the trace lets pass.
 #include "platform/trace_filter.hpp"
 
 #include <gmock/gmock.h>

@@ -6,48 +6,43 @@
 
 #include "platform/native_host.hpp"
 #include "platform/win32/win32_console.hpp"
+#include "platform/win32/win32_handle.hpp"
 #include "platform/win32/win32_settings_store.hpp"
 #include "platform/win32/win32_text.hpp"
-#include "tests/platform/win32_fixture.hpp"
+#include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
 namespace {
 
-class Win32FilesTest : public ::testing::Test {
+class Win32FilesTest : public NativeTest {
  protected:
   OwnedHandle Open(const std::string& name, DWORD share) {
     return OwnedHandle(CreateFileW(ToWide(name).c_str(), GENERIC_READ, share, nullptr,
                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   }
-  std::size_t FilesBeside(const std::string& name) const {
-    const auto folder = std::filesystem::path(ToWide(name)).parent_path();
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder),
-                                                  std::filesystem::directory_iterator()));
-  }
 
-  const std::unique_ptr<Harness> harness = MakeNativeHarness();
-  Files& files = harness->Host().Files();
+  Files& files = TheHost().Files();
 };
 
 TEST_F(Win32FilesTest, AFileThatCannotBeReplacedStaysAsItWas) {
-  const std::string name = harness->FileName("Gr\u00F6\u00DFe.scl");
+  const std::string name = Name("Gr\u00F6\u00DFe.scl");
   files.WriteAtBeginning(name, "old content");
   {
     const OwnedHandle reader = Open(name, FILE_SHARE_READ);
     ASSERT_TRUE(reader);
     EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(name, "new"); }), 70);
     EXPECT_EQ(ErrorOf([&] { files.OpenForAppending(name); }), 70);
-    EXPECT_EQ(FilesBeside(name), 1U) << "the new file that was to take its place is left over";
+    EXPECT_EQ(FilesInFolder(), 1U) << "the new file that was to take its place is left over";
   }
   EXPECT_EQ(files.Read(name, 100), "old content");
   files.WriteAtBeginning(name, "new");
   EXPECT_EQ(files.Read(name, 100), "new content");
-  EXPECT_EQ(FilesBeside(name), 1U);
+  EXPECT_EQ(FilesInFolder(), 1U);
 }
 
 /// A DACL of one entry that no folder hands down: everybody may do everything.
 TEST_F(Win32FilesTest, AReplacedFileKeepsItsRightsAndIsHiddenStill) {
-  const std::string name = harness->FileName("file.scl");
+  const std::string name = Name("file.scl");
   const std::wstring wide = ToWide(name);
   files.WriteAtBeginning(name, "old");
   SECURITY_DESCRIPTOR rights;
@@ -75,11 +70,11 @@ TEST_F(Win32FilesTest, AReplacedFileKeepsItsRightsAndIsHiddenStill) {
 
 /// As a virus scanner does after each change.
 TEST_F(Win32FilesTest, AFileThatIsHeldForAMomentIsReplacedAllTheSame) {
-  const std::string name = harness->FileName("file.scl");
+  const std::string name = Name("file.scl");
   files.WriteAtBeginning(name, "old");
   OwnedHandle reader = Open(name, FILE_SHARE_READ);
   std::thread scanner([&] {
-    while (FilesBeside(name) < 2) std::this_thread::yield();
+    while (FilesInFolder() < 2) std::this_thread::yield();
     reader.Reset();
   });
   files.WriteAtBeginning(name, "new");
@@ -88,11 +83,11 @@ TEST_F(Win32FilesTest, AFileThatIsHeldForAMomentIsReplacedAllTheSame) {
 }
 
 TEST_F(Win32FilesTest, TheLogCanBeReadAndMovedWhileItIsWritten) {
-  const std::string name = harness->FileName("log");
+  const std::string name = Name("log");
   const auto log = files.OpenForAppending(name);
   for (int i = 0; i < 100; ++i) log->WriteLine(std::string(98, 'x'));
   EXPECT_GE(files.Read(name, 100'000).size(), 4000U) << "whole blocks are on the disk";
-  const std::string moved = harness->FileName("moved");
+  const std::string moved = Name("moved");
   EXPECT_TRUE(MoveFileW(ToWide(name).c_str(), ToWide(moved).c_str()));
   log->Close();
   EXPECT_EQ(files.Read(moved, 100'000).size(), 10'000U);
@@ -134,7 +129,10 @@ class StandardPipe {
   HANDLE former_;
 };
 
-class Win32ConsoleTest : public Win32LoopTest {};
+class Win32ConsoleTest : public NativeTest {
+ protected:
+  Win32MessageLoop& loop = dynamic_cast<Win32MessageLoop&>(Loop());
+};
 
 TEST_F(Win32ConsoleTest, TellsTheEndOfAPipeAndNothingOnceItIsGone) {
   int ends = 0;

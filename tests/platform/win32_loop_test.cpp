@@ -1,8 +1,16 @@
 // What the Windows loop waits for beside posted work and timers: handles and window messages.
-#include "tests/platform/win32_fixture.hpp"
+#include "platform/win32/win32_message_loop.hpp"
+
+#include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
 namespace {
+
+class Win32LoopTest : public NativeTest {
+ protected:
+  const std::vector<std::string>& traces = harness->Traces();
+  Win32MessageLoop& loop = dynamic_cast<Win32MessageLoop&>(Loop());
+};
 
 TEST_F(Win32LoopTest, AHandleThatIsAlwaysSignalledKeepsNobodyWaiting) {
   const OwnedHandle busy = CreateEventHandle(true);
