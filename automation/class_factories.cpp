@@ -17,16 +17,17 @@
 #include "automation/com_unknown.hpp"
 #include "automation/parcel.hpp"
 #include "automation/type_library.hpp"
+#include "automation/windows_error.hpp"
 
 namespace tarn {
 namespace {
 
-/// In whose turn of the outgoing calls the registrations are changed; no client's apartment.
+/// The queue of the outgoing calls in which the registrations are changed; no client's apartment.
 constexpr std::uint64_t kOwnTurn = ~std::uint64_t{0};
 
-/// The maker of all classes on the core's thread. It goes by IDispatch, which every system can call
-/// from another apartment: the id is the class's place in the table, the argument the process that
-/// asks. Lives as long as the process.
+/// Creates objects of all classes on the core's thread. It is called through IDispatch, which every
+/// system can marshal: the id is the index of the class in the table, the argument is the process
+/// that asks. Lives as long as the process.
 class CoreFactory final : public NamelessDispatch<UncountedObject<IDispatch>> {
  public:
   explicit CoreFactory(ComModule& module) : module_(module) {}
@@ -53,7 +54,7 @@ struct Passage {
   explicit Passage(ComModule& owner) : module(owner) {}
 
   ComModule& module;
-  ComPtr<IDispatch> core;  ///< the maker, as the multithreaded apartment calls it
+  ComPtr<IDispatch> core;  ///< the CoreFactory, as the multithreaded apartment calls it
   std::atomic<int> creating = 0;
   std::atomic<bool> refuses = false;
 };
@@ -101,8 +102,8 @@ class PublicFactory final : public CountedObject<IClassFactory> {
 }  // namespace
 
 /// The registrations are made and taken back in the multithreaded apartment. A factory is kept
-/// beyond its registration: the system lets go of it while it holds the table of classes, and there
-/// nothing may depend on the core's thread.
+/// after its registration has ended: the system releases it while it locks the table of classes,
+/// and nothing may depend on the core's thread there.
 struct ClassFactories::Door {
   HRESULT Open() {
     for (std::size_t i = 0; i < factories.size(); ++i) {

@@ -1,7 +1,8 @@
-// The class factories of the process: the door through which clients come.
+// The class factories of the process, through which clients create objects.
 //
-// There is one of each class that the system knows. It lives in the multithreaded apartment, where
-// a call tells which process it comes from, and passes the creation on to the core's thread.
+// There is one factory for each class that clients may create. It lives in the multithreaded
+// apartment, where a call shows which process it comes from, and passes the creation on to the
+// core's thread.
 #pragma once
 
 #include <windows.h>
@@ -30,14 +31,14 @@ class ClassFactories {
 
   /// Takes the registrations back, so that the system sends no new client here, and then calls
   /// `closed` from the loop. It does not wait: the system may hold its table of classes until a
-  /// client that it serves there goes on. Whoever has found a factory before is still served.
+  /// client that it serves there goes on. A client that has found a factory before is still served.
   void Close(std::function<void()> closed);
   /// Registers the factories again after Close. Throws WindowsError.
   void Reopen();
   /// Whether a client holds a factory, of those that are no longer registered.
   bool AreHeld() const;
-  /// From now on a creation is answered with the word that the server stops. False, and nothing
-  /// changes, when one is under way.
+  /// From now on a creation fails with CO_E_SERVER_STOPPING. Returns false, and changes nothing,
+  /// when a creation is under way.
   bool Refuse();
 
  private:

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "automation/client_contracts.hpp"
+#include "automation/client_adapters.hpp"
 #include "automation/com_connections.hpp"
 #include "automation/com_protocols.hpp"
 #include "automation/com_summit_config.hpp"

@@ -1,4 +1,4 @@
-// The classes that a client may create.
+// The table of the classes that clients may create.
 #pragma once
 
 #include <windows.h>

@@ -24,7 +24,7 @@ class ComConnectionOf : public ComObject<Coclass, void, _Connection, Own..., ::_
   COM_CALL(Connect)
 };
 
-/// A connection that can come back by itself; `Base` is its other faces.
+/// A connection that can reconnect; `Base` is its other faces.
 template <class Base>
 class ComReconnecting : public Base {
  public:

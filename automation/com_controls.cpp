@@ -1,4 +1,4 @@
-// What stands behind SaxPort and UpdateTimer.
+// The objects behind SaxPort and UpdateTimer.
 #include <TarnSclServer.h>
 
 #include <memory>

@@ -1,5 +1,6 @@
-// The boundary between the core's exceptions and COM: every member that a client can call runs
-// inside Guarded, so no exception crosses a call.
+// The boundary between the core's exceptions and COM.
+//
+// Every member that a client can call runs inside Guarded, so no exception crosses a call.
 #pragma once
 
 #include <windows.h>

@@ -1,5 +1,4 @@
-// Members of COM objects that do nothing but convert, call the core and convert back: one line
-// each.
+// Members of COM objects that only convert and call the core, in one line each.
 //
 //   COM_PROPERTY(BSTR, AliasName)
 //

@@ -5,40 +5,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "scale/activity_timer.hpp"
-#include "server/class_registry.hpp"
+#include "automation/unattached_site.hpp"
 
 namespace tarn {
-namespace {
-
-class UnattachedSite final : public ScaleSite, public std::enable_shared_from_this<UnattachedSite> {
- public:
-  explicit UnattachedSite(Host& host) : host_(host) {}
-
-  Host& System() override { return host_; }
-  std::shared_ptr<Timer> UpdateTimer(std::int16_t /*scaleNumber*/) override { return nullptr; }
-  std::shared_ptr<SocketControl> Winsock(std::int16_t /*scaleNumber*/) override { return nullptr; }
-  void ReleaseSocket(std::int16_t /*scaleNumber*/) override {}
-  /// Made when first asked for, since most connections and protocols never do.
-  std::shared_ptr<Timer> TickTimer() override {
-    if (!tick_) {
-      tick_ = host_.Loop().CreateTimer();
-      tick_->Interval(ActivityTimer::kTick);
-      tick_->Enabled(true);
-    }
-    return tick_;
-  }
-  void LogPrint(const TarnScale& /*scale*/) override {}
-  std::shared_ptr<Persistable> Create(std::string_view className) override {
-    return CreateClass(className, shared_from_this());
-  }
-
- private:
-  Host& host_;
-  std::shared_ptr<Timer> tick_;
-};
-
-}  // namespace
 
 ComModule::ComModule(Host& host, const std::wstring& program, double eventLimit,
                      const std::function<void()>& unused)
@@ -57,7 +26,7 @@ const DispatchTable& ComModule::MembersOf(const CLSID& coclass,
 }
 
 std::shared_ptr<ScaleSite> ComModule::ClientSite() {
-  if (!clientSite_) clientSite_ = std::make_shared<UnattachedSite>(host_);
+  if (!clientSite_) clientSite_ = MakeUnattachedSite(host_);
   return clientSite_;
 }
 

@@ -1,5 +1,7 @@
-// What all COM objects of the server share: the core's host, the type library, which COM object
-// stands for which core object, and how long the process lives.
+// What all COM objects of the server share.
+//
+// That is the host of the core, the type library, the table of which COM object stands for which
+// core object, and the count of references that keeps the process running.
 #pragma once
 
 #include <windows.h>
@@ -14,10 +16,10 @@
 #include <string>
 #include <vector>
 
-#include "automation/client_processes.hpp"
 #include "automation/com_owners.hpp"
 #include "automation/dispatch_table.hpp"
 #include "automation/outgoing_calls.hpp"
+#include "automation/process_watch.hpp"
 #include "automation/type_library.hpp"
 #include "platform/host.hpp"
 #include "scale/scale_site.hpp"
@@ -39,10 +41,10 @@ class ComModule {
   /// The members of a class for late binding, read when they are first asked for.
   const DispatchTable& MembersOf(const CLSID& coclass, const std::vector<IID>& interfaces);
   OutgoingCalls& CallsOut() { return *callsOut_; }
-  ClientProcesses& Clients() { return clients_; }
+  ProcessWatch& Clients() { return clients_; }
 
-  /// What a connection or protocol lives in that a client creates by itself, before it is given to
-  /// a scale. Does not start the server.
+  /// The site of a connection or protocol that a client has created and not yet given to a scale.
+  /// Does not start the server.
   std::shared_ptr<ScaleSite> ClientSite();
 
   // One COM object for each core object, as long as somebody holds it.
@@ -73,7 +75,7 @@ class ComModule {
   // which the core's thread must never wait for.
   void AddReference() { ++references_; }
   void ReleaseReference();
-  /// What clients that have all ended left behind does not count.
+  /// References of clients that have all ended do not count.
   bool InUse() const { return references_ > 0 && !clients_.AreGone(); }
 
  private:
@@ -82,7 +84,7 @@ class ComModule {
   std::map<std::wstring, DispatchTable> members_;
   std::shared_ptr<OutgoingCalls> callsOut_;
   const std::function<void()> unused_;
-  ClientProcesses clients_;
+  ProcessWatch clients_;
   std::shared_ptr<ScaleSite> clientSite_;
   std::map<const void*, IUnknown*> objects_;
   std::vector<const void*> lateArguments_;

@@ -1,6 +1,6 @@
-// The base of every COM object of the server: identity, late binding, error and class information,
-// events.
+// The base of every COM object of the server.
 //
+// It has identity, late binding, error and class information, and events.
 // A class names its coclass, its event interface (void when it raises none), the kind of core
 // object that it stands for, and its dual interfaces. Its members are the lines of com_members.hpp.
 //

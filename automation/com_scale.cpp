@@ -4,7 +4,7 @@
 #include <memory>
 #include <utility>
 
-#include "automation/client_contracts.hpp"
+#include "automation/client_adapters.hpp"
 #include "automation/com_object.hpp"
 #include "scale/tarn_scale.hpp"
 

@@ -1,4 +1,4 @@
-// The way in, the server, and what stands behind LogFile.
+// The connection to the server, the server, and the object behind LogFile.
 #include <TarnSclServer.h>
 
 #include <memory>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "automation/class_table.hpp"
-#include "automation/client_object.hpp"
+#include "automation/client_reference.hpp"
 #include "automation/com_object.hpp"
 #include "server/tarn_scale_server.hpp"
 #include "server/tarn_server_connection.hpp"
@@ -31,7 +31,7 @@ class ComServerConnection final : public ComObject<::TarnServerConnection, void,
 /// A client's own object with a WriteLine, as a log stream.
 class ClientTextStream final : public TextStream {
  public:
-  explicit ClientTextStream(std::shared_ptr<ClientObject> client) : client_(std::move(client)) {}
+  explicit ClientTextStream(std::shared_ptr<ClientReference> client) : client_(std::move(client)) {}
 
   void WriteLine(std::string_view text) override {
     if (IsGone()) ThrowObjectNotSet("The client that gave the log is gone");
@@ -53,7 +53,7 @@ class ClientTextStream final : public TextStream {
  private:
   bool IsGone() const { return client_->Apartment().lost; }
 
-  std::shared_ptr<ClientObject> client_;
+  std::shared_ptr<ClientReference> client_;
 };
 
 class ComTextStream final : public ComObject<::TextStream, void, TextStream, ::_TextStream> {
@@ -114,9 +114,9 @@ template <>
 std::shared_ptr<TextStream> ObjectFrom(ComModule& module, IUnknown* object) {
   if (object == nullptr) return nullptr;
   if (OwnObject(module, object)) return CoreOf<TextStream>(module, object);
-  std::shared_ptr<ClientObject> client;
-  if (FAILED(
-          ClientObject::Create(module.CallsOut(), object, IID_IDispatch, IID_IDispatch, client))) {
+  std::shared_ptr<ClientReference> client;
+  if (FAILED(ClientReference::Create(module.CallsOut(), object, IID_IDispatch, IID_IDispatch,
+                                     client))) {
     ThrowTypeMismatch();
   }
   return std::make_shared<ClientTextStream>(std::move(client));

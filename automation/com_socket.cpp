@@ -1,5 +1,7 @@
-// What stands behind mvarSocket. What goes over the network is bytes; clients send and read them as
-// text of the single-byte code page or as arrays of bytes.
+// The object behind mvarSocket.
+//
+// The network carries bytes; clients send and read them as text of the single-byte code page or as
+// arrays of bytes.
 #include <TarnSclServer.h>
 
 #include <memory>
@@ -45,12 +47,12 @@ class ComSocketControl final
   COM_CALL(Close)
   STDMETHODIMP Bind(VARIANT LocalPort) override {
     return Guarded(
-        [&] { Core().Bind(IsLeftOut(LocalPort) ? Core().LocalPort() : NumberOf(LocalPort)); });
+        [&] { Core().Bind(IsLeftOut(LocalPort) ? Core().LocalPort() : LongFrom(LocalPort)); });
   }
   STDMETHODIMP Connect(VARIANT RemoteHost, VARIANT RemotePort) override {
     return Guarded([&] {
-      if (!IsLeftOut(RemoteHost)) Core().RemoteHost(TextOf(RemoteHost));
-      if (!IsLeftOut(RemotePort)) Core().RemotePort(NumberOf(RemotePort));
+      if (!IsLeftOut(RemoteHost)) Core().RemoteHost(TextFrom(RemoteHost));
+      if (!IsLeftOut(RemotePort)) Core().RemotePort(LongFrom(RemotePort));
       Core().Connect();
     });
   }
@@ -60,14 +62,14 @@ class ComSocketControl final
         const auto bytes = BytesOf(V_ARRAY(Converted(Data, kBytes).Get()));
         Core().SendData({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
       } else {
-        Core().SendData(Module().System().Locale().ToBytes(TextOf(Data)));
+        Core().SendData(Module().System().Locale().ToBytes(TextFrom(Data)));
       }
     });
   }
   /// Without a type the variable's own decides, so that an array of bytes gets bytes.
   STDMETHODIMP GetData(VARIANT* Data, VARIANT Type) override {
     return Guarded([&] {
-      const bool bytes = IsLeftOut(Type) ? V_VT(Data) == kBytes : NumberOf(Type) == kBytes;
+      const bool bytes = IsLeftOut(Type) ? V_VT(Data) == kBytes : LongFrom(Type) == kBytes;
       const std::string read = Core().GetData();
       VariantClear(Data);
       if (bytes) {

@@ -1,5 +1,4 @@
-// The configurations that list terminal variables as COM objects: the face of the contract, and the
-// faces of each class.
+// The configurations that list terminal variables, as COM objects.
 #pragma once
 
 #include <TarnSclServer.h>

@@ -1,5 +1,4 @@
-// The data objects that file the values of terminal variables as COM objects: the face of the
-// contract, and the faces of each data set.
+// The data objects that file the values of terminal variables, as COM objects.
 #pragma once
 
 #include <TarnSclServer.h>

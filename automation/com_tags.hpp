@@ -48,9 +48,7 @@ class ComVariables final : public ComObject<::SDVariables, void, SDVariables, ::
       Variant key;
       if (FAILED(VariantCopyInd(key.Get(), &vntIndexKey))) return nullptr;
       if (V_VT(key.Get()) == VT_BSTR) return Core().Item(Text(V_BSTR(key.Get())));
-      if (IsObject(*key.Get()) || FAILED(VariantChangeType(key.Get(), key.Get(), 0, VT_I4))) {
-        return nullptr;
-      }
+      if (FAILED(ConvertTo(VT_I4, *key.Get()))) return nullptr;
       return Core().Item(std::int32_t{V_I4(key.Get())});
     });
   }

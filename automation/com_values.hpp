@@ -80,21 +80,30 @@ inline bool IsLeftOut(const VARIANT& value) {
   return V_VT(&value) == VT_ERROR && V_ERROR(&value) == DISP_E_PARAMNOTFOUND;
 }
 
-/// As Automation converts it; error 13 where it does not, and for objects.
+/// Converts a value as Automation does. An object is no value, unless an object is wanted.
+inline HRESULT ConvertTo(VARTYPE type, VARIANT& value, LCID locale = LOCALE_USER_DEFAULT) {
+  const bool wantsObject = type == VT_DISPATCH || type == VT_UNKNOWN;
+  if (IsObject(value) || wantsObject) {
+    return IsObject(value) && wantsObject ? S_OK : DISP_E_TYPEMISMATCH;
+  }
+  return VariantChangeTypeEx(&value, &value, locale, 0, type);
+}
+
+/// The same as a new value; error 13 where it does not convert.
 inline Variant Converted(const VARIANT& value, VARTYPE type) {
   Variant converted;
-  if (IsObject(value) ||
-      FAILED(VariantChangeType(converted.Get(), const_cast<VARIANT*>(&value), 0, type))) {
+  if (FAILED(VariantCopyInd(converted.Get(), const_cast<VARIANT*>(&value))) ||
+      FAILED(ConvertTo(type, *converted.Get()))) {
     ThrowTypeMismatch();
   }
   return converted;
 }
 
-inline std::int32_t NumberOf(const VARIANT& value) {
+inline std::int32_t LongFrom(const VARIANT& value) {
   return V_I4(Converted(value, VT_I4).Get());
 }
 
-inline std::string TextOf(const VARIANT& value) {
+inline std::string TextFrom(const VARIANT& value) {
   return Text(V_BSTR(Converted(value, VT_BSTR).Get()));
 }
 

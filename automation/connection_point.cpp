@@ -11,6 +11,7 @@
 #include "automation/com_errors.hpp"
 #include "automation/com_unknown.hpp"
 #include "automation/parcel.hpp"
+#include "automation/windows_error.hpp"
 #include "base/number_text.hpp"
 
 namespace tarn {
@@ -47,8 +48,8 @@ class PublicPoint final : public CountedObject<IConnectionPoint> {
     if (sink == nullptr) return E_POINTER;
     HRESULT refused = S_OK;
     const HRESULT result = Guarded([&] {
-      std::shared_ptr<ClientObject> client;
-      refused = ClientObject::CreateHere(*calls_, sink, events_, client);
+      std::shared_ptr<ClientReference> client;
+      refused = ClientReference::CreateHere(*calls_, sink, events_, client);
       if (SUCCEEDED(refused)) *cookie = sinks_->Add(std::move(client));
     });
     if (refused == E_NOINTERFACE) return CONNECT_E_CANNOTCONNECT;
@@ -78,7 +79,7 @@ class PublicPoint final : public CountedObject<IConnectionPoint> {
 
 }  // namespace
 
-DWORD SinkList::Add(std::shared_ptr<ClientObject> client) {
+DWORD SinkList::Add(std::shared_ptr<ClientReference> client) {
   const std::lock_guard lock(mutex_);
   sinks_.push_back(std::make_shared<Sink>(lastCookie_ + 1, std::move(client)));
   return ++lastCookie_;
@@ -127,9 +128,9 @@ void ConnectionPoint::Raise(DISPID event, const std::vector<Variant>& arguments)
     for (const auto& sink : sinks) {
       if (sink->IsLive()) Deliver(*sink, event, arguments);
     }
-    sinks_->Live();  // lets go of those that were lost
+    sinks_->Live();  // removes those that were lost
   } catch (const std::exception& error) {
-    module_.System().Trace(std::string("An event could not be told: ") + error.what());
+    module_.System().Trace(std::string("An event could not be delivered: ") + error.what());
   }
 }
 
@@ -139,7 +140,7 @@ void ConnectionPoint::Deliver(Sink& sink, DISPID event, const std::vector<Varian
   const std::string name = client->Name();
   switch (outcome) {
     case CallOutcome::Done:
-      TellMissed(sink);
+      TraceMissed(sink);
       return;
     case CallOutcome::Busy:
       ++sink.missed;
@@ -160,7 +161,7 @@ void ConnectionPoint::Deliver(Sink& sink, DISPID event, const std::vector<Varian
   }
 }
 
-void ConnectionPoint::TellMissed(Sink& sink) {
+void ConnectionPoint::TraceMissed(Sink& sink) {
   if (sink.missed == 0) return;
   module_.System().Trace("Too busy for " + std::to_string(std::exchange(sink.missed, 0)) +
                          " events: " + sink.client->Name());

@@ -1,4 +1,4 @@
-// The source of one object's events: who is subscribed, and the delivery.
+// The events of one object: its subscribers, and the delivery to them.
 #pragma once
 
 #include <windows.h>
@@ -11,18 +11,18 @@
 #include <utility>
 #include <vector>
 
-#include "automation/client_object.hpp"
+#include "automation/client_reference.hpp"
 #include "automation/com_module.hpp"
 
 namespace tarn {
 
 struct Sink {
-  Sink(DWORD known, std::shared_ptr<ClientObject> object)
+  Sink(DWORD known, std::shared_ptr<ClientReference> object)
       : cookie(known), client(std::move(object)) {}
   bool IsLive() const { return advised && !client->Apartment().lost; }
 
   const DWORD cookie;
-  const std::shared_ptr<ClientObject> client;
+  const std::shared_ptr<ClientReference> client;
   std::atomic<bool> advised = true;
   unsigned missed = 0;  ///< events that the client was too busy for, in a row; the core's
 };
@@ -36,11 +36,12 @@ class SinkList {
   SinkList(const SinkList&) = delete;
   SinkList& operator=(const SinkList&) = delete;
 
-  /// The cookie, which no other one of the object's sinks had or will have.
-  DWORD Add(std::shared_ptr<ClientObject> client);
-  /// False where there is no such sink. It gets no more events, unless a call to it is under way.
+  /// Returns the cookie. The object never uses a cookie twice.
+  DWORD Add(std::shared_ptr<ClientReference> client);
+  /// Returns false where there is no such sink. The sink gets no more events, unless a call to it
+  /// is under way.
   bool Remove(DWORD cookie);
-  /// As it is now.
+  /// A copy of the list, without the sinks that are lost.
   Sinks Live();
 
  private:
@@ -49,7 +50,7 @@ class SinkList {
   Sinks sinks_;
 };
 
-/// Part of its object.
+/// A member of the object whose events these are.
 ///
 /// Sinks are called synchronously, in the order of subscription. One that was unadvised while an
 /// event is being delivered is skipped. A client that hangs or is dead loses all its subscriptions,
@@ -73,7 +74,7 @@ class ConnectionPoint {
 
  private:
   void Deliver(Sink& sink, DISPID event, const std::vector<Variant>& arguments);
-  void TellMissed(Sink& sink);
+  void TraceMissed(Sink& sink);
 
   ComModule& module_;
   IConnectionPointContainer& object_;

@@ -1,4 +1,4 @@
-// From core objects to COM objects and back.
+// The COM object of a core object, and the core object of a COM object.
 #pragma once
 
 #include <windows.h>
@@ -44,7 +44,7 @@ struct ICoreObject : IUnknown {
   ~ICoreObject() = default;
 };
 
-/// What tells one core object from all others, whichever kind it is held as.
+/// Identifies a core object, whichever kind of pointer holds it.
 template <class Core>
 const void* IdentityOf(const Core* core) {
   if constexpr (std::is_polymorphic_v<Core>)
@@ -75,8 +75,8 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<SocketControl>& s
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<Timer>& timer);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stream);
 
-/// The way back of an object that a client hands in; none for an object of the client's own. Such
-/// an object is not asked, which would take as long as the client likes: its identity, which is
+/// The way back to the core from an object that a client hands in; null for a client's own object.
+/// The object is not asked, since a client may take any time to answer: its identity, which is
 /// known on this side, is enough.
 inline ComPtr<ICoreObject> OwnObject(const ComModule& module, IUnknown* object) {
   const auto identity = ComPtr<IUnknown>(object).As<IUnknown>(IID_IUnknown);
@@ -84,8 +84,8 @@ inline ComPtr<ICoreObject> OwnObject(const ComModule& module, IUnknown* object) 
   return identity.As<ICoreObject>(kCoreObjectId);
 }
 
-/// The core object behind a COM object that a client hands in; none for none, error 13 for another
-/// kind and for an object of the client's own.
+/// The core object behind a COM object that a client hands in; null for null, error 13 for another
+/// kind and for a client's own object.
 template <class Kind>
 std::shared_ptr<Kind> CoreOf(const ComModule& module, IUnknown* object) {
   if (object == nullptr) return nullptr;

@@ -57,14 +57,6 @@ bool IsArrayOfVariants(const VARIANT& value) {
   return V_VT(&value) == (VT_ARRAY | VT_VARIANT);
 }
 
-/// Whatever is no array. An object stays what it is; it stands for no value (see IsObject).
-HRESULT ConvertSingle(VARIANT& value, VARTYPE type, LCID locale) {
-  const bool wantsObject = type == VT_DISPATCH || type == VT_UNKNOWN;
-  if (IsObject(value)) return wantsObject ? S_OK : DISP_E_TYPEMISMATCH;
-  if (wantsObject) return DISP_E_TYPEMISMATCH;
-  return VariantChangeTypeEx(&value, &value, locale, 0, type);
-}
-
 /// Scripts know arrays of Variants only.
 HRESULT ConvertElements(VARIANT& value, VARTYPE elementType, LCID locale) {
   SAFEARRAY* from = V_ARRAY(&value);
@@ -82,7 +74,7 @@ HRESULT ConvertElements(VARIANT& value, VARTYPE elementType, LCID locale) {
   for (LONG i = lower; i <= upper; ++i) {
     Variant element;
     HRESULT result = SafeArrayGetElement(from, &i, element.Get());
-    if (SUCCEEDED(result)) result = ConvertSingle(*element.Get(), elementType, locale);
+    if (SUCCEEDED(result)) result = ConvertTo(elementType, *element.Get(), locale);
     if (FAILED(result)) return result;
     const bool isPointer = elementType == VT_BSTR || elementType == VT_DISPATCH;
     void* const place = isPointer ? static_cast<void*>(V_BSTR(element.Get()))
@@ -100,7 +92,7 @@ HRESULT Convert(VARIANT& value, VARTYPE type, LCID locale) {
   if ((type & VT_ARRAY) != 0 && IsArrayOfVariants(value)) {
     return ConvertElements(value, static_cast<VARTYPE>(type & ~VT_ARRAY), locale);
   }
-  return ConvertSingle(value, type, locale);
+  return ConvertTo(type, value, locale);
 }
 
 std::size_t SizeOf(VARTYPE type) {
@@ -130,8 +122,8 @@ std::size_t SizeOf(VARTYPE type) {
   }
 }
 
-/// Hands the changed value back through the caller's own reference, in the caller's own type. A
-/// value that does not convert leaves the caller's as it was.
+/// Writes the changed value back through the caller's reference, in the caller's type. A value that
+/// does not convert leaves the caller's unchanged.
 void WriteBack(VARIANT& target, Variant& value, LCID locale) {
   if ((V_VT(&target) & VT_BYREF) == 0 || V_BYREF(&target) == nullptr) return;
   const auto type = static_cast<VARTYPE>(V_VT(&target) & ~VT_BYREF);
@@ -155,11 +147,11 @@ void WriteBack(VARIANT& target, Variant& value, LCID locale) {
 /// The error object of the member that failed, as late-bound callers get it.
 HRESULT Explain(HRESULT failure, EXCEPINFO* exception) {
   ComPtr<IErrorInfo> error;
-  const bool told = GetErrorInfo(0, error.Receive()) == S_OK;
+  const bool explained = GetErrorInfo(0, error.Receive()) == S_OK;
   if (exception == nullptr) return DISP_E_EXCEPTION;
   *exception = EXCEPINFO{};
   exception->scode = failure;
-  if (told) {
+  if (explained) {
     error->GetDescription(&exception->bstrDescription);
     error->GetSource(&exception->bstrSource);
   }
@@ -343,7 +335,7 @@ const DispatchTable::Member* DispatchTable::FindKind(DISPID id, INVOKEKIND kind)
   return member == members_.end() ? nullptr : &*member;
 }
 
-/// Some languages do not tell the assignment of an object from that of a value, so one stands in
+/// Some languages do not distinguish assigning an object from assigning a value, so one stands in
 /// for the other where a property has but one of them.
 const DispatchTable::Member* DispatchTable::Find(DISPID id, WORD flags) const {
   const Member* found = nullptr;

@@ -1,8 +1,9 @@
-// Late binding: the names and members of an object's interfaces, read from the type library once a
-// class.
+// Late binding over the interfaces of an object.
 //
-// A script sees one object, whatever number of interfaces it has: names are looked up in each of
-// them in turn, and their dispatch ids never meet. Arguments are converted here and the member is
+// Names and members are read from the type library once for each class.
+//
+// A script sees one object, however many interfaces it has: names are looked up in each of them in
+// turn, and no two of them use the same dispatch id. Arguments are converted here and the member is
 // called through its slot, because the system's own way of doing so refuses by-reference arguments
 // whose type is not exactly the parameter's.
 #pragma once
@@ -34,7 +35,7 @@ class DispatchTable {
   std::set<std::wstring> Names() const;
 
   /// `slots` are the object's interfaces in the order of the constructor. An object argument is
-  /// passed on as it comes, without asking it for the parameter's interface.
+  /// passed on unchanged, without asking it for the parameter's interface.
   HRESULT Invoke(void* const* slots, DISPID id, LCID locale, WORD flags, DISPPARAMS& arguments,
                  VARIANT* result, EXCEPINFO* exception, UINT* badArgument) const;
 

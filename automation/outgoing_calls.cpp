@@ -17,8 +17,7 @@
 namespace tarn {
 namespace {
 
-/// Milliseconds that work of this process's own may take: the system may have to start a service
-/// first.
+/// Milliseconds that work without a client may take: the system may have to start a service first.
 constexpr double kSystemLimit = 60000;
 
 double Now() {
@@ -47,7 +46,7 @@ struct OutgoingCalls::Pool : std::enable_shared_from_this<Pool> {
     try {
       std::thread([self = shared_from_this()] { self->Serve(); }).detach();
     } catch (const std::system_error&) {
-      // No more threads just now: one that gets free, or comes with later work, does it.
+      // No more threads just now: the next one that is free does the work.
     }
   }
 
@@ -86,7 +85,7 @@ struct OutgoingCalls::Pool : std::enable_shared_from_this<Pool> {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     while (auto work = Take()) {
       work();
-      work = nullptr;  // lets go, in this apartment, of what the work held
+      work = nullptr;  // releases in this apartment what the work held
     }
     CoUninitialize();
   }

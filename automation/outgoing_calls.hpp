@@ -22,14 +22,14 @@
 
 namespace tarn {
 
-/// One apartment of a client: what hangs or dies, dies with all its objects.
+/// One apartment of a client. When it hangs or ends, all objects in it are lost.
 struct ClientApartment {
   explicit ClientApartment(std::uint64_t known = 0) : id(known) {}
-  const std::uint64_t id;  ///< 0 where the object does not tell
+  const std::uint64_t id;  ///< 0 where it is not known
   std::atomic<bool> lost = false;
 };
 
-/// Shared with the references that it gives back, the last of which may outlive the server.
+/// Shared with the references that it releases, the last of which may outlive the server.
 class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
  public:
   explicit OutgoingCalls(double limit);
@@ -48,15 +48,16 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   bool Run(std::function<void()> work, const ClientApartment& client) {
     return Run(std::move(work), client, limit_);
   }
-  /// The same within a limit of its own, in milliseconds.
+  /// The same within another limit, in milliseconds.
   bool Run(std::function<void()> work, const ClientApartment& client, double limit);
 
-  /// The same for work of this process's own, which no client holds up: the limit is the system's.
-  /// Tells what the work does, or RPC_E_TIMEOUT.
+  /// The same for work that calls no client, within a limit that allows for a slow system. Returns
+  /// the result of the work, or RPC_E_TIMEOUT.
   HRESULT RunOwn(std::function<HRESULT()> work);
 
-  /// Does the work some time. What concerns one client is done one by one, so that a client that
-  /// hangs holds one thread at the most. Where memory has run out, it is not done. From any thread.
+  /// Does the work later on another thread. Work for the same client is done in sequence, so that a
+  /// client that hangs occupies at most one thread. The work is dropped where memory has run out.
+  /// From any thread.
   void Later(std::uint64_t client, std::function<void()> work) noexcept;
 
   /// A client answered a call.
@@ -67,9 +68,10 @@ class OutgoingCalls : public std::enable_shared_from_this<OutgoingCalls> {
   /// From any thread.
   std::shared_ptr<ClientApartment> Apartment(std::uint64_t id);
 
-  /// Gives up the apartments of a process that has ended, as far as their ids tell: under Wine the
-  /// upper half is the process's id, which the next client may get again, and would then be taken
-  /// for the dead one. Elsewhere ids are not used twice, and the first failing call tells.
+  /// Gives up the apartments of a process that has ended, as far as their ids show the process:
+  /// under Wine the upper half is the process's id, which the next client may get again, and would
+  /// then be taken for the dead one. Elsewhere ids are not used twice, and the first failing call
+  /// shows it.
   void ProcessEnded(DWORD process);
 
  private:

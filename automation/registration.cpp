@@ -5,6 +5,8 @@
 #include <cwctype>
 
 #include "automation/type_library.hpp"
+#include "automation/windows_error.hpp"
+#include "platform/win32/win32_text.hpp"
 
 namespace tarn {
 namespace {
@@ -41,7 +43,7 @@ std::wstring PathIn(const RegistrationScope& scope, const std::wstring& key) {
 
 void CheckRegistry(LSTATUS status, const char* doing, const std::wstring& path) {
   if (status == ERROR_SUCCESS) return;
-  const std::string text = std::string(doing) + ' ' + Utf8(path);
+  const std::string text = std::string(doing) + ' ' + FromWide(path);
   Check(HRESULT_FROM_WIN32(static_cast<unsigned long>(status)), text.c_str());
 }
 
@@ -221,7 +223,7 @@ void ServerRegistration::Register(const RegistrationScope& scope) const {
     try {
       Unregister(scope);
     } catch (const WindowsError&) {
-      // The first failure is the one that tells why.
+      // The first failure is the one that matters.
     }
     throw;
   }
@@ -271,7 +273,7 @@ RegistrationResult RunRegistration(RegistrationCommand command, const std::wstri
     const ServerRegistration registration(program);
     if (Registers(command)) {
       registration.Register(scope);
-      return {0, "The server is registered: " + Utf8(program)};
+      return {0, "The server is registered: " + FromWide(program)};
     }
     registration.Unregister(scope);
     return {0, "The server is no longer registered."};

@@ -1,8 +1,8 @@
-// Telling Windows where the server and its type library are: /RegServer and its kin.
+// Registers the server and its type library with Windows: /RegServer and its variants.
 //
 // Everything is derived from the type library in the program's own resources: each creatable class
 // gets its CLSID and ProgIDs, each interface the standard marshaller, which works from the type
-// library, so that there are no proxies of our own. What is written is a list of values; both
+// library, so that the server needs no proxy code. What is written is a list of values; both
 // scopes write the same list, below Software\Classes of the machine or of the user.
 //
 // Windows redirects only CLSID and Interface for 32-bit programs, so these are written in both
@@ -84,7 +84,7 @@ struct RegistrationResult {
   std::string text;
 };
 
-/// Does it and tells how it went; throws nothing.
+/// Runs the command and describes the outcome. Throws nothing.
 RegistrationResult RunRegistration(RegistrationCommand command, const std::wstring& program);
 /// The same in a scope that the caller names.
 RegistrationResult RunRegistration(RegistrationCommand command, const std::wstring& program,

@@ -16,6 +16,7 @@
 #include "automation/com_module.hpp"
 #include "automation/com_unknown.hpp"
 #include "automation/trace_file.hpp"
+#include "automation/windows_error.hpp"
 #include "base/number_text.hpp"
 #include "platform/native_host.hpp"
 #include "platform/program.hpp"
@@ -27,7 +28,7 @@ namespace {
 
 constexpr const char* kName = "TarnSclServer";
 
-/// Milliseconds that a process which nobody asks for anything stays.
+/// Milliseconds that a process stays for which no client comes.
 constexpr std::int32_t kUnusedTime = 15000;
 /// The same for one that took over: its client, if it was not served by the former process, is
 /// there.
@@ -35,14 +36,14 @@ constexpr std::int32_t kUnusedTimeOfSuccessor = 5000;
 /// The same after the last outside reference has gone. Clients come in series, and one that comes
 /// now need not wait for another process.
 constexpr std::int32_t kLingeringTime = 1000;
-/// Milliseconds that closing the door may take.
+/// Milliseconds that taking the registrations back may take.
 constexpr std::int32_t kClosingTime = 2000;
-/// Milliseconds, and how many times, that the process waits behind its closed door for clients that
-/// found a class factory before.
+/// Milliseconds, and how many times, that the process then waits for clients that found a class
+/// factory before.
 constexpr std::int32_t kLastCallTime = 100;
 constexpr int kLastCalls = 20;
-/// Milliseconds that a second process waits for the first one to end, which takes less from the
-/// moment when the door is closed.
+/// Milliseconds that a second process waits for the first one to end. The first one needs less once
+/// it has taken its registrations back.
 constexpr DWORD kSuccessionTime = 5000;
 /// Milliseconds that a client may take for an event, unless the settings say otherwise.
 constexpr double kEventLimit = 5000;
@@ -92,10 +93,10 @@ double EventLimit(Host& host) {
   return kEventLimit;
 }
 
-/// Notices the calls that come in. Lives as long as the process.
+/// Reports the calls that come in. Lives as long as the process.
 class CallFilter final : public UncountedObject<IMessageFilter> {
  public:
-  explicit CallFilter(ClientProcesses& clients) : clients_(clients) {}
+  explicit CallFilter(ProcessWatch& clients) : clients_(clients) {}
 
   STDMETHODIMP_(DWORD) HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override {
     clients_.Called();
@@ -109,13 +110,13 @@ class CallFilter final : public UncountedObject<IMessageFilter> {
   }
 
  private:
-  ClientProcesses& clients_;
+  ProcessWatch& clients_;
 };
 
-/// When the process ends: some time after the last outside reference has gone, the door is closed
-/// to new clients, which the system from then on sends to the next process. Those that were on
-/// their way in are waited for, and when one of them creates something the door opens again. So a
-/// client that comes at any moment is served by this process or by the next one.
+/// Decides when the process ends. Some time after the last outside reference has gone, the
+/// registrations are taken back, and the system sends new clients to the next process. The process
+/// waits for clients that have found a factory before, and registers again when one of them creates
+/// something. So a client that comes at any moment is served by this process or by the next one.
 class OpeningHours {
  public:
   OpeningHours(MessageLoop& loop, const ComModule& module, ClassFactories& factories)
@@ -178,7 +179,7 @@ class OpeningHours {
 
 /// All that matters is closed by now, or closes with the process. Nothing is taken apart: threads
 /// may still wait for clients that hang, or come back from them to what they use here, and the
-/// system's libraries, tidying up, could wait for those for ever.
+/// system's libraries could wait for those threads for ever.
 [[noreturn]] void EndProcess(int status) {
   std::fflush(nullptr);
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));

@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "automation/client_object.hpp"
+#include "automation/client_reference.hpp"
 #include "automation/com_arrays.hpp"
 #include "automation/core_objects.hpp"
 
@@ -28,7 +28,7 @@ class KeptVariant final : public KeptValue {
 };
 
 /// An object of the server itself, held as the core knows it: its COM object would count as a
-/// client's reference, and a tag that holds its own scale would keep the process for good.
+/// client's reference, and a tag that holds its own scale would keep the process running.
 class KeptCore final : public KeptValue {
  public:
   explicit KeptCore(std::function<ComPtr<IUnknown>()> wrapAgain)
@@ -52,7 +52,7 @@ IID FaceOf(VARTYPE type) {
 /// A client's own object; nothing once the client is gone.
 class KeptObject final : public KeptValue {
  public:
-  KeptObject(std::shared_ptr<ClientObject> object, VARTYPE type)
+  KeptObject(std::shared_ptr<ClientReference> object, VARTYPE type)
       : object_(std::move(object)), type_(type) {}
   Variant Given() const override {
     Variant given;
@@ -63,7 +63,7 @@ class KeptObject final : public KeptValue {
   }
 
  private:
-  std::shared_ptr<ClientObject> object_;
+  std::shared_ptr<ClientReference> object_;
   VARTYPE type_;
 };
 
@@ -75,8 +75,8 @@ TagValue KeepObject(ComModule& module, Variant value) {
     return std::make_shared<KeptVariant>(std::move(value));
   }
   const IID face = FaceOf(V_VT(value.Get()));
-  std::shared_ptr<ClientObject> client;
-  if (FAILED(ClientObject::Create(module.CallsOut(), object, face, face, client))) {
+  std::shared_ptr<ClientReference> client;
+  if (FAILED(ClientReference::Create(module.CallsOut(), object, face, face, client))) {
     ThrowTypeMismatch();
   }
   return std::make_shared<KeptObject>(std::move(client), V_VT(value.Get()));

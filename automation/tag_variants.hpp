@@ -13,7 +13,7 @@ namespace tarn {
 
 Variant ToVariant(const TagValue& value);
 
-/// What is no value of a terminal, an object above all, is kept as it comes, and so is an array of
+/// A value that terminals do not have, such as an object, is kept unchanged, and so is an array of
 /// bytes that does not count from 0. Error 13 for a reference to nothing.
 TagValue ToTagValue(ComModule& module, const VARIANT& value);
 

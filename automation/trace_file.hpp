@@ -1,4 +1,4 @@
-// The server's trace: a text file for those who look after the program.
+// The server's trace: a text file for the people who maintain the installation.
 #pragma once
 
 #include <cstdint>

@@ -1,44 +1,12 @@
 #include "automation/type_library.hpp"
+#include "automation/windows_error.hpp"
+#include "platform/win32/win32_text.hpp"
 
 #include <objbase.h>
 
 #include <array>
 
 namespace tarn {
-namespace {
-
-std::string Reason(HRESULT result) {
-  wchar_t* text = nullptr;
-  const DWORD length = FormatMessageW(
-      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-      nullptr, static_cast<DWORD>(result), 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-  std::string reason = Utf8(std::wstring_view(text, length));
-  LocalFree(text);
-  while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\r')) reason.pop_back();
-  if (!reason.empty()) return reason;
-
-  std::array<char, 32> number{};
-  std::snprintf(number.data(), number.size(), "error 0x%08lX", static_cast<unsigned long>(result));
-  return number.data();
-}
-
-}  // namespace
-
-WindowsError::WindowsError(std::string text, HRESULT result)
-    : text_(std::move(text)), result_(result) {}
-
-void Check(HRESULT result, const char* text) {
-  if (FAILED(result)) throw WindowsError(std::string(text) + ": " + Reason(result), result);
-}
-
-std::string Utf8(std::wstring_view text) {
-  const int length = static_cast<int>(text.size());
-  const int size =
-      WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string bytes(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
-  return bytes;
-}
 
 std::wstring GuidText(const GUID& guid) {
   std::array<wchar_t, 40> text{};
@@ -85,7 +53,7 @@ ComPtr<ITypeInfo> TypeByReference(const ComPtr<ITypeInfo>& type, HREFTYPE refere
 }
 
 TypeLibrary::TypeLibrary(const std::wstring& file) {
-  const std::string text = "loading the type library " + Utf8(file);
+  const std::string text = "loading the type library " + FromWide(file);
   Check(LoadTypeLibEx(file.c_str(), REGKIND_NONE, library_.Receive()), text.c_str());
   TLIBATTR* attributes = nullptr;
   Check(library_->GetLibAttr(&attributes), text.c_str());

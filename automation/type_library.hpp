@@ -1,30 +1,15 @@
 // Reading a type library: what registration and the dump need of it.
 #pragma once
 
-#include "automation/com_owners.hpp"
-
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "automation/com_owners.hpp"
+
 namespace tarn {
 
-/// What a call of Windows returned that must not fail; the text is for people.
-class WindowsError : public std::exception {
- public:
-  WindowsError(std::string text, HRESULT result);
-  const char* what() const noexcept override { return text_.c_str(); }
-  HRESULT Result() const { return result_; }
-
- private:
-  std::string text_;
-  HRESULT result_;
-};
-
-/// Throws WindowsError with "text: reason" when the call failed.
-void Check(HRESULT result, const char* text);
-
-std::string Utf8(std::wstring_view text);
+/// With braces, as the registry has it.
 std::wstring GuidText(const GUID& guid);
 
 /// The descriptions that a type information lends out are given back by these.

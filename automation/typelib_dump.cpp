@@ -5,6 +5,8 @@
 // types and flags, values of enumerations, layouts of records. A change of the published interface
 // shows as a difference.
 #include "automation/type_library.hpp"
+#include "automation/windows_error.hpp"
+#include "platform/win32/win32_text.hpp"
 
 #include <objbase.h>
 
@@ -55,7 +57,7 @@ std::string Flags(unsigned flags, const FlagName (&names)[Count]) {
 }
 
 std::string Quoted(const std::wstring& help) {
-  return help.empty() ? std::string() : " \"" + Utf8(help) + '"';
+  return help.empty() ? std::string() : " \"" + FromWide(help) + '"';
 }
 
 std::string TypeText(const ComPtr<ITypeInfo>& type, const TYPEDESC& description) {
@@ -93,7 +95,7 @@ std::string TypeText(const ComPtr<ITypeInfo>& type, const TYPEDESC& description)
     case VT_SAFEARRAY:
       return "SAFEARRAY(" + TypeText(type, *description.lptdesc) + ')';
     case VT_USERDEFINED:
-      return Utf8(NameOf(TypeByReference(type, description.hreftype)));
+      return FromWide(NameOf(TypeByReference(type, description.hreftype)));
     case VT_CARRAY:
       return TypeText(type, description.lpadesc->tdescElem) + '[' +
              std::to_string(description.lpadesc->rgbounds[0].cElements) + ']';
@@ -108,7 +110,7 @@ std::string ValueText(const VARIANT& value) {
     case VT_BOOL:
       return value.boolVal ? "True" : "False";
     case VT_BSTR:
-      return '"' + Utf8(std::wstring_view(value.bstrVal)) + '"';
+      return '"' + FromWide(std::wstring_view(value.bstrVal)) + '"';
     case VT_I2:
       return std::to_string(value.iVal);
     case VT_I4:
@@ -160,8 +162,8 @@ class Dump {
 
   void Run() {
     const TLIBATTR& attributes = library_.Attributes();
-    out_ << "library " << Utf8(library_.Name()) << ' ' << Utf8(GuidText(attributes.guid))
-         << " version " << Utf8(library_.Version()) << " language " << attributes.lcid
+    out_ << "library " << FromWide(library_.Name()) << ' ' << FromWide(GuidText(attributes.guid))
+         << " version " << FromWide(library_.Version()) << " language " << attributes.lcid
          << (attributes.syskind == SYS_WIN64 ? " win64" : " win32") << Quoted(library_.Help())
          << '\n';
     for (UINT index = 0; index < library_.Count(); ++index) PrintType(library_.Type(index));
@@ -188,7 +190,7 @@ class Dump {
 
   void PrintHead(const char* kind, const ComPtr<ITypeInfo>& type, const TYPEATTR& attributes) {
     out_ << '\n'
-         << kind << ' ' << Utf8(NameOf(type)) << ' ' << Utf8(GuidText(attributes.guid))
+         << kind << ' ' << FromWide(NameOf(type)) << ' ' << FromWide(GuidText(attributes.guid))
          << Flags(attributes.wTypeFlags, kTypeFlags);
   }
 
@@ -197,7 +199,7 @@ class Dump {
     out_ << " size " << attributes.cbSizeInstance << Quoted(HelpOf(type)) << '\n';
     for (UINT index = 0; index < attributes.cVars; ++index) {
       const Variable value = VariableOf(type, index);
-      out_ << "  " << Utf8(NameOf(type, value->memid)) << " = " << ValueText(*value->lpvarValue)
+      out_ << "  " << FromWide(NameOf(type, value->memid)) << " = " << ValueText(*value->lpvarValue)
            << '\n';
     }
   }
@@ -208,7 +210,7 @@ class Dump {
          << Quoted(HelpOf(type)) << '\n';
     for (UINT index = 0; index < attributes.cVars; ++index) {
       const Variable field = VariableOf(type, index);
-      out_ << "  at " << field->oInst << "  " << Utf8(NameOf(type, field->memid)) << " As "
+      out_ << "  at " << field->oInst << "  " << FromWide(NameOf(type, field->memid)) << " As "
            << TypeText(type, field->elemdescVar.tdesc) << '\n';
     }
   }
@@ -231,7 +233,7 @@ class Dump {
     PrintHead("interface", type, attributes);
     HREFTYPE base = 0;
     Check(type->GetRefTypeOfImplType(0, &base), "reading an interface's base");
-    out_ << " : " << Utf8(NameOf(TypeByReference(type, base))) << Quoted(HelpOf(type)) << '\n';
+    out_ << " : " << FromWide(NameOf(TypeByReference(type, base))) << Quoted(HelpOf(type)) << '\n';
     PrintFunctions(type, attributes);
   }
 
@@ -253,8 +255,8 @@ class Dump {
   /// A call's result is its [retval] argument; what is not HRESULT underneath is shown as it is.
   void PrintSignature(const ComPtr<ITypeInfo>& type, const FUNCDESC& function) {
     const std::vector<std::string> names = ArgumentNames(type, function);
-    out_ << TypeText(type, function.elemdescFunc.tdesc) << ' ' << Utf8(NameOf(type, function.memid))
-         << '(';
+    out_ << TypeText(type, function.elemdescFunc.tdesc) << ' '
+         << FromWide(NameOf(type, function.memid)) << '(';
     for (int index = 0; index < function.cParams; ++index) {
       out_ << (index ? ", " : "")
            << ArgumentText(type, function.lprgelemdescParam[index],
@@ -271,7 +273,7 @@ class Dump {
           "reading the names of a member");
     std::vector<std::string> names;
     for (std::size_t index = 0; index < read.size(); ++index) {
-      if (index > 0) names.push_back(index < count ? Utf8(std::wstring_view(read[index])) : "");
+      if (index > 0) names.push_back(index < count ? FromWide(std::wstring_view(read[index])) : "");
       SysFreeString(read[index]);
     }
     if (function.invkind != INVOKE_FUNC && !names.empty()) names.back().clear();
@@ -287,7 +289,7 @@ class Dump {
       INT flags = 0;
       Check(type->GetRefTypeOfImplType(index, &reference), "reading a class");
       Check(type->GetImplTypeFlags(index, &flags), "reading a class");
-      out_ << "  " << Utf8(NameOf(TypeByReference(type, reference)))
+      out_ << "  " << FromWide(NameOf(TypeByReference(type, reference)))
            << Flags(static_cast<unsigned>(flags), kClassFlags) << '\n';
     }
   }
@@ -306,9 +308,9 @@ std::vector<std::string> Lines(std::istream& text) {
 }
 
 int Compare(const std::string& dump, const wchar_t* fileName) {
-  std::ifstream file(Utf8(fileName), std::ios::binary);
+  std::ifstream file(FromWide(fileName), std::ios::binary);
   if (!file) {
-    std::cerr << "typelib_dump: cannot read " << Utf8(fileName) << '\n';
+    std::cerr << "typelib_dump: cannot read " << FromWide(fileName) << '\n';
     return 2;
   }
   std::istringstream text(dump);
@@ -322,7 +324,7 @@ int Compare(const std::string& dump, const wchar_t* fileName) {
   const auto show = [](const auto& line, const auto& lines) {
     return line == lines.end() ? std::string("(end)") : *line;
   };
-  std::cerr << "The published interface differs from " << Utf8(fileName) << " at line "
+  std::cerr << "The published interface differs from " << FromWide(fileName) << " at line "
             << reviewedLine - reviewed.begin() + 1
             << "\n  reviewed: " << show(reviewedLine, reviewed)
             << "\n  now:      " << show(nowLine, now) << '\n';

@@ -9,10 +9,6 @@
 namespace tarn::script_host {
 namespace {
 
-void Check(HRESULT result) {
-  if (FAILED(result)) throw result;
-}
-
 /// The event interface that a class marks as its default one; null when it has none.
 ComPtr<ITypeInfo> EventsOfClass(ITypeInfo& coclass) {
   TYPEATTR* attributes = nullptr;

@@ -14,11 +14,16 @@
 
 namespace tarn::script_host {
 
+/// Throws the result of a call that failed.
+inline void Check(HRESULT result) {
+  if (FAILED(result)) throw result;
+}
+
 /// Calls the script's function of that name, if there is one.
 using EventHandler = std::function<HRESULT(const std::wstring& event, DISPPARAMS& arguments)>;
 
-/// Events of one object, received until this goes or is disconnected. What the events are called is
-/// read from the type library of the object.
+/// Receives the events of one object until it is destroyed or disconnected. The names of the events
+/// are read from the type library of the object.
 class EventConnection {
  public:
   /// Throws an HRESULT when the object has no events that a script could receive.

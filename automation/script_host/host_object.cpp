@@ -7,20 +7,20 @@
 namespace tarn::script_host {
 namespace {
 
-std::wstring TextOf(const Variant& value) {
-  Variant text;
-  const HRESULT result =
-      VariantChangeType(text.Get(), const_cast<VARIANT*>(value.Get()), VARIANT_ALPHABOOL, VT_BSTR);
-  if (FAILED(result)) throw result;
+Variant Converted(const Variant& value, VARTYPE type) {
+  Variant converted;
+  Check(VariantChangeType(converted.Get(), const_cast<VARIANT*>(value.Get()), VARIANT_ALPHABOOL,
+                          type));
+  return converted;
+}
+
+std::wstring TextFrom(const Variant& value) {
+  const Variant text = Converted(value, VT_BSTR);
   return V_BSTR(text.Get()) ? V_BSTR(text.Get()) : L"";
 }
 
-LONG NumberOf(const Variant& value) {
-  Variant number;
-  const HRESULT result =
-      VariantChangeType(number.Get(), const_cast<VARIANT*>(value.Get()), 0, VT_I4);
-  if (FAILED(result)) throw result;
-  return V_I4(number.Get());
+LONG LongFrom(const Variant& value) {
+  return V_I4(Converted(value, VT_I4).Get());
 }
 
 Variant ObjectValue(IDispatch* object) {
@@ -39,7 +39,7 @@ void Need(const std::vector<Variant>& arguments, std::size_t least, std::size_t 
   if (arguments.size() < least || arguments.size() > most) throw DISP_E_BADPARAMCOUNT;
 }
 
-/// UTF-8, and at once, so that whoever reads the output sees each line as it comes.
+/// In UTF-8, and flushed, so that a reader of the output sees each line at once.
 void PrintLine(const std::wstring& text) {
   const int length = static_cast<int>(text.size());
   std::string bytes(text.size() * 3, '\0');
@@ -58,7 +58,7 @@ class ArgumentList final : public NamedMembers {
   Variant Call(DISPID id, std::vector<Variant>& arguments) override {
     if (id == 2 || id == 3) return Variant(static_cast<LONG>(values_.size()));
     Need(arguments, 1, 1);
-    const LONG index = NumberOf(arguments[0]);
+    const LONG index = LongFrom(arguments[0]);
     if (index < 0 || static_cast<std::size_t>(index) >= values_.size()) throw DISP_E_BADINDEX;
     return Variant(std::wstring_view(values_[static_cast<std::size_t>(index)]));
   }
@@ -111,19 +111,19 @@ Variant HostObject::Call(DISPID id, std::vector<Variant>& arguments) {
   switch (id) {
     case kEcho: {
       std::wstring line;
-      for (const Variant& value : arguments) line += (line.empty() ? L"" : L" ") + TextOf(value);
+      for (const Variant& value : arguments) line += (line.empty() ? L"" : L" ") + TextFrom(value);
       PrintLine(line);
       return {};
     }
     case kSleep:
       Need(arguments, 1, 1);
-      Sleep(static_cast<DWORD>(NumberOf(arguments[0])));
+      Sleep(static_cast<DWORD>(LongFrom(arguments[0])));
       return {};
     case kCreateObject:
       return CreateObject(arguments);
     case kConnectObject:
       Need(arguments, 2, 2);
-      ConnectObject(ObjectIn(arguments[0]), TextOf(arguments[1]));
+      ConnectObject(ObjectIn(arguments[0]), TextFrom(arguments[1]));
       return {};
     case kDisconnectObject:
       Need(arguments, 1, 1);
@@ -131,7 +131,7 @@ Variant HostObject::Call(DISPID id, std::vector<Variant>& arguments) {
       return {};
     case kQuit:
       Need(arguments, 0, 1);
-      actions_.quit(arguments.empty() ? 0 : NumberOf(arguments[0]));
+      actions_.quit(arguments.empty() ? 0 : LongFrom(arguments[0]));
       throw E_ABORT;
     case kArguments: {
       // Basic passes the index of WScript.Arguments(0) here.
@@ -153,13 +153,13 @@ Variant HostObject::Call(DISPID id, std::vector<Variant>& arguments) {
 Variant HostObject::CreateObject(std::vector<Variant>& arguments) {
   Need(arguments, 1, 2);
   CLSID clsid;
-  HRESULT result = CLSIDFromProgID(TextOf(arguments[0]).c_str(), &clsid);
+  HRESULT result = CLSIDFromProgID(TextFrom(arguments[0]).c_str(), &clsid);
   if (FAILED(result)) throw result;
   ComPtr<IDispatch> object;
   result = CoCreateInstance(clsid, nullptr, CLSCTX_SERVER, IID_IDispatch,
                             reinterpret_cast<void**>(object.Receive()));
   if (FAILED(result)) throw result;
-  if (arguments.size() == 2) ConnectObject(*object.Get(), TextOf(arguments[1]));
+  if (arguments.size() == 2) ConnectObject(*object.Get(), TextFrom(arguments[1]));
   return ObjectValue(object.Get());
 }
 

@@ -16,7 +16,7 @@
 
 namespace tarn::script_host {
 
-/// An object of the host's own whose members are counted from 1 in the order of their names; the
+/// An object of the host whose members have the ids 1, 2, ... in the order of their names. The
 /// script engines need nothing else of IDispatch.
 class NamedMembers : public NamelessDispatch<CountedObject<IDispatch>> {
  public:

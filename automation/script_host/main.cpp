@@ -1,5 +1,6 @@
-// Runs a script in Visual Basic or Java script against Automation servers, with events: a small
-// equivalent of the system's own script host, for systems whose host connects no events.
+// tarn_script_host runs a script in Visual Basic or Java script, with events of Automation servers.
+//
+// It does what the system's own script host does, for systems whose host connects no events.
 //
 //   tarn_script_host FILE [ARGUMENTS...]
 //

@@ -9,10 +9,6 @@
 namespace tarn::script_host {
 namespace {
 
-void Check(HRESULT result) {
-  if (FAILED(result)) throw result;
-}
-
 Bstr Adopt(BSTR text) {
   Bstr owner;
   *owner.Receive() = text;
@@ -20,7 +16,7 @@ Bstr Adopt(BSTR text) {
 }
 
 /// Errors of Basic carry their number in the low word.
-LONG NumberOf(SCODE code) {
+LONG ErrorNumberOf(SCODE code) {
   return HRESULT_FACILITY(code) == FACILITY_CONTROL ? static_cast<LONG>(HRESULT_CODE(code)) : code;
 }
 
@@ -32,7 +28,7 @@ void PrintError(const std::wstring& file, ULONG line, LONG column, EXCEPINFO& er
   const SCODE code = error.wCode != 0 ? error.wCode : error.scode;
   std::fflush(stdout);
   std::fprintf(stderr, "%ls(%lu, %ld) %ls: error %ld (%08lX): %ls\n", file.c_str(), line, column,
-               source.Text().c_str(), NumberOf(code), static_cast<ULONG>(code),
+               source.Text().c_str(), ErrorNumberOf(code), static_cast<ULONG>(code),
                description.Text().c_str());
   std::fflush(stderr);
 }
@@ -87,7 +83,7 @@ void ScriptRunner::End(int code) {
   quitting_ = true;
   host_->DisconnectAll();
   const auto engine = std::exchange(engine_, {});
-  // Lets go of the script's variables, and with them of the server.
+  // Releases the script's variables, and with them the server.
   if (engine) engine->Close();
 }
 
@@ -119,7 +115,7 @@ HRESULT ScriptRunner::Raise(const std::wstring& function, DISPPARAMS& arguments)
                           &error, nullptr);
   --eventDepth_;
   if (SUCCEEDED(result) || quitting_) return S_OK;
-  // Not every engine tells the site of an error in a function that the host called.
+  // Not every engine reports an error in a function that the host called.
   if (error.scode == 0) error.scode = result;
   PrintError(file_ + L" " + function, 0, 0, error);
   exitCode_ = 1;

@@ -1,5 +1,7 @@
-// Prints the readings of scale 1, and is too busy for some of them: after its third one it refuses
-// calls, as a spreadsheet does while its user edits a cell.
+// A client that makes trouble: it is busy, hangs, or hands its objects on.
+//
+// It prints the readings of scale 1. After the third one it refuses calls, as a spreadsheet does
+// while its user edits a cell.
 //
 //   busy_client CALLS_TO_REFUSE STOP_FILE
 //   busy_client advise STOP_FILE   does not return from the first call that comes in, which is the
@@ -34,28 +36,18 @@ _COM_SMARTPTR_TYPEDEF(_WeightData, __uuidof(_WeightData));
 
 namespace {
 
-void Check(HRESULT result) {
-  if (FAILED(result)) throw result;
-}
+using tarn::script_host::Check;
 
 bool IsThere(const char* file) {
   return GetFileAttributesA(file) != INVALID_FILE_ATTRIBUTES;
 }
 
-/// Asked before each call into this apartment. Lives on the stack, so it counts nothing.
-class Filter final : public IMessageFilter {
+/// Asked before each call into this apartment.
+class Filter final : public tarn::UncountedObject<IMessageFilter> {
  public:
-  virtual ~Filter() = default;
   void Refuse(int calls) { left_ = calls; }
   void Hang(const char* untilFile) { untilFile_ = untilFile; }
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IMessageFilter;
-    *object = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 1; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP_(DWORD) HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override {
     if (const char* file = std::exchange(untilFile_, nullptr)) {
       Say("hanging");

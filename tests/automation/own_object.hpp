@@ -1,26 +1,18 @@
-// An object of a client's own, which the client never lets go of.
+// The base of the objects that test clients hand to the server. They live as long as the client.
 #pragma once
 
-#include <windows.h>
-
-#include <oleauto.h>
+#include "automation/com_unknown.hpp"
 
 namespace tarn {
 
 /// Can be reached through the slots of the contract only.
 template <class Contract>
-class Own : public Contract {
+class Own : public NamelessDispatch<UncountedObject<Contract>> {
  public:
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IDispatch || iid == __uuidof(Contract);
-    *object = known ? static_cast<Contract*>(this) : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
+    const IID& asked = iid == IID_IDispatch ? __uuidof(Contract) : iid;
+    return UncountedObject<Contract>::QueryInterface(asked, object);
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
-  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
   STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
                       UINT*) override {
     return E_NOTIMPL;

@@ -1,5 +1,7 @@
-// A program with a configuration and a data object of its own: the engine asks the one what to read
-// and gives the other the values, as if they were the server's.
+// A program that implements a configuration and a data object.
+//
+// The engine asks the one what to read and gives the other the values, as if they were the
+// server's.
 //
 //   own_set_client SCALE ADDRESS         checks a few rounds against a simulated terminal
 //   own_set_client SCALE ADDRESS serve   goes on until it is ended, and says when rounds arrive
@@ -18,6 +20,7 @@
 #include <vector>
 
 #include "automation/com_owners.hpp"
+#include "tests/automation/client_checks.hpp"
 #include "tests/automation/own_object.hpp"
 
 namespace {
@@ -25,28 +28,9 @@ namespace {
 using tarn::Bstr;
 using tarn::ComPtr;
 using tarn::Own;
+using namespace tarn::checks;
 
 constexpr DWORD kLimit = 60000;  // milliseconds until something that never comes is given up
-
-void Expect(bool fulfilled, const char* what, HRESULT result = S_OK) {
-  if (fulfilled) return;
-  std::printf("WRONG %s (%08lX)\n", what, static_cast<unsigned long>(result));
-  std::fflush(stdout);
-  ExitProcess(3);
-}
-
-void Succeed(HRESULT result, const char* what) {
-  Expect(SUCCEEDED(result), what, result);
-}
-
-template <class Interface>
-ComPtr<Interface> Create(const CLSID& clsid) {
-  ComPtr<Interface> object;
-  Succeed(CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, __uuidof(Interface),
-                           reinterpret_cast<void**>(object.Receive())),
-          "creating an object");
-  return object;
-}
 
 template <class Value>
 HRESULT Give(Value* result, Value value) {
@@ -84,6 +68,8 @@ class OwnConfig final : public Own<_SummitConfig> {
 };
 
 class OwnData final : public Own<_SummitData> {
+  using Tag = _SDTagInfo*;
+
  public:
   STDMETHODIMP put_CommLossError(VARIANT_BOOL value) override { return Give(&commLoss, value); }
   STDMETHODIMP get_CommLossError(VARIANT_BOOL* result) override { return Give(result, commLoss); }
@@ -97,32 +83,22 @@ class OwnData final : public Own<_SummitData> {
     ++rounds;
     return S_OK;
   }
-  STDMETHODIMP SetBitData(VARIANT_BOOL value, _SDTagInfo* tag) override {
-    return File(tag, std::to_string(value));
-  }
-  STDMETHODIMP SetByteData(unsigned char value, _SDTagInfo* tag) override {
-    return File(tag, std::to_string(value));
-  }
-  STDMETHODIMP SetCharArrayData(SAFEARRAY** value, SHORT length, _SDTagInfo* tag) override {
+  STDMETHODIMP SetBitData(VARIANT_BOOL value, Tag tag) override { return File(tag, value); }
+  STDMETHODIMP SetByteData(unsigned char value, Tag tag) override { return File(tag, value); }
+  STDMETHODIMP SetCharArrayData(SAFEARRAY** value, SHORT length, Tag tag) override {
     const char* bytes = static_cast<const char*>((*value)->pvData);
     return File(tag, std::string(bytes, static_cast<std::size_t>(length)));
   }
-  STDMETHODIMP SetLongData(LONG value, SHORT index, _SDTagInfo* tag) override {
+  STDMETHODIMP SetLongData(LONG value, SHORT index, Tag tag) override {
     if (fails) return MAKE_HRESULT(SEVERITY_ERROR, FACILITY_CONTROL, 9);
-    return File(tag, std::to_string(value), index);
+    return File(tag, value, index);
   }
-  STDMETHODIMP SetFloatData(float value, SHORT, _SDTagInfo* tag) override {
-    return File(tag, std::to_string(value));
-  }
-  STDMETHODIMP SetDoubleData(double value, SHORT, _SDTagInfo* tag) override {
-    return File(tag, std::to_string(value));
-  }
-  STDMETHODIMP SetStringData(BSTR value, SHORT, _SDTagInfo* tag) override {
+  STDMETHODIMP SetFloatData(float value, SHORT, Tag tag) override { return File(tag, value); }
+  STDMETHODIMP SetDoubleData(double value, SHORT, Tag tag) override { return File(tag, value); }
+  STDMETHODIMP SetStringData(BSTR value, SHORT, Tag tag) override {
     return File(tag, std::string(value, value + SysStringLen(value)));
   }
-  STDMETHODIMP SetIntData(SHORT value, SHORT, _SDTagInfo* tag) override {
-    return File(tag, std::to_string(value));
-  }
+  STDMETHODIMP SetIntData(SHORT value, SHORT, Tag tag) override { return File(tag, value); }
   STDMETHODIMP ResetState() override { return S_OK; }
   STDMETHODIMP TriggersComplete(VARIANT_BOOL* result) override {
     return Give(result, VARIANT_FALSE);
@@ -143,15 +119,20 @@ class OwnData final : public Own<_SummitData> {
 
  private:
   /// The tag is the very object that the configuration gave. The elements of an array are listed.
-  HRESULT File(_SDTagInfo* tag, const std::string& value, SHORT index = 0) {
+  template <class Value>
+  HRESULT File(Tag tag, const Value& value, SHORT index = 0) {
+    return FileText(tag, std::to_string(value), index);
+  }
+  HRESULT File(Tag tag, const std::string& value) { return FileText(tag, value, 0); }
+  HRESULT FileText(Tag tag, const std::string& value, SHORT index) {
     bool known = false;
     for (const auto& own : config->tags) {
       known = known || own.As<IUnknown>(IID_IUnknown).Get() ==
                            ComPtr<_SDTagInfo>(tag).As<IUnknown>(IID_IUnknown).Get();
     }
-    Expect(known, "the tag of a value");
+    Expect(known, L"the tag of a value");
     Bstr name;
-    Succeed(tag->get_TagName(name.Receive()), "asking back from a call");
+    Succeeds(tag->get_TagName(name.Receive()), L"asking back from a call");
     const std::wstring text = name.Text();
     std::string& filed = values[std::string(text.begin(), text.end())];
     filed = index > 0 ? filed + " " + value : value;
@@ -160,13 +141,13 @@ class OwnData final : public Own<_SummitData> {
 };
 
 template <class Condition>
-void ServeUntil(Condition condition, const char* what) {
+void ServeUntil(Condition condition, const wchar_t* what) {
   const DWORD start = GetTickCount();
   while (!condition()) {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
     MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
-    Expect(GetTickCount() - start < kLimit, what);
+    if (!Expect(GetTickCount() - start < kLimit, what)) ExitProcess(3);
   }
 }
 
@@ -174,9 +155,9 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   auto way = Create<_TarnServerConnection>(CLSID_TarnServerConnection);
   ComPtr<_TarnScaleServer> server;
   LONG component = 0;
-  Succeed(way->get_TarnScaleServer(&component, server.Receive()), "the server");
+  Succeeds(way->get_TarnScaleServer(&component, server.Receive()), L"the server");
   ComPtr<_TarnScale> scale;
-  Succeed(server->GetScale(number, scale.Receive()), "the scale");
+  Succeeds(server->GetScale(number, scale.Receive()), L"the scale");
 
   OwnConfig config;
   const std::tuple<const wchar_t*, SDTagType, SHORT> tags[] = {
@@ -190,12 +171,12 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   auto link = Create<_EthernetConnection>(CLSID_EthernetConnection);
   link->put_IPAddress(Bstr(address).Get());
   auto protocol = Create<_SummitProtocol>(CLSID_SummitProtocol);
-  Succeed(protocol->putref_Configuration(&config), "giving the configuration");
-  Succeed(scale->putref_SummitData(&data), "giving the data object");
-  Succeed(scale->putref_Connection(link.As<_Connection>().Get()), "the connection");
+  Succeeds(protocol->putref_Configuration(&config), L"giving the configuration");
+  Succeeds(scale->putref_SummitData(&data), L"giving the data object");
+  Succeeds(scale->putref_Connection(link.As<_Connection>().Get()), L"the connection");
   const auto contract = protocol.As<_Protocol>();
-  Succeed(scale->putref_Protocol(contract.Get()), "the protocol");
-  Succeed(contract->put_pType(ScaleDiagDataType), "a type with a pair of its own");
+  Succeeds(scale->putref_Protocol(contract.Get()), L"the protocol");
+  Succeeds(contract->put_pType(ScaleDiagDataType), L"a type with another pair");
 
   ComPtr<_SummitConfig> configBack;
   protocol->get_Configuration(configBack.Receive());
@@ -206,32 +187,33 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   scale->GetAxDataObj(&key, listed.Receive());
   SysFreeString(key);
   Expect(configBack.Get() == &config && dataBack.Get() == &data && listed.Get() == &data,
-         "the client's own objects");
+         L"the client's own objects");
 
   scale->put_UpdateRate(20);
   scale->put_Disabled(VARIANT_FALSE);
   VARIANT_BOOL runs = VARIANT_FALSE;
-  Succeed(scale->RunScale(&runs), "running");
-  for (int told = 0; serve; ++told) {
-    ServeUntil([&] { return data.rounds > told; }, "a round");
-    std::printf("round %d\n", told + 1);
+  Succeeds(scale->RunScale(&runs), L"running");
+  for (int printed = 0; serve; ++printed) {
+    ServeUntil([&] { return data.rounds > printed; }, L"a round");
+    std::printf("round %d\n", printed + 1);
     std::fflush(stdout);
   }
-  ServeUntil([&] { return data.rounds >= 2; }, "two rounds");
+  ServeUntil([&] { return data.rounds >= 2; }, L"two rounds");
   const std::map<std::string, std::string> wanted = {
       {"own01", "-1"},    {"own02", "200"},       {"own03", std::string("ab\0cd", 5)},
       {"own04", "7 -8"},  {"own05", "12.500000"}, {"own06", "-0.250000"},
       {"own07", "flour"}, {"own08", "-3"}};
-  for (const auto& [name, value] : wanted) Expect(data.values[name] == value, name.c_str());
-  Expect(data.noDataReports == 0, "rounds without a fault");
+  for (const auto& [name, value] : wanted)
+    Expect(data.values[name] == value, std::wstring(name.begin(), name.end()));
+  Expect(data.noDataReports == 0, L"rounds without a fault");
 
   // What fails is as a value that cannot be filed: reported, and the next round begins.
   data.fails = true;
-  ServeUntil([&] { return data.noDataReports >= 2; }, "a report of what failed");
+  ServeUntil([&] { return data.noDataReports >= 2; }, L"a report of what failed");
   data.fails = false;
   const int before = data.rounds;
   ServeUntil([&] { return data.rounds > before && data.noData == VARIANT_FALSE; },
-             "rounds after the fault");
+             L"rounds after the fault");
 
   scale->StopScale();
   scale->putref_SummitData(Create<_SummitData>(CLSID_SummitData).Get());
@@ -244,6 +226,5 @@ int wmain(int count, wchar_t** arguments) {
   if (count < 3 || FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
   Run(static_cast<SHORT>(_wtoi(arguments[1])), arguments[2], count > 3);
   CoUninitialize();
-  std::printf("All of own_set_client\n");
-  return 0;
+  return Report("own_set_client");
 }

@@ -1,5 +1,4 @@
-// Registers this very test program, which carries the type library as the server does, and compares
-// the registry before, while and after.
+// The registration, tried on this test program, which carries the type library as the server does.
 #include "automation/registration.hpp"
 
 #include <gtest/gtest.h>
@@ -7,8 +6,13 @@
 #include <shlobj.h>
 
 #include <map>
+#include <set>
+#include <string>
+#include <string_view>
 
 #include "automation/type_library.hpp"
+#include "platform/win32/win32_text.hpp"
+#include "server/class_registry.hpp"
 
 namespace tarn {
 namespace {
@@ -64,15 +68,11 @@ std::string ReadText(const RegistrationScope& scope, const std::wstring& key,
                      const std::wstring& name, REGSAM view) {
   std::wstring data(1024, L'\0');
   auto size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
-  HKEY opened = nullptr;
-  if (RegOpenKeyExW(scope.hive, (scope.classes + L'\\' + key).c_str(), 0, KEY_READ | view,
-                    &opened) != ERROR_SUCCESS) {
-    return "(no key)";
-  }
+  const DWORD part = view == KEY_WOW64_32KEY ? RRF_SUBKEY_WOW6432KEY : RRF_SUBKEY_WOW6464KEY;
   const LSTATUS status =
-      RegGetValueW(opened, nullptr, name.c_str(), RRF_RT_REG_SZ, nullptr, data.data(), &size);
-  RegCloseKey(opened);
-  return status == ERROR_SUCCESS ? Utf8(data.c_str()) : "(no value)";
+      RegGetValueW(scope.hive, (scope.classes + L'\\' + key).c_str(), name.c_str(),
+                   RRF_RT_REG_SZ | part, nullptr, data.data(), &size);
+  return status == ERROR_SUCCESS ? FromWide(data.c_str()) : "(none)";
 }
 
 void WriteText(const RegistrationScope& scope, const std::wstring& key, const std::wstring& text) {
@@ -86,11 +86,6 @@ constexpr wchar_t kScaleClass[] = L"{3C0D3950-965D-4ED6-A259-A3CEF3025F65}";
 constexpr wchar_t kScaleInterface[] = L"{490395F8-924A-485F-BBC7-44DBD85BA168}";
 constexpr wchar_t kScaleEvents[] = L"{CB194C11-6C00-487C-B1D5-C7A516F2C9C2}";
 constexpr wchar_t kLibrary[] = L"{2E5AF1A8-4271-4EEC-9868-56F07055D47D}";
-
-constexpr const wchar_t* kCreatableClasses[] = {
-    L"Connection", L"NoConnection",       L"NoProtocol",           L"Protocol",
-    L"SummitData", L"SerialConnection",   L"TarnServerConnection", L"TarnContinuousProtocol",
-    L"SDTagInfo",  L"EthernetConnection", L"SummitProtocol",       L"TarnKesBasicConfig"};
 
 struct ScopeCase {
   const char* name;
@@ -106,7 +101,7 @@ class SetsAside {
     const std::string server =
         ReadText(where.scope, std::wstring(L"CLSID\\") + kConnectionClass + L"\\LocalServer32", L"",
                  KEY_WOW64_64KEY);
-    if (server.front() != '"' || server == '"' + Utf8(Program()) + '"') return;
+    if (server.front() != '"' || server == '"' + FromWide(Program()) + '"') return;
     program_.assign(server.begin() + 1, server.end() - 1);
     RunRegistration(where_.off, program_);
   }
@@ -149,30 +144,30 @@ TEST_P(Registration, WritesWhatProgramsOfEitherWidthLookUp) {
   const struct {
     std::wstring key, name;
     std::string text;
-  } values[] = {{clsid + L"\\LocalServer32", L"", '"' + Utf8(Program()) + '"'},
+  } values[] = {{clsid + L"\\LocalServer32", L"", '"' + FromWide(Program()) + '"'},
                 {clsid + L"\\ProgID", L"", "TarnSclServer.TarnServerConnection.1"},
                 {clsid + L"\\VersionIndependentProgID", L"", "TarnSclServer.TarnServerConnection"},
-                {clsid + L"\\TypeLib", L"", Utf8(kLibrary)},
+                {clsid + L"\\TypeLib", L"", FromWide(kLibrary)},
                 {clsid + L"\\Programmable", L"", ""},
                 {clsid, L"AppID", Read(L"AppID\\TarnSclServer.exe", L"AppID")},
                 {scale, L"", "_TarnScale"},
                 {scale + L"\\ProxyStubClsid32", L"", "{00020424-0000-0000-C000-000000000046}"},
-                {scale + L"\\TypeLib", L"", Utf8(kLibrary)},
+                {scale + L"\\TypeLib", L"", FromWide(kLibrary)},
                 {scale + L"\\TypeLib", L"Version", "1.0"},
                 {events, L"", "__TarnScale"},
                 {events + L"\\ProxyStubClsid32", L"", "{00020420-0000-0000-C000-000000000046}"},
-                {std::wstring(L"CLSID\\") + kScaleClass, L"", "(no key)"}};
+                {std::wstring(L"CLSID\\") + kScaleClass, L"", "(none)"}};
   for (const REGSAM view : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
     for (const auto& [key, name, text] : values) EXPECT_EQ(Read(key, name, view), text);
   }
   EXPECT_EQ(Read(clsid, L"AppID").size(), 38U);
-  for (const std::wstring name : kCreatableClasses) {
+  for (const std::wstring name : {L"Connection", L"TarnServerConnection", L"TarnKesBasicConfig"}) {
     const std::wstring progId = L"TarnSclServer." + name;
-    EXPECT_EQ(Read(progId + L"\\CurVer"), Utf8(progId) + ".1");
-    EXPECT_EQ(Read(progId + L"\\CLSID").size(), 38U) << Utf8(progId);
+    EXPECT_EQ(Read(progId + L"\\CurVer"), FromWide(progId) + ".1");
+    EXPECT_EQ(Read(progId + L"\\CLSID").size(), 38U) << FromWide(progId);
     EXPECT_EQ(Read(progId + L".1\\CLSID"), Read(progId + L"\\CLSID"));
   }
-  EXPECT_EQ(Read(L"TarnSclServer.TarnScale"), "(no key)");
+  EXPECT_EQ(Read(L"TarnSclServer.TarnScale"), "(none)");
 }
 
 TEST_P(Registration, NamesATypeLibraryOfEachWidth) {
@@ -183,7 +178,7 @@ TEST_P(Registration, NamesATypeLibraryOfEachWidth) {
     const std::string file = Read(key + platform);
     const TypeLibrary library(std::wstring(file.begin(), file.end()));
     EXPECT_EQ(library.Attributes().syskind, kind) << file;
-    EXPECT_EQ(Utf8(GuidText(library.Attributes().guid)), Utf8(kLibrary));
+    EXPECT_EQ(FromWide(GuidText(library.Attributes().guid)), FromWide(kLibrary));
   }
 }
 
@@ -196,7 +191,7 @@ TEST_P(Registration, IsGoneWithoutATraceAfterwards) {
   EXPECT_GT(view(KEY_WOW64_32KEY).size(), before32.size() + 100);
   Run(GetParam().off);
   const Registry after64 = view(KEY_WOW64_64KEY), after32 = view(KEY_WOW64_32KEY);
-  for (const auto& [key, data] : after64) EXPECT_TRUE(before64.count(key)) << Utf8(key);
+  for (const auto& [key, data] : after64) EXPECT_TRUE(before64.count(key)) << FromWide(key);
   EXPECT_TRUE(after64 == before64);
   EXPECT_TRUE(after32 == before32);
   Run(GetParam().off);
@@ -206,8 +201,8 @@ TEST_P(Registration, LeavesANameThatAnotherProgramTookOver) {
   Run(GetParam().on);
   WriteText(GetParam().scope, L"TarnSclServer.Protocol\\CLSID", kScaleClass);
   Run(GetParam().off);
-  EXPECT_EQ(Read(L"TarnSclServer.Protocol\\CLSID"), Utf8(kScaleClass));
-  EXPECT_EQ(Read(L"TarnSclServer.Protocol.1\\CLSID"), "(no key)");
+  EXPECT_EQ(Read(L"TarnSclServer.Protocol\\CLSID"), FromWide(kScaleClass));
+  EXPECT_EQ(Read(L"TarnSclServer.Protocol.1\\CLSID"), "(none)");
   RegDeleteTreeW(GetParam().scope.hive,
                  (GetParam().scope.classes + L"\\TarnSclServer.Protocol").c_str());
 }
@@ -219,25 +214,6 @@ const ScopeCase kUser{"User", UserScope(), RegistrationCommand::RegisterPerUser,
 constexpr auto kScopeName = [](const auto& tested) { return tested.param.name; };
 
 INSTANTIATE_TEST_SUITE_P(Scopes, Registration, testing::Values(kMachine, kUser), kScopeName);
-
-/// Wine does not look for classes of the user.
-using MachineRegistration = Registration;
-
-TEST_P(MachineRegistration, IsWhatComFinds) {
-  Run(GetParam().on);
-  CLSID clsid{};
-  for (const wchar_t* progId :
-       {L"TarnSclServer.TarnServerConnection", L"TarnSclServer.TarnServerConnection.1"}) {
-    EXPECT_EQ(CLSIDFromProgID(progId, &clsid), S_OK);
-    EXPECT_EQ(Utf8(GuidText(clsid)), Utf8(kConnectionClass));
-  }
-  GUID id{};
-  CLSIDFromString(kLibrary, &id);
-  ComPtr<ITypeLib> library;
-  EXPECT_EQ(LoadRegTypeLib(id, 1, 0, LOCALE_NEUTRAL, library.Receive()), S_OK);
-}
-
-INSTANTIATE_TEST_SUITE_P(Scopes, MachineRegistration, testing::Values(kMachine), kScopeName);
 
 /// A key of the test's own, below which nobody may create anything.
 class ForbiddenKey {
@@ -278,13 +254,26 @@ TEST(RegistrationFailure, NamesAProgramWithoutATypeLibrary) {
   EXPECT_NE(result.text.find("no such program.exe"), std::string::npos) << result.text;
 }
 
+/// What settings files name, clients must be able to name, too.
+TEST(TypeLibraryOfTheServer, HasEveryClassOfTheRegistry) {
+  std::set<std::string> published;
+  const TypeLibrary library(Program());
+  for (UINT i = 0; i < library.Count(); ++i) {
+    const auto type = library.Type(i);
+    if (AttributesOf(type)->typekind == TKIND_COCLASS) published.insert(FromWide(NameOf(type)));
+  }
+  for (const std::string_view name : ClassNames()) {
+    EXPECT_EQ(published.count(std::string(name)), 1U) << name;
+  }
+}
+
 TEST(RegistrationSwitches, AreReadInAnyCase) {
   EXPECT_EQ(RegistrationCommandOf(L"/RegServer"), RegistrationCommand::Register);
   EXPECT_EQ(RegistrationCommandOf(L"-unregserver"), RegistrationCommand::Unregister);
   EXPECT_EQ(RegistrationCommandOf(L"/REGSERVERPERUSER"), RegistrationCommand::RegisterPerUser);
   EXPECT_EQ(RegistrationCommandOf(L"/UnregServerPerUser"), RegistrationCommand::UnregisterPerUser);
   for (const wchar_t* other : {L"", L"/", L"RegServer", L"/Embedding", L"/RegServerX"}) {
-    EXPECT_FALSE(RegistrationCommandOf(other)) << Utf8(other);
+    EXPECT_FALSE(RegistrationCommandOf(other)) << FromWide(other);
   }
 }
 

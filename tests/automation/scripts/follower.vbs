@@ -1,7 +1,7 @@
 ' Prints the readings of scale 1 as they come, until the stop file is there.
 '   follower.vbs STOP_FILE WAY
 ' The way says what the handler does besides: "plain" nothing, "callback" calls into other objects of
-' the server, "disconnect" takes itself off at the third event, "release" lets go of the server there, "stir" raises all the others.
+' the server, "disconnect" unsubscribes at the third event, "release" releases the server there, "stir" raises all the others.
 Option Explicit
 
 Dim connection, server, scale, weight, files, events, way

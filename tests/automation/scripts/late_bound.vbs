@@ -2,7 +2,7 @@
 '   late_bound.vbs PORT SETTINGS_FILE
 Option Explicit
 
-Dim connection, server, scale, again, n, serial, continuous, port, timer, file, told
+Dim connection, server, scale, again, n, serial, continuous, port, timer, file, heard
 
 Sub Expect(what, got, wanted)
     If got <> wanted Then
@@ -18,34 +18,34 @@ Sub ExpectError(what, number, description)
     Err.Clear
 End Sub
 
-Sub ExpectTold(what, wanted)
-    Expect "the events of " & what, told, wanted
-    told = ""
+Sub ExpectHeard(what, wanted)
+    Expect "the events of " & what, heard, wanted
+    heard = ""
 End Sub
 
 Sub WaitFor(what)
     Dim waited
     For waited = 1 To 600
-        If InStr(told, what) > 0 Then Exit Sub
+        If InStr(heard, what) > 0 Then Exit Sub
         WScript.Sleep 50
     Next
-    Expect "in time", told, what
+    Expect "in time", heard, what
 End Sub
 
-Sub scale_ScaleConfigurationChange() : told = told & "config " : End Sub
-Sub scale_NewStatus() : told = told & "status " : End Sub
-Sub scale_UpdateWeight() : told = told & "update " : End Sub
-Sub weight_StatusChange() : told = told & "flags " : End Sub
-Sub weight_NewWeight() : told = told & "weight " : End Sub
-Sub print_NewWeight() : told = told & "print " : End Sub
-Sub activity_TimedOut() : told = told & "timeout " : End Sub
-Sub server_InfoMessage(message, style) : told = told & message & " (" & style & ")" : End Sub
+Sub scale_ScaleConfigurationChange() : heard = heard & "config " : End Sub
+Sub scale_NewStatus() : heard = heard & "status " : End Sub
+Sub scale_UpdateWeight() : heard = heard & "update " : End Sub
+Sub weight_StatusChange() : heard = heard & "flags " : End Sub
+Sub weight_NewWeight() : heard = heard & "weight " : End Sub
+Sub print_NewWeight() : heard = heard & "print " : End Sub
+Sub activity_TimedOut() : heard = heard & "timeout " : End Sub
+Sub server_InfoMessage(message, style) : heard = heard & message & " (" & style & ")" : End Sub
 
 ' Longer than the timer's interval: the server's timers wait until the event has returned.
 Sub timer_Timer()
-    told = told & "tick "
+    heard = heard & "tick "
     WScript.Sleep 150
-    told = told & "done "
+    heard = heard & "done "
 End Sub
 
 Set connection = CreateObject("TarnSclServer.TarnServerConnection")
@@ -76,7 +76,7 @@ Expect "ComPort", scale.Connection.ComPort, CInt(WScript.Arguments(0))
 Expect "Ctype", scale.Connection.Ctype, 1
 Expect "pType", scale.Protocol.pType, 1
 
-' Numbers in any dress, optional arguments
+' Numbers of any type, optional arguments
 scale.SetTare 12.5
 scale.SetTare "12.5"
 n = 12.5
@@ -109,7 +109,7 @@ scale.printRequest True
 server.CurrentLogName = "Default.log"
 
 ' Events: in the middle of the call that raises them, and while the script sleeps
-told = ""
+heard = ""
 WScript.ConnectObject scale, "scale_"
 WScript.ConnectObject scale.WeightData, "weight_"
 WScript.ConnectObject scale.PrintData, "print_"
@@ -117,25 +117,25 @@ WScript.ConnectObject scale.ActivityTimer, "activity_"
 WScript.ConnectObject timer, "timer_"
 WScript.ConnectObject server, "server_"
 scale.AliasName = "Gate 7"
-ExpectTold "a new name", "config "
+ExpectHeard "a new name", "config "
 scale.ErrorLED = False
-ExpectTold "the lamp", "status "
+ExpectHeard "the lamp", "status "
 Set scale.SummitData = CreateObject("TarnSclServer.SummitData")
-ExpectTold "a data object", "config "
+ExpectHeard "a data object", "config "
 scale.printRequest
 scale.StopScale
-ExpectTold "a stop while a print waits", "flags print weight "
+ExpectHeard "a stop while a print waits", "flags print weight "
 scale.printRequest True
-ExpectTold "a print at once", "print "
+ExpectHeard "a print at once", "print "
 scale.ActivityTimer.TimeoutTime = 200
 WaitFor "timeout"
-ExpectTold "the silence of a disabled scale", "timeout "
+ExpectHeard "the silence of a disabled scale", "timeout "
 timer.Interval = 50
 timer.Enabled = True
 WaitFor "tick done update tick done "
 timer.Enabled = False
-Expect "the first events of the timer", Left(told, 34), "update tick done update tick done "
-told = ""
+Expect "the first events of the timer", Left(heard, 34), "update tick done update tick done "
+heard = ""
 
 ' Errors
 On Error Resume Next
@@ -181,13 +181,13 @@ Expect "running an old scale", Err.Number, 91
 Err.Clear
 On Error GoTo 0
 
-' What goes wrong with the settings file is told, not raised
-told = ""
+' What goes wrong with the settings file is reported by an event, not raised
+heard = ""
 server.CurrentFileName = file & ".none"
 server.LoadScaleSettings False
-ExpectTold "a load", "Can't open configuration settings file: " & file & ".none (48)"
+ExpectHeard "a load", "Can't open configuration settings file: " & file & ".none (48)"
 Expect "new after a failed load", server.CurrentFileNew, True
 server.CurrentFileName = file & "\none"
 server.SaveScaleSettings
-ExpectTold "a save", "Can't write configuration settings file: " & file & "\none (48)"
+ExpectHeard "a save", "Can't write configuration settings file: " & file & "\none (48)"
 WScript.Echo "All of late_bound.vbs"

@@ -1,4 +1,4 @@
-' Comes for a moment, again and again: creates the server, reads an alias, lets go, pauses.
+' Connects again and again for a moment: creates the server, reads an alias, releases it, pauses.
 '   passer_by.vbs TIMES LONGEST_PAUSE
 Option Explicit
 

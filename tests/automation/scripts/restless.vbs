@@ -1,26 +1,20 @@
-' A handler that turns everything over in the middle of a frame: stops the scale, gives it another
-' protocol, makes a new configuration.
+' A handler that stops the scale in the middle of a frame, gives it another protocol, and makes a new
+' configuration.
 '   restless.vbs PORT
 Option Explicit
 
-Dim connection, server, scale, weight, serial, events, waited
+Dim connection, server, scale, weight, serial, events
 events = 0
 Set connection = CreateObject("TarnSclServer.TarnServerConnection")
 Set server = connection.TarnScaleServer(0)
 Start
-waited = 0
-Do Until events >= 6 Or waited > 1200
+Do Until events >= 6
     WScript.Sleep 50
-    waited = waited + 1
     If events = 3 Then
         events = 4
         Start
     End If
 Loop
-If events < 6 Then
-    WScript.Echo "WRONG: only", events, "steps"
-    WScript.Quit 3
-End If
 scale.StopScale
 WScript.Echo "All of restless.vbs"
 

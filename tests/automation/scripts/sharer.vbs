@@ -1,4 +1,4 @@
-' One of several clients that start at the same moment: writes a scale of its own and reads all.
+' One of several clients that start at the same moment: writes its own scale and reads all.
 '   sharer.vbs NUMBER COUNT STOP_FILE
 Option Explicit
 

@@ -1,10 +1,6 @@
-#include "automation/client_object.hpp"
+#include "automation/client_reference.hpp"
 
-#include <objbase.h>
-
-#include <array>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 #include "automation/parcel.hpp"
@@ -12,25 +8,6 @@
 
 namespace tarn {
 namespace {
-
-/// Where the standard reference to an object tells the apartment that the object lives in: behind
-/// signature, flags, interface, reference flags and reference count.
-constexpr std::size_t kFlagsAt = 4;
-constexpr std::size_t kApartmentAt = 32;
-constexpr std::uint32_t kStandardReference = 1;
-
-std::uint64_t ApartmentIn(IStream& stream) {
-  std::array<unsigned char, 40> head{};
-  ULONG read = 0;
-  const HRESULT result = stream.Read(head.data(), static_cast<ULONG>(head.size()), &read);
-  stream.Seek({}, STREAM_SEEK_SET, nullptr);
-  std::uint32_t flags = 0;
-  std::memcpy(&flags, head.data() + kFlagsAt, sizeof flags);
-  if (FAILED(result) || read < head.size() || flags != kStandardReference) return 0;
-  std::uint64_t apartment = 0;
-  std::memcpy(&apartment, head.data() + kApartmentAt, sizeof apartment);
-  return apartment;
-}
 
 /// Asked while the client lives. Under Wine the upper half of the id is the process's; elsewhere it
 /// is hardly ever that of a process.
@@ -61,7 +38,7 @@ HRESULT InvokeMethod(IDispatch& object, DISPID id, std::vector<Variant>& argumen
 
 CallOutcome OutcomeOf(HRESULT result) {
   switch (result) {
-    case ClientObject::kTimedOut:
+    case ClientReference::kTimedOut:
       return CallOutcome::TimedOut;
     case HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE):
     case HRESULT_FROM_WIN32(RPC_S_CALL_FAILED):
@@ -78,13 +55,13 @@ CallOutcome OutcomeOf(HRESULT result) {
     case kIgnoredWhileEditing:
       return CallOutcome::Busy;
     default:
-      return CallOutcome::Done;  // what the client made of it is its own affair
+      return CallOutcome::Done;  // the result of the client's handler does not matter
   }
 }
 
 /// The reference in the other apartment, where alone it may be used and given back. The last owner
 /// may be on either thread, so that is left to the calls' own threads.
-struct ClientObject::Proxy {
+struct ClientReference::Proxy {
   Proxy(OutgoingCalls& owner, std::uint64_t client)
       : calls(owner.shared_from_this()), apartment(client) {}
   Proxy(const Proxy&) = delete;
@@ -94,17 +71,13 @@ struct ClientObject::Proxy {
     calls->Later(apartment, [given = object.Detach()] { given->Release(); });
   }
 
-  HRESULT Open(IStream* parcel, const IID& preferred) {
-    ComPtr<IUnknown> given;
-    const HRESULT result = CoGetInterfaceAndReleaseStream(
-        parcel, IID_IUnknown, reinterpret_cast<void**>(given.Receive()));
-    return FAILED(result) ? result : AskFor(*given.Get(), preferred);
-  }
-  HRESULT AskFor(IUnknown& given, const IID& preferred) {
+  HRESULT Open(Parcel& parcel, const IID& preferred) {
+    const auto given = parcel.Open<IUnknown>(IID_IUnknown);
+    if (!given) return RPC_E_DISCONNECTED;
     const auto place = [this] { return reinterpret_cast<void**>(object.Receive()); };
-    const HRESULT result = given.QueryInterface(preferred, place());
+    const HRESULT result = given->QueryInterface(preferred, place());
     hasPreferred = SUCCEEDED(result);
-    return hasPreferred ? result : given.QueryInterface(IID_IDispatch, place());
+    return hasPreferred ? result : given->QueryInterface(IID_IDispatch, place());
   }
 
   std::shared_ptr<OutgoingCalls> calls;
@@ -113,28 +86,27 @@ struct ClientObject::Proxy {
   bool hasPreferred = false;
 };
 
-ClientObject::ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
-                           std::shared_ptr<ClientApartment> apartment)
+ClientReference::ClientReference(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
+                                 std::shared_ptr<ClientApartment> apartment)
     : calls_(calls),
       proxy_(std::move(proxy)),
       apartment_(std::move(apartment)),
       name_(NameOf(apartment_->id)) {}
 
-HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
-                             const IID& preferred, std::shared_ptr<ClientObject>& created) {
-  ComPtr<IStream> stream;
-  HRESULT result = CoMarshalInterThreadInterfaceInStream(cameAs, object, stream.Receive());
-  if (FAILED(result)) return result;
+HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
+                                const IID& preferred, std::shared_ptr<ClientReference>& created) {
+  const auto parcel = std::make_shared<Parcel>(object, cameAs);
+  if (FAILED(parcel->Packed())) return parcel->Packed();
 
-  const std::uint64_t client = ApartmentIn(*stream.Get());
+  const std::uint64_t client = parcel->Apartment();
   const auto proxy = std::make_shared<Proxy>(calls, client);
-  const std::shared_ptr<ClientObject> made(new ClientObject(calls, proxy, calls.Apartment(client)));
+  const std::shared_ptr<ClientReference> made(
+      new ClientReference(calls, proxy, calls.Apartment(client)));
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
   const auto kept = std::make_shared<ComPtr<IUnknown>>();
-  const bool done =
-      calls.Run([proxy, outcome, preferred, kept,
-                 given = stream.Detach()] { *outcome = proxy->Open(given, preferred); },
-                made->Apartment());
+  const bool done = calls.Run(
+      [proxy, outcome, preferred, kept, parcel] { *outcome = proxy->Open(*parcel, preferred); },
+      made->Apartment());
   if (!done) {
     // The reference of the caller's argument would be given back at the end of its call, by a call
     // to the client that hangs. It is kept until that client has answered.
@@ -145,20 +117,19 @@ HRESULT ClientObject::Create(OutgoingCalls& calls, IUnknown* object, const IID& 
   return *outcome;
 }
 
-HRESULT ClientObject::CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
-                                 std::shared_ptr<ClientObject>& created) {
+HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
+                                    std::shared_ptr<ClientReference>& created) {
   // Marshalled only to see the apartment that it comes from.
-  ComPtr<IStream> stream;
-  HRESULT result = CoMarshalInterThreadInterfaceInStream(IID_IUnknown, object, stream.Receive());
-  if (FAILED(result)) return result;
-  const std::uint64_t client = ApartmentIn(*stream.Get());
+  Parcel parcel(object, IID_IUnknown);
+  if (FAILED(parcel.Packed())) return parcel.Packed();
+  const std::uint64_t client = parcel.Apartment();
   const auto proxy = std::make_shared<Proxy>(calls, client);
-  result = proxy->Open(stream.Detach(), preferred);
-  if (SUCCEEDED(result)) created.reset(new ClientObject(calls, proxy, calls.Apartment(client)));
+  const HRESULT result = proxy->Open(parcel, preferred);
+  if (SUCCEEDED(result)) created.reset(new ClientReference(calls, proxy, calls.Apartment(client)));
   return result;
 }
 
-HRESULT ClientObject::Run(std::function<HRESULT(IDispatch&)> work) {
+HRESULT ClientReference::Run(std::function<HRESULT(IDispatch&)> work) {
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
   const bool done = calls_.Run(
       [proxy = proxy_, outcome, call = std::move(work)] { *outcome = call(*proxy->object.Get()); },
@@ -171,12 +142,12 @@ HRESULT ClientObject::Run(std::function<HRESULT(IDispatch&)> work) {
   return kTimedOut;
 }
 
-HRESULT ClientObject::Call(DISPID id, const std::vector<Variant>& arguments) {
+HRESULT ClientReference::Call(DISPID id, const std::vector<Variant>& arguments) {
   return Run(
       [id, own = arguments](IDispatch& object) mutable { return InvokeMethod(object, id, own); });
 }
 
-HRESULT ClientObject::Call(const wchar_t* name, const std::vector<Variant>& arguments) {
+HRESULT ClientReference::Call(const wchar_t* name, const std::vector<Variant>& arguments) {
   return Run([name = std::wstring(name), own = arguments](IDispatch& object) mutable {
     LPOLESTR names = name.data();
     DISPID id = DISPID_UNKNOWN;
@@ -187,7 +158,7 @@ HRESULT ClientObject::Call(const wchar_t* name, const std::vector<Variant>& argu
 
 /// Each face comes in two parcels, so that the references which came with one can be passed on to a
 /// client: with a single one COM would have to ask for more, on the core's thread.
-ComPtr<IUnknown> ClientObject::ForThisApartment(const std::vector<IID>& faces) {
+ComPtr<IUnknown> ClientReference::ForThisApartment(const std::vector<IID>& faces) {
   const auto parcels = std::make_shared<std::vector<std::pair<IID, Parcel>>>();
   const HRESULT result = Run([parcels, faces](IDispatch& object) {
     for (const IID& face : faces) {
@@ -204,11 +175,11 @@ ComPtr<IUnknown> ClientObject::ForThisApartment(const std::vector<IID>& faces) {
   return object;
 }
 
-ComPtr<IUnknown> ClientObject::ForCallsApartment() const {
+ComPtr<IUnknown> ClientReference::ForCallsApartment() const {
   return ComPtr<IUnknown>(proxy_->object.Get());
 }
 
-bool ClientObject::HasPreferred() const {
+bool ClientReference::HasPreferred() const {
   return proxy_->hasPreferred;
 }
 

@@ -1,4 +1,4 @@
-#include "automation/client_contracts.hpp"
+#include "automation/client_adapters.hpp"
 
 #include <TarnSclServer.h>
 
@@ -84,7 +84,7 @@ Variant ObjectArgument(ComModule& module, const std::shared_ptr<Core>& core) {
 
 /// False or zero where the client does not answer.
 template <class Result>
-Result Ask(ContractObject& object, DISPID id, WORD how = DISPATCH_PROPERTYGET) {
+Result Ask(ContractCalls& object, DISPID id, WORD how = DISPATCH_PROPERTYGET) {
   constexpr bool kTruth = std::is_same_v<Result, bool>;
   const Variant answer = object.TryCall(id, how, {}, kTruth ? VT_BOOL : VT_I4);
   if (V_VT(answer.Get()) == VT_EMPTY) return Result{};
@@ -184,8 +184,7 @@ constexpr DataSet kDataSets[] = {
 /// The engine goes on whatever becomes of the client: a call that fails is a value that failed.
 class ClientSummitData final : public _SummitData, public ClientMade {
  public:
-  explicit ClientSummitData(std::shared_ptr<ContractObject> object)
-      : ClientMade(std::move(object)) {
+  explicit ClientSummitData(std::shared_ptr<ContractCalls> object) : ClientMade(std::move(object)) {
     const auto* const known =
         std::find_if(std::begin(kDataSets), std::end(kDataSets),
                      [this](const DataSet& set) { return Object().Implements(*set.iid); });
@@ -284,7 +283,7 @@ class ClientSummitConfig final : public _SummitConfig, public ClientMade {
 template <class Contract, class Adapter>
 std::shared_ptr<Contract> ServersOrClients(ComModule& module, IUnknown* object, const IID& iid) {
   if (object == nullptr || OwnObject(module, object)) return CoreOf<Contract>(module, object);
-  return std::make_shared<Adapter>(ContractObject::Create(module, object, iid));
+  return std::make_shared<Adapter>(ContractCalls::Create(module, object, iid));
 }
 
 }  // namespace

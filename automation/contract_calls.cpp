@@ -1,4 +1,4 @@
-#include "automation/contract_object.hpp"
+#include "automation/contract_calls.hpp"
 
 #include <cstdio>
 #include <exception>
@@ -72,7 +72,8 @@ HRESULT InvokeMember(IDispatch& object, Exchange& call, DISPPARAMS& parameters,
                                                     : invoked;
 }
 
-/// To convert an object asks the client, so it is done in the other apartment.
+/// Deliberately asks an object for its value: here, in the other apartment, the client may take its
+/// time.
 HRESULT Convert(Variant& value, VARTYPE type) {
   if (V_VT(value.Get()) == type) return S_OK;
   Variant converted;
@@ -123,26 +124,26 @@ HRESULT Carry(IDispatch& object, Exchange& call) {
 
 }  // namespace
 
-ContractObject::ContractObject(ComModule& module, const IID& contract,
-                               std::shared_ptr<ClientObject> client)
+ContractCalls::ContractCalls(ComModule& module, const IID& contract,
+                             std::shared_ptr<ClientReference> client)
     : module_(module),
       contract_(contract),
       members_(module.MembersOf(contract, {contract})),
       client_(std::move(client)) {}
 
-std::shared_ptr<ContractObject> ContractObject::Create(ComModule& module, IUnknown* object,
-                                                       const IID& contract) {
-  std::shared_ptr<ClientObject> client;
-  if (FAILED(ClientObject::Create(module.CallsOut(), object, module.CameAs(object, contract),
-                                  contract, client))) {
+std::shared_ptr<ContractCalls> ContractCalls::Create(ComModule& module, IUnknown* object,
+                                                     const IID& contract) {
+  std::shared_ptr<ClientReference> client;
+  if (FAILED(ClientReference::Create(module.CallsOut(), object, module.CameAs(object, contract),
+                                     contract, client))) {
     ThrowTypeMismatch();
   }
-  std::shared_ptr<ContractObject> made(new ContractObject(module, contract, std::move(client)));
+  std::shared_ptr<ContractCalls> made(new ContractCalls(module, contract, std::move(client)));
   if (!made->client_->HasPreferred() && !made->HasAllNames()) ThrowTypeMismatch();
   return made;
 }
 
-bool ContractObject::HasAllNames() {
+bool ContractCalls::HasAllNames() {
   const HRESULT result = client_->Run([names = members_.Names()](IDispatch& object) {
     HRESULT known = S_OK;
     for (std::wstring name : names) {
@@ -157,7 +158,7 @@ bool ContractObject::HasAllNames() {
   return SUCCEEDED(result);
 }
 
-bool ContractObject::Implements(const IID& iid) {
+bool ContractCalls::Implements(const IID& iid) {
   if (!client_->HasPreferred()) return false;
   const HRESULT result = client_->Run([iid](IDispatch& object) {
     ComPtr<IUnknown> face;
@@ -166,8 +167,8 @@ bool ContractObject::Implements(const IID& iid) {
   return SUCCEEDED(result);
 }
 
-Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments, VARTYPE wanted,
-                             Variant* changed) {
+Variant ContractCalls::Call(DISPID id, WORD how, std::vector<Variant> arguments, VARTYPE wanted,
+                            Variant* changed) {
   const auto self = shared_from_this();
   if (IsGone()) ThrowObjectNotSet("The client that gave the object is gone");
   const auto call = std::make_shared<Exchange>();
@@ -186,7 +187,7 @@ Variant ContractObject::Call(DISPID id, WORD how, std::vector<Variant> arguments
   return call->result;
 }
 
-void ContractObject::Fail(HRESULT result, const std::wstring& description) {
+void ContractCalls::Fail(HRESULT result, const std::wstring& description) {
   const CallOutcome outcome = OutcomeOf(result);
   if (outcome == CallOutcome::ProcessGone) client_->Apartment().lost = true;
   if (outcome == CallOutcome::Gone) gone_ = true;
@@ -201,8 +202,8 @@ void ContractObject::Fail(HRESULT result, const std::wstring& description) {
   throw AutomationError(ErrorNumber{HRESULT_CODE(result)}, text);
 }
 
-Variant ContractObject::TryCall(DISPID id, WORD how, std::vector<Variant> arguments,
-                                VARTYPE wanted) noexcept {
+Variant ContractCalls::TryCall(DISPID id, WORD how, std::vector<Variant> arguments,
+                               VARTYPE wanted) noexcept {
   const auto self = shared_from_this();
   try {
     if (!IsGone()) return Call(id, how, std::move(arguments), wanted);
@@ -212,7 +213,7 @@ Variant ContractObject::TryCall(DISPID id, WORD how, std::vector<Variant> argume
   return {};
 }
 
-ComPtr<IUnknown> ContractObject::Own() {
+ComPtr<IUnknown> ContractCalls::Own() {
   if (IsGone()) return {};
   std::vector<IID> faces{IID_IDispatch};
   if (client_->HasPreferred()) faces.insert(faces.begin(), contract_);

@@ -1,4 +1,4 @@
-// An object of a client's own that the server calls: an event sink, a log stream.
+// A reference to an object of a client that the server calls, such as an event sink.
 #pragma once
 
 #include <windows.h>
@@ -19,9 +19,9 @@ namespace tarn {
 enum class CallOutcome { Done, Busy, Gone, ProcessGone, TimedOut };
 CallOutcome OutcomeOf(HRESULT result);
 
-/// Called from another apartment (see OutgoingCalls); this is its handle on the core's thread.
-/// Letting go of it gives the client's reference back some time later.
-class ClientObject {
+/// The object is called from another apartment (see OutgoingCalls); this is its handle on the
+/// core's thread. The client's reference is released some time after the handle has been destroyed.
+class ClientReference {
  public:
   /// The client did not return in time.
   static constexpr HRESULT kTimedOut = HRESULT_FROM_WIN32(ERROR_TIMEOUT);
@@ -31,12 +31,12 @@ class ClientObject {
   /// object has come to this thread: it is handed over with that one, since another one would have
   /// to be asked for here.
   static HRESULT Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
-                        const IID& preferred, std::shared_ptr<ClientObject>& created);
+                        const IID& preferred, std::shared_ptr<ClientReference>& created);
 
   /// The same for an object that was received in the calls' own apartment, on a thread of which
   /// this is called. Takes as long as the client likes.
   static HRESULT CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
-                            std::shared_ptr<ClientObject>& created);
+                            std::shared_ptr<ClientReference>& created);
 
   /// Whether it has the preferred interface.
   bool HasPreferred() const;
@@ -63,8 +63,8 @@ class ClientObject {
  private:
   struct Proxy;
 
-  ClientObject(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
-               std::shared_ptr<ClientApartment> apartment);
+  ClientReference(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
+                  std::shared_ptr<ClientApartment> apartment);
 
   OutgoingCalls& calls_;
   std::shared_ptr<Proxy> proxy_;

@@ -1,4 +1,4 @@
-// Clients' own connections, protocols and data objects, as the core takes them.
+// Connections, protocols and data objects that clients implement, as objects of the core.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "automation/com_module.hpp"
-#include "automation/contract_object.hpp"
+#include "automation/contract_calls.hpp"
 #include "scale/contracts.hpp"
 #include "scale/summit_data.hpp"
 #include "shareddata/summit_config.hpp"
@@ -18,15 +18,15 @@ namespace tarn {
 /// The side of an adapter that shows whose object it stands for.
 class ClientMade {
  public:
-  explicit ClientMade(std::shared_ptr<ContractObject> object) : object_(std::move(object)) {}
+  explicit ClientMade(std::shared_ptr<ContractCalls> object) : object_(std::move(object)) {}
   ClientMade(const ClientMade&) = delete;
   ClientMade& operator=(const ClientMade&) = delete;
   virtual ~ClientMade() = default;
 
-  ContractObject& Object() const { return *object_; }
+  ContractCalls& Object() const { return *object_; }
 
  private:
-  std::shared_ptr<ContractObject> object_;
+  std::shared_ptr<ContractCalls> object_;
 };
 
 /// None for an object of the server's own.

@@ -1,4 +1,4 @@
-#include "automation/client_processes.hpp"
+#include "automation/process_watch.hpp"
 
 #include <objbase.h>
 
@@ -15,12 +15,12 @@ namespace {
 
 /// Milliseconds without a call after which nobody holds what an ended client left.
 constexpr std::int32_t kDoubtTime = 20000;
-/// So many of them are kept at the most.
+/// Objects of ended clients that are kept at most.
 constexpr std::size_t kMostLeft = 32;
 
 }  // namespace
 
-struct ClientProcesses::Watched {
+struct ProcessWatch::Watched {
   Watched() = default;
   Watched(const Watched&) = delete;
   Watched& operator=(const Watched&) = delete;
@@ -38,7 +38,7 @@ struct ClientProcesses::Watched {
   std::vector<IUnknown*> objects;
 };
 
-ClientProcesses::ClientProcesses(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone)
+ProcessWatch::ProcessWatch(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone)
     : host_(host),
       callsOut_(callsOut),
       allGone_(std::move(allGone)),
@@ -47,11 +47,11 @@ ClientProcesses::ClientProcesses(Host& host, OutgoingCalls& callsOut, std::funct
   doubt_->Interval(kDoubtTime);
 }
 
-ClientProcesses::~ClientProcesses() {
+ProcessWatch::~ProcessWatch() {
   *alive_ = false;
 }
 
-void ClientProcesses::Created(DWORD process, IUnknown* own) {
+void ProcessWatch::Created(DWORD process, IUnknown* own) {
   gone_ = false;
   if (process == 0 || !Watch(process)) {
     allKnown_ = false;
@@ -60,7 +60,7 @@ void ClientProcesses::Created(DWORD process, IUnknown* own) {
   if (own != nullptr) processes_[process]->objects.push_back(own);
 }
 
-bool ClientProcesses::Watch(DWORD process) {
+bool ProcessWatch::Watch(DWORD process) {
   if (processes_.contains(process)) return true;
   auto watched = std::make_unique<Watched>();
   watched->process = OwnedHandle(OpenProcess(SYNCHRONIZE, FALSE, process));
@@ -78,12 +78,12 @@ bool ClientProcesses::Watch(DWORD process) {
   return true;
 }
 
-void ClientProcesses::Gone(const IUnknown* own) {
+void ProcessWatch::Gone(const IUnknown* own) {
   std::erase(left_, own);
   for (const auto& [process, watched] : processes_) std::erase(watched->objects, own);
 }
 
-void ClientProcesses::Ended(DWORD process) {
+void ProcessWatch::Ended(DWORD process) {
   const auto entry = processes_.find(process);
   if (entry == processes_.end()) return;
   const auto watched = std::move(entry->second);
@@ -101,7 +101,7 @@ void ClientProcesses::Ended(DWORD process) {
   doubt_->Enabled(true);
 }
 
-void ClientProcesses::LookForCalls() {
+void ProcessWatch::LookForCalls() {
   const bool answered = callsOut_.TakeAnswered();
   if (std::exchange(called_, false) || answered) return;
   doubt_->Enabled(false);
@@ -111,8 +111,8 @@ void ClientProcesses::LookForCalls() {
   allGone_();
 }
 
-void ClientProcesses::TakeBack(std::size_t count) {
-  // Held first: to let go of one may end the server, whose objects then come back here.
+void ProcessWatch::TakeBack(std::size_t count) {
+  // Held first: releasing one may end the server, whose objects then call Gone.
   const auto end = left_.begin() + static_cast<std::ptrdiff_t>(count);
   const std::vector<ComPtr<IUnknown>> held(left_.begin(), end);
   left_.erase(left_.begin(), end);

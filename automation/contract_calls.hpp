@@ -1,4 +1,4 @@
-// A client's own object that stands for one of the contracts, and calls to its members.
+// Calls to the members of a contract that a client's object implements.
 //
 // A program implements the contract's interface and is called through its slots. A script's object
 // knows late binding only and is called by name; it must have all members of the contract. Either
@@ -13,18 +13,18 @@
 #include <string>
 #include <vector>
 
-#include "automation/client_object.hpp"
+#include "automation/client_reference.hpp"
 #include "automation/com_module.hpp"
 #include "automation/com_owners.hpp"
 #include "automation/dispatch_table.hpp"
 
 namespace tarn {
 
-class ContractObject : public std::enable_shared_from_this<ContractObject> {
+class ContractCalls : public std::enable_shared_from_this<ContractCalls> {
  public:
   /// Error 13 for an object that does not implement the contract.
-  static std::shared_ptr<ContractObject> Create(ComModule& module, IUnknown* object,
-                                                const IID& contract);
+  static std::shared_ptr<ContractCalls> Create(ComModule& module, IUnknown* object,
+                                               const IID& contract);
 
   /// Calls a member; `how` is DISPATCH_METHOD and so on. Object arguments are the server's own. The
   /// answer comes in the wanted type, converted within the call's limit; nothing is wanted by
@@ -51,7 +51,7 @@ class ContractObject : public std::enable_shared_from_this<ContractObject> {
   ComModule& Module() const { return module_; }
 
  private:
-  ContractObject(ComModule& module, const IID& contract, std::shared_ptr<ClientObject> client);
+  ContractCalls(ComModule& module, const IID& contract, std::shared_ptr<ClientReference> client);
   bool HasAllNames();
   bool IsGone() const { return gone_ || client_->Apartment().lost; }
   [[noreturn]] void Fail(HRESULT result, const std::wstring& description);
@@ -59,7 +59,7 @@ class ContractObject : public std::enable_shared_from_this<ContractObject> {
   ComModule& module_;
   const IID contract_;
   const DispatchTable& members_;
-  std::shared_ptr<ClientObject> client_;
+  std::shared_ptr<ClientReference> client_;
   bool gone_ = false;
 };
 

@@ -1,9 +1,11 @@
-// Which client process holds which way in, so that a client that dies does not hold the server for
-// ever: the references of a process that was killed are not given back everywhere.
+// Watches the processes of the clients.
+//
+// Not every system releases the references of a process that is killed. The server must end all the
+// same.
 //
 // A client may also have handed its objects on to another program before it ended, and nothing
-// tells who that is. So what an ended client left is taken back only when nobody has called the
-// server or answered one of its events for a while.
+// shows which one. So what an ended client left is released only when nobody has called the server
+// or answered one of its events for a while.
 #pragma once
 
 #include <windows.h>
@@ -24,22 +26,22 @@
 namespace tarn {
 
 /// Watches the processes that created objects. On the core's thread.
-class ClientProcesses {
+class ProcessWatch {
  public:
   /// `allGone` is called when AreGone begins to hold.
-  ClientProcesses(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone);
-  ClientProcesses(const ClientProcesses&) = delete;
-  ClientProcesses& operator=(const ClientProcesses&) = delete;
-  ~ClientProcesses();
+  ProcessWatch(Host& host, OutgoingCalls& callsOut, std::function<void()> allGone);
+  ProcessWatch(const ProcessWatch&) = delete;
+  ProcessWatch& operator=(const ProcessWatch&) = delete;
+  ~ProcessWatch();
 
-  /// The process (0: not known) created an object. With `own`, its references are taken back after
-  /// the process has ended.
+  /// The process (0: not known) has created an object. The references to `own`, unless that is
+  /// null, are released after the process has ended.
   void Created(DWORD process, IUnknown* own);
-  /// Such an object is gone.
+  /// Such an object has been destroyed.
   void Gone(const IUnknown* own);
   /// Somebody called the server.
   void Called() { called_ = true; }
-  /// Whether all clients were known and have ended, and what they left is taken back.
+  /// Whether all clients were known and have ended, and what they left has been released.
   bool AreGone() const { return gone_; }
 
  private:
