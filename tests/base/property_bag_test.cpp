@@ -142,6 +142,8 @@ TEST(PropertyBag, AKindOfALaterProgramIsSkipped) {
       PropertyBag::FromContents(std::string("TBG1\1\0A\x63\1\0\0\0Z\1\0B\2\2\0\0\0\5\0", 23));
   EXPECT_EQ(bag.ReadInteger("A", 9), 9);
   EXPECT_EQ(bag.ReadInteger("B", 9), 5);
+  const PropertyBag odd = PropertyBag::FromContents(std::string("TBG1\1\0C\2\3\0\0\0\5\0\0", 15));
+  EXPECT_EQ(ErrorOf([&] { odd.ReadInteger("C", 9); }), 321) << "a number of three bytes";
 }
 
 TEST(KeyedCollection, FindsByKeyWithoutRegardToCaseAndByPosition) {

@@ -217,7 +217,7 @@ TEST(GenericFrames, EachKindOfTestLooksAtOneCharacter) {
     GPTestType kind;
     std::uint8_t value;
     bool result;
-  } cases[] = {{GPTestType::GP_No, 'b', false},   {GPTestType::GP_AND, 0x02, true},
+  } cases[] = {{GPTestType::GP_No, 'b', false},   {GPTestType::GP_AND, 0x03, true},
                {GPTestType::GP_AND, 0x01, false}, {GPTestType::GP_EQ, 'b', true},
                {GPTestType::GP_EQ, 'a', false},   {GPTestType::GP_NE, 'b', false},
                {GPTestType::GP_NE, 'a', true},    {GPTestType{9}, 'b', false}};
