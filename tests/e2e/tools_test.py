@@ -224,27 +224,6 @@ class ToolsTest(unittest.TestCase):
             terminal.wait_for(lambda line: line.endswith(noted), noted)
         self.run_tool("send", self.file, 1, "P", *options, status=1)
 
-    def test_a_terminal_that_prints_is_logged_by_the_running_server(self):
-        self.terminal(1, "--load", "load 50", "--print-every", "1")
-        self.configure(1)
-        log = self.folder / "prints.log"
-        server = self.server(1, options=["--log", log])
-        server.wait_for_event(lambda e: "Print" in e["event"] and e["netValue"] == 50,
-                              "print record")
-        self.assertEqual(server.end(), 0)
-        self.assertIn(b'"Line 1",50,0,50,', log.read_bytes())
-
-    def test_silence_and_recovery_show(self):
-        terminal = self.terminal(1, "--load", "load 50", "--silence", "4s/3s")
-        self.configure(1)
-        server = self.server(1)
-        server.wait_for_event(lambda e: e.get("noDataError") and e["net"] == "Error", "no-data error")
-        start = len(server.lines)
-        server.wait_for_event(
-            lambda e: e["event"] == "NewWeight" and e["net"] == "50.00" and not e["noDataError"],
-            "weight after the silence", start)
-        self.assertEqual(terminal.end(), 0)
-
     def test_an_unplugged_line_shows_as_silence_costs_no_other_and_comes_back_by_itself(self):
         # Longer away than the first pause, so that tries fail in between.
         self.terminal(2, "--load", "load 20")

@@ -1,11 +1,4 @@
-// Random cases for the models. A model does what a part of the system is for, slowly and word by
-// word; its test plays the same random story to the model and to the system and compares all that
-// the two have shown.
-//
-// A case depends on nothing but its seed and its number, so what fails once can be repeated:
-//   TARN_MODEL_SEED=s    another sequence of cases (1)
-//   TARN_MODEL_TIMES=n   so many times the usual number of cases (1)
-//   TARN_MODEL_CASE=k    this case alone
+// What a random case draws from, and how two stories are compared.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,12 +6,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <functional>
 #include <iterator>
-#include <optional>
 #include <random>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace tarn {
 
@@ -27,9 +19,19 @@ class Random {
  public:
   Random(std::uint64_t seed, std::uint64_t number)
       : engine_(seed * 0x9E3779B97F4A7C15U + number * 0xD1B54A32D192ED03U) {}
+  /// Draws from a fuzzer's bytes, and goes on with the generator where these end.
+  explicit Random(std::string_view bytes) : Random(0, 0) { bytes_ = bytes; }
 
   /// 0 to count - 1.
-  int Below(int count) { return static_cast<int>(engine_() % static_cast<std::uint64_t>(count)); }
+  int Below(int count) {
+    if (bytes_.empty()) return static_cast<int>(engine_() % static_cast<std::uint64_t>(count));
+    int drawn = 0;
+    for (int range = 1; range < count && !bytes_.empty(); range *= 256) {
+      drawn = drawn * 256 + static_cast<unsigned char>(bytes_.front());
+      bytes_.remove_prefix(1);
+    }
+    return drawn % count;
+  }
   std::size_t Size(int count) { return static_cast<std::size_t>(Below(count)); }
   bool Chance(int percent) { return Below(100) < percent; }
   template <class Choices>
@@ -51,6 +53,7 @@ class Random {
 
  private:
   std::mt19937_64 engine_;
+  std::string_view bytes_;
 };
 
 /// Compares two stories line by line; a failure shows where they part and what came before.
@@ -58,7 +61,7 @@ inline void ExpectSameStory(const std::string& real, const std::string& modelled
   if (real == modelled) return;
   const auto parting = std::mismatch(real.begin(), real.end(), modelled.begin(), modelled.end());
   const auto at = static_cast<std::size_t>(parting.first - real.begin());
-  const std::size_t line = real.rfind('\n', at - 1) + 1;
+  const std::size_t line = at == 0 ? 0 : real.rfind('\n', at - 1) + 1;
   const std::size_t before = line < 6000 ? 0 : real.find('\n', line - 6000) + 1;
   const auto shown = [](const std::string& text) {
     std::string lines;
@@ -72,27 +75,6 @@ inline void ExpectSameStory(const std::string& real, const std::string& modelled
                 << shown(real.substr(before, line - before)) << "\n-- really:\n"
                 << shown(real.substr(line, 1000)) << "\n-- by the model:\n"
                 << shown(modelled.substr(line, 1000));
-}
-
-/// Plays the usual number of cases, up to the first in which an expectation fails. A case begins
-/// with objects of its own.
-inline void PlayRandomCases(std::uint64_t usual, const std::function<void(Random&)>& play) {
-  const auto setting = [](const char* name) -> std::optional<std::uint64_t> {
-    const char* const text = std::getenv(name);
-    if (text == nullptr) return std::nullopt;
-    return std::strtoull(text, nullptr, 10);
-  };
-  const std::uint64_t seed = setting("TARN_MODEL_SEED").value_or(1);
-  const auto only = setting("TARN_MODEL_CASE");
-  const std::uint64_t end = only ? *only + 1 : usual * setting("TARN_MODEL_TIMES").value_or(1);
-  for (std::uint64_t number = only.value_or(0); number < end; ++number) {
-    Random random(seed, number);
-    play(random);
-    if (!testing::Test::HasFailure()) continue;
-    ADD_FAILURE() << "To repeat this case: TARN_MODEL_SEED=" << seed
-                  << " TARN_MODEL_CASE=" << number;
-    return;
-  }
 }
 
 }  // namespace tarn

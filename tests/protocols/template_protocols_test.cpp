@@ -172,29 +172,16 @@ TEST_F(TemplateLines, ALineOfAnotherKindReceivesNothing) {
   EXPECT_EQ(DoAll({"3,\r\n1,2,3,\r\n", "+20000"}), "Config Lamps() ");
 }
 
-TEST_F(TemplateLines, ChangesOfTheTemplateReachTheRecord) {
+TEST_F(TemplateLines, AReplacedTemplateOrProtocolWritesTheRecordNoMore) {
   Start(false);
   const auto data = scale->TarnRecordTemplateData();
-  std::string properties;
-  const auto watch = scale->PropertyChanged.Subscribe(
-      [&](std::string_view name) { properties += std::string(name) + " "; });
   const auto onChange = config->ConfigChanged.Subscribe([&] { log += "Client "; });
   config->FieldName(2, "Weight");
   EXPECT_EQ(std::exchange(log, {}), "Config Client ");
   const auto other = NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig");
   protocol->TemplateConfig(other);
-  EXPECT_EQ(properties, "FieldName Template ");
-  EXPECT_EQ(log + data->FieldName(2), "Weight");  // not by itself
   config->FieldName(2, "No more");
-  other->NumFields(20);
-  EXPECT_EQ(log, "Client Config ");
-  EXPECT_EQ(data->FieldName(2) + std::to_string(data->NumFields()), "Field220");
-
-  data->SetFieldData(2, "2");
-  log.clear();
-  data->ClearRecord();
-  EXPECT_EQ(log, "New(||) ");
-  // A protocol that was replaced writes no more into the scale's record.
+  EXPECT_EQ(log + data->FieldName(2), "Client Weight");  // not by itself
   scale->Protocol(NewObject<_Protocol>(*site, "DemandTemplateProtocol"));
   log.clear();
   other->NumFields(5);
@@ -226,71 +213,45 @@ TEST_F(TemplateLines, AScaleWithoutWeightsSaysSo) {
   }
 }
 
-TEST_F(TemplateLines, SettingsPersist) {
-  for (const bool overNetwork : {false, true}) {
-    Start(overNetwork);
-    EXPECT_EQ(static_cast<int>(protocol->pType()), overNetwork ? 19 : 18);
-    protocol->pType(ProtocolType{5});
-    config->FieldName(1, "Id");
-    const auto kes = std::dynamic_pointer_cast<KesDemandTemplateProtocol>(protocol);
-    if (kes) {
-      EXPECT_EQ(kes->scaleNum() + config->DemandOutput(), "A\b");
-      kes->scaleNum("B");
-    }
-    PropertyBag bag;
-    bag.WriteObject("Protocol", *protocol);
-    const std::string keys = bag.FindObject("Protocol")->bag.Contents();
-    EXPECT_LT(keys.find("Ptype"), keys.find("TemplateConfig"));
-    EXPECT_LT(keys.find("TemplateConfig"), kes ? keys.find("ScaleNum") : keys.size());
-    const auto restored = ReadObject<TemplateProtocol>(bag, "Protocol", *site, "Protocol");
-    EXPECT_EQ(restored->pType(), ProtocolType{5});
-    EXPECT_EQ(restored->TemplateConfig()->FieldName(1), "Id");
-    EXPECT_EQ(restored->TemplateConfig()->DemandOutput(), overNetwork ? "\b" : "P");
-    if (kes) {
-      EXPECT_EQ(std::dynamic_pointer_cast<KesDemandTemplateProtocol>(restored)->scaleNum(), "B");
-    }
-    // A new one demands with a BS over the network, one that was saved without a template with "P".
-    protocol->ReadProperties(PropertyBag());
-    EXPECT_EQ(protocol->TemplateConfig()->DemandOutput(), "P");
-  }
+TEST_F(TemplateLines, ATextThatTheCodePageLacksIsNoQuestionMark) {
+  Start(false);
+  config->Delimiter("\xE2\x82\xBF");
+  EXPECT_EQ(Do("1?2\r\n"), "Config " + kFiled + "New(1?2||) ");
 }
 
-/// A client may do anything in a handler, also with the handlers' owner.
-TEST_F(TemplateLines, SurvivesWhatAHandlerDoesInTheMiddleOfARecord) {
-  const std::vector<std::function<void()>> deeds = {
-      [&] { scale->StopScale(); },
-      [&] { scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol")); },
-      [&] { scale->Connection(NewObject<_Connection>(*site, "NoConnection")); },
-      [&] { scale.reset(); },
-      [&] {
-        std::dynamic_pointer_cast<TemplateProtocol>(scale->Protocol())
-            ->TemplateConfig(
-                NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig"));
-      },
-      [&] { host.loop.RunUntil([] { return false; }, 1000); },
-  };
-  for (std::size_t i = 0; i < deeds.size() * 6; ++i) {
-    Start(i % 2 == 1);
-    subscriptions.clear();
-    const auto data = scale->TarnRecordTemplateData();
-    protocol.reset();
-    serial.reset();
-    ethernet.reset();
-    bool done = false;
-    const auto deed = [&] {
-      if (!std::exchange(done, true)) deeds[i / 6]();
-    };
-    const auto onStatus = i % 6 < 2   ? scale->NewStatus.Subscribe(deed)
-                          : i % 6 < 4 ? data->NewDataReady.Subscribe(deed)
-                                      : data->ConfigChanged.Subscribe(deed);
-    if (i % 6 >= 4) config->Timeout(300);
-    Do("1,2,3,4,5");
-    Do("6,");
-    Do("+1000");
-    EXPECT_TRUE(done) << i;
-    if (scale) scale->StopScale();
+TEST_F(TemplateLines, EverySettingOfATemplateMarksAndThenNotifies) {
+  config = NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig");
+  const auto onProperty = config->PropertyChanged.Subscribe(
+      [&](std::string_view name) { log += std::string(name) + " "; });
+  const auto onChange = config->ConfigChanged.Subscribe([&, c = config.get()] {
+    log += "Changed:" + std::to_string(c->NumFields()) + c->Delimiter() + c->StartString() +
+           c->Terminator() + std::to_string(c->Timeout()) + c->DemandOutput() + c->FieldName(20) +
+           " ";
+  });
+  for (const auto& [written, kept] : {std::pair{0, 1}, {25, 20}, {-32768, 1}, {7, 7}, {7, 7}}) {
+    config->NumFields(static_cast<std::int16_t>(written));
+    EXPECT_EQ(std::exchange(log, {}),
+              "NumFields Changed:" + std::to_string(kept) + ",500PField20 ");
   }
-  EXPECT_TRUE(host.traces.empty());
+  config->Delimiter("d");
+  config->StartString("s");
+  config->Terminator("t");
+  config->Timeout(-5);
+  config->DemandOutput("?");
+  config->FieldName(20, "longer than eight");
+  EXPECT_EQ(std::exchange(log, {}),
+            "Delimiter Changed:7d500PField20 StartString Changed:7ds500PField20 "
+            "Terminator Changed:7dst500PField20 Timeout Changed:7dst-5PField20 "
+            "DemandOutput Changed:7dst-5?Field20 FieldName Changed:7dst-5?longer than eight ");
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{0, 21, -1}) {
+    EXPECT_EQ(ErrorOf([&] { config->FieldName(index, "x"); }), 9);
+    EXPECT_EQ(ErrorOf([&] { (void)config->FieldName(index); }), 9);
+  }
+  EXPECT_EQ(config->MaxNumFields() + config->MaxFieldNameLen(), 28);
+  // A handler may let go of the template.
+  const auto release = config->PropertyChanged.Subscribe([&](std::string_view) { config.reset(); });
+  config->Timeout(1);
+  EXPECT_EQ(log, "Timeout Changed:7dst1?longer than eight ");
 }
 
 }  // namespace

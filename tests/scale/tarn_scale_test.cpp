@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/scale_fixture.hpp"
@@ -152,19 +153,16 @@ TEST_F(TarnScaleTest, MayLackAConnectionButNoProtocol) {
 }
 
 TEST_F(TarnScaleTest, TheUpdateRateSetsTheIntervalAndTheWatchdog) {
-  const struct {
-    double rate;
-    std::int32_t interval;
-    std::int32_t timeout;  ///< after RunScale with 777 written before
-  } cases[] = {{3, 333, 1332}, {10, 100, 500}, {0, 0, 777},
-               {-1, 0, 777},   {400, 2, 500},  {0.5, 2000, 8000}};
-  for (const auto& c : cases) {
-    scale->UpdateRate(c.rate);
-    EXPECT_EQ(scale->UpdateInterval(), c.interval) << c.rate;
+  // A rate, its interval, and the time-out after RunScale with 777 written before.
+  const std::tuple<double, std::int32_t, std::int32_t> cases[] = {
+      {3, 333, 1332}, {10, 100, 500}, {0, 0, 777}, {-1, 0, 777}, {400, 2, 500}, {0.5, 2000, 8000}};
+  for (const auto& [rate, interval, timeout] : cases) {
+    scale->UpdateRate(rate);
+    EXPECT_EQ(scale->UpdateInterval(), interval) << rate;
     scale->ActivityTimeoutTime(777);
     scale->RunScale();
-    EXPECT_EQ(scale->ActivityTimeoutTime(), c.timeout) << c.rate;
-    EXPECT_EQ(scale->UpdateTimer()->Interval(), c.interval) << c.rate;
+    EXPECT_EQ(scale->ActivityTimeoutTime(), timeout) << rate;
+    EXPECT_EQ(scale->UpdateTimer()->Interval(), interval) << rate;
   }
   EXPECT_EQ(ErrorOf([&] { scale->UpdateRate(1e-9); }), 6);
 }
@@ -279,12 +277,7 @@ TEST_F(TarnScaleTest, APrintTakesTheFirstStableReadingOrTheOneThatIsThere) {
 
 TEST_F(TarnScaleTest, EachPropertyRaisesWhatItShould) {
   const std::string bound = "StatusChange NewWeight Line.Disconnect " + kBind;
-  const struct {
-    const char* name;
-    std::function<void()> write;
-    std::string events;
-    const char* changed;
-  } cases[] = {
+  const std::tuple<const char*, std::function<void()>, std::string, const char*> cases[] = {
       {"AliasName", [&] { scale->AliasName("Line 1"); }, "Configuration", "AliasName "},
       {"ActivityLED", [&] { scale->ActivityLED(true); }, "", "ActivityLED "},
       {"ErrorLED", [&] { scale->ErrorLED(true); }, "NewStatus", "ErrorLED "},
@@ -302,12 +295,12 @@ TEST_F(TarnScaleTest, EachPropertyRaisesWhatItShould) {
   std::string changed;
   const auto subscription = scale->PropertyChanged.Subscribe(
       [&](std::string_view name) { changed += std::string(name) + " "; });
-  for (const auto& c : cases) {
+  for (const auto& [name, write, events, marks] : cases) {
     log.Take();
     changed.clear();
-    c.write();
-    EXPECT_EQ(log.Take(), c.events) << c.name;
-    EXPECT_EQ(changed, c.changed) << c.name;
+    write();
+    EXPECT_EQ(log.Take(), events) << name;
+    EXPECT_EQ(changed, marks) << name;
   }
   // What was replaced no longer speaks for the scale.
   scale->Protocol(std::make_shared<tarn::Protocol>());
@@ -366,20 +359,13 @@ TEST_F(TarnScaleTest, WhatMovedToAnotherScaleIsLeftAlone) {
   }
 }
 
-TEST_F(TarnScaleTest, ReplacingOrReleasingTheScaleInItsOwnEventsIsSafe) {
+TEST_F(TarnScaleTest, ItsTimeOutAndItsCommandsMayReplaceOrReleaseIt) {
   scale->RunScale();
   Subscription drop = scale->WeightData()->NewWeight.Subscribe([&] { scale.reset(); });
   const std::weak_ptr<TarnScale> watch = scale;
-  scale->ActivityTimer()->TimeoutTime(200);
   host.loop.Advance(2000);
   EXPECT_TRUE(watch.expired());
   EXPECT_TRUE(host.traces.empty());
-
-  MakeScale();
-  Subscription replace =
-      scale->NewStatus.Subscribe([&] { scale->Protocol(std::make_shared<tarn::Protocol>()); });
-  scale->ErrorLED(true);
-  EXPECT_EQ(scale->Protocol()->ClassName(), "Protocol");
 
   MakeScale();
   connection->IsBidirectional(true);
@@ -395,43 +381,36 @@ TEST_F(TarnScaleTest, ReplacingOrReleasingTheScaleInItsOwnEventsIsSafe) {
 TEST_F(TarnScaleTest, AScaleThatLeftItsTableIsQuietForWhoeverHoldsIt) {
   Subscription once;
   const auto leave = [&] { scale->Detach(); };
-  const struct {
-    const char* when;
-    std::function<void()> prepare;
-  } cases[] = {
-      {"while it runs",
-       [&] {
-         scale->RunScale();
-         leave();
-       }},
-      {"at its time-out",
-       [&] {
-         scale->RunScale();
-         host.loop.Advance(700);
-         once = scale->NewStatus.Subscribe(leave);
-         host.loop.Advance(100);
-       }},
-      {"while its protocol connects",
-       [&] {
-         protocol->during = leave;
-         EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
-       }},
-      {"while its connection connects",
-       [&] {
-         connection->during = leave;
-         EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
-       }},
+  const std::function<void()> ways[] = {
+      [&] {
+        scale->RunScale();
+        leave();
+      },
+      [&] {  // at its time-out
+        scale->RunScale();
+        host.loop.Advance(700);
+        once = scale->NewStatus.Subscribe(leave);
+        host.loop.Advance(100);
+      },
+      [&] {
+        protocol->during = leave;
+        EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
+      },
+      [&] {
+        connection->during = leave;
+        EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
+      },
   };
-  for (const auto& c : cases) {
+  for (const auto& way : ways) {
     MakeScale();
-    c.prepare();
-    EXPECT_TRUE(log.Take().ends_with("Line.Disconnect")) << c.when;
+    way();
+    EXPECT_TRUE(log.Take().ends_with("Line.Disconnect"));
     scale->ScaleNumber(1);
-    EXPECT_EQ(scale->UpdateTimer(), nullptr) << c.when;
-    EXPECT_EQ(After(5000), "") << c.when;
-    EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91) << c.when;
-    EXPECT_EQ(log.Take(), "") << c.when;
-    EXPECT_FALSE(site->UpdateTimer(1)->Enabled()) << c.when;
+    EXPECT_EQ(scale->UpdateTimer(), nullptr);
+    EXPECT_EQ(After(5000), "");
+    EXPECT_EQ(ErrorOf([&] { scale->RunScale(); }), 91);
+    EXPECT_EQ(log.Take(), "");
+    EXPECT_FALSE(site->UpdateTimer(1)->Enabled());
   }
 }
 
@@ -445,80 +424,6 @@ TEST_F(TarnScaleTest, TheLastReleaseStopsTheScale) {
   EXPECT_EQ(log.Take(), "StatusChange NewWeight Line.Disconnect");
   EXPECT_FALSE(timer->Enabled());
   EXPECT_TRUE(weights->OutOfRange());
-}
-
-// --- Persistence
-// ----------------------------------------------------------------------------------
-
-using ScalePersistence = ScaleFixture;
-
-TEST_F(ScalePersistence, ADefaultScaleStoresOnlyItsNestedObjectsAndAnnouncesItself) {
-  const auto fresh = TarnScale::Create(site);
-  const auto restored = TarnScale::Create(site);
-  for (const auto& scale : {fresh, restored}) {
-    EventRecorder log;
-    log.Watch(*scale);
-    if (scale == fresh)
-      scale->InitProperties();
-    else
-      scale->ReadProperties(PropertyBag());
-    EXPECT_EQ(log.Take(), "Configuration NewStatus NewStatus StatusChange NewWeight Configuration");
-    EXPECT_EQ(scale->AliasName(), "Scale x");
-    EXPECT_TRUE(scale->Disabled() && !scale->watchdog());
-    EXPECT_EQ(scale->UpdateInterval(), 100);
-    EXPECT_EQ(scale->Protocol()->myScale(), scale);
-    EXPECT_EQ(scale->Protocol()->WeightData(), scale->WeightData());
-    PropertyBag bag;
-    scale->WriteProperties(bag);
-    for (const char* key :
-         {"AliasName", "Disabled", "ActivityLED", "ErrorLED", "ActivityTimeoutTime", "UpdRate"}) {
-      EXPECT_EQ(bag.ReadText(key, "missing"), "missing") << key;
-    }
-    for (const auto& [key, name] : {std::pair("Connection", "NoConnection"),
-                                    {"Protocol", "NoProtocol"},
-                                    {"SummitData", "SummitData"}}) {
-      EXPECT_EQ(bag.FindObject(key)->className, name);
-      EXPECT_TRUE(bag.FindObject(key)->bag.IsEmpty());
-    }
-  }
-}
-
-TEST_F(ScalePersistence, EverySettingComesBackWithoutOpeningThePort) {
-  const auto scale = NewSerialScale("TarnContinuousProtocol");
-  scale->AliasName("Br\u00FCcke");
-  serial->ComPort(7);
-  serial->IsBidirectional(true);
-  scale->Protocol()->pType(ProtocolType::TarnContinuousShort);
-  scale->ActivityTimeoutTime(1234);
-  scale->UpdateRate(2.5);
-  scale->ActivityLED(true);  // restored behind Disabled, which clears the lamps
-  scale->ErrorLED(true);
-  PropertyBag bag;
-  bag.WriteObject("Scale1", *scale);
-
-  const PropertyBag read = PropertyBag::FromContents(bag.Contents());
-  const auto restored = ReadObject<TarnScale>(read, "Scale1", *site, "TarnScale");
-  EXPECT_EQ(restored->UpdateInterval(), 400);
-  const auto connection = std::dynamic_pointer_cast<SerialConnection>(restored->Connection());
-  ASSERT_NE(connection, nullptr);
-  EXPECT_EQ(connection->ComPort(), 7);
-  EXPECT_FALSE(connection->SaxPort()->PortOpen());
-  EXPECT_EQ(restored->Protocol()->Connection(), connection);
-  PropertyBag again;
-  again.WriteObject("Scale1", *restored);
-  EXPECT_EQ(again.Contents(), bag.Contents());
-}
-
-TEST_F(ScalePersistence, AnObjectOfAWrongOrUnknownClassIsAnError) {
-  class Unknown final : public tarn::Protocol {
-    std::string_view ClassName() const override { return "FutureProtocol"; }
-  };
-  PropertyBag wrong;
-  wrong.WriteObject("Connection", Unknown());
-  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(wrong); }), 429);
-  PropertyBag other;
-  other.WriteObject("Connection", *NewScale()->Protocol());
-  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(other); }), 13);
 }
 
 }  // namespace

@@ -21,11 +21,13 @@
 namespace tarn {
 namespace {
 
+using Messages = std::vector<std::string>;
+
 AutomationError Failure(ErrorNumber number) {
   return {number, "out of order"};
 }
 
-class ServerTest : public testing::Test {
+class ServerTest : public ScaleFixture {
  protected:
   ~ServerTest() override { server.reset(); }
 
@@ -44,8 +46,7 @@ class ServerTest : public testing::Test {
   /// Puts a serial scale with the continuous protocol into a slot of a running server.
   std::shared_ptr<TarnScale> Configure(std::int16_t number, std::int16_t comPort) {
     const auto scale = server->GetScale(number);
-    const auto site = std::make_shared<ServerSite>(host);
-    const auto serial = NewObject<SerialConnection>(*site, "SerialConnection");
+    serial = NewObject<SerialConnection>(*site, "SerialConnection");
     serial->ComPort(comPort);
     scale->Connection(serial);
     scale->Protocol(NewObject<_Protocol>(*site, "TarnContinuousProtocol"));
@@ -59,13 +60,12 @@ class ServerTest : public testing::Test {
     return false;
   }
 
-  FakeHost host;
+  std::string& File(const char* name) { return host.files.contents[name]; }
+
   std::shared_ptr<TarnScaleServer> server;
-  std::vector<std::string> messages;
+  Messages messages;
   Subscription onInfo;
 };
-
-using Messages = std::vector<std::string>;
 
 TEST_F(ServerTest, TheFirstStartMakesANewConfiguration) {
   Start();
@@ -90,7 +90,10 @@ TEST_F(ServerTest, TheFirstStartMakesANewConfiguration) {
 }
 
 TEST_F(ServerTest, TheStartUpReadsTheStoreLoadsTheFileAndRunsTheScales) {
+  host.store.failReads = true;  // the defaults stay
   Start();
+  host.store.failReads = false;
+  EXPECT_EQ(server->CurrentFileName() + server->CurrentLogName(), "Default.sclDefault.log");
   Configure(3, 5);
   server->GetScale(3)->AliasName("Line 3");
   server->CurrentFileName("plant.scl");
@@ -117,25 +120,13 @@ TEST_F(ServerTest, TheStartUpReadsTheStoreLoadsTheFileAndRunsTheScales) {
   EXPECT_TRUE(server->GetComPortUsed(5));
   server->LoadScaleSettings(true);
   EXPECT_FALSE(server->GetComPortUsed(5));
-}
-
-TEST_F(ServerTest, AStoreThatCannotBeReadLeavesTheDefaults) {
-  host.store.failReads = true;
-  Start();
-  EXPECT_EQ(server->CurrentFileName(), "Default.scl");
-  EXPECT_EQ(server->CurrentLogName(), "Default.log");
-  EXPECT_FALSE(server->LoggingEnabled());
-
-  host.store.failReads = false;
   host.store.values["settings/loggingenabled"] = "perhaps";
-  host.store.values["settings/logfile"] = "other.log";
   Restart();
   EXPECT_FALSE(server->LoggingEnabled());
-  EXPECT_EQ(server->CurrentLogName(), "other.log");
+  EXPECT_EQ(server->CurrentLogName(), "plant.log");
 }
 
-// --- Settings file
-// --------------------------------------------------------------------------------
+// --- Settings file ----------------------------------------------------------------------------
 
 TEST_F(ServerTest, AMissingOrMalformedFileGivesANewConfigurationAndIsKeptByTheNextSave) {
   Start();
@@ -240,36 +231,28 @@ TEST_F(ServerTest, AFailingSaveReportsAndLeavesTheFlags) {
 TEST_F(ServerTest, WhatAClientWritesMakesTheConfigurationDirty) {
   Start();
   const auto scale = Configure(1, 1);
-  const auto serial = std::dynamic_pointer_cast<SerialConnection>(scale->Connection());
-  const std::function<void()> written[] = {
-      [&] { scale->AliasName("x"); },
-      [&] { scale->Disabled(false); },
-      [&] { serial->ComPort(2); },
-      [&] { serial->IsBidirectional(true); },
-      [&] { scale->Protocol()->pType(ProtocolType{4}); },
-      [&] { scale->Protocol(scale->Protocol()); },
-      [&] { scale->Connection(serial); },
+  const std::pair<std::function<void()>, bool> writes[] = {
+      {[&] { scale->AliasName("x"); }, true},
+      {[&] { scale->Disabled(false); }, true},
+      {[&] { serial->ComPort(2); }, true},
+      {[&] { scale->Protocol()->pType(ProtocolType{4}); }, true},
+      {[&] { scale->Protocol(scale->Protocol()); }, true},
+      {[&] { scale->Connection(serial); }, true},
+      // Not so the lamps, what a running scale and its watchdog do, and the rate.
+      {[&] { scale->ErrorLED(true); }, false},
+      {[&] { scale->ActivityLED(true); }, false},
+      {[&] { scale->RunScale(); }, false},
+      {[&] { host.loop.Advance(3000); }, false},
+      {[&] { scale->StopScale(); }, false},
+      {[&] { scale->UpdateRate(3); }, false},
+      {[&] { server->CurrentFileDirty(true), server->LoadScaleSettings(true); }, false},
+      {[&] { scale->AliasName("a scale that has left the table"); }, false},
   };
-  for (std::size_t i = 0; i < std::size(written); ++i) {
+  for (const auto& [write, dirty] : writes) {
     server->CurrentFileDirty(false);
-    written[i]();
-    EXPECT_TRUE(server->CurrentFileDirty()) << i;
+    write();
+    EXPECT_EQ(server->CurrentFileDirty(), dirty);
   }
-  // Not so the lamps, what a running scale and its watchdog do, and the rate.
-  server->CurrentFileDirty(false);
-  scale->ErrorLED(true);
-  scale->ActivityLED(true);
-  scale->RunScale();
-  host.loop.Advance(3000);
-  scale->StopScale();
-  scale->UpdateRate(3);
-  EXPECT_FALSE(server->CurrentFileDirty());
-
-  server->CurrentFileDirty(true);
-  server->LoadScaleSettings(true);
-  EXPECT_FALSE(server->CurrentFileDirty());
-  scale->AliasName("a scale that has left the table");
-  EXPECT_FALSE(server->CurrentFileDirty());
 }
 
 TEST_F(ServerTest, AScaleThatCannotBeRestoredLeavesItsSlotEmptyAndCostsNoOther) {
@@ -281,7 +264,7 @@ TEST_F(ServerTest, AScaleThatCannotBeRestoredLeavesItsSlotEmptyAndCostsNoOther) 
   Configure(2, 2);
   Configure(7, 7);
   server->SaveScaleSettings();
-  const std::string file = host.files.contents["Default.scl"];
+  const std::string file = File("Default.scl");
   server->LoadScaleSettings(false);
   EXPECT_TRUE(messages.empty());
   EXPECT_EQ(server->GetScale(5), nullptr);
@@ -331,8 +314,7 @@ TEST_F(ServerTest, ALoadStopsAndDetachesTheOldScales) {
   for (std::int16_t n = 1; n <= 32; ++n) EXPECT_NE(server->GetScale(n), nullptr) << n;
 }
 
-// --- Running
-// --------------------------------------------------------------------------------------
+// --- Running -----------------------------------------------------------------------------------
 
 TEST_F(ServerTest, RunAllScalesStopsAtTheFirstFailureAndRunEachScaleDoesNot) {
   Start();
@@ -390,8 +372,7 @@ TEST_F(ServerTest, PortsInUseLeaveOutNumberThirtyTwo) {
   EXPECT_FALSE(server->GetComPortUsed(1));
 }
 
-// --- Log
-// ------------------------------------------------------------------------------------------
+// --- Log ---------------------------------------------------------------------------------------
 
 TEST_F(ServerTest, PrintRecordsAreLoggedWhileLoggingIsOn) {
   Start();
@@ -403,22 +384,22 @@ TEST_F(ServerTest, PrintRecordsAreLoggedWhileLoggingIsOn) {
   record->NetWeight("12");
   record->Units("kg");
   scale->printRequest(true);
-  EXPECT_EQ(host.files.contents["Default.log"], "");
+  EXPECT_EQ(File("Default.log"), "");
   server->LoggingEnabled(true);
   scale->printRequest(true);
   const std::string line = "\"6/1/2024\",\"12:34:56\",\"Line 1\",12.5,0.5,12,\"kg\"\r\n";
-  EXPECT_EQ(host.files.contents["Default.log"], line);
+  EXPECT_EQ(File("Default.log"), line);
 
   server->CurrentLogName("second.log");
   // A quote is not escaped; a control character never reaches the file, so nothing forges a line.
   scale->AliasName("say \"B\"\r\n\x1b\x7f\xC2\x85\xC3\xA4");
   record->Units("k\ng");
   scale->printRequest(true);
-  EXPECT_EQ(host.files.contents["Default.log"], line);
-  EXPECT_EQ(host.files.contents["second.log"],
+  EXPECT_EQ(File("Default.log"), line);
+  EXPECT_EQ(File("second.log"),
             "\"6/1/2024\",\"12:34:56\",\"say \"B\"?????\xE4\",12.5,0.5,12,\"k?g\"\r\n");
   server->LogFile()->WriteLine("a client's own line");
-  EXPECT_TRUE(host.files.contents["second.log"].ends_with("own line\r\n"));
+  EXPECT_TRUE(File("second.log").ends_with("own line\r\n"));
 }
 
 TEST_F(ServerTest, AFullDiskReachesTheClientThatPrintsAndNothingElse) {
@@ -429,7 +410,7 @@ TEST_F(ServerTest, AFullDiskReachesTheClientThatPrintsAndNothingElse) {
   host.files.failClose.emplace("Default.log", Failure(ErrorNumber::DiskFull));
   EXPECT_EQ(ErrorOf([&] { server->CurrentLogName("second.log"); }), 61);
   server->GetScale(1)->printRequest(true);  // into the new log
-  EXPECT_FALSE(host.files.contents["second.log"].empty());
+  EXPECT_FALSE(File("second.log").empty());
 }
 
 TEST_F(ServerTest, ALogThatCannotBeOpenedLocksNobodyOutAndIsTriedAgain) {
@@ -463,8 +444,7 @@ TEST_F(ServerTest, ALogThatCannotBeOpenedLocksNobodyOutAndIsTriedAgain) {
   EXPECT_EQ(ErrorOf([&] { server->GetScale(1)->printRequest(true); }), 91);
 }
 
-// --- Shut-down and the shared server
-// --------------------------------------------------------------
+// --- Shut-down and the shared server -----------------------------------------------------------
 
 TEST_F(ServerTest, AfterTheShutDownEverythingIsQuiet) {
   Start();
@@ -476,7 +456,7 @@ TEST_F(ServerTest, AfterTheShutDownEverythingIsQuiet) {
   auto last = scale->WeightData()->NewWeight.Subscribe([&] { scale->printRequest(true); });
   server->ShutDown();
   last.Reset();
-  EXPECT_NE(host.files.contents["Default.log"], "");  // still open while the scales go
+  EXPECT_NE(File("Default.log"), "");  // still open while the scales go
   EXPECT_EQ(host.store.values["settings/lastfile"], "plant.scl");
   EXPECT_FALSE(host.files.contents.contains("plant.scl"));
   EXPECT_FALSE(PortIsOpen(1));
@@ -497,13 +477,12 @@ TEST_F(ServerTest, AfterTheShutDownEverythingIsQuiet) {
   scale->printRequest(true);
 }
 
-TEST(TarnServerConnectionTest, AllConnectionsShareOneServerAsLongAsOneLives) {
-  FakeHost host;
+TEST_F(ServerTest, AllConnectionsShareOneServerAsLongAsOneLives) {
   std::int32_t one = 1;
   std::int32_t many = 77;
   auto first = std::make_unique<TarnServerConnection>(host);
   auto second = std::make_unique<TarnServerConnection>(host);
-  const auto server = first->TarnScaleServer(one);
+  server = first->TarnScaleServer(one);
   EXPECT_EQ(server, second->TarnScaleServer(many));
   EXPECT_EQ(many, 77);
   const auto scale = server->GetScale(4);
@@ -573,38 +552,30 @@ TEST(ClassRegistry, MakesEveryClassAndHasAProtocolForEveryDialectThatUsersMayCho
 }
 
 /// A file as the first version wrote it: later ones must go on reading it.
-TEST(SettingsFile, TheFileOfTheFirstVersionIsRead) {
+TEST_F(ServerTest, TheFileOfTheFirstVersionIsRead) {
   std::ifstream file(TARN_TEST_DATA "/plant_1.scl", std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-  FakeHost host;
-  const auto site = std::make_shared<ServerSite>(host);
   ScaleTable table;
   // What stands behind is the tail of a longer old file.
   EXPECT_TRUE(table.Load(DecodeSettings(bytes + "an old tail"), site));
   EXPECT_TRUE(host.traces.empty());
   const auto first = table.At(1);
-  EXPECT_EQ(first->AliasName(),
-            "Br\xC3\xBC"
-            "cke 1");
-  EXPECT_FALSE(first->Disabled());
+  EXPECT_EQ(first->AliasName(), "Br\xC3\xBC\x63ke 1");
   EXPECT_EQ(first->Protocol()->pType(), ProtocolType::TarnContinuousShort);
-  const auto serial = std::dynamic_pointer_cast<SerialConnection>(first->Connection());
-  ASSERT_NE(serial, nullptr);
-  EXPECT_EQ(serial->ComPort(), 3);
-  EXPECT_EQ(serial->BaudRate(), CommBaudRate::Baud_19200);
-  EXPECT_TRUE(serial->IsBidirectional());
+  const auto line = std::dynamic_pointer_cast<SerialConnection>(first->Connection());
+  ASSERT_NE(line, nullptr);
+  EXPECT_EQ(line->ComPort(), 3);
+  EXPECT_EQ(line->BaudRate(), CommBaudRate::Baud_19200);
+  EXPECT_TRUE(line->IsBidirectional() && !first->Disabled() && table.At(2)->Disabled());
   EXPECT_EQ(table.At(2)->UpdateRate(), 2.5);
   EXPECT_EQ(table.At(2)->ActivityTimeoutTime(), 1500);
-  EXPECT_TRUE(table.At(2)->Disabled());
   EXPECT_EQ(table.At(32)->AliasName(), "Scale32");
   EXPECT_EQ(EncodeSettings(table.Save()), bytes);  // and would be written the same
 }
 
 /// A bit between the entries (the header, the mark, an entry's lengths and kind) makes the file
 /// unreadable, or is noticed by the load; any other costs at most the scale whose entry it is in.
-TEST(SettingsFile, AFlippedBitCostsAtMostItsOwnEntry) {
-  FakeHost host;
-  const auto site = std::make_shared<ServerSite>(host);
+TEST_F(ServerTest, AFlippedBitCostsAtMostItsOwnEntry) {
   ScaleTable table;
   table.FillNew(site);
   table.At(2)->Connection(NewObject<SerialConnection>(*site, "SerialConnection"));

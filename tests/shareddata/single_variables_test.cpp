@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "shareddata/tarn_kes_basic_config.hpp"
@@ -101,10 +102,27 @@ TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
   TagValue value;
   EXPECT_EQ(data->SDRead("none", value), INVALID_TAG);
   EXPECT_EQ(data->SDRead("A", value), WRONG_DATA_TYPE);
-  AnswerLater(ReplyOf("ulong", 2, "12\0\0"));
-  EXPECT_EQ(data->SDRead("u", value), RW_SUCCESS);
-  EXPECT_EQ(value, TagValue("12"));
-  EXPECT_EQ(config->SDVariables()->Item("U")->TagData(), value);
+  const std::tuple<SDTagType, std::string, TagValue> reads[] = {
+      {SDBitType, "\x01", true},
+      {SDBitType, "\x02", false},
+      {SDByteType, "\xFF", std::uint8_t{255}},
+      {SDUShortType, Wire<std::int16_t>(-2), std::int16_t{-2}},
+      {SDLongType, Wire<std::int32_t>(7), std::int32_t{7}},
+      {SDULongType, std::string("12\0\0", 4), "12"},
+      {SDFloatType, Wire(1.5F), 1.5F},
+      {SDDoubleType, Wire(-0.25), -0.25},
+      {SDStringType, std::string("a\xE9\0bc", 5), "aé"}};
+  for (const auto& [type, wire, read] : reads) {
+    const auto length = static_cast<std::int16_t>(wire.size());
+    const auto tag = config->AddVariable("x", "any", type, length, true, false);
+    AnswerLater(ReplyOf("any", 2, wire));
+    EXPECT_EQ(data->SDRead("X", value), RW_SUCCESS);
+    EXPECT_EQ(value, read);
+    EXPECT_EQ(tag->TagData(), read);
+    config->RemoveVariable("x");
+  }
+  config->AddVariable("x", "any", SDCharType, 1, true, false);
+  EXPECT_EQ(data->SDRead("x", value), WRONG_DATA_TYPE);
   terminal.Requests();
 
   const struct {

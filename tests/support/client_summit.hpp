@@ -86,20 +86,12 @@ struct ClientData final : SummitData {
     for (const auto byte : v) text += std::to_string(byte) + ".";
     Tell("bytes(", text);
   }
-  void SetLongData(std::int32_t v, std::int16_t i, const TagInfo&) override {
-    Tell("long(", std::to_string(i) + ":" + std::to_string(v));
-  }
-  void SetFloatData(float v, std::int16_t i, const TagInfo&) override {
-    Tell("float(", std::to_string(i) + ":" + std::to_string(v));
-  }
-  void SetDoubleData(double v, std::int16_t i, const TagInfo&) override {
-    Tell("double(", std::to_string(i) + ":" + std::to_string(v));
-  }
+  void SetLongData(std::int32_t v, std::int16_t i, const TagInfo&) override { Tell("long(", i, v); }
+  void SetFloatData(float v, std::int16_t i, const TagInfo&) override { Tell("float(", i, v); }
+  void SetDoubleData(double v, std::int16_t i, const TagInfo&) override { Tell("double(", i, v); }
+  void SetIntData(std::int16_t v, std::int16_t i, const TagInfo&) override { Tell("int(", i, v); }
   void SetStringData(const std::string& v, std::int16_t i, const TagInfo&) override {
     Tell("text(", std::to_string(i) + ":" + v);
-  }
-  void SetIntData(std::int16_t v, std::int16_t i, const TagInfo&) override {
-    Tell("int(", std::to_string(i) + ":" + std::to_string(v));
   }
   void ResetState() override { Tell("Reset"); }
   bool TriggersComplete() const override {
@@ -116,6 +108,10 @@ struct ClientData final : SummitData {
  private:
   void Called() const {
     if (const auto call = called) call();
+  }
+  template <class Number>
+  void Tell(const char* what, std::int16_t index, Number value) {
+    Tell(what, std::to_string(index) + ":" + std::to_string(value));
   }
   void Tell(const std::string& what, const std::string& value = {}) {
     told += what + value + (what.ends_with('(') ? ") " : " ");

@@ -4,29 +4,19 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "base/automation_error.hpp"
 #include "connections/serial_connection.hpp"
 #include "scale/tarn_scale.hpp"
 #include "server/server_site.hpp"
 #include "tests/fakes/fake_host.hpp"
+#include "tests/support/error_of.hpp"
 
 namespace tarn {
-
-/// The number of the AutomationError that a call throws, 0 when it throws none.
-inline int ErrorOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const AutomationError& error) {
-    return static_cast<int>(error.Number());
-  }
-  return 0;
-}
 
 /// Writes down the events of a scale and its records by short names, in order.
 class EventRecorder {

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "base/number_text.hpp"
+#include "tests/models/models.hpp"
 #include "tests/models/scale_story.hpp"
 
 namespace tarn {
@@ -145,25 +146,24 @@ std::string Bytes(Random& random, bool shortLayout) {
   return frame;
 }
 
-TEST(ContinuousModel, ReadsAsTheProtocolDoes) {
-  PlayRandomCases(2000, [](Random& random) {
-    ScaleStory story(random, random.Chance(70) ? "." : ",", "SerialConnection",
-                     "TarnContinuousProtocol",
-                     [](ScaleSide& side) { return std::make_shared<ContinuousModel>(side); });
-    if (random.Chance(50)) story.end = '\r';
-    int type = random.Chance(70) ? random.Below(8) : 1;
-    story.Type(type);
-    story.Run();
-    for (int i = 0; i < 4; ++i) {
-      std::string bytes;
-      for (int frames = random.Below(5); frames >= 0; --frames) {
-        bytes += Bytes(random, type == 4 || type == 5);
-      }
-      story.DeliverCut(bytes);
-      if (random.Chance(3)) story.Type(type = random.Below(8));
+}  // namespace
+
+void PlayContinuous(Random& random) {
+  ScaleStory story(random, random.Chance(70) ? "." : ",", "SerialConnection",
+                   "TarnContinuousProtocol",
+                   [](ScaleSide& side) { return std::make_shared<ContinuousModel>(side); });
+  if (random.Chance(50)) story.end = '\r';
+  int type = random.Chance(70) ? random.Below(8) : 1;
+  story.Type(type);
+  story.Run();
+  for (int i = 0; i < 4; ++i) {
+    std::string bytes;
+    for (int frames = random.Below(5); frames >= 0; --frames) {
+      bytes += Bytes(random, type == 4 || type == 5);
     }
-  });
+    story.DeliverCut(bytes);
+    if (random.Chance(3)) story.Type(type = random.Below(8));
+  }
 }
 
-}  // namespace
 }  // namespace tarn

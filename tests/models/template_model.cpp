@@ -1,6 +1,7 @@
 // Records cut by a template, word by word, beside the protocols over a serial line and over TCP.
 #include "protocols/template_protocol.hpp"
 
+#include "tests/models/models.hpp"
 #include "tests/models/scale_story.hpp"
 
 namespace tarn {
@@ -117,8 +118,10 @@ class TemplateModel : public ModelProtocol {
     data->SetTimeoutError();
   }
   int ParseRecord(std::vector<std::string>& fields) {
-    const std::string& start = config->StartString();
-    const std::string& terminator = config->Terminator();
+    const auto bytes = [this](const std::string& text) { return side.host.locale.ToBytes(text); };
+    const std::string start = bytes(config->StartString());
+    const std::string delimiter = bytes(config->Delimiter());
+    const std::string terminator = bytes(config->Terminator());
     std::size_t p = 0;
     if (!start.empty()) {
       p = Find(buffer, start, 0);
@@ -126,8 +129,8 @@ class TemplateModel : public ModelProtocol {
       p += start.size();
     }
     for (bool last = false; !last;) {
-      std::size_t length = config->Delimiter().size();
-      std::size_t q = Find(buffer, config->Delimiter(), p);
+      std::size_t length = delimiter.size();
+      std::size_t q = Find(buffer, delimiter, p);
       if (q == std::string::npos && !terminator.empty()) {
         q = Find(buffer, terminator, p);
         length = terminator.size();
@@ -149,84 +152,83 @@ class TemplateModel : public ModelProtocol {
   Subscription onTimer_, onArrival_, onChange_;
 };
 
-void PlayRecords(bool network) {
-  PlayRandomCases(1500, [network](Random& random) {
-    ScaleStory story(random, ".", network ? "EthernetConnection" : "SerialConnection",
-                     network ? "KesDemandTemplateProtocol" : "DemandTemplateProtocol",
-                     [](ScaleSide& side) { return std::make_shared<TemplateModel>(side); });
-    for (ScaleSide* side : {&story.real, &story.model}) {
-      const auto data = side->scale->TarnRecordTemplateData();
-      const auto state = [data = data.get()] {
-        std::string text = std::to_string(data->NumFields()) + (data->NoDataError() ? "!" : "");
-        for (const std::string& field : data->FieldDataArray()) text += "|" + field;
-        for (const std::string& name : data->FieldNameArray()) text += " " + name;
-        return text;
-      };
-      side->Watch(data->NewDataReady, "NewDataReady", state);
-      side->Watch(data->TimeoutError, "TimeoutError", state);
-      side->Watch(data->ConfigChanged, "ConfigChanged", state);
-    }
-    const auto configure = [&] {
-      static const std::vector<std::string> texts = {",", ";", "", "#", "\r\n", "<<", "ab", "aa"};
-      const std::string text = random.OneOf(texts);
-      const auto number = static_cast<std::int16_t>(random.Chance(90) ? 1 + random.Below(4)
-                                                                      : random.Below(60) - 20);
-      const int what = random.Below(12);
-      story.Do("configure " + std::to_string(what) + text, [&](ScaleSide& side) {
-        const auto real = std::dynamic_pointer_cast<TemplateProtocol>(side.scale->Protocol());
-        const auto model = std::dynamic_pointer_cast<TemplateModel>(side.scale->Protocol());
-        const auto config = real ? real->TemplateConfig() : model->config;
-        const auto data = side.scale->TarnRecordTemplateData();
-        if (what == 0) config->Delimiter(text);
-        if (what == 1) config->StartString(text);
-        if (what == 2) config->Terminator(text);
-        if (what == 3) config->Timeout(number * 300);
-        if (what == 4) config->FieldName(7, text);
-        if (what == 5) config->DemandOutput(text + "\xC3\xBC");
-        if (what >= 6) config->NumFields(number);
-        if (what == 7) data->ClearRecord();
-        if (what == 8) data->SetNoDataError(number > 1);
-        if (what == 9) side.scale->Protocol()->TarnRecordTemplateData(data);
-        if (what == 11) side.scale->watchdog(true);
-        if (what != 10) return;
-        const auto another = NewObject<Config>(*side.site, Config::kClassName);
-        real ? real->TemplateConfig(another) : model->Template(another);
-      });
-    };
-    if (network) {
-      story.Do("address", [](ScaleSide& side) {
-        std::dynamic_pointer_cast<EthernetConnection>(side.scale->Connection())
-            ->IPAddress("127.0.0.2");
-      });
-    }
-    for (int changes = random.Below(10); changes >= 0; --changes) configure();
-    story.Run();
-    for (int i = 0; i < 20; ++i) {
-      static const std::vector<std::string> pieces = {"1", "a",    "b",  "22", ",",  ",",   ",",
-                                                      ";", "\r\n", "\n", "#",  "<<", "\xFC"};
-      std::string bytes;
-      for (int length = random.Below(12); length >= 0; --length) bytes += random.OneOf(pieces);
-      if (network && random.Chance(40)) {
-        const std::string alive = "!!I'm Alive!!";
-        bytes.insert(random.Size(static_cast<int>(bytes.size())),
-                     random.Chance(50) ? alive : alive.substr(0, 8) + alive + alive.substr(8));
-        if (random.Chance(30)) bytes = alive;
-      }
-      if (!network && random.Chance(3)) bytes = random.Noise(60);
-      network ? story.Deliver(bytes) : story.DeliverCut(bytes);
-      if (random.Chance(30)) story.Any();
-      if (random.Chance(15)) configure();
-    }
-  });
+void Watch(ScaleSide& side) {
+  const auto data = side.scale->TarnRecordTemplateData();
+  const auto state = [data = data.get()] {
+    std::string text = std::to_string(data->NumFields()) + (data->NoDataError() ? "!" : "");
+    for (const std::string& field : data->FieldDataArray()) text += "|" + field;
+    for (const std::string& name : data->FieldNameArray()) text += " " + name;
+    return text;
+  };
+  side.Watch(data->NewDataReady, "NewDataReady", state);
+  side.Watch(data->TimeoutError, "TimeoutError", state);
+  side.Watch(data->ConfigChanged, "ConfigChanged", state);
 }
 
-TEST(TemplateModel, FilesRecordsAsTheSerialProtocolDoes) {
-  PlayRecords(false);
+void Configure(ScaleSide& side, int what, const std::string& text, std::int16_t number) {
+  const auto real = std::dynamic_pointer_cast<TemplateProtocol>(side.scale->Protocol());
+  const auto model = std::dynamic_pointer_cast<TemplateModel>(side.scale->Protocol());
+  const auto config = real ? real->TemplateConfig() : model->config;
+  const auto data = side.scale->TarnRecordTemplateData();
+  if (what == 0) config->Delimiter(text);
+  if (what == 1) config->StartString(text);
+  if (what == 2) config->Terminator(text);
+  if (what == 3) config->Timeout(number * 300);
+  if (what == 4) config->FieldName(7, text);
+  if (what == 5) config->DemandOutput(text + "\xC3\xBC");
+  if (what >= 6) config->NumFields(number);
+  if (what == 7) data->ClearRecord();
+  if (what == 8) data->SetNoDataError(number > 1);
+  if (what == 9) side.scale->Protocol()->TarnRecordTemplateData(data);
+  if (what == 11) side.scale->watchdog(true);
+  if (what != 10) return;
+  const auto another = NewObject<Config>(*side.site, Config::kClassName);
+  real ? real->TemplateConfig(another) : model->Template(another);
 }
 
-TEST(TemplateModel, FilesRecordsAsTheNetworkProtocolDoes) {
-  PlayRecords(true);
+void PlayRecords(Random& random, bool network) {
+  ScaleStory story(random, ".", network ? "EthernetConnection" : "SerialConnection",
+                   network ? "KesDemandTemplateProtocol" : "DemandTemplateProtocol",
+                   [](ScaleSide& side) { return std::make_shared<TemplateModel>(side); });
+  Watch(story.real);
+  Watch(story.model);
+  const auto configure = [&] {
+    static const std::vector<std::string> texts = {",",        ";",  "",   "#", "\r\n",
+                                                   "\xC2\xA7", "<<", "ab", "aa"};
+    const std::string text = random.OneOf(texts);
+    const auto number =
+        static_cast<std::int16_t>(random.Chance(90) ? 1 + random.Below(4) : random.Below(60) - 20);
+    const int what = random.Below(12);
+    story.Do("configure " + std::to_string(what) + text,
+             [&](ScaleSide& side) { Configure(side, what, text, number); });
+  };
+  for (int changes = random.Below(10); changes >= 0; --changes) configure();
+  story.Run();
+  for (int i = 0; i < 20; ++i) {
+    static const std::vector<std::string> pieces = {"1", "a",    "b",  "22", ",",  ",",   ",",
+                                                    ";", "\r\n", "\n", "#",  "<<", "\xA7"};
+    std::string bytes;
+    for (int length = random.Below(12); length >= 0; --length) bytes += random.OneOf(pieces);
+    if (network && random.Chance(40)) {
+      const std::string alive = "!!I'm Alive!!";
+      bytes.insert(random.Size(static_cast<int>(bytes.size())),
+                   random.Chance(50) ? alive : alive.substr(0, 8) + alive + alive.substr(8));
+      if (random.Chance(30)) bytes = alive;
+    }
+    if (!network && random.Chance(3)) bytes = random.Noise(60);
+    network ? story.Deliver(bytes) : story.DeliverCut(bytes);
+    if (random.Chance(30)) story.Any();
+    if (random.Chance(15)) configure();
+  }
 }
 
 }  // namespace
+
+void PlaySerialTemplate(Random& random) {
+  PlayRecords(random, false);
+}
+void PlayNetworkTemplate(Random& random) {
+  PlayRecords(random, true);
+}
+
 }  // namespace tarn

@@ -1,0 +1,250 @@
+// Every class that a settings file may name: what it saves, in which order, and which defaults it
+// leaves out; and which writes of clients mark the configuration as changed.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "connections/arcnet_connection.hpp"
+#include "connections/ethernet_connection.hpp"
+#include "protocols/kes_demand_template_protocol.hpp"
+#include "server/class_registry.hpp"
+#include "shareddata/kes_sd_protocol.hpp"
+#include "shareddata/tarn_kes_basic_config.hpp"
+#include "shareddata/tarn_orbix_diag_config.hpp"
+#include "tests/support/scale_fixture.hpp"
+
+namespace tarn {
+namespace {
+
+/// What an object saves: each row is one write, of a value that is not its default.
+using Rows = std::vector<std::function<void(PropertyBag&)>>;
+
+Rows::value_type Flag(const char* key, bool value) {
+  return [=](PropertyBag& bag) { bag.WriteBoolean(key, value, !value); };
+}
+Rows::value_type Integer(const char* key, std::int16_t value) {
+  return [=](PropertyBag& bag) { bag.WriteInteger(key, value, 0); };
+}
+Rows::value_type Long(const char* key, std::int32_t value) {
+  return [=](PropertyBag& bag) { bag.WriteLong(key, value, value + 1); };
+}
+Rows::value_type Text(const char* key, const char* value) {
+  return [=](PropertyBag& bag) { bag.WriteText(key, value, "another"); };
+}
+Rows::value_type Object(const char* key, const char* name, Rows rows = {}) {
+  struct Saved final : Persistable {
+    std::string name;
+    Rows rows;
+    std::string_view ClassName() const override { return name; }
+    void WriteProperties(PropertyBag& bag) const override {
+      for (const auto& row : rows) row(bag);
+    }
+  };
+  const auto saved = std::make_shared<Saved>();
+  saved->name = name;
+  saved->rows = std::move(rows);
+  return [=](PropertyBag& bag) { bag.WriteObject(key, *saved); };
+}
+
+std::string ContentsOf(const Rows& rows) {
+  PropertyBag bag;
+  for (const auto& row : rows) row(bag);
+  return bag.Contents();
+}
+
+std::string ContentsOf(const Persistable& object) {
+  PropertyBag bag;
+  object.WriteProperties(bag);
+  return bag.Contents();
+}
+
+const Rows kTag = {Text("EasyIndex", "Speed"),   Flag("Writable", true), Flag("Polled", true),
+                   Integer("TagDataLen", 4),     Long("TagType", 7),     Text("TagName", "abc1"),
+                   Flag("TriggerRequired", true)};
+const Rows kTemplate = {Integer("NumFields", 3),   Text("Delimiter", "\xC2\xA7"),
+                        Text("StartString", "\2"), Text("Terminator", "\r\n"),
+                        Long("Timeout", 0),        Text("DemandOutput", ""),
+                        Text("FieldName1", "Id"),  Text("FieldName20", "")};
+
+/// Classes that are not here save nothing.
+const std::map<std::string_view, Rows> kSettings = {
+    {"TarnScale",
+     {Text("AliasName", "Br\xC3\xBC\x63ke"),
+      Object("Connection", "SerialConnection", {Integer("ComPort", 7)}),
+      Object("Protocol", "TarnContinuousProtocol", {Long("Ptype", 4)}), Flag("Disabled", false),
+      Flag("ActivityLED", true), Flag("ErrorLED", true), Long("ActivityTimeoutTime", 1234),
+      [](PropertyBag& bag) { bag.WriteDouble("UpdRate", 2.5, 0); },
+      Object("SummitData", "TarnKesBasicData")}},
+    {"ArcNetConnection", {Text("Cluster", "c"), Text("KestrelNum", "7")}},
+    {"EthernetConnection",
+     {Text("IPAddress", "terminal-7.plant"), Flag("IsBidirectional", true),
+      Flag("AutoReconnect", true), Flag("CheckSender", true)}},
+    {"SerialConnection",
+     {Integer("ComPort", 300), Long("BaudRate", 9), Long("Parity", 0), Long("DataBits", 0),
+      Long("StopBits", 0), Flag("IsBidirectional", true), Flag("AutoReconnect", true)}},
+    {"KesSDProtocol", {Text("ScaleNum", "c"), Integer("Ptype", 15)}},
+    {"TarnContinuousProtocol", {Long("Ptype", 4)}},
+    {"MiraProtocol", {Long("Ptype", 7)}},
+    {"GenericProtocol", {Long("Ptype", 99)}},
+    {"DemandTemplateProtocol",
+     {Long("Ptype", 5), Object("TemplateConfig", "TarnRecordTemplateConfig", kTemplate)}},
+    {"KesDemandTemplateProtocol",
+     {Long("Ptype", 5), Object("TemplateConfig", "TarnRecordTemplateConfig", kTemplate),
+      Text("ScaleNum", "B")}},
+    {"TarnRecordTemplateConfig", kTemplate},
+    {"SDTagInfo", kTag},
+    {"SummitProtocol",
+     {Long("Ptype", 23), Object("Configuration", "TarnKesBasicConfig",
+                                {Object("Variable1", "SDTagInfo", kTag),
+                                 Object("Variable2", "SDTagInfo", {Text("TagName", "abc2")})})}},
+    {"TarnKesBasicConfig", {Object("Variable1", "SDTagInfo", kTag)}},
+    {"TarnOrbixDiagConfig",
+     {Text("CountsVariable", "counts"), Text("ErrorNumbersVariable", "errors"),
+      Text("OverloadStatusVariable", "over"), Text("ScanTableVariable", "scan"),
+      Long("CountsType", 13)}}};
+
+/// What is saved all the same: objects, and a letter that is kept in lower case, deliberately.
+const Rows kPlainTemplate = {Object("TemplateConfig", "TarnRecordTemplateConfig")};
+const std::map<std::string_view, Rows> kSavedDefaults = {
+    {"TarnScale",
+     {Object("Connection", "NoConnection"), Object("Protocol", "NoProtocol"),
+      Object("SummitData", "SummitData")}},
+    {"KesSDProtocol", {Text("ScaleNum", "a")}},
+    {"DemandTemplateProtocol", kPlainTemplate},
+    {"KesDemandTemplateProtocol", kPlainTemplate},
+    {"SummitProtocol", {Object("Configuration", "SummitConfig")}}};
+/// Where a new object has others than one of a file without its settings.
+const std::map<std::string_view, Rows> kSavedWhenNew = {
+    {"KesSDProtocol", {Text("ScaleNum", "")}},
+    {"KesDemandTemplateProtocol",
+     {Object("TemplateConfig", "TarnRecordTemplateConfig", {Text("DemandOutput", "\b")})}}};
+
+Rows RowsOf(const std::map<std::string_view, Rows>& table, std::string_view name) {
+  const auto found = table.find(name);
+  return found == table.end() ? Rows{} : found->second;
+}
+
+using Settings = ScaleFixture;
+
+TEST_F(Settings, ComeBackInTheirOrderAndLeaveOutTheirDefaults) {
+  for (const std::string_view name : ClassNames()) {
+    SCOPED_TRACE(name);
+    const auto create = [&] { return CreateClass(name, site); };
+    const auto fresh = create();
+    EXPECT_EQ(fresh->ClassName(), name);
+    fresh->InitProperties();
+    const bool special = kSavedWhenNew.contains(name);
+    EXPECT_EQ(ContentsOf(*fresh),
+              ContentsOf(RowsOf(special ? kSavedWhenNew : kSavedDefaults, name)));
+    const auto bare = create();
+    bare->ReadProperties(PropertyBag());
+    EXPECT_EQ(ContentsOf(*bare), ContentsOf(RowsOf(kSavedDefaults, name)));
+
+    const Rows rows = RowsOf(kSettings, name);
+    if (rows.empty()) continue;
+    const auto restored = create();
+    restored->ReadProperties(PropertyBag::FromContents(ContentsOf(rows)));
+    EXPECT_EQ(ContentsOf(*restored), ContentsOf(rows));
+  }
+  EXPECT_EQ(ErrorOf([&] { CreateClass("tarnscale", site); }), 429);
+}
+
+TEST_F(Settings, WhatAClientWritesIsMarkedUnderItsName) {
+  serial = NewObject<SerialConnection>(*site, "SerialConnection");
+  const auto ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
+  const auto network = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
+  const auto shared = NewObject<KesSDProtocol>(*site, "KesSDProtocol");
+  const auto records = NewObject<KesDemandTemplateProtocol>(*site, "KesDemandTemplateProtocol");
+  const auto cells = NewObject<TarnOrbixDiagConfig>(*site, "TarnOrbixDiagConfig");
+  const auto basic = NewObject<TarnKesBasicConfig>(*site, "TarnKesBasicConfig");
+  const auto tag = basic->AddVariable("x", "abc", SDTagType::SDLongType, 4, true, false);
+  const std::tuple<Persistable&, std::function<void()>, const char*> writes[] = {
+      {*serial, [&] { serial->ComPort(300); }, "ComPort"},
+      {*serial, [&] { serial->BaudRate(CommBaudRate{9}); }, "BaudRate"},
+      {*serial, [&] { serial->Parity(CommParity{0}); }, "Parity"},
+      {*serial, [&] { serial->DataBits(CommDataBits{0}); }, "DataBits"},
+      {*serial, [&] { serial->StopBits(CommStopBits{0}); }, "StopBits"},
+      {*serial, [&] { serial->IsBidirectional(true); }, "IsBidirectional"},
+      {*serial, [&] { serial->AutoReconnect(true); }, "AutoReconnect"},
+      {*ethernet, [&] { ethernet->IPAddress("terminal-7.plant"); }, "IPAddress"},
+      {*ethernet, [&] { ethernet->IsBidirectional(true); }, "IsBidirectional"},
+      {*ethernet, [&] { ethernet->AutoReconnect(true); }, "AutoReconnect"},
+      {*ethernet, [&] { ethernet->CheckSender(true); }, "CheckSender"},
+      {*network, [&] { network->Cluster("C"); }, "Cluster"},
+      {*network, [&] { network->KestrelNum("7"); }, "KestrelNum"},
+      {*shared, [&] { shared->scaleNum("C"); }, "ScaleNum"},
+      {*shared, [&] { shared->scaleNum(""); }, ""},
+      {*shared, [&] { shared->pType(ProtocolType{15}); }, "Ptype"},
+      {*records, [&] { records->scaleNum("B"); }, "ScaleNum"},
+      {*records, [&] { records->TemplateConfig()->Timeout(0); }, "Timeout"},
+      {*cells, [&] { cells->CountsVariable("counts"); }, "CountsVariable"},
+      {*cells, [&] { cells->ErrorNumbersVariable("errors"); }, "ErrorNumbersVariable"},
+      {*cells, [&] { cells->OverloadStatusVariable("over"); }, "OverloadStatusVariable"},
+      {*cells, [&] { cells->ScanTableVariable("scan"); }, "ScanTableVariable"},
+      {*cells, [&] { cells->CountsType(SDTagType{13}); }, "CountsType"},
+      {*basic, [&] { tag->TagDataLen(8); }, "SDVariables"},
+      {*basic, [&] { basic->RemoveVariable("x"); }, "SDVariables"},
+  };
+  for (const auto& [object, write, name] : writes) {
+    std::string marked;
+    const auto watch =
+        object.PropertyChanged.Subscribe([&](std::string_view property) { marked += property; });
+    write();
+    EXPECT_EQ(marked, name);
+  }
+  // The setters and the saved rows mean the same settings.
+  EXPECT_EQ(ContentsOf(*serial), ContentsOf(kSettings.at("SerialConnection")));
+  EXPECT_EQ(ContentsOf(*ethernet), ContentsOf(kSettings.at("EthernetConnection")));
+  EXPECT_EQ(ContentsOf(*network), ContentsOf(kSettings.at("ArcNetConnection")));
+  EXPECT_EQ(ContentsOf(*shared), ContentsOf(kSettings.at("KesSDProtocol")));
+  EXPECT_EQ(ContentsOf(*cells), ContentsOf(kSettings.at("TarnOrbixDiagConfig")));
+  EXPECT_EQ(ErrorOf([&] { shared->pType(ProtocolType{70000}); }), 6);
+  EXPECT_EQ(ErrorOf([&] { cells->ScanTableVariable("toolong"); }), 380);
+  EXPECT_EQ(ErrorOf([&] { cells->CountsType(SDTagType::SDLongType); }), 380);
+}
+
+/// What a file may hold beside what the server writes.
+TEST_F(Settings, WildValuesAreBoundedOrRefused) {
+  PropertyBag wild;
+  wild.WriteInteger("NumFields", 99, 0);
+  const auto bounded = NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig");
+  std::string events;
+  const auto watch = bounded->ConfigChanged.Subscribe([&] { events += "Changed "; });
+  bounded->ReadProperties(wild);
+  EXPECT_EQ(events, "Changed ");
+  EXPECT_EQ(bounded->NumFields(), 20);
+
+  for (const auto& [name, error] : {std::pair{"FutureConnection", 429}, {"NoProtocol", 13}}) {
+    PropertyBag wrong;
+    Object("Connection", name)(wrong);
+    EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(wrong); }), error);
+  }
+}
+
+/// A restored scale has its parts bound, and opens nothing.
+TEST_F(Settings, AScaleAnnouncesItselfOnceItIsRestored) {
+  for (const std::string& contents : {ContentsOf(Rows{}), ContentsOf(kSettings.at("TarnScale"))}) {
+    const auto scale = TarnScale::Create(site);
+    EventRecorder log;
+    log.Watch(*scale);
+    scale->ReadProperties(PropertyBag::FromContents(contents));
+    const bool lamp = contents.size() > 100;
+    EXPECT_EQ(log.Take(), "Configuration NewStatus NewStatus StatusChange NewWeight Configuration");
+    EXPECT_EQ(scale->UpdateInterval(), lamp ? 400 : 100);
+    EXPECT_FALSE(scale->watchdog());
+    EXPECT_EQ(scale->Protocol()->myScale(), scale);
+    EXPECT_EQ(scale->Protocol()->Connection(), scale->Connection());
+    EXPECT_EQ(scale->Protocol()->WeightData(), scale->WeightData());
+    EXPECT_EQ(scale->GetAxDataObj("TarnKesBasicData"), lamp ? scale->SummitData() : nullptr);
+  }
+  EXPECT_FALSE(Port().PortOpen());
+}
+
+}  // namespace
+}  // namespace tarn
