@@ -7,7 +7,7 @@
 namespace tarn {
 namespace {
 
-constexpr std::uint8_t kStx = 2;
+constexpr std::uint8_t kStartOfText = 2;
 constexpr std::uint8_t kEtx = 3;
 constexpr std::uint8_t kLf = 10;
 constexpr std::uint8_t kCr = 13;
@@ -59,7 +59,7 @@ constexpr std::array kDialects = {
             .weight = {2, 7}},
     Dialect{.type = ProtocolType::GSE550,
             .recordLength = 23,
-            .startChar = kStx,
+            .startChar = kStartOfText,
             .endChar = kLf,
             .rangeTest1 = Equals(1, 'O'),
             .motionTest = Equals(1, 'M'),
@@ -67,7 +67,7 @@ constexpr std::array kDialects = {
             .weight = {4, 8}},
     Dialect{.type = ProtocolType::RiceLakeCCSerial,
             .recordLength = 14,
-            .startChar = kStx,
+            .startChar = kStartOfText,
             .endChar = kLf,
             .rangeTest1 = Equals(11, 'O'),
             .rangeTest2 = Equals(11, 'I'),
