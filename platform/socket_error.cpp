@@ -3,11 +3,11 @@
 namespace tarn {
 namespace {
 
-struct Row {
+struct NumberedText {
   std::int32_t number;
   const char* text;
 };
-constexpr Row kTexts[] = {
+constexpr NumberedText kTexts[] = {
     {SocketError::kNoPermission, "There is no permission for this address or port"},
     {SocketError::kTooManySockets, "Too many sockets are open"},
     {SocketError::kDatagramTooLong, "The datagram is too long"},
@@ -31,7 +31,7 @@ constexpr Row kTexts[] = {
 }  // namespace
 
 std::string SocketError::Text(std::int32_t number) {
-  for (const Row& row : kTexts) {
+  for (const NumberedText& row : kTexts) {
     if (row.number == number) return row.text;
   }
   return "Network error " + std::to_string(number);

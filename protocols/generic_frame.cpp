@@ -9,7 +9,7 @@
 namespace tarn {
 namespace {
 
-constexpr std::uint8_t kStx = 2;
+constexpr std::uint8_t kStartOfText = 2;
 constexpr std::uint8_t kEtx = 3;
 constexpr std::uint8_t kLf = 10;
 constexpr std::uint8_t kCr = 13;
@@ -61,7 +61,7 @@ constexpr std::array kLayouts = {
                 .weight = {2, 7}},
     FrameLayout{.type = ProtocolType::GSE550,
                 .recordLength = 23,
-                .startChar = kStx,
+                .startChar = kStartOfText,
                 .endChar = kLf,
                 .rangeTest1 = Equals(1, 'O'),
                 .motionTest = Equals(1, 'M'),
@@ -69,7 +69,7 @@ constexpr std::array kLayouts = {
                 .weight = {4, 8}},
     FrameLayout{.type = ProtocolType::RiceLakeCCSerial,
                 .recordLength = 14,
-                .startChar = kStx,
+                .startChar = kStartOfText,
                 .endChar = kLf,
                 .rangeTest1 = Equals(11, 'O'),
                 .rangeTest2 = Equals(11, 'I'),

@@ -20,7 +20,7 @@ constexpr std::string_view kDefaultLetter = "A";
 
 constexpr auto kUdp = static_cast<std::int16_t>(SocketTransport::Udp);
 constexpr std::int16_t kLocalPortBase = 1700;
-constexpr std::int16_t kTerminalPort = 1701;
+constexpr std::int16_t kVariablePort = 1701;
 
 /// Every request has this length; a name that runs over its field is cut at the end of it.
 constexpr std::size_t kRequestLength = 201;
@@ -141,7 +141,7 @@ void KesSDProtocol::Connect() {
                  : Subscription();
   ethernet->SocketProtocol(kUdp);
   ethernet->LocalPort(static_cast<std::int16_t>(kLocalPortBase + number));
-  ethernet->RemotePort(kTerminalPort);
+  ethernet->RemotePort(kVariablePort);
 }
 
 // --- Commands --------------------------------------------------------------------------------

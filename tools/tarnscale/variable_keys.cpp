@@ -25,7 +25,7 @@ constexpr std::string_view kVariablesHelp =
     "declared variables: INDEX:NAME:TYPE:LENGTH, with :poll and :write; commas between";
 
 /// In the order of the numbers.
-constexpr std::array<std::string_view, 14> kTypes = {
+constexpr std::array<std::string_view, 14> kVariableTypes = {
     "none",  "bit",    "char",   "byte",      "ushort",    "long",      "ulong",
     "float", "double", "string", "chararray", "bytearray", "longarray", "longchararray"};
 
@@ -59,16 +59,17 @@ void SetName(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
 }
 
 SDTagType ParseType(std::string_view text) {
-  const auto found = std::find_if(kTypes.begin() + 1, kTypes.end(), [&](std::string_view word) {
-    return EqualIgnoringCase(word, text);
-  });
-  if (found == kTypes.end()) throw UsageError("there is no type '" + std::string(text) + "'");
-  return SDTagType{static_cast<std::int32_t>(found - kTypes.begin())};
+  const auto found =
+      std::find_if(kVariableTypes.begin() + 1, kVariableTypes.end(),
+                   [&](std::string_view word) { return EqualIgnoringCase(word, text); });
+  if (found == kVariableTypes.end())
+    throw UsageError("there is no type '" + std::string(text) + "'");
+  return SDTagType{static_cast<std::int32_t>(found - kVariableTypes.begin())};
 }
 
 std::string TypeWord(SDTagType type) {
   const auto index = static_cast<std::size_t>(type);
-  return std::string(index < kTypes.size() ? kTypes[index] : "none");
+  return std::string(index < kVariableTypes.size() ? kVariableTypes[index] : "none");
 }
 
 std::string_view CutAt(std::string_view& text, char separator) {

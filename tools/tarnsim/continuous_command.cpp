@@ -9,7 +9,7 @@
 namespace tarn::sim {
 namespace {
 
-constexpr const char* kFooter =
+constexpr const char* kContinuousFooter =
     R"(
 
 On the line the terminal takes C (clear tare), T (tare), Z (zero), P (print) and a preset tare like
@@ -54,7 +54,7 @@ void AddContinuousCommand(CommandLine& line) {
   const auto options = std::make_shared<ContinuousOptions>();
   Command& command = line.Add(
       "continuous", "Terminals that send their weight without being asked, frame after frame");
-  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Footer(std::string(kLoadScriptHelp) + kContinuousFooter);
   command.Group("Continuous output");
   command.Add("--layout", options->layout, "Frame layout: the short one goes without tare")
       .OneOf({"standard", "short"})

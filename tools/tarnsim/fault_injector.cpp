@@ -8,7 +8,7 @@
 namespace tarn::sim {
 namespace {
 
-constexpr std::uint64_t kStream = 3;  // beside those of the load
+constexpr std::uint64_t kFaultStream = 3;  // beside those of the load
 
 }  // namespace
 
@@ -36,7 +36,7 @@ bool FaultOptions::SpoilsFrames() const {
 }
 
 FaultInjector::FaultInjector(const FaultOptions& options, int dataBits, std::uint64_t seed)
-    : options_(options), byteValues_(std::size_t{1} << dataBits), random_(seed, kStream) {}
+    : options_(options), byteValues_(std::size_t{1} << dataBits), random_(seed, kFaultStream) {}
 
 std::string FaultInjector::Spoil(std::string_view frame, double now) {
   if (options_.silent.Holds(now) || random_.Chance(options_.silence)) return {};

@@ -11,7 +11,7 @@ namespace tarn::sim {
 namespace {
 
 constexpr char kNone = '\0';
-constexpr char kStx = '\x02';
+constexpr char kStartOfText = '\x02';
 constexpr char kEtx = '\x03';
 
 struct Field {
@@ -56,7 +56,7 @@ constexpr std::array<Layout, 5> kLayouts = {{
      .motion = 'g'},
     {.name = "gse550",
      .length = 23,
-     .start = kStx,
+     .start = kStartOfText,
      .end = "\r\n",
      .weight = {3, 8},
      .units = {12, 2},
@@ -66,7 +66,7 @@ constexpr std::array<Layout, 5> kLayouts = {{
      .under = 'O'},
     {.name = "ricelake",
      .length = 14,
-     .start = kStx,
+     .start = kStartOfText,
      .end = "\r\n",
      .weight = {1, 7},
      .signAtLeftEnd = true,

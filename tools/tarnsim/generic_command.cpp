@@ -9,7 +9,7 @@
 namespace tarn::sim {
 namespace {
 
-constexpr const char* kFooter =
+constexpr const char* kGenericFooter =
     R"(
 
 The scale takes no commands from the line, but for wi120, which sends one frame for each ENQ; the
@@ -45,7 +45,7 @@ void Run(const GenericOptions& options) {
 void AddGenericCommand(CommandLine& line) {
   const auto options = std::make_shared<GenericOptions>();
   Command& command = line.Add("generic", "Scales of other makers with frames of a fixed layout");
-  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Footer(std::string(kLoadScriptHelp) + kGenericFooter);
   command.Group("Fixed layouts");
   command
       .Add("--type", options->type,

@@ -8,6 +8,8 @@
 namespace tarn::sim {
 namespace {
 
+using Key = TerminalCommand::Key;
+
 // Longer than half a swing of the platform, which stands still for a moment at each turning point.
 constexpr double kMotionTime = 350;  // milliseconds
 
@@ -78,7 +80,6 @@ void Indicator::Refresh() {
 
 /// False where the key was refused.
 bool Indicator::Act(const TerminalCommand& command) {
-  using Key = TerminalCommand::Key;
   switch (command.key) {
     case Key::Clear:
       waiting_.reset();

@@ -15,7 +15,6 @@ namespace {
 
 using Words = std::vector<std::string_view>;
 
-constexpr std::string_view kBlanks = " \t\r";
 constexpr std::array<std::pair<std::string_view, double>, 3> kTimeUnits{
     {{"ms", 1}, {"s", 1000}, {"min", 60'000}}};
 
@@ -186,12 +185,6 @@ class Parser {
   bool ended_ = false;
 };
 
-std::string_view Trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
-}
-
 void ParseLine(Parser& parser, std::string_view line, int number) {
   line = line.substr(0, line.find('#'));
   while (!line.empty()) {
@@ -208,6 +201,12 @@ void ParseLine(Parser& parser, std::string_view line, int number) {
 }
 
 }  // namespace
+
+std::string_view Trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+}
 
 LoadScript ParseLoadScript(std::string_view text) {
   if (text.size() > LoadScript::kMaxText) throw UsageError("The load script is longer than 1 MB");

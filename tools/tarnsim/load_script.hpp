@@ -21,6 +21,10 @@
 
 namespace tarn::sim {
 
+inline constexpr std::string_view kBlanks = " \t\r";
+/// Without the blanks at both ends.
+std::string_view Trimmed(std::string_view text);
+
 /// A range of which one value is drawn; both ends equal for a fixed one.
 struct Span {
   double low = 0;

@@ -9,7 +9,7 @@
 namespace tarn::sim {
 namespace {
 
-constexpr const char* kFooter =
+constexpr const char* kMiraFooter =
     R"(
 
 On the line the scale takes SI (weight), SIR (weight, repeatedly), Z (zero), T (tare), TA 12.5 kg
@@ -50,7 +50,7 @@ void Run(const MiraOptions& options) {
 void AddMiraCommand(CommandLine& line) {
   const auto options = std::make_shared<MiraOptions>();
   Command& command = line.Add("mira", "Scales that are asked and commanded in short lines");
-  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Footer(std::string(kLoadScriptHelp) + kMiraFooter);
   command.Group("Commands and replies");
   command
       .Add("--rate", options->rate,

@@ -11,12 +11,12 @@ namespace {
 using Key = TerminalCommand::Key;
 using Outcome = Indicator::Outcome;
 
-constexpr std::uint64_t kStream = 5;  // beside those of the load, the faults and the phase
+constexpr std::uint64_t kMiraStream = 5;  // beside those of the load, the faults and the phase
 constexpr std::size_t kValueWidth = 10;
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kBusy = " I";
 
-std::string_view Trimmed(std::string_view text) {
+std::string_view WithoutSpaces(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   text.remove_suffix(text.size() - (text.find_last_not_of(' ') + 1));
   return text;
@@ -35,7 +35,7 @@ MiraTerminal::MiraTerminal(const Options& options, std::unique_ptr<Indicator> in
                            std::unique_ptr<PacedLine> line)
     : LineTerminal(std::move(indicator), std::move(line)),
       options_(options),
-      random_(options.seed, kStream) {}
+      random_(options.seed, kMiraStream) {}
 
 void MiraTerminal::Receive(std::string_view bytes) {
   for (const char c : bytes) {
@@ -54,7 +54,7 @@ void MiraTerminal::TakeCommand(const std::string& line) {
   const std::string_view name = std::string_view(line).substr(0, end);
   const std::string_view rest =
       end == std::string::npos ? std::string_view() : std::string_view(line).substr(end);
-  std::string answer = random_.Chance(options_.errors) ? "ET" : AnswerTo(name, Trimmed(rest));
+  std::string answer = random_.Chance(options_.errors) ? "ET" : AnswerTo(name, WithoutSpaces(rest));
   if (name == "SIR" && answer.empty())
     repeating_.emplace(options_.repeatPeriod, Now());
   else
@@ -98,7 +98,7 @@ std::string MiraTerminal::Tare() {
 std::string MiraTerminal::PresetTare(std::string_view rest) {
   const auto end = rest.find(' ');
   const std::string_view unit =
-      end == std::string_view::npos ? std::string_view() : Trimmed(rest.substr(end));
+      end == std::string_view::npos ? std::string_view() : WithoutSpaces(rest.substr(end));
   std::string number(rest.substr(0, end));
   std::replace(number.begin(), number.end(), ',', '.');
   const auto value = LocaleNumber(number, ".");

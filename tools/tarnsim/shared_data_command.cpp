@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kTerminalPort = 1701;
 
-constexpr const char* kFooter =
+constexpr const char* kSharedDataFooter =
     R"(
 
 Each terminal has UDP port 1701 of an address of its own: 127.0.0.2, 127.0.0.3 and so on. Start the
@@ -178,7 +178,7 @@ void AddSharedDataCommand(CommandLine& line) {
   const auto options = std::make_shared<SharedDataOptions>();
   Command& command =
       line.Add("shareddata", "Terminals whose variables are read and written over UDP");
-  command.Footer(std::string(kLoadScriptHelp) + kFooter);
+  command.Footer(std::string(kLoadScriptHelp) + kSharedDataFooter);
   AddVariableOptions(command, *options);
   AddTerminalOptions(command, options->common);
   AddReplyFaults(command, *options);

@@ -9,7 +9,8 @@
 namespace tarn::sim {
 namespace {
 
-constexpr std::uint64_t kStream = 6;  // beside those of the load, the lines and the templates
+constexpr std::uint64_t kVariableStream =
+    6;  // beside those of the load, the lines and the templates
 constexpr std::size_t kWeightWidth = 12;
 constexpr std::size_t kUnitsWidth = 3;
 
@@ -38,7 +39,7 @@ std::string Right(std::string text, std::size_t width) {
 
 SharedDataTerminal::SharedDataTerminal(const Options& options, std::unique_ptr<Indicator> indicator)
     : options_(options),
-      random_(options.seed, kStream),
+      random_(options.seed, kVariableStream),
       indicator_(std::move(indicator)),
       nextPrint_(options.printEvery) {
   noteSubscription_ =

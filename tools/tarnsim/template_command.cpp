@@ -12,9 +12,9 @@
 namespace tarn::sim {
 namespace {
 
-constexpr int kTerminalPort = 1749;
+constexpr int kRecordPort = 1749;
 
-constexpr const char* kFooter =
+constexpr const char* kTemplateFooter =
     R"(A record is START FIELD DELIMITER FIELD ... TERMINATOR. Fields: number (of the print), id, gross,
 tare, net, units. Texts may have \r \n \t \b \\ and \xHH in them.
 
@@ -76,7 +76,7 @@ void RunTemplate(TemplateOptions options) {
   }
   if (!options.addresses.empty()) {
     options.common.ports = options.addresses;
-    options.common.tcpPort = kTerminalPort;
+    options.common.tcpPort = kRecordPort;
   }
   TerminalRun run(options.common);
   TemplateTerminal::Options terminal = TerminalOptions(options, run);
@@ -118,7 +118,7 @@ void AddTemplateCommand(CommandLine& line) {
   const auto options = std::make_shared<TemplateOptions>();
   Command& command =
       line.Add("template", "Terminals that print records of fields, by themselves or on demand");
-  command.Footer(kFooter);
+  command.Footer(kTemplateFooter);
   AddRecordOptions(command, *options);
   AddCommonOptions(command, options->common);
   command.Known("--port").Required(false);

@@ -8,7 +8,7 @@
 namespace tarn::sim {
 namespace {
 
-constexpr std::uint64_t kStream = 5;  // beside those of the load, the faults and the phase
+constexpr std::uint64_t kTemplateStream = 5;  // beside those of the load, the faults and the phase
 
 /// True when something that is due every `period` is due; those that were missed are left out.
 bool TakeDue(double& next, double period, double now) {
@@ -23,7 +23,7 @@ TemplateTerminal::TemplateTerminal(const Options& options, std::unique_ptr<Indic
                                    std::unique_ptr<PacedLine> line)
     : LineTerminal(std::move(indicator), std::move(line)),
       options_(options),
-      random_(options.seed, kStream),
+      random_(options.seed, kTemplateStream),
       nextPrint_(options.printEvery),
       nextKeepAlive_(options.keepAlive),
       printSubscription_(Scale().PrintPressed.Subscribe([this] { Print(); })) {}

@@ -19,7 +19,6 @@ using Behaviour = Variable::Behaviour;
 
 constexpr std::size_t kLongestName = 9;
 constexpr std::size_t kLongTextWidth = 13;
-constexpr std::string_view kBlanks = " \t\r";
 
 struct TypeRow {
   std::string_view name;
@@ -121,12 +120,6 @@ double DecodedElement(VariableType type, std::string_view bytes) {
       break;
   }
   return FromLittleEndian<std::uint8_t>(bytes);
-}
-
-std::string_view Trimmed(std::string_view text) {
-  const auto start = text.find_first_not_of(kBlanks);
-  if (start == std::string_view::npos) return {};
-  return text.substr(start, text.find_last_not_of(kBlanks) - start + 1);
 }
 
 std::string_view TakeWord(std::string_view& text) {
