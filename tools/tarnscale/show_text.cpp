@@ -17,7 +17,7 @@ using Place = ScaleKey::Place;
 
 constexpr const char* kNotRestored = "cannot be restored from the file";
 
-/// A slot that cannot be restored is shown too: somebody has to see it.
+/// A slot that cannot be restored is shown too, so that the user learns of it.
 std::vector<int> Shown(const ScaleFile& file, bool all) {
   std::vector<int> numbers;
   for (int number = 1; number <= kScaleCount; ++number) {
