@@ -29,14 +29,14 @@ internal static class Program
         }
         catch (COMException error)
         {
-            // Numbers of Basic are in the low word: 9, an index outside its range.
+            // The low word is the error number of Basic, such as 9 for an index out of range.
             Console.WriteLine($"Scale 33: error {error.HResult & 0xFFFF}, {error.Message}");
         }
 
         double tare = 12.5;
         scale.SetTare(ref tare);
 
-        // The library has a class Timer, too.
+        // The library has a class Timer too.
         var end = new System.Windows.Forms.Timer { Interval = 10000, Enabled = true };
         end.Tick += (sender, arguments) => Application.ExitThread();
         Application.Run();

@@ -1,5 +1,5 @@
 Attribute VB_Name = "ScaleSheet"
-' Two macros for buttons of a sheet: the weight of scale 1 in row 2, until it is stopped.
+' Two macros for buttons of a sheet: one shows the weight of scale 1 in row 2, the other ends that.
 Option Explicit
 
 Private mEvents As ScaleEvents

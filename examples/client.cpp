@@ -1,10 +1,10 @@
-// Follows one scale for some seconds, early bound and with events, and takes its tare: prints its
-// weights, the records of fields that it prints, the counters of a terminal under diagnosis.
+// Follows one scale for some seconds, early bound and with events, and tares it. Prints its
+// weights, the records that the terminal prints, and the counters of a terminal under diagnosis.
 //
 //   client [SCALE [SECONDS]]
 //
-// TarnSclServer.h and TarnSclServer_i.c come out of the build (widl or midl makes them from the
-// IDL); the compiler brings the rest.
+// The build makes TarnSclServer.h and TarnSclServer_i.c from the IDL with widl or midl; everything
+// else comes with the compiler.
 #include <windows.h>
 
 #include <comdef.h>
@@ -80,8 +80,8 @@ void PrintDiagnosis(_TarnScaleDiagData* diagnosis) {
   std::fflush(stdout);
 }
 
-/// Events come as calls of IDispatch::Invoke with the number of the event. The system may hold the
-/// sink longer than the subscription lasts, so its references count.
+/// Events arrive as calls of IDispatch::Invoke with the number of the event. The sink counts its
+/// references, since the system may hold it longer than the subscription lasts.
 class EventSink final : public IDispatch {
  public:
   using Handler = std::function<void(DISPID event)>;
@@ -126,7 +126,7 @@ class EventSink final : public IDispatch {
   std::atomic<ULONG> references_ = 1;
 };
 
-/// The events of an object, until the subscription goes.
+/// Subscribes to the events of an object, for as long as it lives.
 class Events {
  public:
   Events(IUnknown* source, REFIID events, EventSink::Handler handler) {
@@ -157,7 +157,7 @@ void HandleMessages(ULONGLONG milliseconds) {
   }
 }
 
-/// None where the scale is not diagnosed.
+/// Returns null when the scale is not diagnosed.
 _TarnScaleDiagDataPtr DiagnosisOf(_TarnScale* scale) {
   _bstr_t name(L"TarnScaleDiagData");
   IDispatch* data = nullptr;
@@ -212,8 +212,7 @@ int main(int argc, char** argv) {
            argc > 2 ? std::strtoull(argv[2], nullptr, 10) * 1000 : 10000);
     std::puts("End of client");
   } catch (const _com_error& error) {
-    // What failed in the server arrives with its own number: 9 in the low word is an index outside
-    // its range.
+    // The low word is the error number of the server; 9, for example, is an index out of range.
     std::fprintf(stderr, "Error %lu (%08lX)\n", error.Error() & 0xFFFFul,
                  static_cast<unsigned long>(error.Error()));
     status = 1;

@@ -1,4 +1,4 @@
-// Follows the weight of one scale for some seconds and takes its tare.
+// Follows the weight of one scale for some seconds and tares it.
 //
 //   cscript weights.js [SCALE [SECONDS]]
 var number = 1;
@@ -17,7 +17,7 @@ WScript.Echo("Now: " + reading());
 WScript.ConnectObject(scale, "scale_");
 WScript.ConnectObject(weight, "weight_");
 
-scale.T();  // the terminal takes its tare; nothing happens on a one-way connection
+scale.T();  // tares the scale; nothing happens on a one-way connection
 WScript.Sleep(seconds * 1000);
 
 WScript.DisconnectObject(weight);

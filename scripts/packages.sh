@@ -4,6 +4,8 @@
 # so. On other systems it names what to install and ends, unless SKIP_PACKAGES=1 says that all is
 # there under other names.
 
+. scripts/progress.sh
+
 need_packages() {
   [ "${SKIP_PACKAGES:-0}" = 1 ] && return 0
   if ! command -v apt-get >/dev/null 2>&1 || ! command -v dpkg-query >/dev/null 2>&1; then
@@ -31,9 +33,19 @@ TEXT
     as_root=(sudo)
   fi
   echo "Installing with apt: ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  "${as_root[@]}" true # asks for the password here, not in the middle of the progress
+  local log=build/packages.log
+  with_progress "Installing packages" $log install_packages "${missing[@]}" || {
+    tail -n 20 $log >&2
+    exit 1
+  }
+}
+
+# With as_root from need_packages.
+install_packages() {
+  "${as_root[@]}" apt-get update -q &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y -q --no-install-recommends "$@"
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev googletest libbenchmark-dev)

@@ -120,7 +120,7 @@ int CommandLine::Run(std::vector<std::string> arguments) {
   try {
     app_->parse(arguments);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app_->exit(error);  // the help was asked for
+    if (error.get_exit_code() == 0) return app_->exit(error);  // this is --help
     return Explain(error);
   }
   const CLI::App* chosen = app_->get_subcommands().front();

@@ -24,7 +24,7 @@ inline constexpr int kSuccess = 0;
 inline constexpr int kFailed = 1;
 inline constexpr int kWrongUse = 2;
 
-/// One option. Each member narrows it and returns it again.
+/// One option. Each member sets a property of it and returns the same option.
 class Option {
  public:
   explicit Option(CLI::Option& option) : option_(&option) {}
@@ -34,27 +34,27 @@ class Option {
   Option& Range(int least, int most);
   Option& Range(double least, double most);
   Option& OneOf(std::vector<std::string> words);
-  /// The help shows the value that the variable has now.
+  /// The help shows the present value of the variable.
   Option& ShowDefault();
-  /// How the help names the value.
+  /// Sets the name of the value in the help.
   Option& Value(const char* name);
-  /// Each occurrence takes one value, so that what follows it can be something else.
+  /// Each occurrence takes one value only, so that other arguments may follow.
   Option& OneValueEach();
-  /// Not together with that option, which is there already.
+  /// Excludes the other option, which must have been added before.
   Option& Without(const char* other);
 
  private:
   CLI::Option* option_;
 };
 
-/// A command of the tool. The variables that take the values must live until the command ran; they
-/// keep what they hold where an option is not given. A name without dashes takes the value at that
-/// place of the command line.
+/// A command of the tool. The variables that receive the values must outlive the run of the
+/// command; they keep their values when an option is not given. A name without dashes is a
+/// positional argument.
 class Command {
  public:
   explicit Command(CLI::App& app) : app_(&app) {}
 
-  /// What is added from now on stands below this heading in the help.
+  /// The help lists all options that follow under this heading.
   void Group(std::string heading) { group_ = std::move(heading); }
 
   Option Add(const char* name, std::string& value, const char* help);
@@ -65,14 +65,15 @@ class Command {
   Option Add(const char* name, std::optional<double>& value, const char* help);
   Option Add(const char* name, std::vector<std::string>& values, const char* help);
   Option Flag(const char* name, bool& on, const char* help);
-  /// Counts how often it is given.
+  /// Counts how often the flag is given.
   Option Flag(const char* name, int& count, const char* help);
-  /// An option that was added before.
+  /// Returns an option that was added before.
   Option Known(const char* name);
 
-  /// Stands below the options in the help.
+  /// Adds a text below the options in the help.
   void Footer(const std::string& text);
-  /// What the command does; the result is the exit status. It may throw: see CommandLine::Main.
+  /// Sets the work of the command, which returns the exit status. It may throw: see
+  /// CommandLine::Main.
   void OnRun(std::function<int()> run) { run_ = std::move(run); }
 
  private:
@@ -87,7 +88,7 @@ class Command {
   std::function<int()> run_;
 };
 
-/// The whole command line: a name, commands of which one is chosen, a text at the end of the help.
+/// The whole command line: a name and several commands, of which the user chooses one.
 class CommandLine {
  public:
   CommandLine(const char* name, const char* description);
@@ -97,9 +98,9 @@ class CommandLine {
 
   Command& Add(const char* name, const char* description);
 
-  /// Reads the arguments, runs the command that they choose and returns the exit status: the
-  /// command's own, 2 for a UsageError and for arguments that are wrong, 1 for any other exception.
-  /// What is wrong goes to standard error. Help that was asked for goes to standard output.
+  /// Parses the arguments, runs the chosen command and returns its exit status. Returns 2 for wrong
+  /// arguments and for a UsageError, 1 for any other exception, and writes the reason to standard
+  /// error. Help goes to standard output.
   int Main(int argc, const char* const* argv);
 
  private:

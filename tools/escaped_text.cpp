@@ -19,7 +19,7 @@ std::optional<char32_t> HexDigit(char c) {
   return static_cast<char32_t>(position % 16);
 }
 
-/// The character behind a backslash; takes its escape off the text.
+/// Removes the escape after a backslash from the text and returns its character.
 std::optional<char32_t> TakeEscape(std::string_view& text) {
   if (text.empty()) return std::nullopt;
   for (const auto& [letter, character] : kEscapes) {

@@ -1,4 +1,4 @@
-// Texts with characters that no keyboard has, as the tools read and show them:
+// Escapes for control characters in texts that the tools read and show:
 //   \r \n \t \b \\   and \xHH for the character of that number
 #pragma once
 
@@ -10,10 +10,10 @@ namespace tarn {
 
 inline constexpr const char* kEscapesHelp = "a backslash begins \\r, \\n, \\t, \\b, \\\\ or \\xHH";
 
-/// UTF-8 without the escapes; none where a backslash begins no escape.
+/// Returns the UTF-8 text without escapes; nothing when a backslash begins no escape.
 std::optional<std::string> FromEscapes(std::string_view text);
 
-/// Control characters and backslashes escaped, so that FromEscapes gives the text again.
+/// Escapes control characters and backslashes, so that FromEscapes returns the text.
 std::string ToEscapes(std::string_view text);
 
 }  // namespace tarn

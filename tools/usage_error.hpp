@@ -1,12 +1,11 @@
-// What the user asked for cannot be: a wrong argument, a key that does not fit, a script that is
-// not understood.
+// The error for wrong input of the user: an argument, a key, a script.
 #pragma once
 
 #include <stdexcept>
 
 namespace tarn::tool {
 
-/// The text says what to do instead. The program ends with status 2.
+/// The text says what to write instead. Exit status 2.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -8,6 +8,7 @@ Usage: tools_test.py FOLDER_OF_THE_PROGRAMS [unittest arguments]
 import json
 import os
 import pathlib
+import pty
 import re
 import signal
 import subprocess
@@ -26,12 +27,13 @@ class Process:
 
     def __init__(self, program, *arguments, **options):
         self.process = subprocess.Popen(
-            [str(PROGRAMS / program), *map(str, arguments)], stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE, text=True, **options)
+            [str(PROGRAMS / program), *map(str, arguments)], stderr=subprocess.PIPE, text=True,
+            **{"stdout": subprocess.PIPE, **options})
         self.lines, self.errors = [], []
         self.news = threading.Condition()
         self.readers = [threading.Thread(target=self._read, args=pair) for pair in
-                        ((self.process.stdout, self.lines), (self.process.stderr, self.errors))]
+                        ((self.process.stdout, self.lines), (self.process.stderr, self.errors))
+                        if pair[0]]
         for reader in self.readers:
             reader.start()
 
@@ -68,8 +70,8 @@ class Process:
         status = self.process.wait(LIMIT)
         for reader in self.readers:
             reader.join(LIMIT)
-        self.process.stdout.close()
-        self.process.stderr.close()
+        for stream in filter(None, (self.process.stdout, self.process.stderr)):
+            stream.close()
         return status
 
 
@@ -268,6 +270,24 @@ class ToolsTest(unittest.TestCase):
         self.configure(1)
         done = self.run_tool("monitor", self.file, "--for", "3", *self.common, *self.ports(1))
         self.assertIn("net 20.00", done.stdout)
+
+    def test_a_view_draws_what_another_program_receives(self):
+        self.configure(3)
+        screen, terminal = pty.openpty()
+        self.addCleanup(os.close, screen)
+        events = self.folder / "events"
+        os.mkfifo(events)
+        view = self.start("tarnscale", "view", self.file, "--events", events, *self.common,
+                          stdin=terminal, stdout=terminal, env={**os.environ, "TERM": "xterm"})
+        os.close(terminal)
+        drawn = b""
+        with events.open("w") as pipe:
+            print('{"event":"NewWeight","scale":3,"net":"12.50"}\nplain text', file=pipe, flush=True)
+            deadline = time.monotonic() + LIMIT
+            while not (b"12.50" in drawn and b"plain text" in drawn):
+                self.assertLess(time.monotonic(), deadline, drawn)
+                drawn += os.read(screen, 65536)
+        self.assertEqual(view.end(how=0), 0)
 
     def test_a_reader_that_goes_away_ends_the_host(self):
         self.terminal(1)

@@ -1,4 +1,4 @@
-// The monitor over a real server on a host of fakes: what its rows show and what its keys do.
+// The live tables on a host of fakes: the monitor of a server, and the table of others' events.
 #include "tools/tarnscale/monitor_model.hpp"
 
 #include <memory>
@@ -9,6 +9,7 @@
 #include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 #include "tests/tools/scale_tool_fixture.hpp"
+#include "tools/tarnscale/event_table.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -57,23 +58,39 @@ class MonitorModelTest : public ScaleToolFixture {
 
 TEST_F(MonitorModelTest, ARowFollowsItsScale) {
   SetSerial(4, {"alias=Line 4", "port=7"});
+  SetSerial(5, {"port=5", "protocol=generic", "type=fairbanks"});
   Start();
-  ASSERT_EQ(model->RowCount(), 1U);
+  ASSERT_EQ(model->RowCount(), 2U);
   for (int i = 0; i < 10; ++i) {
     Port(4).Deliver(Frame(kMotion));
+    Port(5).Deliver("   12.50 kg   \r\n");
     host.loop.Advance(100);
   }
   const MonitorRow row = Row();
   EXPECT_EQ(row.number, 4);
-  EXPECT_EQ(row.alias, "Line 4");
-  EXPECT_EQ(row.connection, "COM7 9600,e,7,2");
-  EXPECT_EQ(row.protocol, "continuous standard");
+  EXPECT_EQ(row.alias + ", " + row.connection + ", " + row.protocol,
+            "Line 4, COM7 9600,e,7,2, continuous standard");
   EXPECT_EQ(row.reading.gross, "12.34");
   EXPECT_TRUE(row.reading.motion);
   EXPECT_TRUE(row.activityLed);
   EXPECT_EQ(row.condition, "");
-  // Ten frames in a second: what the watchdog told meanwhile is none of them.
-  EXPECT_DOUBLE_EQ(row.readingsPerSecond, 10);
+  EXPECT_DOUBLE_EQ(row.readingsPerSecond, 10) << "without the reports of the watchdog";
+  EXPECT_EQ(Row(1).reading.net, "12.50") << "though every frame ends with no data";
+  EXPECT_FALSE(Row(1).reading.noData);
+
+  Port(4).Deliver(Frame());
+  host.loop.Advance(1000);
+  EXPECT_TRUE(Row().activityLed);
+  host.loop.Advance(5000);  // silence
+  for (std::size_t i = 0; i < 2; ++i) {
+    const MonitorRow silent = Row(i);
+    EXPECT_TRUE(silent.reading.noData);
+    EXPECT_TRUE(silent.errorLed);
+    EXPECT_DOUBLE_EQ(silent.readingsPerSecond, 0);
+  }
+  EXPECT_THAT(Events(), testing::ElementsAre(HasSubstr("Line 4): status steady"),
+                                             HasSubstr("Line 4): status no-data"),
+                                             HasSubstr("Scale5): status no-data")));
 }
 
 TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
@@ -92,17 +109,6 @@ TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
   host.loop.Advance(1000);
   EXPECT_THAT(Events().back(), EndsWith("record not complete in time"));
   EXPECT_TRUE(Row(0).errorLed);
-}
-
-TEST_F(MonitorModelTest, SilenceAndChangesOfStateBecomeEventsOnce) {
-  SetSerial(1, {"alias=A"});
-  Start();
-  Port(1).Deliver(Frame(kMotion));
-  Port(1).Deliver(Frame());
-  host.loop.Advance(5000);
-  EXPECT_TRUE(Row().reading.noData);
-  EXPECT_TRUE(Row().errorLed);
-  EXPECT_THAT(Events(), testing::ElementsAre(HasSubstr("steady"), HasSubstr("no-data")));
 }
 
 TEST_F(MonitorModelTest, KeysReachTheTerminalOfTheSelectedScale) {
@@ -192,6 +198,41 @@ TEST_F(MonitorModelTest, SelectionStaysInTheTableAlsoInAnEmptyOne) {
   EXPECT_EQ(model->RowCount(), 0U);
   EXPECT_TRUE(Press("zspredjk"));
   EXPECT_THAT(Events(), IsEmpty());
+}
+
+TEST_F(MonitorModelTest, ATableShowsTheEventsOfOtherPrograms) {
+  Set(3, {"alias=Line 3", "connection=serial", "protocol=mira"});
+  ScaleFile file(host, kFile);
+  file.Load();
+  EventTable table(host.loop, file, "others", [] { return WallTime(); });
+  const auto row = [&table] { return table.Snapshot().rows.at(0); };
+  EXPECT_EQ(row().alias + ", " + row().protocol + ", " + row().condition,
+            "Line 3, mira sir, no event yet");
+  host.loop.Advance(5000);
+  table.Snapshot();
+  const std::string begin = R"({"scale":3,"event":)";
+  for (int i = 0; i < 10; ++i) table.HandleLine(begin + R"("NewWeight","net":"1.5"})");
+  table.HandleLine(begin + R"("StatusChange","net":"Error"})");  // behind a weight it says nothing
+  table.HandleLine(begin + R"("NewStatus","activityLED":true})");
+  host.loop.Advance(1000);
+  EXPECT_EQ(row().reading.net + row().condition, "1.5");
+  EXPECT_TRUE(row().activityLed);
+  EXPECT_DOUBLE_EQ(row().readingsPerSecond, 10);
+  host.loop.Advance(1000);
+  table.HandleLine(begin + R"("NewWeight","net":"Error"})");
+  EXPECT_EQ(row().reading.net, "Error");
+  for (const char* line : {R"("PrintRecord","net":"7"})", R"("NewDataReady","fields":[]})"}) {
+    table.HandleLine(begin + line);
+  }
+  table.HandleLine(R"({"scale":4,"event":"NewWeight","net":"2"})");
+  table.HandleLine("a text");
+  table.HandleLine("");
+  EXPECT_THAT(table.Snapshot().events,
+              testing::ElementsAre(HasSubstr("print gross - tare - net 7"), HasSubstr("record"),
+                                   HasSubstr("scale 4: weight"), EndsWith("  a text")));
+  EXPECT_TRUE(table.HandleKey(Key::Down, 0));
+  EXPECT_TRUE(table.HandleKey(Key::Character, 'x'));
+  EXPECT_FALSE(table.HandleKey(Key::Character, 'q'));
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <future>
-#include <mutex>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "platform/line_writer.hpp"
@@ -18,6 +16,7 @@ namespace {
 
 using Kind = ScaleEvent::Kind;
 using testing::EndsWith;
+using testing::HasSubstr;
 using namespace std::chrono_literals;
 
 ScaleEvent Sample(Kind kind) {
@@ -28,6 +27,9 @@ ScaleEvent Sample(Kind kind) {
   event.alias = "Line 3";
   event.reading = {"133.4", "10.0", "123.4", "kg", 133.4, 10, 123.4};
   event.reading.motion = event.reading.inNetMode = true;
+  event.fields = {{"Id", "A\x1b"}, {"Id", ""}};
+  event.message = "bad \xFF bytes\n\"";
+  event.style = 48;
   return event;
 }
 
@@ -37,54 +39,56 @@ TEST(ScaleEventText, NeverSendsATerminalWhatATextHides) {
   event.reading.units = "k\ng";
   EXPECT_EQ(EventWords(event),
             "scale 3 (a?[2J???m): weight gross 133.4 tare 10.0 net 123.4 k?g (motion net)");
+  event.alias = "";
   event.kind = Kind::StatusChange;
   event.reading = {.atZero = true, .outOfRange = true, .noData = true};
-  EXPECT_THAT(EventWords(event), EndsWith("gross - tare - net - (no-data range zero)"));
+  EXPECT_EQ(EventWords(event), "scale 3: status gross - tare - net - (no-data range zero)");
+  event.kind = Kind::NewDataReady;
+  EXPECT_EQ(EventWords(event), "scale 3: record Id=A?, Id=");
   event.kind = Kind::StartFailure;
-  event.message = "\x1b[2J";
-  EXPECT_THAT(EventWords(event), EndsWith("not started: ?[2J"));
-}
-
-TEST(ScaleEventJson, HasTheNamesOfThePublishedMembers) {
-  ScaleEvent info = Sample(Kind::InfoMessage);
-  info.scale = 0;
-  info.message = "Can't open";
-  info.style = 48;
-  const std::string begin = R"({"time":"2024-06-01T12:34:56.007Z","event":)";
-  const std::string scale = R"("scale":3,"alias":"Line 3",)";
-  const std::string weights = R"("gross":"133.4","tare":"10.0","net":"123.4","units":"kg",)"
-                              R"("grossValue":133.4,"tareValue":10.0,"netValue":123.4)";
-  EXPECT_EQ(EventJson(Sample(Kind::NewWeight)),
-            begin + R"("NewWeight",)" + scale + weights +
-                R"(,"motion":true,"atZero":false,"outOfRange":false,"inNetMode":true,)"
-                R"("noDataError":false})");
-  EXPECT_EQ(EventJson(Sample(Kind::PrintRecord)),
-            begin + R"("PrintRecord",)" + scale + weights + "}");
-  EXPECT_EQ(EventJson(Sample(Kind::NewStatus)),
-            begin + R"("NewStatus",)" + scale + R"("activityLED":false,"errorLED":false})");
-  ScaleEvent record = Sample(Kind::NewDataReady);
-  record.fields = {{"Id", "A\x1b"}, {"Id", ""}};
-  EXPECT_EQ(EventJson(record), begin + R"("NewDataReady",)" + scale +
-                                   R"("fields":[{"name":"Id","value":"A\u001b"},)"
-                                   R"({"name":"Id","value":""}]})");
-  EXPECT_EQ(EventWords(record), "scale 3 (Line 3): record Id=A?, Id=");
-  EXPECT_EQ(EventJson(info), begin + R"("InfoMessage","message":"Can't open","style":48})");
-}
-
-TEST(ScaleEventJson, StaysOneLineOfValidJsonWhateverTheTexts) {
-  ScaleEvent event = Sample(Kind::UpdateWeight);
-  event.alias = "bad \xFF bytes\n\"";
-  const std::string line = EventJson(event);
-  EXPECT_EQ(line.find('\n'), std::string::npos);
-  EXPECT_EQ(nlohmann::json::parse(line)["alias"], "bad \uFFFD bytes\n\"");
-}
-
-TEST(ScaleEventTimes, KeepTheirMilliseconds) {
+  EXPECT_THAT(EventWords(event), HasSubstr("scale 3: not started: bad"));
+  EXPECT_EQ(EventWords(event).find('\n'), std::string::npos);
   EXPECT_EQ(UtcText(WallTime(-1ms)), "1969-12-31T23:59:59.999Z");
   EXPECT_THAT(LocalText(WallTime(1'717'245'296s + 89ms)), EndsWith(".089"));
 }
 
-/// A reader that takes nothing until it is told to.
+TEST(ScaleEventJson, HasTheNamesOfThePublishedMembersAndCanBeReadBack) {
+  const std::string weights = R"("gross":"133.4","tare":"10.0","net":"123.4","units":"kg",)"
+                              R"("grossValue":133.4,"tareValue":10.0,"netValue":123.4)";
+  const struct {
+    Kind kind;
+    std::string name;
+    std::string members;
+  } cases[] = {{Kind::NewWeight, "NewWeight",
+                weights + R"(,"motion":true,"atZero":false,"outOfRange":false,"inNetMode":true,)"
+                          R"("noDataError":false,)"},
+               {Kind::PrintRecord, "PrintRecord", weights + ","},
+               {Kind::NewStatus, "NewStatus", R"("activityLED":false,"errorLED":false,)"},
+               {Kind::NewDataReady, "NewDataReady",
+                R"("fields":[{"name":"Id","value":"A\u001b"},{"name":"Id","value":""}],)"},
+               {Kind::TimeoutError, "TimeoutError", ""}};
+  for (const auto& c : cases) {
+    const std::string line = EventJson(Sample(c.kind));
+    EXPECT_EQ(line, R"({"time":"2024-06-01T12:34:56.007Z","event":")" + c.name +
+                        R"(","scale":3,"alias":"Line 3",)" + c.members +
+                        "\"message\":\"bad \uFFFD bytes\\n\\\"\"}");
+    auto read = EventOfJson(line);
+    ASSERT_TRUE(read) << line;
+    read->time = Sample(c.kind).time;
+    EXPECT_EQ(EventJson(*read), line);
+  }
+  ScaleEvent info = Sample(Kind::InfoMessage);
+  info.scale = 0;
+  EXPECT_THAT(EventJson(info), HasSubstr(R"("event":"InfoMessage","message":"bad)"));
+  EXPECT_THAT(EventJson(info), EndsWith(R"(,"style":48})"));
+  for (const char* wrong :
+       {"", "a text", "[]", "{", "{}", R"({"event":"X"})", R"({"event":"Lost","scale":"3"})",
+        R"({"event":"NewDataReady","fields":[{"name":"Id"}]})"}) {
+    EXPECT_FALSE(EventOfJson(wrong)) << wrong;
+  }
+}
+
+/// A reader that takes nothing; the test takes what waits.
 struct SlowReader {
   EventOutput::TryWrite Function() {
     return [this](std::string_view bytes, std::size_t bound) {
@@ -96,57 +100,47 @@ struct SlowReader {
   std::string waiting;
 };
 
-TEST(EventOutput, ASlowReaderLosesReadingsFirstAndIsToldHowManyOnce) {
+TEST(EventOutput, ASlowReaderLosesReadingsFirstAndLearnsHowManyOnce) {
   SlowReader reader;
   EventOutput output(true, reader.Function());
   const ScaleEvent reading = Sample(Kind::NewWeight);
-  const std::size_t length = EventJson(reading).size() + 1;
-  const std::size_t room = EventOutput::kReadingBound / length;
+  const std::string line = EventJson(reading) + "\n";
+  const std::size_t room = EventOutput::kReadingBound / line.size();
   for (std::size_t i = 0; i < room + 5; ++i) output.Write(reading);
-  EXPECT_EQ(reader.waiting.size(), room * length);
+  EXPECT_EQ(reader.waiting.size(), room * line.size());
   output.Write(Sample(Kind::PrintRecord));
-  EXPECT_THAT(reader.waiting, testing::HasSubstr("PrintRecord"));
+  EXPECT_THAT(reader.waiting, HasSubstr("PrintRecord"));
 
   // A little room is not enough to go on: a line would say so again and again.
-  reader.waiting.resize(EventOutput::kReadingBound - 2 * length);
+  reader.waiting.resize(EventOutput::kReadingBound - 2 * line.size());
   output.Write(reading);
-  EXPECT_EQ(reader.waiting.size(), EventOutput::kReadingBound - 2 * length);
-
+  EXPECT_EQ(reader.waiting.size(), EventOutput::kReadingBound - 2 * line.size());
   reader.waiting.clear();
-  output.Write(reading);
-  output.Write(reading);
-  const std::string readings = EventJson(reading) + "\n" + EventJson(reading) + "\n";
-  EXPECT_THAT(reader.waiting, EndsWith(R"("Lost","readings":6,"events":0})"
-                                       "\n" +
-                                       readings));
+  for (int i = 0; i < 2; ++i) output.Write(reading);
+  EXPECT_THAT(reader.waiting, EndsWith("\"Lost\",\"readings\":6,\"events\":0}\n" + line + line));
   EXPECT_EQ(std::count(reader.waiting.begin(), reader.waiting.end(), '\n'), 3);
-}
 
-TEST(EventOutput, WhatWaitsIsBoundedForEventsToo) {
-  SlowReader reader;
-  EventOutput output(false, reader.Function());
+  // Other events are bounded too.
+  reader.waiting.clear();
   ScaleEvent info = Sample(Kind::InfoMessage);
   info.message = std::string(EventOutput::kEventBound / 4, 'x');
   for (int i = 0; i < 6; ++i) output.Write(info);
   EXPECT_LE(reader.waiting.size(), EventOutput::kEventBound);
   reader.waiting.clear();
-  for (int i = 0; i < 2; ++i) output.TellLost(info.time);
-  EXPECT_THAT(reader.waiting, testing::HasSubstr("lost 0 readings and 3 other events"));
+  for (int i = 0; i < 2; ++i) output.ReportLost(info.time);
+  EXPECT_THAT(reader.waiting, EndsWith("\"Lost\",\"readings\":0,\"events\":3}\n"));
   EXPECT_EQ(std::count(reader.waiting.begin(), reader.waiting.end(), '\n'), 1);
 }
 
 TEST(LineWriter, GoesOnWhileTheReaderHangsAndWritesEverythingInOrder) {
   std::promise<void> begun;
   std::promise<void> released;
-  std::mutex mutex;
   std::string written;
   LineWriter writer([&, first = true](std::string_view bytes) mutable {
-    if (first) {
+    if (std::exchange(first, false)) {
       begun.set_value();
       released.get_future().wait();
     }
-    first = false;
-    const std::lock_guard lock(mutex);
     written += bytes;
   });
   EXPECT_TRUE(writer.IsIdle());
@@ -159,7 +153,6 @@ TEST(LineWriter, GoesOnWhileTheReaderHangsAndWritesEverythingInOrder) {
   released.set_value();
   EXPECT_TRUE(writer.TryWrite("three", 16));
   ASSERT_TRUE(writer.Finish(60s));
-  const std::lock_guard lock(mutex);
   EXPECT_EQ(written, "one two three");
 }
 

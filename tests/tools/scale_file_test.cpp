@@ -13,6 +13,7 @@ namespace {
 
 using Json = nlohmann::json;
 using testing::HasSubstr;
+using testing::ThrowsMessage;
 
 /// An object of a class that this version does not have.
 class Stranger final : public Persistable {
@@ -22,12 +23,6 @@ class Stranger final : public Persistable {
 
 class ScaleFileTest : public ScaleToolFixture {
  protected:
-  /// A file whose scale 5 cannot be restored.
-  void WriteStrangeFile() {
-    PropertyBag bag;
-    bag.WriteObject("Scale5", Stranger());
-    WriteSettingsFile(host.files, kFile, bag);
-  }
   std::string Shown(bool all = false) {
     ScaleFile file(host, kFile);
     file.Load();
@@ -36,96 +31,70 @@ class ScaleFileTest : public ScaleToolFixture {
   Json ShownJson(bool all = false) {
     ScaleFile file(host, kFile);
     file.Load();
-    return Json::parse(ShowJson(file, all));
+    return Json::parse(ShowJson(file, all))["scales"];
   }
 };
 
-TEST_F(ScaleFileTest, ANewFileHoldsAllScalesWithTheirNames) {
-  Set(2, {"alias=Line 2", "rate=4"});
+TEST_F(ScaleFileTest, AScaleIsConfiguredWhenAnySettingDiffersFromANewOne) {
+  int number = 1;
+  for (const char* setting : {"alias=Line 2", "enabled=yes", "rate=4", "timeout=700",
+                              "connection=serial", "protocol=mira", "enabled=no"}) {
+    Set(++number, {setting});
+  }
   ScaleFile file(host, kFile);
   file.Load();
-  EXPECT_EQ(file.Scale(1).AliasName(), "Scale1");
   EXPECT_EQ(file.Scale(2).AliasName(), "Line 2");
-  EXPECT_EQ(file.Scale(2).UpdateRate(), 4);
   EXPECT_EQ(file.Scale(32).AliasName(), "Scale32");
-  EXPECT_FALSE(IsConfigured(file.Scale(1), 1));
-  EXPECT_TRUE(IsConfigured(file.Scale(2), 2));
-}
-
-TEST_F(ScaleFileTest, AMissingFileSaysHowToMakeOne) {
-  ScaleFile file(host, "my plant.scl");
-  EXPECT_THAT(ErrorText<Failure>([&] { file.Load(); }),
-              HasSubstr("no settings file 'my plant.scl': create one with: "
-                        "tarnscale set \"my plant.scl\" 1 alias="));
-  EXPECT_TRUE(host.files.contents.empty());
-}
-
-TEST_F(ScaleFileTest, AFileThatIsNoneIsNeverTakenForANewOne) {
-  host.files.contents[kFile] = "something else";
-  ScaleFile file(host, kFile);
-  EXPECT_THAT(ErrorText<Failure>([&] { file.LoadOrNew(); }), HasSubstr("Not a settings file"));
-}
-
-TEST_F(ScaleFileTest, AnEntryThatCannotBeRestoredIsNeverOverwritten) {
-  WriteStrangeFile();
-  const std::string before = host.files.contents[kFile];
-  EXPECT_THAT(ErrorText<Failure>([&] { Set(1, {"alias=x"}); }),
-              HasSubstr("scale 5 of 'plant.scl' cannot be restored"));
-  EXPECT_THAT(ErrorText<Failure>([&] { Set(5, {"alias=x"}); }), HasSubstr("scale 5"));
-  EXPECT_EQ(host.files.contents[kFile], before);
-}
-
-TEST_F(ScaleFileTest, AFailureToWriteIsToldWithTheName) {
-  host.files.failWrite.emplace(kFile, AutomationError(ErrorNumber::DiskFull, "The disk is full"));
-  EXPECT_EQ(ErrorText<Failure>([&] { Set(1, {"alias=x"}); }),
-            "cannot write the settings file 'plant.scl': The disk is full");
-}
-
-TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
-  Set(3, {"alias=Line \x1b[2J3", "connection=serial", "port=2", "bidirectional=yes",
-          "protocol=continuous", "type=short", "enabled=yes"});
-  EXPECT_EQ(Shown(),
-            "scale 3: COM2 9600,e,7,2, continuous short\n"
-            "  alias=\"Line ?[2J3\"\n"
-            "  enabled=yes\n"
-            "  rate=10\n"
-            "  timeout=0\n"
-            "  connection=serial\n"
-            "  port=2\n"
-            "  baud=9600\n"
-            "  parity=even\n"
-            "  databits=7\n"
-            "  stopbits=2\n"
-            "  bidirectional=yes\n"
-            "  reconnect=no\n"
-            "  protocol=continuous\n"
-            "  type=TarnContinuousShort\n");
-}
-
-TEST_F(ScaleFileTest, ShowJsonNestsConnectionAndProtocol) {
-  Set(3, {"connection=serial", "stopbits=1.5", "protocol=continuous", "rate=0.5"});
-  const Json expected = Json::parse(R"({"file": "plant.scl", "scales": [{
-      "scale": 3, "alias": "Scale3", "enabled": false, "rate": 0.5, "timeout": 0,
-      "connection": {"class": "SerialConnection", "port": 1, "baud": 9600, "parity": "even",
-                     "databits": 7, "stopbits": 1.5, "bidirectional": false,
-                     "reconnect": false},
-      "protocol": {"class": "TarnContinuousProtocol", "type": "TarnContinuousStandard"}}]})");
-  EXPECT_EQ(ShownJson(), expected);
-  EXPECT_TRUE(ShownJson()["scales"][0]["connection"]["baud"].is_number_integer());
-}
-
-TEST_F(ScaleFileTest, ShowLeavesOutWhatIsNotConfiguredUnlessAskedForAll) {
-  Set(1, {"enabled=no"});
-  EXPECT_THAT(Shown(), HasSubstr("no scale of 'plant.scl' is configured"));
-  EXPECT_TRUE(ShownJson()["scales"].empty());
-  EXPECT_EQ(ShownJson(true)["scales"].size(), 32U);
+  for (int i = 1; i <= 32; ++i) EXPECT_EQ(IsConfigured(file.Scale(i), i), i >= 2 && i <= 7) << i;
+  EXPECT_EQ(ShownJson().size(), 6U);
+  EXPECT_EQ(ShownJson(true).size(), 32U);
   EXPECT_THAT(Shown(true), HasSubstr("scale 32: none, none\n  alias=Scale32\n"));
 }
 
-TEST_F(ScaleFileTest, ShowNamesAScaleThatCannotBeRestored) {
-  WriteStrangeFile();
+TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
+  ScaleFile missing(host, "my plant.scl");
+  EXPECT_THAT([&] { missing.Load(); },
+              ThrowsMessage<Failure>(HasSubstr("no settings file 'my plant.scl': create one with: "
+                                               "tarnscale set \"my plant.scl\" 1 alias=")));
+  EXPECT_TRUE(host.files.contents.empty());
+  host.files.contents[kFile] = "something else";
+  EXPECT_THAT([&] { Set(1, {"alias=x"}); },
+              ThrowsMessage<Failure>(HasSubstr("Not a settings file")));
+
+  PropertyBag bag;
+  bag.WriteObject("Scale5", Stranger());
+  WriteSettingsFile(host.files, kFile, bag);
+  const std::string before = host.files.contents[kFile];
+  for (const int number : {1, 5}) {
+    EXPECT_THAT([&] { Set(number, {"alias=x"}); },
+                ThrowsMessage<Failure>(HasSubstr("scale 5 of 'plant.scl' cannot be restored")));
+  }
+  EXPECT_EQ(host.files.contents[kFile], before);
   EXPECT_EQ(Shown(), "scale 5: cannot be restored from the file\n");
-  EXPECT_TRUE(ShownJson()["scales"][0].contains("error"));
+  EXPECT_TRUE(ShownJson()[0].contains("error"));
+
+  host.files.contents.clear();
+  host.files.failWrite.emplace(kFile, AutomationError(ErrorNumber::DiskFull, "The disk is full"));
+  EXPECT_THAT([&] { Set(1, {"alias=x"}); },
+              ThrowsMessage<Failure>(HasSubstr("file 'plant.scl': The disk is full")));
+}
+
+TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
+  Set(1, {"enabled=no"});
+  EXPECT_THAT(Shown(), HasSubstr("no scale of 'plant.scl' is configured"));
+  Set(3, {"alias=Line \x1b[2J3", "connection=serial", "port=2", "stopbits=1.5", "rate=0.5",
+          "protocol=continuous", "type=short"});
+  EXPECT_EQ(Shown(),
+            "scale 3: COM2 9600,e,7,1.5, continuous short\n  alias=\"Line ?[2J3\"\n  enabled=no\n"
+            "  rate=0.5\n  timeout=0\n  connection=serial\n  port=2\n  baud=9600\n  parity=even\n"
+            "  databits=7\n  stopbits=1.5\n  bidirectional=no\n  reconnect=no\n"
+            "  protocol=continuous\n  type=TarnContinuousShort\n");
+  EXPECT_EQ(ShownJson()[0].dump(),
+            R"({"alias":"Line \u001b[2J3","connection":{"baud":9600,"bidirectional":false,)"
+            R"("class":"SerialConnection","databits":7,"parity":"even","port":2,)"
+            R"("reconnect":false,"stopbits":1.5},"enabled":false,"protocol":{"class":)"
+            R"("TarnContinuousProtocol","type":"TarnContinuousShort"},"rate":0.5,"scale":3,)"
+            R"("timeout":0})");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
-#include <string>
 #include <string_view>
 
 #include "tests/fakes/fake_host.hpp"
@@ -14,17 +13,6 @@
 #include "tools/tarnscale/scale_keys.hpp"
 
 namespace tarn::tool {
-
-/// The text of the error of a kind that a call throws; empty when it throws none of it.
-template <class Error, class Call>
-std::string ErrorText(Call call) {
-  try {
-    call();
-  } catch (const Error& error) {
-    return error.what();
-  }
-  return {};
-}
 
 class ScaleToolFixture : public testing::Test {
  protected:

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "tests/support/shared_data.hpp"
+#include "tests/support/fake_terminal.hpp"
 #include "tools/tarnsim/load_script.hpp"
 #include "tools/tarnsim/shared_data_terminal.hpp"
 #include "tools/tarnsim/usage_error.hpp"
@@ -39,8 +39,7 @@ TEST(VariableTable, ValuesAreEncodedByTheirType) {
       {"chararray 3 = \"\"", "000000"},
       {"bytearray 4 = 1 0 255", "0100ff00"},
       {"longarray 2 = -1", "ffffffff00000000"},
-      {"longtext 2 = 42 -7", "20202020202020202020343200 20202020202020202020 2d3700"},
-  };
+      {"longtext 2 = 42 -7", "20202020202020202020343200 20202020202020202020 2d3700"}};
   for (const auto& [declaration, digits] : cases) {
     Variable variable = VariableOf(declaration);
     const std::string bytes = variable.Bytes(0);
@@ -66,16 +65,31 @@ TEST(VariableTable, ValuesLiveByTheirBehaviour) {
   EXPECT_EQ(fixed.Bytes(0), "\x07");
 }
 
-TEST(VariableTable, WhatIsWrongIsToldWithItsLine) {
-  std::istringstream wrongs(
-      "x|x bits|x byte 2|x string|x string 0|x string 1401|x longtext 108|x longarray 1.5|"
-      "x long = one|x long = 1 2|x string 2 = \"abc\"|= 5|0123456789 bit|x : live|x : live load|"
-      "x bit : live net|x : press X|x long : count 1|x long : count 1 every 0s|x bit : after 1s 2 "
-      "3|"
-      "x bit : silent 1|x : fixed");
-  for (std::string wrong; std::getline(wrongs, wrong, '|');) {
+TEST(VariableTable, AWrongLineIsNamed) {
+  for (const char* wrong : {"x",
+                            "x bits",
+                            "x byte 2",
+                            "x string",
+                            "x string 0",
+                            "x string 1401",
+                            "x longtext 108",
+                            "x longarray 1.5",
+                            "x long = one",
+                            "x long = 1 2",
+                            "x string 2 = \"abc\"",
+                            "= 5",
+                            "0123456789 bit",
+                            "x : live",
+                            "x : live load",
+                            "x bit : live net",
+                            "x : press X",
+                            "x long : count 1",
+                            "x long : count 1 every 0s",
+                            "x bit : after 1s 2 3",
+                            "x bit : silent 1",
+                            "x : fixed"}) {
     VariableTable table;
-    EXPECT_THAT([&] { AddVariables(table, "# one\n\ny bit\n" + wrong); },
+    EXPECT_THAT([&] { AddVariables(table, std::string("# one\n\ny bit\n") + wrong); },
                 testing::ThrowsMessage<UsageError>(testing::StartsWith("Variable table, line 4: ")))
         << wrong;
   }
@@ -90,7 +104,8 @@ class SharedDataTerminals : public testing::Test {
  protected:
   void Start(const ReplyFaults& faults = {}) {
     SharedDataTerminal::Options options;
-    AddVariables(options.table, ScaleVariables('b') + "pcl01 long = 5\nquiet bit : silent\n");
+    AddVariables(options.table,
+                 ScaleVariables('b') + "pcl01 long = 5\npcl02 long = 5\nquiet bit : silent\n");
     options.graduation = MakeGraduation(100, 0.01, {});
     options.faults = faults;
     terminal = std::make_unique<SharedDataTerminal>(
@@ -124,9 +139,6 @@ class SharedDataTerminals : public testing::Test {
     EXPECT_EQ(answers[0][26], 77);
     return answers[0].substr(29);
   }
-  std::string Write(const std::string& name, const std::string& data) {
-    return Ask(name, 0x10, data);
-  }
 
   std::unique_ptr<SharedDataTerminal> terminal;
   std::vector<std::string> answers;
@@ -136,66 +148,78 @@ class SharedDataTerminals : public testing::Test {
 
 TEST_F(SharedDataTerminals, AnswersReadsAndWritesOfItsVariables) {
   Start();
+  const auto write = [this](const char* name, const std::string& data) {
+    EXPECT_EQ(Ask(name, 0x10, data), "") << name;
+  };
   EXPECT_EQ(Ask("_sbfl"), "\x00\x02\x00"s);
-  EXPECT_EQ(Ask("wt201"), "       12.50\0"s);
-  EXPECT_EQ(Ask("wt203"), "kg \0"s);
-  EXPECT_EQ(Write("bas13", Hex("0000000000000440")), "");  // 2.5
+  EXPECT_EQ(Ask("wt201") + Ask("wt203"), "       12.50\0kg \0"s);
+  write("bas13", Hex("0000000000000440"));  // 2.5
+  write("bas13", Hex("000000000000f87f"));  // no number
+  write("bas13", "short");
   EXPECT_EQ(Ask("ws202") + Ask("wt202"), "        2.50\0       10.00\0"s);
-  EXPECT_EQ(Write("t_6a1", "0"), "");
+  write("t_6a1", "0");
   EXPECT_EQ(Ask("ws202"), "        2.50\0"s);
-  EXPECT_EQ(Write("t_6a1", "1"), "");
+  write("t_6a1", "1");
   EXPECT_EQ(Ask("ws202"), "        0.00\0"s);
-  EXPECT_EQ(Write("t_6a2", "\x01"), "");  // print shows in two reads
+  write("t_6a2", "\x01");  // print shows in two reads
   for (const int second : {0x12, 0x12, 0x02}) EXPECT_EQ(Ask("_sbfl")[1], second);
-  EXPECT_EQ(Write("pcl01", Hex("07000000")), "");
+  write("pcl01", Hex("07000000"));
   EXPECT_EQ(Ask("pcl01"), Hex("07000000"));
   for (const char* name : {"quiet", "nosuch", ""}) EXPECT_EQ(Ask(name), "0 replies") << name;
   EXPECT_EQ(Ask("pcl01", 0x30), "0 replies");
-  Write("bas13", "short");
-  Write("bas13", Hex("000000000000f07f"));  // infinite
-  EXPECT_EQ(Ask("ws202"), "        0.00\0"s);
 }
 
 TEST_F(SharedDataTerminals, SpoilsItsRepliesOnRequest) {
-  Start({.lost = 1});
-  EXPECT_EQ(Ask("pcl01"), "0 replies");
-  Start({.doubled = 1});
-  EXPECT_EQ(Ask("pcl01"), "2 replies");
-  EXPECT_EQ(answers[0], answers[1]);
-  Start({.foreign = 1});
-  EXPECT_EQ(Ask("pcl01"), "2 replies");
-  EXPECT_EQ(answers[0].substr(4, 9), "/zz/other");
-  Start({.late = 1, .lateBy = 300});
-  EXPECT_EQ(Ask("pcl01"), "0 replies");
-  Wait(290);
-  EXPECT_TRUE(answers.empty());
-  Wait(10);
-  EXPECT_EQ(answers.size(), 1U);
+  const std::string good = Hex("05000000");
   Start({.silent = {1000, 500}});
   EXPECT_EQ(Ask("pcl01"), "0 replies");
   Wait(500);
-  EXPECT_EQ(Ask("pcl01"), Hex("05000000"));
+  EXPECT_EQ(Ask("pcl01"), good);
+  const struct {
+    ReplyFaults faults;
+    std::size_t atOnce;
+    std::size_t later;  ///< within 300 ms
+  } cases[] = {{{.lost = 1}, 0, 0},
+               {{.doubled = 1}, 2, 2},
+               {{.late = 1, .lateBy = 300}, 0, 1},
+               {{.foreign = 1}, 2, 2},
+               {{.joined = 1}, 0, 1}};
+  for (const auto& c : cases) {
+    Start(c.faults);
+    Send("pcl01", 0x20, "");
+    EXPECT_EQ(answers.size(), c.atOnce);
+    Wait(290);
+    EXPECT_TRUE(answers.empty() || c.faults.late == 0);
+    Wait(10);
+    ASSERT_EQ(answers.size(), c.later);
+    EXPECT_EQ(answers.empty() ? good : answers.back().substr(29), good);
+    EXPECT_EQ(answers.size() == 2 && answers[0] != answers[1], c.faults.foreign > 0);
+    EXPECT_TRUE(c.faults.foreign == 0 || answers[0].substr(4, 4) == "/zz/");
+  }
+}
 
-  Start({.joined = 1});  // nothing follows: it goes out by itself
-  EXPECT_EQ(Ask("pcl01"), "0 replies");
-  Wait(100);
-  EXPECT_EQ(answers.size(), 1U);
-
-  // By chance: held back behind, or in front of, the reply that follows; cut, or noise.
-  Start({.reordered = 0.5});
-  bool reordered = false;
-  for (int i = 0; i < 40; ++i) reordered |= Ask("pcl01") == "2 replies";
-  EXPECT_TRUE(reordered);
-  Start({.joined = 0.5});
-  bool joined = false;
-  for (int i = 0; i < 40; ++i) joined |= Ask("pcl01").size() >= 2 * 4 + 29;
-  EXPECT_TRUE(joined);
+TEST_F(SharedDataTerminals, SpoilsTheOrderOfItsRepliesByChance) {
+  const std::size_t length = Reply("/k5/pcl01", Hex("05000000")).size();
+  for (const ReplyFaults& faults : {ReplyFaults{.reordered = 0.5}, ReplyFaults{.joined = 0.5}}) {
+    Start(faults);
+    int found = 0;
+    for (int i = 0; i < 40; ++i) {
+      const std::string name = i % 2 == 0 ? "pcl01" : "pcl02";
+      Send(name, 0x20, "");
+      const bool pair = answers.size() == 2 || (answers.size() == 1 && answers[0].size() > length);
+      if (!pair) continue;
+      ++found;
+      // Behind the next reply, or in front of it in the same datagram.
+      EXPECT_EQ(answers[0].substr(8, 5) == name, faults.reordered > 0);
+    }
+    EXPECT_GT(found, 5);
+  }
   Start({.malformed = 1});
   int noise = 0;
   for (int i = 0; i < 40; ++i) {
     Send("pcl01", 0x20, "");
     ASSERT_EQ(answers.size(), 1U);
-    noise += answers[0].size() == Reply("/k5/pcl01", Hex("05000000")).size() ? 1 : 0;
+    noise += answers[0].size() == length ? 1 : 0;
   }
   EXPECT_GT(noise, 5);
   EXPECT_LT(noise, 35);

@@ -1,4 +1,4 @@
-// A terminal's line for tests: keeps what is written, piece by piece. And a terminal on it.
+// Simulated terminals for tests, on a line that keeps what they write.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +16,9 @@
 
 namespace tarn::sim {
 
+/// 100 kg by 0.01 kg, so that 12.5 kg are 1250 display digits.
+inline const Graduation kHundredKilograms = MakeGraduation(100, 0.01, {});
+
 class SimulatedLine final : public TerminalLine {
  public:
   void Attach() override {
@@ -30,7 +33,6 @@ class SimulatedLine final : public TerminalLine {
     return bytes.size();
   }
 
-  /// All pieces in one.
   std::string Written() const {
     std::string all;
     for (const std::string& piece : pieces) all += piece;
@@ -43,28 +45,35 @@ class SimulatedLine final : public TerminalLine {
   std::vector<std::string> pieces;
 };
 
+/// On a fast line, an answer is there one tick after its command.
+struct Surroundings {
+  std::string script{};
+  FaultOptions faults{};
+  std::string settings = "115200,n,8,1";
+  Pace pace = Pace::Pieces;
+};
+
 /// A terminal on such a line, with a clock that the test turns.
 template <class SomeTerminal>
-struct TerminalBench {
-  TerminalBench(const typename SomeTerminal::Options& options, const Graduation& graduation,
-                const std::string& script = {}, const FaultOptions& faults = {},
-                const std::string& settings = "9600,e,7,2", Pace pace = Pace::Pieces)
+struct Bench {
+  explicit Bench(const typename SomeTerminal::Options& options, const Surroundings& around = {})
       : line(new SimulatedLine),
         terminal(options,
-                 std::make_unique<Indicator>(Indicator::Options{graduation},
-                                             ParseLoadScript(script), LoadModel::Options{}),
+                 std::make_unique<Indicator>(Indicator::Options{kHundredKilograms},
+                                             ParseLoadScript(around.script), LoadModel::Options{}),
                  std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line),
-                                             ParseSerialSettings(settings).CharacterTime(), pace,
-                                             FaultInjector(faults, 7, 1))) {}
+                                             ParseSerialSettings(around.settings).CharacterTime(),
+                                             around.pace, FaultInjector(around.faults, 7, 1))) {}
 
-  void Run(double until, double tick = 10) {
-    for (; now + tick <= until; now += tick) terminal.Tick(now + tick);
-  }
-  /// What is sent from now until then.
-  std::string SentUntil(double until) {
+  /// Returns what is sent from now until then.
+  std::string SentUntil(double until, double tick = 10) {
     line->pieces.clear();
-    Run(until);
+    for (; now + tick <= until; now += tick) terminal.Tick(now + tick);
     return line->Written();
+  }
+  std::string Ask(const std::string& command) {
+    line->Received.Raise(command);
+    return SentUntil(now + 50);
   }
 
   SimulatedLine* line;

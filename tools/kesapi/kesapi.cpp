@@ -1,11 +1,11 @@
-// A simulated client library of the terminals' own network: the four functions over a table of
-// variables within the process, for tests and for trying things out.
+// A simulated client library of the terminals' own network, for tests and trials: its four
+// functions read and write a table of variables within the process.
 //
-// The environment variable TARN_KESAPI_VARIABLES names a text file, a line a variable, such as
+// The environment variable TARN_KESAPI_VARIABLES names a text file with a line for each variable,
+// such as
 //   /a1/wt102=  12.5
-// It is read at the first call, whether or not the process has registered. A value that is written
-// stays within the process. What is called goes to the file that TARN_KESAPI_TRACE names, a line a
-// call.
+// It is read at the first call, whether or not the process has registered. Written values stay
+// within the process. Each call adds a line to the file that TARN_KESAPI_TRACE names.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -78,7 +78,7 @@ KES_API KesWrite(const char* address, std::int32_t number, const char* value) {
   return kSuccess;
 }
 
-/// Writes at most as many characters as the smaller of the two numbers that is not 0.
+/// Writes at most as many characters as the smaller of the two numbers; a 0 is no limit.
 KES_API KesRead(const char* address, std::int32_t first, char* buffer, std::int32_t second) {
   Trace(std::string("KesRead ") + address + " " + std::to_string(first) + " " +
         std::to_string(second));

@@ -27,6 +27,7 @@ int MonitorCommand(Program& program, const MonitorOptions& options);
 
 struct ViewOptions {
   std::string events;  ///< a file or a named pipe; standard input when empty
+  std::string title;   ///< the name of the settings file when empty
   int interval = 200;  ///< milliseconds between two drawings at least
   std::optional<double> seconds;
 };

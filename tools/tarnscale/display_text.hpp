@@ -1,4 +1,4 @@
-// Texts for people: safe to put on a terminal, measured and cut by characters.
+// Texts for a terminal: without control characters, measured and cut by characters.
 #pragma once
 
 #include <cstddef>
@@ -9,18 +9,18 @@
 
 namespace tarn::tool {
 
-/// How many characters a text has on the screen.
+/// Returns the number of characters of a text on the screen.
 std::size_t DisplayWidth(std::string_view text);
 
 enum class Align { Left, Right };
 
-/// The text cut or filled up to so many characters.
+/// Returns the text cut or padded to this width.
 std::string Fit(std::string_view text, std::size_t width, Align align = Align::Left);
 
-/// A text as it can be typed into a command line: in quotes where a shell would take it apart.
+/// Returns the text as one word of a command line: in quotes where a shell would split it.
 std::string ShellWord(const std::string& text);
 
-/// "scale 3 (Line 1)"; without the brackets where there is no alias.
+/// Returns "scale 3 (Line 1)", or "scale 3" when there is no alias.
 std::string ScaleTitle(int number, std::string_view alias);
 
 }  // namespace tarn::tool

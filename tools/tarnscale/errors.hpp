@@ -1,4 +1,4 @@
-// What ends a command of tarnscale. The texts go to the user as they stand and say what to do next.
+// The exceptions that end a command of tarnscale. The user sees their texts, which say what to do.
 #pragma once
 
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 namespace tarn::tool {
 
-/// What was asked for did not work out. Exit status 1.
+/// The command failed. Exit status 1.
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

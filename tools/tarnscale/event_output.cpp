@@ -12,7 +12,7 @@ bool EventOutput::WriteLine(const ScaleEvent& event, std::size_t bound) {
 }
 
 void EventOutput::Write(const ScaleEvent& event) {
-  TellLost(event.time, kGoOnBound);
+  ReportLost(event.time, kGoOnBound);
   if (event.IsReading()) {
     if (IsLosing() || !WriteLine(event, kReadingBound)) ++lostReadings_;
   } else if (!WriteLine(event, kEventBound)) {
@@ -20,7 +20,7 @@ void EventOutput::Write(const ScaleEvent& event) {
   }
 }
 
-void EventOutput::TellLost(WallTime time, std::size_t bound) {
+void EventOutput::ReportLost(WallTime time, std::size_t bound) {
   if (!IsLosing()) return;
   ScaleEvent event;
   event.kind = ScaleEvent::Kind::Lost;

@@ -1,4 +1,4 @@
-// Events as lines of the output, and what becomes of them when the reader is slow.
+// Writes events as lines, and drops some when the reader is too slow.
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,9 @@
 namespace tarn::tool {
 
 /// Output must neither block the scales nor grow without bound. So a slow reader first loses
-/// readings, since the next one makes each of them old; other events only when eight times as much
-/// waits. Both are counted. Readings go on once half of what waited is read, behind a line that
-/// says how many were lost.
+/// readings, since the next reading replaces each of them. It loses other events only when eight
+/// times as much waits. When half of what waited has been read, a line reports how many were lost,
+/// and readings go on.
 class EventOutput {
  public:
   static constexpr std::size_t kReadingBound = 1U << 20U;  ///< bytes that wait at most
@@ -25,14 +25,14 @@ class EventOutput {
   EventOutput(bool json, TryWrite tryWrite);
 
   void Write(const ScaleEvent& event);
-  /// Says at the end what was lost and not reported yet.
-  void TellLost(WallTime time) { TellLost(time, kEventBound); }
+  /// Reports at the end what was lost and has not been reported yet.
+  void ReportLost(WallTime time) { ReportLost(time, kEventBound); }
 
  private:
   static constexpr std::size_t kGoOnBound = kReadingBound / 2;
 
   bool IsLosing() const { return lostReadings_ > 0 || lostEvents_ > 0; }
-  void TellLost(WallTime time, std::size_t bound);
+  void ReportLost(WallTime time, std::size_t bound);
   bool WriteLine(const ScaleEvent& event, std::size_t bound);
 
   bool json_;

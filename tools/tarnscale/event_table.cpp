@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "scale/weight_data.hpp"
 #include "tools/tarnscale/class_names.hpp"
 
 namespace tarn::tool {
@@ -48,6 +49,13 @@ void EventTable::HandleLine(std::string_view line) {
     Note(line);
 }
 
+/// A fixed-layout scale ends every frame with "no data", so its weight stays for a moment.
+void EventTable::TakeReading(Slot& slot, const Reading& reading) {
+  const bool isWeight = reading.net != kNoDataText;
+  if (isWeight) slot.weightAt = loop_.Now();
+  if (isWeight || loop_.Now() - slot.weightAt >= kWeightTime) slot.row.reading = reading;
+}
+
 void EventTable::HandleEvent(const ScaleEvent& event) {
   using Kind = ScaleEvent::Kind;
   const auto slot = std::find_if(slots_.begin(), slots_.end(), [&event](const Slot& known) {
@@ -62,8 +70,7 @@ void EventTable::HandleEvent(const ScaleEvent& event) {
       slot->rate.Count();
       [[fallthrough]];
     case Kind::StatusChange:
-      row.reading = event.reading;
-      return;
+      return TakeReading(*slot, event.reading);
     case Kind::NewStatus:
       row.activityLed = event.activityLed;
       row.errorLed = event.errorLed;

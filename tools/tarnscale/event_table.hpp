@@ -27,12 +27,16 @@ class EventTable final : public LiveTable {
   void HandleLine(std::string_view line);
 
  private:
+  static constexpr double kWeightTime = 2000;  // milliseconds
+
   struct Slot {
     MonitorRow row;
     RateMeter rate;
+    double weightAt = 0;  ///< when the latest weight came
   };
 
   void HandleEvent(const ScaleEvent& event);
+  void TakeReading(Slot& slot, const Reading& reading);
 
   const MessageLoop& loop_;
   std::deque<Slot> slots_;

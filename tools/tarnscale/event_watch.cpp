@@ -27,7 +27,7 @@ EventWatch::EventWatch(TarnScaleServer& server, Selection selection, WallClock c
       }));
 }
 
-/// A scale raises its events while it lives, so the handlers may refer to it.
+/// Only a scale that exists raises events, so the handlers may refer to it.
 void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
   const auto onReading = [this, &scale](auto& event, Kind kind) {
     subscriptions_.push_back(event.Subscribe([this, &scale, kind] { TellReading(kind, scale); }));

@@ -1,4 +1,4 @@
-// Listens to a server and its scales and tells what happens as values.
+// Subscribes to a server and its scales and reports what happens as values.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@
 
 namespace tarn::tool {
 
-/// Its handlers only read the records and hand the copy on.
+/// Its handlers only copy the records and pass the copies on.
 class EventWatch {
  public:
   using Sink = std::function<void(const ScaleEvent& event)>;
 
   struct Selection {
-    bool readingsOnly = false;  ///< NewWeight, and the like of scales without weights
+    bool readingsOnly = false;  ///< NewWeight; records and variables of scales without weights
     bool updates = false;       ///< UpdateWeight too
   };
 
@@ -40,7 +40,7 @@ class EventWatch {
   std::vector<Subscription> subscriptions_;
 };
 
-/// The failures of a start as events.
+/// Returns the failures of a start as events.
 std::vector<ScaleEvent> FailureEvents(const std::vector<StartFailure>& failures, WallTime time);
 
 }  // namespace tarn::tool

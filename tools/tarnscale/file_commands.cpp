@@ -1,4 +1,4 @@
-// show and set: a settings file without a server.
+// show and set: print and change a settings file without a server.
 #include <memory>
 #include <string>
 
@@ -12,14 +12,14 @@
 namespace tarn::tool {
 namespace {
 
-/// 0 for a scale that uses no serial port when the server runs.
+/// Returns 0 for a scale that uses no serial port when the server runs.
 int PortInUse(const TarnScale& scale) {
   const auto serial = std::dynamic_pointer_cast<SerialConnection>(scale.Connection());
   return serial && !scale.Disabled() ? serial->ComPort() : 0;
 }
 
-/// Two scales on one port are allowed, since one of them may be enabled at a time; but only one of
-/// them will start.
+/// Two scales may share a port, since the user may enable one of them at a time. When both are
+/// enabled, only the first one starts.
 void NoteSharedPort(Program& program, const ScaleFile& file, int number) {
   const int port = PortInUse(file.Scale(number));
   if (port == 0) return;

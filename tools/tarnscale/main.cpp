@@ -1,5 +1,5 @@
-// tarnscale: the scale server in a console, and the tool to set it up. Ends with 0, with 1 after a
-// failure, with 2 where the command line is wrong.
+// tarnscale: the scale server in a console, and the tool to set it up. Exit status 0 is success, 1
+// a failure, 2 a wrong command line.
 #include <optional>
 #include <string>
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace tarn::tool;
 
-/// What stands on the command line.
+/// The values of the command line.
 struct Options {
   CommonOptions common;
   RunOptions run;
@@ -24,7 +24,7 @@ struct Options {
   SendOptions send;
 };
 
-/// A command whose own options are `own`; `run` does it.
+/// Adds a command that has the options `own` and calls `run`.
 template <class Own>
 Command& AddCommand(CommandLine& line, Options& options, const char* name, const char* description,
                     Own Options::*own, int (*run)(Program&, const Own&)) {
@@ -92,9 +92,9 @@ void AddRun(CommandLine& line, Options& options) {
       "of\n"
       "a terminal), ScaleConfigurationChange, InfoMessage, StartFailure, Lost.\n"
       "A scale that does not start is reported on standard error, and the others run. Ctrl-C ends\n"
-      "it, and so does the end of whoever reads the output. A reader that is too slow loses\n"
-      "readings once 1 MiB waits for it, other events once 8 MiB wait; a line 'lost' then says\n"
-      "how many.\n\n"
+      "it, and so does the end of the program that reads the output. A reader that is too slow\n"
+      "loses readings when 1 MiB waits for it, and other events when 8 MiB wait; a line 'lost'\n"
+      "then says how many.\n\n"
       "Example:\n"
       "  tarnscale run plant.scl --json --port 1=/dev/ttyUSB0 | your-program");
 }
@@ -124,6 +124,8 @@ void AddView(CommandLine& line, Options& options) {
       .Add("--events", options.view.events,
            "Where the events come from: a file or a named pipe; standard input when not given")
       .Value("FILE");
+  command.Add("--title", options.view.title, "The first line; the settings file when not given")
+      .Value("TEXT");
   AddDrawing(command, options.view.interval);
   AddSeconds(command, options.view.seconds);
   command.Footer(

@@ -1,4 +1,4 @@
-// Draws the monitor: from what is to be seen and the size of the screen to lines of text.
+// Draws the monitor as lines of text that fit the screen.
 #pragma once
 
 #include <cstddef>
@@ -12,33 +12,34 @@ namespace tarn::tool {
 
 struct MonitorRow {
   int number = 0;
-  std::string alias;
-  std::string connection;
-  std::string protocol;
-  Reading reading;
+  std::string alias{};
+  std::string connection{};
+  std::string protocol{};
+  Reading reading{};
   bool activityLed = false;
   bool errorLed = false;
   double readingsPerSecond = 0;
-  std::string condition;  ///< why there are no readings: "disabled"; shown in place of the flags
+  std::string
+      condition{};  ///< why there are no readings, such as "disabled"; shown in place of the flags
 };
 
 struct MonitorSnapshot {
-  std::string title;
-  std::vector<MonitorRow> rows;
-  std::size_t selected = 0;         ///< index into rows
-  std::vector<std::string> events;  ///< oldest first
-  std::string prompt;               ///< in place of the line of keys when a number is asked for
+  std::string title{};
+  std::vector<MonitorRow> rows{};
+  std::size_t selected = 0;           ///< index into rows
+  std::vector<std::string> events{};  ///< oldest first
+  std::string prompt{};               ///< shown in place of the line of keys when not empty
 };
 
 struct Drawing {
   static constexpr std::size_t kNoLine = static_cast<std::size_t>(-1);
 
-  std::vector<std::string> lines;  ///< as many as the screen has, none longer than it is wide
+  std::vector<std::string> lines;  ///< one for each line of the screen, none longer than its width
   std::size_t selectedLine = kNoLine;
 };
 
-/// On a screen that is too narrow for all columns the least needed ones go first; on one that is
-/// too low for all rows, those around the selected one are shown.
+/// On a screen that is too narrow, the least important columns are left out. On a screen that is
+/// too low, the rows around the selected one are shown.
 Drawing DrawMonitor(const MonitorSnapshot& snapshot, Console::Size size);
 
 }  // namespace tarn::tool

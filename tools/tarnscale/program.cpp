@@ -94,9 +94,9 @@ void Program::EndNow(int status) {
   std::_Exit(status);
 }
 
-/// The server reads from the store which settings file and log it is to use. In tarnscale's own
-/// store the command line decides about the log every time; the Automation server's store keeps
-/// what it has unless --log is given.
+/// The server reads the names of its settings file and its log from the store. In the store of
+/// tarnscale the command line sets the log every time. The store of the Automation server keeps its
+/// log unless --log is given.
 void Program::PrepareStore(const std::string& file) {
   const auto set = [this](std::string_view key, std::string_view value) {
     host_->Settings().Set(kSection, key, value);
@@ -128,7 +128,7 @@ std::unique_ptr<TarnServerConnection> Program::StartServer() {
   }
   std::int32_t any = 0;
   const auto server = connection->TarnScaleServer(any);
-  // Another tarnscale may have written its own wishes into the store since.
+  // Another tarnscale may have written to the store meanwhile.
   const bool logging = !options_.log.empty();
   const bool logIsRight =
       (UsesServerStore() && !logging) ||

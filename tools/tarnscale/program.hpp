@@ -1,4 +1,4 @@
-// What all commands share: the options, the host, the console, the server with its settings store.
+// The base of all commands: options, host, console, settings store, and the start of the server.
 #pragma once
 
 #include <functional>
@@ -24,7 +24,7 @@ struct CommonOptions {
   bool quiet = false;
 };
 
-/// Takes "3=/dev/ttyUSB0" into a port map. Throws UsageError.
+/// Adds "3=/dev/ttyUSB0" to a port map. Throws UsageError.
 void AddPort(std::map<int, std::string>& ports, std::string_view text);
 
 class Program {
@@ -40,21 +40,21 @@ class Program {
   NativeHost& Host() { return *host_; }
   Console& Output() { return *console_; }
 
-  /// Where the host's traces go from now on; to standard error when empty.
+  /// From now on the traces of the host go to `sink`, or to standard error when it is empty.
   void Trace(TraceSink sink) { trace_ = std::move(sink); }
-  /// Something good to know, on standard error unless --quiet.
+  /// Writes a note to standard error, unless --quiet is given.
   void Say(std::string_view text);
-  /// Something wrong, on standard error.
+  /// Writes an error to standard error.
   void Complain(std::string_view text);
 
-  /// Ends the process here, with the terminal given back and what standard error still takes
-  /// written: for when the reader of the output hangs and a thread with it.
+  /// Ends the process at once, after restoring the terminal and writing what standard error still
+  /// takes. For a process with a thread that hangs in a system call.
   [[noreturn]] void EndNow(int status);
 
   /// Starts the server with the settings file. Throws Failure.
   std::unique_ptr<TarnServerConnection> StartServer();
 
-  /// Opens the activity log that --log names; none where it names none. Throws Failure.
+  /// Opens the activity log of --log; null without --log. Throws Failure.
   std::shared_ptr<TextStream> OpenLog();
 
  private:

@@ -20,7 +20,7 @@ bool IsSerial(TarnScaleServer& server, int number) {
   return connection && connection->Ctype() == ConnectionType::serial;
 }
 
-/// For people on standard error; for programs, which read JSON, in the output too.
+/// Reports on standard error; JSON output reports the failures too, for the program that reads it.
 void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions& options,
                     EventOutput& output) {
   bool anyPort = false;
@@ -32,8 +32,8 @@ void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions&
   }
   if (!anyPort) return;
   program.Say(
-      "--port N=DEVICE says which device serial port N is; on Linux a port asks for its group, "
-      "mostly dialout");
+      "--port N=DEVICE names the device of serial port N; on Linux the user needs the group of "
+      "the device, usually dialout");
 }
 
 int RunScales(Program& program, const RunOptions& options, TarnScaleServer& server,
@@ -63,7 +63,7 @@ int RunCommand(Program& program, const RunOptions& options) {
   std::int32_t any = 0;
   const int status = RunScales(program, options, *connection->TarnScaleServer(any), output);
   connection.reset();
-  output.TellLost(std::chrono::system_clock::now());
+  output.ReportLost(std::chrono::system_clock::now());
   FinishOutput(program, writer, status);
   return status;
 }

@@ -1,4 +1,4 @@
-// What happened at a scale or at the server, as a value, and as a line for people or for programs.
+// Events of a scale or the server as values, and as lines of text or JSON.
 #pragma once
 
 #include <chrono>
@@ -45,7 +45,7 @@ std::string StateText(const Reading& reading);
 
 /// One field of a template record, or one value of the terminal's variables.
 using Field = NamedValue;
-/// As many as the record's template has.
+/// Returns as many fields as the template of the record has.
 std::vector<Field> FieldsOf(const TarnRecordTemplateData& record);
 /// "Id=A17, Net=12.50".
 std::string FieldsText(const std::vector<Field>& fields);
@@ -64,7 +64,7 @@ struct ScaleEvent {
     ScaleConfigurationChange,
     InfoMessage,
     StartFailure,
-    Lost,  ///< events that a slow reader of the output did not get
+    Lost,  ///< events that a slow reader of the output has missed
   };
 
   Kind kind = Kind::NewWeight;
@@ -80,7 +80,7 @@ struct ScaleEvent {
   std::uint64_t lostReadings = 0;
   std::uint64_t lostEvents = 0;
 
-  /// The next one makes it old: what a slow reader can do without.
+  /// Whether the next one replaces it, so that a slow reader can do without it.
   bool IsReading() const { return kind == Kind::NewWeight || kind == Kind::UpdateWeight; }
   bool HasWeights() const;
 };

@@ -11,7 +11,7 @@
 namespace tarn::tool {
 namespace {
 
-/// Nothing where there is no such file.
+/// Returns nothing when there is no such file.
 std::optional<PropertyBag> ReadIfThere(Host& host, const std::string& name) {
   try {
     return ReadSettingsFile(host.Files(), name);
@@ -83,7 +83,7 @@ void ScaleFile::RequireWhole() const {
     if (At(number)) continue;
     throw Failure("scale " + std::to_string(number) + " of '" + Printable(name_) +
                   "' cannot be restored, and writing the file would destroy its entry. Nothing was "
-                  "changed: use the version that wrote the file, or begin another file");
+                  "changed: use the version that wrote the file, or start another file");
   }
 }
 

@@ -1,4 +1,4 @@
-// A settings file opened without a server: to look at, to change, to run a single scale of it.
+// A settings file without a server: to show it, to change it, or to run one of its scales.
 #pragma once
 
 #include <memory>
@@ -11,13 +11,13 @@
 
 namespace tarn::tool {
 
-/// Throws Failure, in words for the user, where the settings file is missing or cannot be read.
+/// Throws Failure when the settings file is missing or cannot be read.
 void RequireSettingsFile(Host& host, const std::string& name);
 
-/// Whether anything of the scale differs from the scales of a new configuration.
+/// Returns whether any setting of the scale differs from those of a new configuration.
 bool IsConfigured(const TarnScale& scale, int number);
 
-/// The host outlives it. No port opens unless somebody runs a scale.
+/// The host outlives it. It opens no port unless its user runs a scale.
 class ScaleFile {
  public:
   ScaleFile(Host& host, std::string name);
@@ -25,18 +25,18 @@ class ScaleFile {
   ScaleFile& operator=(const ScaleFile&) = delete;
   ~ScaleFile();
 
-  /// Failure where the file is missing or cannot be read.
+  /// Throws Failure when the file is missing or cannot be read.
   void Load();
-  /// A new configuration where the file is missing.
+  /// Starts a new configuration when the file is missing. Throws Failure when it cannot be read.
   void LoadOrNew();
-  /// Failure where the file cannot be written, or where a slot is empty because its entry could not
-  /// be restored: writing would destroy that entry.
+  /// Throws Failure when the file cannot be written, and when an entry could not be restored, since
+  /// writing would destroy that entry.
   void Save() const;
 
   const std::string& Name() const { return name_; }
-  /// Null for a slot whose entry could not be restored.
+  /// Returns null for a slot whose entry could not be restored.
   std::shared_ptr<TarnScale> At(int number) const { return table_.At(number); }
-  /// Failure for such a slot.
+  /// Throws Failure for such a slot.
   TarnScale& Scale(int number) const;
   ServerSite& Site() { return *site_; }
 

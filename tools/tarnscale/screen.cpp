@@ -29,7 +29,7 @@ std::string Screen::Update(const Drawing& drawing, Console::Size size) {
     std::string line = i == drawing.selectedLine ? "\x1b[7m" + text + "\x1b[0m" : text;
     if (line == shown_[i]) continue;
     sequences += MoveTo(i) + line;
-    // Behind the last column the cursor still stands on it, and clearing would take it away.
+    // After a full line the cursor is still on the last column, and clearing would erase it.
     if (DisplayWidth(text) < static_cast<std::size_t>(size.columns)) sequences += kClearRestOfLine;
     shown_[i] = std::move(line);
   }

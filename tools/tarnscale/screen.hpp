@@ -1,4 +1,4 @@
-// Turns drawings into what a terminal has to be sent to show them: only the lines that changed.
+// Turns drawings into the bytes that a terminal needs, which are only the lines that changed.
 #pragma once
 
 #include <string>
@@ -10,14 +10,13 @@
 
 namespace tarn::tool {
 
-/// The screen beside the one that the user works on, without a cursor; leaving it shows the user's
-/// own screen as it was.
+/// Enters the alternate screen, without a cursor; leaving it restores the user's screen.
 inline constexpr std::string_view kEnterScreen = "\x1b[?1049h\x1b[?25l\x1b[2J";
 inline constexpr std::string_view kLeaveScreen = "\x1b[?25h\x1b[?1049l";
 
 class Screen {
  public:
-  /// The sequences that make the screen show the drawing; empty where it does already.
+  /// Returns the sequences that make the screen show the drawing; empty when it already does.
   std::string Update(const Drawing& drawing, Console::Size size);
 
  private:

@@ -1,4 +1,4 @@
-// send: one scale, one command.
+// send: runs one scale and gives it one command.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -17,7 +17,7 @@
 namespace tarn::tool {
 namespace {
 
-/// For the line to carry the command, and for the terminal to act on it.
+/// The time for the line to carry the command and for the terminal to act on it.
 constexpr std::int32_t kSettlingTime = 1000;  // milliseconds
 
 const ScaleCommand& CommandOf(const SendOptions& options) {
@@ -88,22 +88,22 @@ class SingleScale {
     program_.Say(std::string(command.name) + " sent to " + title_);
     if (command.command == OperatorCommand::Print) return AwaitPrint(patience);
     WaitFor([this] { return interrupted_; }, kSettlingTime);
-    return TellReading();
+    return PrintReading();
   }
 
-  /// What the terminal made of the command shows in its readings only.
-  int TellReading() {
+  /// Only a reading shows what the command did.
+  int PrintReading() {
     if (reading_) {
       const std::string state = StateText(*reading_);
       Print(title_ + ": now " + WeightsText(*reading_) + (state.empty() ? "" : " (" + state + ")"));
     } else {
-      program_.Say(title_ + ": no reading came, so nobody knows whether the terminal took it");
+      program_.Say(title_ + ": no reading came, so it is unknown whether the terminal took it");
     }
     return kSuccess;
   }
 
   int TakePrint(const ScaleCommand& command, double patience) {
-    // A capture at once would take the blank record of a scale that has just started.
+    // An immediate capture would take the blank record of a scale that has just started.
     AwaitReading(patience);
     GiveCommand(*scale_, command);
     return AwaitPrint(patience);
@@ -137,8 +137,8 @@ class SingleScale {
     if (!reading_) throw Failure(title_ + ": no reading came: is the terminal on and wired?");
   }
 
-  /// The start's own blank record and "Error" count for nothing. The flag of no data does not tell:
-  /// it stays until the next time-out, whatever readings come.
+  /// The blank record of the start and "Error" are no readings. The no-data flag does not help
+  /// here: it stays set until the next time-out, even when readings come.
   void TakeReading() {
     Reading reading = ReadingOf(*scale_->WeightData());
     if (!reading.units.empty() && reading.net != kNoDataText) reading_ = std::move(reading);

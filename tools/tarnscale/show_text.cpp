@@ -6,6 +6,7 @@
 
 namespace tarn::tool {
 
+/// A slot that cannot be restored is shown too, so that the user learns of it.
 std::vector<int> ShownScales(const ScaleFile& file, bool all) {
   std::vector<int> numbers;
   for (int number = 1; number <= kScaleCount; ++number) {

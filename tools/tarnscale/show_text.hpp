@@ -1,4 +1,4 @@
-// The settings of the scales of a file, for people and for programs.
+// Prints the settings of the scales of a file as text or JSON.
 #pragma once
 
 #include <string>

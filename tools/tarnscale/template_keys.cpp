@@ -93,20 +93,20 @@ void AppendKeysOf(std::vector<ScaleKey>& table, std::string_view className, bool
          TemplateOf(s).NumFields(count);
        }},
       {"start", Place::Protocol, className, "TEXT",
-       "text in front of a record; these may have \\r \\n \\t \\b \\\\ \\xHH",
+       "text in front of a record; texts may have \\r \\n \\t \\b \\\\ \\xHH",
        TextValue<&Config::StartString>, SetText<&Config::StartString>},
       {"delimiter", Place::Protocol, className, "TEXT", "text between two fields",
        TextValue<&Config::Delimiter>, SetText<&Config::Delimiter>},
       {"terminator", Place::Protocol, className, "TEXT", "text behind the last field",
        TextValue<&Config::Terminator>, SetText<&Config::Terminator>},
       {"recordtime", Place::Protocol, className, "MILLISECONDS",
-       "until a record that began must be complete, 0 for ever",
+       "time to complete a record that has begun, 0 for no limit",
        [](const TarnScale& s) -> KeyValue { return static_cast<double>(TemplateOf(s).Timeout()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          TemplateOf(s).Timeout(
              ParseWholeOf<std::int32_t>(v, 0, "write whole milliseconds, 0 or more"));
        }},
-      {"demand", Place::Protocol, className, "TEXT", "what demands a record from the terminal",
+      {"demand", Place::Protocol, className, "TEXT", "text that demands a record from the terminal",
        TextValue<&Config::DemandOutput>, SetText<&Config::DemandOutput>},
   };
   for (ScaleKey key : keys) {

@@ -11,7 +11,7 @@
 namespace tarn::sim {
 namespace {
 
-// Something to look at: weighings of random weight, each with time to settle and to be taken off.
+// Weighings of random weight, each with time to settle and a pause.
 constexpr std::string_view kDefaultScript =
     "load 0; wait 2s..4s; load 10%..90%; wait 3s..6s; repeat";
 constexpr int kMostTerminals = 256;
@@ -141,7 +141,7 @@ SerialSettings LineOf(const CommonOptions& options) {
     const SerialSettings line = ParseSerialSettings(text);
     if (line.dataBits >= 7 && line.baud <= kFastestBaud) return line;
   } catch (const AutomationError&) {
-    // Told below, in the words of this program's options.
+    // Reported below, in terms of this program's options.
   }
   throw UsageError("Line settings \"" + text +
                    "\" are not possible: write baud rate (to 4000000), parity n e o s m, data bits "

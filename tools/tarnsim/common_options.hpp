@@ -1,4 +1,4 @@
-// The options that every subcommand shares, and what they come to.
+// The options that the subcommands share, and the setup that follows from them.
 #pragma once
 
 #include <cstdint>
@@ -18,11 +18,12 @@
 
 namespace tarn::sim {
 
-/// As they stand on the command line.
+/// The values as given on the command line.
 struct CommonOptions {
   std::vector<std::string> ports;
-  std::optional<int> tcpPort;  ///< the ports are addresses at which this TCP port is listened to
-  bool datagrams = false;      ///< the ports are addresses of terminals without a line
+  std::optional<int>
+      tcpPort;  ///< given: the ports are addresses, each with a listener at this TCP port
+  bool datagrams = false;  ///< the ports are addresses of terminals without a line
   int count = 1;
   std::string line;  ///< in place of the four that follow
   std::string baud = "9600";
@@ -53,7 +54,7 @@ struct CommonOptions {
   int verbose = 0;
 };
 
-/// Checked, and as the simulation wants it.
+/// The checked values, in the form that the simulation needs.
 struct CommonSetup {
   std::vector<std::string> ports;
   SerialSettings line;
@@ -64,15 +65,15 @@ struct CommonSetup {
   FaultOptions faults;
 };
 
-/// Those of a terminal on a line.
+/// Adds the options of a terminal on a line.
 void AddCommonOptions(Command& command, CommonOptions& options);
-/// Those that have nothing to do with a line.
+/// Adds the options that do not concern a line.
 void AddTerminalOptions(Command& command, CommonOptions& options);
 
 /// Throws UsageError; AutomationError where the script file cannot be read.
 CommonSetup CheckedSetup(const CommonOptions& options, Files& files);
 
-/// The seed of one of several terminals.
+/// Returns the seed of one of several terminals.
 std::uint64_t SeedOf(const CommonOptions& options, std::size_t terminal);
 
 std::unique_ptr<Indicator> MakeIndicator(const CommonOptions& options, const CommonSetup& setup,

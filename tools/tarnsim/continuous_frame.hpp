@@ -13,8 +13,8 @@
 //      point
 //   K  checksum, where the terminal is set up to send it
 //
-// Decimal codes 0 and 1 stand for displays with fixed zeros at the end; this terminal sends such
-// digits as they are, with code 2.
+// Decimal codes 0 and 1 mean displays with fixed zeros at the end. This terminal sends those zeros
+// as digits, with code 2.
 #pragma once
 
 #include <string>
@@ -36,7 +36,7 @@ struct ContinuousLayout {
 std::string BuildContinuousFrame(const ContinuousLayout& layout, const Reading& reading,
                                  bool printRequest);
 
-/// What makes the sum of all characters, this one included, zero in seven bits.
+/// Returns the character that makes the sum of all characters zero in seven bits.
 char ContinuousChecksum(std::string_view frame);
 
 }  // namespace tarn::sim

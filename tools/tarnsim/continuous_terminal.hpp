@@ -18,7 +18,7 @@ class ContinuousTerminal final : public LineTerminal {
     ContinuousLayout layout;
     double framePeriod = 100;  ///< milliseconds; 0 sends as fast as the line allows
     double firstFrame = 0;     ///< milliseconds after the start
-    double printEvery = 0;     ///< milliseconds between prints of its own; 0 never
+    double printEvery = 0;     ///< milliseconds between automatic prints; 0 for never
     int printFrames = 1;       ///< frames that carry the print request of one print
   };
 

@@ -8,7 +8,7 @@
 namespace tarn::sim {
 namespace {
 
-constexpr std::uint64_t kFaultStream = 3;  // beside those of the load
+constexpr std::uint64_t kFaultStream = 3;  // no other part of a terminal uses it
 
 }  // namespace
 

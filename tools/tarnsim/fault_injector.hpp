@@ -1,4 +1,4 @@
-// What goes wrong on real lines, on request and the same every time.
+// Faults of real lines, on request and the same for the same seed.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct Schedule {
   bool Holds(double now) const;
 };
 
-/// Takes apart EVERY/LENGTH, such as 30s/5s. Throws UsageError.
+/// Parses EVERY/LENGTH, such as 30s/5s. Throws UsageError.
 Schedule ParseSchedule(std::string_view text);
 
 /// Probabilities from 0 to 1.
@@ -43,7 +43,7 @@ class FaultInjector {
   /// Random bytes have `dataBits` bits.
   FaultInjector(const FaultOptions& options, int dataBits, std::uint64_t seed);
 
-  /// What comes out of a frame that is sent now; nothing while the line is silent.
+  /// Returns what arrives of a frame that is sent now; nothing while the line is silent.
   std::string Spoil(std::string_view frame, double now);
   bool Vanished(double now) const { return options_.vanished.Holds(now); }
 

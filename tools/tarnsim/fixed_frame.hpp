@@ -9,8 +9,9 @@
 //   ricelake     ^ w w w w w w w u     s r _                      ^ STX, _ LF, r CR
 //   wi120            w w w w w w   u u         r _                _ LF, r CR (at 15)
 //
-// The weight stands at the right end of its field; cardinal, ricelake and wi120 have its sign at
-// the left end, the others in front of its first digit. A weight that does not fit shows as dashes.
+// The weight is right-aligned in its field. Cardinal, ricelake and wi120 put the sign at the left
+// end of the field, the others in front of the first digit. A weight that does not fit shows as
+// dashes.
 #pragma once
 
 #include <string>
@@ -29,9 +30,9 @@ struct FixedFrameOptions {
   Graduation graduation;
 };
 
-/// Throws UsageError for a text that stands for none.
+/// Throws UsageError for an unknown name.
 FixedLayout FixedLayoutOf(std::string_view text);
-/// Whether the scale sends a frame only when it is asked by ENQ.
+/// Returns whether the scale sends a frame only in answer to an ENQ.
 bool IsPolled(FixedLayout layout);
 /// Units are cut to the length of their field.
 std::string BuildFixedFrame(const FixedFrameOptions& options, const Reading& reading);

@@ -1,8 +1,8 @@
 // How a scale divides its weighing range, and the units that it shows.
 //
-// A weight is shown in display digits: the number as it stands on the display, read without its
-// point. With two decimals, 12.50 kg are 1250 display digits; with a division of 0.05 kg one
-// division is 5 of them.
+// Weights are counted in display digits: the number on the display, read without its point. With
+// two decimals, 12.50 kg are 1250 display digits; with a division of 0.05 kg one division is 5 of
+// them.
 #pragma once
 
 #include <cstdint>
@@ -14,9 +14,9 @@ namespace tarn::sim {
 
 enum class Units { Kilogram, Pound, Gram, Tonne, Ounce, TroyOunce, Pennyweight, Ton };
 
-/// The text that stands for the units on a display and on the command line.
+/// Returns the name of the units, as on a display and on the command line.
 std::string_view UnitsText(Units units);
-/// Throws UsageError for a text that stands for none.
+/// Throws UsageError for an unknown name.
 Units UnitsOf(std::string_view text);
 
 struct Graduation {
@@ -37,8 +37,8 @@ struct Graduation {
   std::string Text(std::int32_t digits) const;
 };
 
-/// Without `decimals` there are as many as the division needs. Throws UsageError for a division
-/// that is not 1, 2 or 5 times a power of ten, and for what does not fit on six digits.
+/// Without `decimals` the display has as many as the division needs. Throws UsageError for a
+/// division that is not 1, 2 or 5 times a power of ten, and when six digits are not enough.
 Graduation MakeGraduation(double capacity, double division, std::optional<int> decimals);
 
 }  // namespace tarn::sim

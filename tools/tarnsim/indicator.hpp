@@ -1,4 +1,4 @@
-// A terminal's weighing functions: what it makes of the platform's weight and of its keys.
+// The weighing functions of a terminal: motion, range, tare, zero and print.
 //
 // Rules that users of such terminals know:
 //   - A tare or zero key pressed in motion waits up to kWaitForRest for the platform to rest and is
@@ -53,15 +53,15 @@ class Indicator {
   Indicator(const Indicator&) = delete;
   Indicator& operator=(const Indicator&) = delete;
 
-  /// Makes the conversions that are due by then, in milliseconds since the start.
+  /// Makes the conversions that are due by `now`, in milliseconds since the start.
   void AdvanceTo(double now);
   const Reading& Present() const { return reading_; }
-  /// What became of a key at once.
+  /// The immediate result of a key.
   enum class Outcome { Done, Waits, Refused };
   Outcome Press(const TerminalCommand& command);
 
   Event<> PrintPressed;
-  Event<std::string_view> Noted;  ///< what became of a key, for people
+  Event<std::string_view> Noted;  ///< the result of a key, in words
 
  private:
   static bool NeedsRest(TerminalCommand::Key key);

@@ -1,4 +1,4 @@
-// Lets bytes go at the speed at which a serial line would carry them.
+// Releases bytes at the speed of a serial line.
 #pragma once
 
 #include <cstddef>
@@ -7,23 +7,22 @@
 
 namespace tarn::sim {
 
-/// One output buffer, as a terminal has: what is being sent must be carried before more is taken.
-/// Times are milliseconds of one clock that the caller reads.
+/// Like the output buffer of a terminal, it takes the next bytes only after the line has carried
+/// the former ones. Times are milliseconds of the caller's clock.
 class LinePacer {
  public:
   explicit LinePacer(double characterTime) : characterTime_(characterTime) {}
 
-  /// Begins to send, not before the line is free. The line stays taken for `lineCharacters`
-  /// character times, also where fewer bytes go out.
+  /// Begins to send at `start`, or later when the line becomes free. The line is then busy for at
+  /// least `lineCharacters` character times, even when there are fewer bytes.
   void Send(std::string_view bytes, double start, std::size_t lineCharacters);
-  /// Appends what the line has carried since the last call. A character counts once it has passed
-  /// whole.
+  /// Appends the characters that the line has carried whole since the last call.
   void Carry(double now, std::string& carried);
-  /// Bytes are still to be carried.
+  /// Returns whether bytes are left to carry.
   bool Busy() const { return next_ < bytes_.size(); }
-  /// When the line has carried all of what it was given.
+  /// Returns when the line will have carried everything.
   double FreeAt() const { return freeAt_; }
-  /// Forgets what was not carried.
+  /// Drops the bytes that are left.
   void Abandon() { next_ = bytes_.size(); }
 
  private:

@@ -1,4 +1,4 @@
-// A simulated terminal on a line of its own: what all dialects share.
+// The part of a simulated terminal on a line that all dialects share.
 #pragma once
 
 #include <limits>
@@ -13,13 +13,13 @@
 
 namespace tarn::sim {
 
-/// When the frames of a terminal begin that sends without being asked.
+/// The times at which a terminal sends frames without being asked.
 class FrameClock {
  public:
   /// Milliseconds; a period of 0 sends as fast as the line allows.
   FrameClock(double period, double first) : period_(period), next_(first) {}
 
-  /// When the next frame begins; those that came due before the line was free are left out.
+  /// Returns when the next frame begins. Frames that came due before the line was free are skipped.
   double Next(double earliest);
   void Began(double start) { next_ = start + period_; }
 
@@ -28,11 +28,11 @@ class FrameClock {
   double next_;
 };
 
-/// Sends one frame after the other, each when it is due and the line is free. The platform lives on
-/// while the line is away or silent.
+/// Sends one frame after the other, each when it is due and the line is free. The load goes on
+/// changing while the line is away or silent.
 class LineTerminal : public Terminal {
  public:
-  /// A program that was held up sends no more than so much of what it missed.
+  /// A program that was held up sends at most the frames of this time.
   static constexpr double kMostLag = 100;  // milliseconds
   static constexpr double kNever = std::numeric_limits<double>::infinity();
 
@@ -43,14 +43,14 @@ class LineTerminal : public Terminal {
 
  protected:
   virtual void Receive(std::string_view bytes) = 0;
-  /// Milliseconds, not before `earliest`; kNever where nothing is to be sent.
+  /// Returns when the next frame begins, not before `earliest`; kNever when there is none.
   virtual double NextStart(double earliest) = 0;
-  /// What begins now; the indicator has come as far.
+  /// Returns the frame that begins now. The indicator has advanced to this time.
   virtual std::string NextFrame(double start) = 0;
 
   Indicator& Scale() { return *indicator_; }
   const Indicator& Scale() const { return *indicator_; }
-  /// The latest tick: what was received came after it.
+  /// The time of the latest tick. Received bytes came after it.
   double Now() const { return now_; }
 
  private:

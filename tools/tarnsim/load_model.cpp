@@ -72,7 +72,7 @@ void LoadModel::Begin(const Wait& step) {
   stepEnd_ += Draw(step.duration);
 }
 
-/// Takes a conversion's time, so that the key meets what lies there and not what comes next.
+/// A key takes the time of one conversion, so that it meets the present load and not the next one.
 void LoadModel::Begin(const PressKey& step) {
   keys_.push_back(step.command);
   stepEnd_ += kConversionTime;
@@ -84,14 +84,14 @@ double LoadModel::LoadAt(double now) const {
   return startLoad_ + (endLoad_ - startLoad_) * part;
 }
 
-/// One conversion's time in the life of a damped spring.
+/// Moves a damped spring on by the time of one conversion.
 void LoadModel::Settle(double load) {
   constexpr double seconds = kConversionTime / 1000;
   const double acceleration =
       kSwing * kSwing * (load - position_) - 2 * kDamping * kSwing * velocity_;
   velocity_ += acceleration * seconds;
   position_ += velocity_ * seconds;
-  // Comes to rest instead of approaching it in ever smaller numbers.
+  // Without this it would approach rest in ever smaller numbers.
   if (std::abs(load - position_) < kAtRest && std::abs(velocity_) < kAtRest) {
     position_ = load;
     velocity_ = 0;

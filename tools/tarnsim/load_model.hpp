@@ -1,5 +1,5 @@
-// The weight that a platform senses over time: the load of a script, the way in which a platform
-// settles after each change, drift of the zero and noise.
+// The weight that a platform senses over time: the load of the script, the settling after each
+// change, zero drift and noise.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +12,8 @@
 
 namespace tarn::sim {
 
-/// Knows no clock: time is the number of conversions that were asked for. So the same script and
-/// seed give the same weights, however often somebody looks.
+/// Has no clock: its time is the number of conversions so far. So the same script and seed give the
+/// same weights, however often the weight is read.
 class LoadModel {
  public:
   /// Milliseconds between two conversions of the load cell's signal.

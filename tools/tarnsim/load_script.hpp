@@ -1,10 +1,10 @@
-// The small language in which the load of a simulated platform is written.
+// The language of load scripts: what lies on a simulated platform, and when.
 //
-//   load AMOUNT               puts a weight on the platform in place of what lies there
-//   ramp [FROM] TO DURATION   moves the load evenly, from what lies there unless FROM is given
+//   load AMOUNT               replaces the load on the platform
+//   ramp [FROM] TO DURATION   changes the load evenly, from the present one unless FROM is given
 //   wait DURATION             leaves the load as it is
 //   press KEYS                presses a key: C, T, Z, P or a preset tare like 12.5T; takes 10 ms
-//   repeat [TIMES]            plays all of it again, for ever or TIMES times in all; comes last
+//   repeat [TIMES]            plays all of it again, without end or TIMES times in all; comes last
 //
 // Statements end at ";" or the end of the line, "#" begins a comment.
 //   AMOUNT    in the terminal's units (12.5) or in percent of its capacity (80%)
@@ -54,14 +54,14 @@ using LoadStep = std::variant<SetLoad, Ramp, Wait, PressKey>;
 
 struct LoadScript {
   static constexpr std::size_t kMaxText = 1U << 20U;
-  /// A pass that took no time would repeat for ever within one moment.
+  /// A pass that took no time would repeat without end in one moment.
   static constexpr double kShortestPass = 10;  // milliseconds
 
   std::vector<LoadStep> steps;
   int passes = 1;  ///< 0 is for ever
 };
 
-/// Throws UsageError that names the line, the statement and what is wrong with it.
+/// Throws UsageError, which names the line, the statement and the fault.
 LoadScript ParseLoadScript(std::string_view text);
 
 /// Milliseconds of a DURATION. Throws UsageError.

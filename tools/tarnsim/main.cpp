@@ -1,5 +1,5 @@
-// tarnsim: simulated weighing terminals. Ends with 0, with 1 after a failure, with 2 where the
-// command line is wrong.
+// tarnsim: simulated weighing terminals. Exit status 0 is success, 1 a failure, 2 a wrong command
+// line.
 #include "tools/tarnsim/commands.hpp"
 
 int main(int argc, char** argv) {

@@ -49,7 +49,7 @@ void Run(const MiraOptions& options) {
 
 void AddMiraCommand(CommandLine& line) {
   const auto options = std::make_shared<MiraOptions>();
-  Command& command = line.Add("mira", "Scales that are asked and commanded in short lines");
+  Command& command = line.Add("mira", "Scales that answer short lines of commands");
   command.Footer(std::string(kLoadScriptHelp) + kMiraFooter);
   command.Group("Commands and replies");
   command

@@ -11,7 +11,7 @@ namespace {
 using Key = TerminalCommand::Key;
 using Outcome = Indicator::Outcome;
 
-constexpr std::uint64_t kMiraStream = 5;  // beside those of the load, the faults and the phase
+constexpr std::uint64_t kMiraStream = 5;  // no other part of this terminal uses it
 constexpr std::size_t kValueWidth = 10;
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kBusy = " I";

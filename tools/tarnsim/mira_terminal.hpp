@@ -1,4 +1,4 @@
-// A scale that is asked and commanded in short lines.
+// A scale that answers short lines of commands.
 //
 //   SI            weight now                     S S|D VALUE UNIT, S + over range, S - under range
 //   SIR           weight now and repeatedly, until the next command
@@ -9,7 +9,7 @@
 //   anything else                                ES; EL where a value or unit is not understood
 //
 // Lines end with CR LF. A busy scale answers I in place of all that (I4 I to @) and does nothing; a
-// transmission error answers ET. What comes while answers wait is answered in turn.
+// transmission error answers ET. Commands that come while answers wait are answered in turn.
 #pragma once
 
 #include <cstdint>

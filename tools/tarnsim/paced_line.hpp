@@ -1,4 +1,4 @@
-// A simulated terminal's output: through the faults, at the line's pace, onto the line.
+// The output of a simulated terminal: adds the faults and keeps to the pace of the line.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 namespace tarn::sim {
 
 enum class Pace {
-  Pieces,      ///< in one piece what the line has carried since the last look
+  Pieces,      ///< what the line has carried since the last tick, in one piece
   Characters,  ///< each character on its own
 };
 
@@ -26,20 +26,20 @@ class PacedLine {
   PacedLine(std::unique_ptr<TerminalLine> line, double characterTime, Pace pace,
             const FaultInjector& faults);
 
-  /// Takes the line away and brings it back by the schedule; true while it is there. Errors of
-  /// TerminalLine::Attach climb; the next try is kRetryTime later.
+  /// Takes the line away and brings it back by the schedule. Returns true while it is there. Errors
+  /// of TerminalLine::Attach propagate to the caller; the next try is kRetryTime later.
   bool Follow(double now);
 
-  /// Sends a frame. The line is taken for the frame's time at least, whatever is left of it.
+  /// Sends a frame. The line is busy for the time of the whole frame, even when faults shorten it.
   void Send(std::string_view frame, double start);
-  /// Gathers what has been carried by now; false while some of the last frame still is to be.
+  /// Gathers the bytes that the line has carried. Returns false while a part of the frame is left.
   bool Carry(double now);
-  /// Writes what was gathered to the line.
+  /// Writes the gathered bytes to the line.
   void Flush();
   double FreeAt() const { return pacer_.FreeAt(); }
 
   Event<std::string_view>& Received() { return line_->Received; }
-  Event<std::string_view> Noted;  ///< the line going and coming back, for people
+  Event<std::string_view> Noted;  ///< says when the line goes and comes back
 
  private:
   void Vanish();

@@ -1,5 +1,5 @@
-// Random numbers that a seed fixes on every system. The standard library's distributions differ
-// from one library to the next; its generators do not.
+// Random numbers that are the same for a seed on every system. The standard library's distributions
+// differ from one library to the next; its generators do not.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@ namespace tarn::sim {
 
 class Random {
  public:
-  /// `stream` tells apart those who draw by one seed, so that none disturbs the others' numbers.
+  /// Users of one seed take different streams, so that none disturbs the numbers of the others.
   Random(std::uint64_t seed, std::uint64_t stream) : engine_(seed * 0x9E3779B97F4A7C15U + stream) {}
 
   /// 0 up to, but without, 1.

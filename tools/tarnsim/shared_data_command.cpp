@@ -18,9 +18,9 @@ constexpr int kTerminalPort = 1701;
 constexpr const char* kSharedDataFooter =
     R"(
 
-Each terminal has UDP port 1701 of an address of its own: 127.0.0.2, 127.0.0.3 and so on. Start the
-terminals before the server: its scale 1 uses port 1701 as well, of all addresses, and on Linux may
-come second but not first.
+Each terminal uses UDP port 1701 of its own address: 127.0.0.2, 127.0.0.3 and so on. Start the
+terminals before the server: the server's scale 1 uses port 1701 of all addresses, and on Linux it
+may only come second.
 
 A terminal knows the variables of its scales: status, weights, units, commands, preset tare. A table
 adds others or replaces these; one a line:
@@ -29,7 +29,7 @@ adds others or replaces these; one a line:
              longtext (13 characters an element)
   VALUE      numbers, one an element, missing ones are 0; or "text" for char, string, chararray
   BEHAVIOUR  fixed (takes no writes), silent, count STEP every DURATION,
-             after DURATION VALUE (so long after a write it has this value)
+             after DURATION VALUE (takes this value so long after a write)
   NAME : live status|gross|net|tare|units
   NAME : press C|T|Z|P|tare
 
@@ -164,7 +164,7 @@ void AddReplyFaults(Command& command, SharedDataOptions& options) {
       .ShowDefault();
   add("--double", faults.doubled, "Chance of each reply to come twice");
   add("--reorder", faults.reordered, "Chance of each reply to come behind the next one");
-  add("--foreign", faults.foreign, "Chance of a reply that nobody asked for");
+  add("--foreign", faults.foreign, "Chance of an additional reply, of another variable");
   add("--malformed", faults.malformed,
       "Chance of each reply to be cut, of a wrong length or noise");
   add("--join", faults.joined, "Chance of each reply to come in one datagram with the next");

@@ -9,12 +9,11 @@
 namespace tarn::sim {
 namespace {
 
-constexpr std::uint64_t kVariableStream =
-    6;  // beside those of the load, the lines and the templates
+constexpr std::uint64_t kVariableStream = 6;  // no other part of the simulation uses it
 constexpr std::size_t kWeightWidth = 12;
 constexpr std::size_t kUnitsWidth = 3;
 
-/// What stands behind the node text: "/k1/wt101" asks for wt101.
+/// Returns the part after the node: "/k1/wt101" asks for wt101.
 std::string_view VariableName(std::string_view destination) {
   return destination.substr(destination.rfind('/') + 1);
 }
@@ -116,8 +115,8 @@ void SharedDataTerminal::WriteValue(Variable& variable, std::string_view bytes) 
   }
 }
 
-/// Status: bit 0 of the first byte is motion, bit 1 of the second a weight that can be read, bit 4
-/// the print key.
+/// In the status, bit 0 of the first byte is motion. In the second byte, bit 1 is a valid weight
+/// and bit 4 the print key.
 std::string SharedDataTerminal::LiveBytes(LiveValue value) {
   const Reading& reading = indicator_->Present();
   switch (value) {

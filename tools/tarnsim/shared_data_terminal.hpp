@@ -1,5 +1,5 @@
-// A terminal whose shared-data variables are read and written by datagrams: requests in, replies
-// out, without a network.
+// A terminal whose shared-data variables are read and written by datagrams. It takes requests and
+// gives replies as bytes; the network is elsewhere.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ struct ReplyFaults {
   Schedule silent{};
 };
 
-/// Who asks, as the socket tells.
+/// The sender of a request, as the socket reports it.
 struct Peer {
   std::string host;
   std::int32_t port = 0;
@@ -40,7 +40,7 @@ struct Peer {
 class SharedDataTerminal final : public Terminal {
  public:
   static constexpr double kLongestHold = 100;  // milliseconds
-  /// Replies that wait; more are lost.
+  /// At most so many replies wait; any more are lost.
   static constexpr std::size_t kMostWaiting = 256;
 
   struct Options {
@@ -48,7 +48,7 @@ class SharedDataTerminal final : public Terminal {
     Units units = Units::Kilogram;
     Graduation graduation;
     int printReads = 2;          ///< reads of the status that show one print
-    double printEvery = 0;       ///< milliseconds between prints of its own; 0 never
+    double printEvery = 0;       ///< milliseconds between automatic prints; 0 for never
     bool answerUnknown = false;  ///< with a reply without data
     ReplyFaults faults;
     std::uint64_t seed = 1;
@@ -59,10 +59,10 @@ class SharedDataTerminal final : public Terminal {
   void Tick(double now) override;
   void Press(const TerminalCommand& command) override { indicator_->Press(command); }
 
-  /// A datagram arrives, after the latest tick.
+  /// Takes a datagram that arrived after the latest tick.
   void Receive(std::string_view datagram, const Peer& from);
 
-  /// A datagram to be sent, also from inside Receive.
+  /// Raised for a datagram to be sent, also from inside Receive.
   Event<std::string_view, const Peer&> Answer;
 
  private:

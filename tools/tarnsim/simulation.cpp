@@ -34,7 +34,7 @@ void Simulation::Tick() {
   for (const auto& terminal : terminals_) TickOne(*terminal, now);
 }
 
-/// One line in trouble must not hold up the others.
+/// A faulty line must not hold up the others.
 void Simulation::TickOne(Terminal& terminal, double now) {
   try {
     terminal.Tick(now);

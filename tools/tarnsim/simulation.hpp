@@ -1,4 +1,4 @@
-// Runs simulated terminals: one timer for all of them, the keys of the console, the end.
+// Runs simulated terminals with one timer and hands them the keys of the console.
 #pragma once
 
 #include <memory>
@@ -13,8 +13,8 @@ namespace tarn::sim {
 class Simulation {
  public:
   struct Options {
-    int tick = 10;                 ///< milliseconds between two looks at the lines
-    std::optional<double> runFor;  ///< milliseconds; without it until something else ends it
+    int tick = 10;                 ///< milliseconds between two ticks of the terminals
+    std::optional<double> runFor;  ///< milliseconds; no limit when not given
     bool endWithInput = false;     ///< ends when standard input does
   };
 

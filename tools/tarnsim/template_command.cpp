@@ -18,9 +18,9 @@ constexpr const char* kTemplateFooter =
     R"(A record is START FIELD DELIMITER FIELD ... TERMINATOR. Fields: number (of the print), id, gross,
 tare, net, units. Texts may have \r \n \t \b \\ and \xHH in them.
 
-With --listen the terminals are reached over TCP, port 1749, each at an address of its own; a line
-that vanishes (--vanish) is then a connection that is dropped and taken again. The faults of frames
-are those of whole records, or of their fields with --field-delay.
+With --listen each terminal listens at its own address, TCP port 1749; a line that vanishes
+(--vanish) is then a connection that is dropped and accepted again. The faults of frames apply to
+whole records, or to their fields with --field-delay.
 
 Started from a keyboard it takes the keys p (print), c, t, z for all its terminals and q to end. The
 load script is that of tarnsim continuous --help.
@@ -72,7 +72,7 @@ TemplateTerminal::Options TerminalOptions(const TemplateOptions& options, Termin
 
 void RunTemplate(TemplateOptions options) {
   if (options.addresses.empty() == options.common.ports.empty()) {
-    throw UsageError("Say where the terminals are: --port for serial lines or --listen for TCP");
+    throw UsageError("Write where the terminals are: --port for serial lines or --listen for TCP");
   }
   if (!options.addresses.empty()) {
     options.common.ports = options.addresses;

@@ -24,12 +24,12 @@ struct TemplateLayout {
   Graduation graduation;
 };
 
-/// "number,net,units" and so on, names as often and in the order that is wanted. Throws UsageError
-/// for a name that is none, and for more than 20.
+/// Parses names such as "number,net,units", in any order and as often as wanted. Throws UsageError
+/// for an unknown name, and for more than 20 of them.
 std::vector<RecordField> ParseRecordFields(std::string_view list);
 
-/// The record in the pieces in which a slow terminal would hand it over: a field with what follows
-/// it each. `number` counts the prints; only the first `fieldCount` fields are printed.
+/// Returns the record in the pieces that a slow terminal sends: each is a field with what follows
+/// it. `number` counts the prints; only the first `fieldCount` fields are printed.
 std::vector<std::string> BuildTemplateRecord(const TemplateLayout& layout, const Reading& reading,
                                              std::int64_t number, std::size_t fieldCount);
 

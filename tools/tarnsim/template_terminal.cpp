@@ -8,9 +8,9 @@
 namespace tarn::sim {
 namespace {
 
-constexpr std::uint64_t kTemplateStream = 5;  // beside those of the load, the faults and the phase
+constexpr std::uint64_t kTemplateStream = 5;  // no other part of this terminal uses it
 
-/// True when something that is due every `period` is due; those that were missed are left out.
+/// Returns true when something that is due every `period` is due. Missed times are skipped.
 bool TakeDue(double& next, double period, double now) {
   if (period <= 0 || now < next) return false;
   next += period * (std::floor((now - next) / period) + 1);
@@ -60,7 +60,7 @@ void TemplateTerminal::Print() {
   }
 }
 
-/// Between the pieces of a record, where it is printed with pauses: terminals do that.
+/// A terminal that prints with pauses sends it between the pieces of a record, as real ones do.
 void TemplateTerminal::QueueKeepAlive() {
   if (!pieces_.empty()) {
     if (pieces_.front().bytes == kKeepAliveText) return;

@@ -1,4 +1,4 @@
-// A terminal that prints records: at its own key, every so often, and when the line demands one.
+// A terminal that prints records: at its print key, at regular times, and on demand from the line.
 #pragma once
 
 #include <cstdint>
@@ -22,10 +22,10 @@ class TemplateTerminal final : public LineTerminal {
 
   struct Options {
     TemplateLayout layout;
-    std::string demand = "P";  ///< what the line sends to demand a record
-    double printEvery = 0;     ///< milliseconds between prints of its own; 0 never
+    std::string demand = "P";  ///< the bytes that demand a record
+    double printEvery = 0;     ///< milliseconds between automatic prints; 0 for never
     double fieldDelay = 0;     ///< milliseconds between the fields of a record
-    double keepAlive = 0;      ///< milliseconds between keep-alive texts; 0 never
+    double keepAlive = 0;      ///< milliseconds between keep-alive texts; 0 for never
     double shortRecords = 0;   ///< chance of a record to have fewer fields
     std::uint64_t seed = 1;
   };

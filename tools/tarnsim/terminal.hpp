@@ -1,4 +1,4 @@
-// What the simulation asks of every simulated terminal, whatever its dialect.
+// The interface of all simulated terminals to the simulation.
 #pragma once
 
 #include <string_view>
@@ -15,13 +15,14 @@ class Terminal {
   Terminal& operator=(const Terminal&) = delete;
   virtual ~Terminal() = default;
 
-  /// Does what was due by then, in milliseconds since the start. Errors of the line climb.
+  /// Does all that is due by `now`, in milliseconds since the start. Errors of the line propagate
+  /// to the caller.
   virtual void Tick(double now) = 0;
-  /// A key of the terminal itself.
+  /// Presses a key of the terminal.
   virtual void Press(const TerminalCommand& command) = 0;
 
-  Event<std::string_view> Noted;      ///< commands and what became of them, the line's state
-  Event<std::string_view> FrameSent;  ///< as it was before the faults
+  Event<std::string_view> Noted;      ///< commands and their results, changes of the line
+  Event<std::string_view> FrameSent;  ///< the frame as it was before the faults
 };
 
 }  // namespace tarn::sim

@@ -20,8 +20,8 @@ struct TerminalCommand {
 };
 
 /// Takes a line's bytes one by one. Bytes that are neither a command nor part of a number are
-/// skipped and end a number that stood before them. A "T" behind something that only looked
-/// like a number does nothing: it was meant as a preset tare, and taring instead would be wrong.
+/// skipped, and end a number in front of them. A "T" after a malformed number does nothing: it was
+/// meant as a preset tare, and taring instead would be wrong.
 class CommandReader {
  public:
   static constexpr std::size_t kLongestNumber = 24;

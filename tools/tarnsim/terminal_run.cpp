@@ -31,13 +31,13 @@ std::string Printable(std::string_view frame) {
 
 const char* const kLoadScriptHelp =
     R"(Load script: statements that end at ";" or at the end of the line; "#" begins a comment.
-  load AMOUNT               puts a weight on the platform in place of what lies there
-  ramp [FROM] TO DURATION   moves the load evenly
+  load AMOUNT               replaces the load on the platform
+  ramp [FROM] TO DURATION   changes the load evenly, from the present one unless FROM is given
   wait DURATION             leaves the load as it is
   press KEYS                presses a key of the terminal: C, T, Z, P or a preset tare like 12.5T
-  repeat [TIMES]            plays all of it again, for ever or TIMES times in all
+  repeat [TIMES]            plays all of it again, without end or TIMES times in all
 AMOUNT is a weight (12.5) or percent of the capacity (80%), DURATION is 500ms, 3s or 2min. LOW..HIGH
-in place of either draws anew each time (10%..90%, 2s..4s).)";
+in place of either draws a new value each time (10%..90%, 2s..4s).)";
 
 double FramePeriod(const std::string& rate) {
   if (rate == "max") return 0;

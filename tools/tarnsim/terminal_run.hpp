@@ -1,4 +1,4 @@
-// Runs a subcommand's terminals: the ports, the reports for people, the end.
+// Runs the terminals of a subcommand: opens their ports, reports what happens, ends in time.
 #pragma once
 
 #include <cstddef>
@@ -14,20 +14,20 @@
 
 namespace tarn::sim {
 
-/// What every terminal is made of.
+/// The parts that every terminal is built from.
 struct TerminalParts {
   std::unique_ptr<Indicator> indicator;
-  std::unique_ptr<PacedLine> line;  ///< none for a terminal that is reached by datagrams
+  std::unique_ptr<PacedLine> line;  ///< null for a terminal that uses datagrams
   std::string port;
   std::uint64_t seed = 0;
-  double phase = 0;  ///< 0 to 1: several terminals do not send at the same moments
+  double phase = 0;  ///< 0 to 1, so that several terminals do not send at the same moments
 };
 
 class TerminalRun {
  public:
   using MakeTerminal = std::function<std::unique_ptr<Terminal>(TerminalParts parts)>;
 
-  /// Throws UsageError for options that cannot be.
+  /// Throws UsageError when the options contradict each other or are out of range.
   explicit TerminalRun(const CommonOptions& options);
 
   const CommonSetup& Setup() const { return setup_; }
@@ -49,10 +49,11 @@ class TerminalRun {
   std::vector<Subscription> reports_;
 };
 
-/// Milliseconds between frames, 0 for as fast as the line goes ("max"). Throws UsageError.
+/// Returns the milliseconds between two frames, 0 for "max" (as fast as the line goes). Throws
+/// UsageError.
 double FramePeriod(const std::string& rate);
 
-/// What the help of each subcommand tells about load scripts.
+/// The part about load scripts in the help of each subcommand.
 extern const char* const kLoadScriptHelp;
 
 }  // namespace tarn::sim

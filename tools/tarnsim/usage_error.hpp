@@ -1,4 +1,4 @@
-// The simulators' name of what the user asked for and cannot be.
+// The name by which the simulators know UsageError.
 #pragma once
 
 #include "tools/usage_error.hpp"

@@ -1,4 +1,4 @@
-// The shared-data variables of a simulated terminal, and the text in which they are written down.
+// The shared-data variables of a simulated terminal, and the text that declares them.
 //
 //   NAME TYPE [COUNT] [= VALUE ...] [: BEHAVIOUR]      one a line, "#" begins a comment
 //
@@ -8,12 +8,12 @@
 //   BEHAVIOUR  fixed                     takes no writes
 //              silent                    answers nothing
 //              count STEP every DURATION adds STEP to every element again and again
-//              after DURATION VALUE      so long after a write it has this value
-// A variable that lives of the simulated scale is written without a type:
+//              after DURATION VALUE      takes this value so long after a write
+// A variable that follows the simulated scale is written without a type:
 //   NAME : live status|gross|net|tare|units
 //   NAME : press C|T|Z|P|tare            a write presses the key; tare takes a double
 //
-// Where a name stands twice, the later line counts.
+// When a name appears twice, the later line counts.
 #pragma once
 
 #include <cstddef>
@@ -43,16 +43,17 @@ enum class VariableType : std::uint8_t {
   LongText,
 };
 
-/// What of the simulated scale a variable shows.
+/// The part of the simulated scale that a variable shows.
 enum class LiveValue : std::uint8_t { Status, Gross, Net, Tare, Units };
 
 class Variable {
  public:
   enum class Behaviour : std::uint8_t { Kept, Fixed, Silent, Count, After, Live, Press };
 
-  /// As on the wire; for those that are neither live nor pressed. Milliseconds since the start.
+  /// Returns the bytes as on the wire, for a variable that is neither live nor a key. `now` is in
+  /// milliseconds since the start.
   std::string Bytes(double now) const;
-  /// Takes as much as the variable holds; what is missing becomes 0.
+  /// Takes as many bytes as the variable holds; missing ones count as 0.
   void Write(std::string_view bytes, double now);
 
   VariableType type = VariableType::Bit;

@@ -1,0 +1,133 @@
+// Graduations, and the bytes of the frames and records that simulated terminals send.
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/tarnsim/continuous_frame.hpp"
+#include "tools/tarnsim/fixed_frame.hpp"
+#include "tools/tarnsim/template_record.hpp"
+#include "tools/tarnsim/usage_error.hpp"
+
+namespace tarn::sim {
+namespace {
+
+const Graduation kHundred = MakeGraduation(100, 0.01, {});
+
+TEST(Graduation, RoundsToWholeDivisionsAndWritesThem) {
+  const struct {
+    double capacity, division;
+    std::optional<int> decimals;
+    double weight;
+    const char* text;
+  } cases[] = {{60, 0.05, {}, 12.37, "12.35"}, {60, 0.05, {}, 12.38, "12.40"},
+               {60, 0.05, {}, -0.03, "-0.05"}, {100, 0.01, {}, 0.004, "0.00"},
+               {15'000, 20, {}, 1234, "1240"}, {3, 0.001, {}, -0.0126, "-0.013"},
+               {3, 0.00002, {}, 1, "1.00000"}, {150, 1, 1, 1.5, "2.0"},
+               {999'990, 1, {}, 1, "1"}};
+  for (const auto& c : cases) {
+    const Graduation graduation = MakeGraduation(c.capacity, c.division, c.decimals);
+    EXPECT_EQ(graduation.Text(graduation.Digits(c.weight)), c.text);
+    EXPECT_DOUBLE_EQ(graduation.Weight(graduation.capacity), c.capacity);
+  }
+  EXPECT_GT(kHundred.Digits(1e300), Graduation::kLargestDisplay) << "a script may say anything";
+}
+
+TEST(Graduation, RefusesWhatADisplayCannotShow) {
+  const struct {
+    double capacity, division;
+    std::optional<int> decimals;
+  } cases[] = {{100, 0.03, {}},       {100, 0, {}}, {100, -1, {}}, {100, 0.05, 1}, {100, 1, 6},
+               {600'000, 50'000, {}},  // nine divisions more: seven digits
+               {999'991, 1, {}},      {0, 1, {}},   {0.4, 1, {}}};
+  for (const auto& c : cases) {
+    EXPECT_THROW(MakeGraduation(c.capacity, c.division, c.decimals), UsageError)
+        << c.capacity << " by " << c.division;
+  }
+  EXPECT_THROW(UnitsOf("KG"), UsageError);
+}
+
+TEST(ContinuousFrame, HasTheBytesOfTheLayout) {
+  const ContinuousLayout fine{true, true, Units::Kilogram, kHundred};
+  const ContinuousLayout coarse{true, false, Units::Pound, MakeGraduation(500, 0.5, {})};
+  const ContinuousLayout small{false, true, Units::Gram, MakeGraduation(900'000, 20, {})};
+  const Reading negativeNet{.gross = 450, .tare = 500, .netMode = true, .motion = true};
+  const struct {
+    ContinuousLayout layout;
+    Reading reading;
+    bool print;
+    std::string_view bytes;
+  } cases[] = {
+      {fine, {.gross = 1234}, false, "\x02,0 001234000000\r+"},
+      {coarse, negativeNet, true, "\x02;+(000050000500\r"},
+      {coarse, {.gross = 500, .tare = 500, .netMode = true}, false, "\x02;! 000000000500\r"},
+      {coarse, {.gross = -30, .underRange = true}, false, "\x02;& 000030000000\r"},
+      {small,
+       {.gross = 1'005'000, .overRange = true, .zeroed = false},
+       false,
+       "\x02\x32\x64!999999\rd"}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(BuildContinuousFrame(c.layout, c.reading, c.print), c.bytes);
+  }
+  const struct {
+    const char* units;
+    double division;
+    const char* status;
+  } displays[] = {{"kg", 0.0001, ".0 "}, {"lb", 0.002, "5  "}, {"g", 0.05, "< !"},
+                  {"t", 0.1, "+ \""},    {"oz", 1, "* #"},     {"ozt", 20, "2 $"},
+                  {"dwt", 5, ": %"},     {"ton", 0.01, ", &"}};
+  for (const auto& d : displays) {
+    const Graduation graduation = MakeGraduation(1000 * d.division, d.division, {});
+    EXPECT_EQ(
+        BuildContinuousFrame({true, true, UnitsOf(d.units), graduation}, {}, false).substr(1, 3),
+        d.status);
+  }
+}
+
+TEST(FixedFrame, HasTheBytesOfEachMaker) {
+  const Reading light{.gross = 1250, .motion = true};
+  const Reading negative{.gross = -105};
+  const struct {
+    const char* layout;
+    Units units;
+    Reading reading;
+    std::string_view bytes;
+  } cases[] = {
+      {"cardinal", Units::Pound, light, "\r 12.50  mlb     \x03"},
+      {"cardinal", Units::Kilogram, negative, "\r- 1.05   kg     \x03"},
+      {"cardinal", Units::Kilogram, {.gross = 10'010, .overRange = true}, "\r100.10  ckg     \x03"},
+      {"fairbanks", Units::Kilogram, light, "   12.50 kg  g\r\n"},
+      {"fairbanks", Units::Kilogram, negative, "   -1.05 kg   \r\n"},
+      {"gse550", Units::Kilogram, light, "\x02M    12.50 kg       \r\n"},
+      {"gse550", Units::Gram, {.underRange = true}, "\x02O     0.00 g        \r\n"},
+      {"ricelake", Units::Pound, {.gross = -5, .underRange = true}, "\x02-  0.05L  I\r\n"},
+      {"wi120", Units::Kilogram, light, "   12.50 kg    \r\n"},
+      {"wi120", Units::Pound, {.gross = 0, .tare = 10'000}, "  ------ lb    \r\n"}};
+  for (const auto& c : cases) {
+    const FixedFrameOptions options{FixedLayoutOf(c.layout), c.units, kHundred};
+    EXPECT_EQ(BuildFixedFrame(options, c.reading), c.bytes) << c.layout;
+  }
+  EXPECT_THROW(FixedLayoutOf("morse"), UsageError);
+}
+
+TEST(TemplateRecord, HasTheFieldsThatItsTemplateNames) {
+  TemplateLayout layout{.startString = "#",
+                        .fields = ParseRecordFields("number,id,gross,tare,net,units"),
+                        .graduation = kHundred};
+  const Reading reading{.gross = 1250, .tare = 250, .netMode = true};
+  EXPECT_EQ(BuildTemplateRecord(layout, reading, 7, 9),
+            (std::vector<std::string>{"#7,", "A007,", "12.50,", "2.50,", "10.00,", "kg\r\n"}));
+  layout.delimiterAtEnd = true;
+  EXPECT_EQ(BuildTemplateRecord(layout, reading, 1001, 2),
+            (std::vector<std::string>{"#1001,", "A001,\r\n"}));
+  std::string tooMany = "net";
+  for (int i = 0; i < 20; ++i) tooMany += ",net";
+  for (const char* wrong : {"", "net,", "weight", tooMany.c_str()}) {
+    EXPECT_THROW(ParseRecordFields(wrong), UsageError) << wrong;
+  }
+}
+
+}  // namespace
+}  // namespace tarn::sim

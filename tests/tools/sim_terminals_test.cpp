@@ -1,0 +1,279 @@
+// Simulated terminals on their lines, and the simulation that runs them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tests/fakes/fake_host.hpp"
+#include "tests/tools/simulated_line.hpp"
+#include "tools/tarnsim/continuous_terminal.hpp"
+#include "tools/tarnsim/fixed_terminal.hpp"
+#include "tools/tarnsim/mira_terminal.hpp"
+#include "tools/tarnsim/simulation.hpp"
+#include "tools/tarnsim/template_terminal.hpp"
+
+namespace tarn::sim {
+namespace {
+
+using testing::StartsWith;
+
+const std::string kFast = "115200,e,7,2";
+
+/// Frames of 17 characters; each takes 19.5 ms at 9600 bits per second.
+struct ContinuousBench : Bench<ContinuousTerminal> {
+  struct Times {
+    double framePeriod = 100;
+    double firstFrame = 0;
+    double printEvery = 0;
+    int printFrames = 1;
+  };
+  explicit ContinuousBench(const Times& times, Surroundings around = {})
+      : Bench({.layout = {.checksum = false, .graduation = kHundredKilograms},
+               .framePeriod = times.framePeriod,
+               .firstFrame = times.firstFrame,
+               .printEvery = times.printEvery,
+               .printFrames = times.printFrames},
+              around) {}
+};
+
+int PrintRequests(const std::string& frames) {
+  int count = 0;
+  for (std::size_t i = 0; i + 17 <= frames.size(); i += 17) count += frames[i + 3] >> 3 & 1;
+  return count;
+}
+
+TEST(ContinuousTerminal, SendsWholeFramesAtItsRate) {
+  const std::string frame = "\x02,0 000000000000\r";
+  for (const Pace pace : {Pace::Pieces, Pace::Characters}) {
+    const bool inPieces = pace == Pace::Pieces;
+    ContinuousBench bench({.firstFrame = 37}, {.settings = "9600,e,7,2", .pace = pace});
+    std::string expected;
+    for (int i = 0; i < 100; ++i) expected += frame;
+    EXPECT_EQ(bench.SentUntil(10'000, inPieces ? 10 : 1), expected);
+    for (const std::string& piece : bench.line->pieces) ASSERT_LE(piece.size(), inPieces ? 9 : 1);
+  }
+  // Of frames that are due every 10 ms and take 19.5 ms, every second one goes out.
+  ContinuousBench crowded({.framePeriod = 10}, {.settings = "9600,e,7,2"});
+  EXPECT_NEAR(static_cast<double>(crowded.SentUntil(30'000).size()), 1500 * 17, 17);
+}
+
+TEST(ContinuousTerminal, SaturatesTheLineAndSendsLittleOfWhatItMissedWhenHeldUp) {
+  ContinuousBench bench({.framePeriod = 0}, {.settings = kFast});
+  EXPECT_NEAR(static_cast<double>(bench.SentUntil(1000).size()), 115'200.0 / 11, 1);
+  EXPECT_EQ(bench.line->pieces.size(), 100U) << "one write a tick";
+  bench.line->pieces.clear();
+  bench.terminal.Tick(3'600'000);
+  EXPECT_NEAR(static_cast<double>(bench.line->Written().size()), 1000, 100)
+      << "what the line carries in a tenth of a second";
+  for (const FaultOptions& faults : {FaultOptions{.drop = 1}, FaultOptions{.silence = 1}}) {
+    ContinuousBench silent({.framePeriod = 0}, {.faults = faults, .settings = kFast});
+    int frames = 0;
+    const auto count = silent.terminal.FrameSent.Subscribe([&](std::string_view) { ++frames; });
+    EXPECT_EQ(silent.SentUntil(1000), "");
+    EXPECT_NEAR(frames, 115'200 / 11 / 17, 2) << "it does not spin";
+  }
+}
+
+TEST(ContinuousTerminal, TakesCommandsInAnyPiecesAndRequestsPrints) {
+  ContinuousBench bench({.printEvery = 2000, .printFrames = 3}, {.script = "load 50"});
+  EXPECT_EQ(PrintRequests(bench.SentUntil(1900)), 0);
+  EXPECT_EQ(PrintRequests(bench.SentUntil(9000)), 12);
+  for (const char* piece : {"1", "2.", "5", "T", "P"}) bench.line->Received.Raise(piece);
+  const std::string frames = bench.SentUntil(9900);
+  EXPECT_EQ(PrintRequests(frames), 3);
+  EXPECT_TRUE(frames.ends_with("\x02,1 003750001250\r"));
+}
+
+TEST(ContinuousTerminal, FallsSilentAndVanishesBySchedule) {
+  ContinuousBench quiet({}, {.faults = {.silent = {2000, 500}}});
+  quiet.SentUntil(2000);
+  EXPECT_EQ(quiet.SentUntil(2490), "");
+  EXPECT_EQ(quiet.SentUntil(3000).size(), 5 * 17U);
+
+  // One frame is on its way when the line goes.
+  ContinuousBench gone({.firstFrame = 85}, {"load 50", {.vanished = {2000, 500}}, "9600,e,7,2"});
+  gone.SentUntil(2010);
+  EXPECT_FALSE(gone.line->attached);
+  EXPECT_EQ(gone.SentUntil(2490), "");
+  EXPECT_THAT(gone.SentUntil(2700), StartsWith("\x02")) << "a whole frame";
+
+  // Next time it cannot come back at first, and tries once a second.
+  gone.SentUntil(4400);
+  gone.line->attachTries = 0;
+  gone.line->failAttach = AutomationError(ErrorNumber::PathFileAccess, "taken");
+  for (double now = 4500; now < 5600; now += 10) {
+    try {
+      gone.terminal.Tick(now);
+    } catch (const AutomationError&) {
+      EXPECT_FALSE(gone.line->attached);
+    }
+  }
+  EXPECT_EQ(gone.line->attachTries, 2);
+  gone.line->failAttach.reset();
+  gone.terminal.Tick(6600);
+  EXPECT_TRUE(gone.line->attached);
+}
+
+TEST(FixedTerminal, SendsByItselfOrOnceForEachEnquiry) {
+  Bench<FixedTerminal> streaming(
+      {.frame = {FixedLayout::Fairbanks, Units::Kilogram, kHundredKilograms}});
+  EXPECT_EQ(streaming.SentUntil(1000).size(), 10 * 16U);
+  Bench<FixedTerminal> polled({.frame = {FixedLayout::Wi120, Units::Kilogram, kHundredKilograms}},
+                              {.script = "load 12.5"});
+  EXPECT_EQ(polled.SentUntil(5000), "");
+  EXPECT_EQ(polled.Ask("x\x05"), "   12.50 kg    \r\n");
+  EXPECT_EQ(polled.Ask("\x05\x05"), "   12.50 kg    \r\n") << "the second came before the answer";
+}
+
+/// A text with ";" for the end of each line.
+std::string Lines(std::string_view text) {
+  std::string lines;
+  for (const char c : text) lines += c == ';' ? std::string("\r\n") : std::string(1, c);
+  return lines;
+}
+
+TEST(MiraTerminal, AnswersEachCommand) {
+  const char* const inMotion = "load 12.5; wait 2900ms; load 20; wait 1s";
+  const struct {
+    const char* load;
+    const char* commands;
+    const char* answers;
+  } cases[] = {{"load 0", "T;;\n", "T S       0.00 kg;"},
+               {"load 1.5", "TA 1 kg;Z;", "TA A       1.00 kg;Z A;"},  // zero clears the tare
+               {"load 12.5", "SI;Z;", "S S      12.50 kg;Z +;"},
+               {"load 12.5", "T;SI;", "T S      12.50 kg;S S       0.00 kg;"},
+               {"load 12.5", "TA 2,5;SI;TA 200 kg;TA -1 kg;",
+                "TA A       2.50 kg;S S      10.00 kg;TA +;TA -;"},
+               {"load 12.5", "@;TA 1 lb;TA;SX;SI 3;", "I4 A \"0012345678\";EL;EL;ES;ES;"},
+               {"load 101", "SI;T;", "S +;T +;"},
+               {"load -1", "SI;T;", "S -;T -;"},
+               {"load -12.5", "Z;", "Z -;"},
+               {inMotion, "T;Z;", "T I;Z I;"}};
+  for (const auto& c : cases) {
+    Bench<MiraTerminal> bench({.graduation = kHundredKilograms}, {c.load});
+    EXPECT_EQ(bench.SentUntil(2950), "");
+    EXPECT_EQ(bench.Ask(Lines(c.commands)), Lines(c.answers)) << c.load << " " << c.commands;
+  }
+  Bench<MiraTerminal> moving({.graduation = kHundredKilograms}, {inMotion});
+  moving.SentUntil(2950);
+  EXPECT_THAT(moving.Ask("SI\r\n"), StartsWith("S D "));
+}
+
+TEST(MiraTerminal, RepeatsItsWeightUntilTheNextCommand) {
+  Bench<MiraTerminal> bench({.graduation = kHundredKilograms, .decimalPoint = ','},
+                            {.script = "load 12.5"});
+  bench.SentUntil(5000);
+  bench.line->Received.Raise("SIR\r\n");
+  EXPECT_EQ(bench.SentUntil(6050).size(), 11 * Lines("S S      12,50 kg;").size());
+  EXPECT_EQ(bench.Ask("Z\r\n"), "Z +\r\n");
+  EXPECT_EQ(bench.SentUntil(7000), "");
+}
+
+TEST(MiraTerminal, IsBusyOrMishearsByChance) {
+  Bench<MiraTerminal> busy({.graduation = kHundredKilograms, .busy = 1}, {.script = "load 12.5"});
+  busy.SentUntil(3000);
+  EXPECT_EQ(busy.Ask(Lines("SI;SIR;Z;T;TA 1;@;")), Lines("S I;S I;Z I;T I;TA I;I4 I;"));
+  Bench<MiraTerminal> deaf({.graduation = kHundredKilograms, .errors = 1});
+  EXPECT_EQ(deaf.Ask("T\r\n"), "ET\r\n");
+  Bench<MiraTerminal> silent({.graduation = kHundredKilograms}, {.faults = {.silence = 1}});
+  std::size_t longest = 0;
+  const Subscription notes = silent.terminal.Noted.Subscribe(
+      [&](std::string_view note) { longest = std::max(longest, note.size()); });
+  EXPECT_EQ(silent.Ask("SIR\r\n" + std::string(100'000, 'x') + "\r\n"), "");
+  EXPECT_LT(longest, 60U) << "a command is kept only to its longest";
+}
+
+TEST(TemplateTerminal, PrintsByItselfAndOnDemand) {
+  TemplateTerminal::Options options;
+  options.demand = "\x05P";
+  options.printEvery = 1000;
+  options.layout.fields = ParseRecordFields("number,units");
+  Bench<TemplateTerminal> bench(options);
+  EXPECT_EQ(bench.SentUntil(2500), "1,kg\r\n2,kg\r\n");
+  for (const char* piece : {"P\x05", "P\x05P\x05\x05", "x"}) bench.line->Received.Raise(piece);
+  EXPECT_EQ(bench.SentUntil(2900), "3,kg\r\n4,kg\r\n");
+  options.demand = "";
+  Bench<TemplateTerminal> held(options);
+  EXPECT_EQ(held.Ask("anything"), "");
+  for (int i = 0; i < 1000; ++i) held.terminal.Press({TerminalCommand::Key::Print});
+  EXPECT_LE(held.SentUntil(900).size(), 130 * 8U) << "the rest is refused";
+
+  options.fieldDelay = 300;
+  options.keepAlive = 600;
+  Bench<TemplateTerminal> slow(options);
+  EXPECT_EQ(slow.SentUntil(1280), "!!I'm Alive!!1,!!I'm Alive!!");
+  EXPECT_EQ(slow.SentUntil(1600), "kg\r\n");
+  Bench<TemplateTerminal> shortened(
+      {.layout = options.layout, .printEvery = 1000, .shortRecords = 1});
+  EXPECT_EQ(shortened.SentUntil(1500), "1\r\n");
+}
+
+class QuietConsole final : public Console {
+ public:
+  bool IsTerminal() const override { return false; }
+  Size ScreenSize() const override { return {}; }
+  void ReadKeys() override {}
+  void GuardScreen(std::string_view) override {}
+  void LeaveNow() override {}
+  void WatchInputEnd() override {}
+  void Write(std::string_view) override {}
+};
+
+class CountingTerminal final : public Terminal {
+ public:
+  void Tick(double now) override {
+    lastTick = now;
+    ++ticks;
+    if (broken) throw AutomationError(ErrorNumber::DeviceInputOutput, "the line broke");
+  }
+  void Press(const TerminalCommand& command) override { keys.push_back(command); }
+
+  bool broken = false;
+  int ticks = 0;
+  double lastTick = 0;
+  std::vector<TerminalCommand> keys;
+};
+
+TEST(Simulation, RunsForItsTimeDespiteABrokenLineAndEndsWhenItIsAskedTo) {
+  FakeHost host;
+  QuietConsole console;
+  const std::function<void()> ends[] = {
+      [] {}, [&] { console.Interrupted.Raise(); }, [&] { console.InputEnded.Raise(); },
+      [&] { console.KeyPressed.Raise(Console::Key::Character, 'q'); }};
+  host.loop.ComeLate(5000);  // its time begins with Run
+  for (const auto& end : ends) {
+    Simulation simulation(host, console, {.tick = 10, .runFor = 1000, .endWithInput = true});
+    CountingTerminal* terminals[2];
+    for (auto& terminal : terminals) {
+      terminal = new CountingTerminal;
+      simulation.Add(std::unique_ptr<Terminal>(terminal));
+    }
+    terminals[0]->broken = true;
+    const auto timer = host.loop.CreateTimer();
+    const Subscription tick = timer->Tick.Subscribe([&] {
+      timer->Enabled(false);
+      console.KeyPressed.Raise(Console::Key::Up, 0);
+      for (const char key : {'x', 'p'}) console.KeyPressed.Raise(Console::Key::Character, key);
+      end();
+    });
+    timer->Interval(55);
+    timer->Enabled(true);
+    simulation.Run();
+    for (const CountingTerminal* terminal : terminals) {
+      const bool toItsEnd = &end == &ends[0];
+      EXPECT_EQ(terminal->ticks, toItsEnd ? 99 : 5);
+      EXPECT_EQ(terminal->lastTick, toItsEnd ? 990 : 50);
+      EXPECT_EQ(terminal->keys, std::vector<TerminalCommand>{{TerminalCommand::Key::Print}});
+    }
+  }
+  EXPECT_EQ(host.traces, std::vector<std::string>{"the line broke"});
+}
+
+}  // namespace
+}  // namespace tarn::sim
