@@ -33,7 +33,6 @@ namespace tarn {
 class SerialPort {
  public:
   static constexpr std::size_t kMaxQueuedOutput = 64U << 10U;
-  static constexpr std::size_t kMaxWaitingInput = ReceiveBuffer::kMaxWaiting;
 
   /// The system outlives the control.
   explicit SerialPort(LineSystem& system);
