@@ -145,7 +145,7 @@ class SharedDataModel : public ModelProtocol {
 };
 
 /// From one of the five variables.
-std::string ReplyOf(Random& random, char letter, std::size_t variable) {
+std::string RandomReply(Random& random, char letter, std::size_t variable) {
   static const std::string kNumbers[] = {"12.5", " 1,5 ",   "1,234.5", "0", "",
                                          "-7",   "1.5.5\0", "   ",     "."};
   static const std::string kUnits[] = {"kg", "lb  ", std::string("t \0?", 4), " ", "\xB5g"};
@@ -170,7 +170,7 @@ std::string Datagram(Random& random, char letter) {
   const std::size_t first = !inOrder || random.Chance(80) ? 0 : random.Size(5);
   const std::size_t behind = inOrder && random.Chance(60) ? 5 : random.Size(6);
   for (std::size_t i = first; i < behind; ++i) {
-    datagram += ReplyOf(random, letter, inOrder ? i : random.Size(5));
+    datagram += RandomReply(random, letter, inOrder ? i : random.Size(5));
   }
   if (random.Chance(5)) datagram.resize(datagram.size() * 2 / 3);
   return datagram;

@@ -133,7 +133,8 @@ Rows RowsOf(const std::map<std::string_view, Rows>& table, std::string_view name
 using Settings = ScaleFixture;
 
 TEST_F(Settings, ComeBackInTheirOrderAndLeaveOutTheirDefaults) {
-  for (const std::string_view name : ClassNames()) {
+  for (const ClassRow& row : RegisteredClasses()) {
+    const std::string_view name = row.name;
     SCOPED_TRACE(name);
     const auto create = [&] { return CreateClass(name, site); };
     const auto fresh = create();

@@ -141,7 +141,7 @@ std::string_view TakePart(std::string_view& text, char mark) {
   return part;
 }
 
-double ParseNumber(std::string_view word) {
+double ParseElement(std::string_view word) {
   const auto number = LocaleNumber(word, ".");
   if (!number) throw UsageError("\"" + std::string(word) + "\" is not a number");
   return *number;
@@ -156,7 +156,7 @@ std::vector<double> ElementsOf(const Variable& variable, std::string_view value)
       elements.push_back(static_cast<std::uint8_t>(c));
     }
   } else {
-    while (!value.empty()) elements.push_back(ParseNumber(TakeWord(value)));
+    while (!value.empty()) elements.push_back(ParseElement(TakeWord(value)));
   }
   if (elements.size() > variable.count) throw UsageError("more values than the variable has");
   elements.resize(variable.count);
@@ -170,7 +170,7 @@ void ReadType(Variable& variable, std::string_view words) {
   if (row == kTypes.end()) throw UsageError("\"" + std::string(name) + "\" is no type");
   variable.type = static_cast<VariableType>(row - kTypes.begin());
   if (row->counted) {
-    const double count = ParseNumber(TakeWord(words));
+    const double count = ParseElement(TakeWord(words));
     const double most = static_cast<double>(VariableTable::kMostBytes / row->width);
     if (!(count >= 1 && count <= most) || count != std::floor(count)) {
       throw UsageError("a " + std::string(name) + " has 1 to " +
@@ -193,7 +193,7 @@ void ReadBehaviour(Variable& variable, std::string_view words) {
                                            {"press", Behaviour::Press}},
                                           "behaviour");
   if (variable.behaviour == Behaviour::Count) {
-    variable.step = ParseNumber(TakeWord(words));
+    variable.step = ParseElement(TakeWord(words));
     if (TakeWord(words) != "every") throw UsageError("write count STEP every DURATION");
     variable.period = ParseDuration(TakeWord(words));
     if (variable.period <= 0) throw UsageError("the duration must be above 0");
