@@ -9,6 +9,7 @@
 #include <string>
 
 #include "connections/ethernet_connection.hpp"
+#include "scale/tarn_scale.hpp"
 #include "server/server_site.hpp"
 #include "shareddata/summit_protocol.hpp"
 #include "shareddata/tarn_kes_basic_config.hpp"

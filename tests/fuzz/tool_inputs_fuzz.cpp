@@ -11,6 +11,7 @@
 #include "base/automation_error.hpp"
 #include "scale/tarn_scale.hpp"
 #include "server/server_site.hpp"
+#include "shareddata/message_layout.hpp"
 #include "tests/fakes/fake_host.hpp"
 #include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
