@@ -1,4 +1,4 @@
-// Continuous output, word by word, beside the protocol.
+// Continuous output, step by step, beside the protocol.
 #include <array>
 #include <cmath>
 #include <cstdio>

@@ -1,4 +1,4 @@
-// Frames of other makers' scales, word by word, beside the protocol.
+// Frames of other makers' scales, step by step, beside the protocol.
 #include "tests/models/models.hpp"
 #include "tests/models/scale_story.hpp"
 

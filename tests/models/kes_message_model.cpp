@@ -1,4 +1,4 @@
-// The messages of terminal variables, word by word, beside the real ones.
+// The messages of terminal variables, step by step, beside the real ones.
 #include <cstring>
 
 #include "shareddata/kes_message.hpp"

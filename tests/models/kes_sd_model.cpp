@@ -1,4 +1,4 @@
-// A weight from five variables of a terminal, word by word, beside the protocol.
+// A weight from five variables of a terminal, step by step, beside the protocol.
 #include <array>
 #include <set>
 

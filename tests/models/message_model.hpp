@@ -1,4 +1,4 @@
-// The messages of terminal variables, word by word.
+// The messages of terminal variables, step by step.
 #pragma once
 
 #include <cmath>

@@ -1,4 +1,4 @@
-// Commands and responses, word by word, beside the protocol.
+// Commands and responses, step by step, beside the protocol.
 #include "base/number_text.hpp"
 #include "tests/models/models.hpp"
 #include "tests/models/scale_story.hpp"

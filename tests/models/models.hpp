@@ -1,4 +1,4 @@
-// The models. A model does what a part of the system is for, slowly and word by word; a case plays
+// The models. A model does what a part of the system is for, slowly and step by step; a case plays
 // one random story to the model and to the system and compares all that the two have shown.
 #pragma once
 

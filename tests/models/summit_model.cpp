@@ -1,4 +1,4 @@
-// The rounds of terminal variables, word by word, beside the engine.
+// The rounds of terminal variables, step by step, beside the engine.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>

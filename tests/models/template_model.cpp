@@ -1,4 +1,4 @@
-// Records cut by a template, word by word, beside the protocols over a serial line and over TCP.
+// Records cut by a template, step by step, beside the protocols over a serial line and over TCP.
 #include "protocols/template_protocol.hpp"
 
 #include "tests/models/models.hpp"

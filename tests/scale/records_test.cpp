@@ -27,7 +27,7 @@ TEST(TypeToClass, MapsEveryDialectAndNothingElse) {
   }
 }
 
-/// The weight record as it is described, literally: gross, tare and net; motion, zero and net mode.
+/// The weight record once more, step by step: gross, tare and net; motion, zero and net mode.
 struct RecordModel {
   std::string text[3], units, noData = "Error", cleared, trace;
   double value[3] = {};
