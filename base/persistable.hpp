@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/event.hpp"
@@ -77,6 +78,25 @@ std::shared_ptr<Kind> ReadObject(const PropertyBag& bag, std::string_view key,
   auto kind = As<Kind>(object);
   object->ReadProperties(stored->bag);
   return kind;
+}
+
+/// Stores the object in a bag: the name of its class and the values that it writes.
+inline void WriteObject(PropertyBag& bag, std::string_view key, const Persistable& object) {
+  using Origin = PropertyBag::Origin;
+  PropertyBag values;
+  object.WriteProperties(values);
+  bag.WriteValues(key, object.ClassName(), std::move(values),
+                  object.IsClientMade() ? Origin::ClientMade : Origin::Own);
+}
+
+/// Where there is no object, stores one of the default class with its default values.
+inline void WriteObject(PropertyBag& bag, std::string_view key,
+                        const std::shared_ptr<const Persistable>& object,
+                        std::string_view defaultClass) {
+  if (object)
+    WriteObject(bag, key, *object);
+  else
+    bag.WriteValues(key, defaultClass, PropertyBag(), PropertyBag::Origin::NotSet);
 }
 
 }  // namespace tarn

@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/little_endian.hpp"
 #include "base/number_text.hpp"
-#include "base/persistable.hpp"
 
 namespace tarn {
 namespace {
@@ -104,27 +104,16 @@ void PropertyBag::WriteText(std::string_view key, std::string_view value,
   if (value != defaultValue) Store(key, std::string(value));
 }
 
-void PropertyBag::WriteObject(std::string_view key, const Persistable& object) {
-  auto nested = std::make_unique<Object>();
-  nested->className = object.ClassName();
-  object.WriteProperties(nested->bag);
+void PropertyBag::WriteValues(std::string_view key, std::string_view className, PropertyBag values,
+                              Origin origin) {
+  if (origin == Origin::ClientMade) clientMade_.emplace_back(key);
+  if (origin == Origin::NotSet) notSet_.emplace_back(key);
   const std::string inner = std::string(key) + ".";
-  if (object.IsClientMade()) clientMade_.emplace_back(key);
-  for (const std::string& place : nested->bag.clientMade_) clientMade_.push_back(inner + place);
-  for (const std::string& place : nested->bag.notSet_) notSet_.push_back(inner + place);
-  Store(key, std::move(nested));
-}
-
-void PropertyBag::WriteObject(std::string_view key,
-                              const std::shared_ptr<const Persistable>& object,
-                              std::string_view defaultClass) {
-  if (object) {
-    WriteObject(key, *object);
-    return;
-  }
+  for (const std::string& place : values.clientMade_) clientMade_.push_back(inner + place);
+  for (const std::string& place : values.notSet_) notSet_.push_back(inner + place);
   auto nested = std::make_unique<Object>();
-  nested->className = defaultClass;
-  notSet_.emplace_back(key);
+  nested->className = className;
+  nested->bag = std::move(values);
   Store(key, std::move(nested));
 }
 

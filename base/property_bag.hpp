@@ -25,8 +25,6 @@
 
 namespace tarn {
 
-class Persistable;
-
 class PropertyBag {
  public:
   /// A nested object: the class that it belongs to and its own values.
@@ -48,11 +46,12 @@ class PropertyBag {
   void WriteLong(std::string_view key, std::int32_t value, std::int32_t defaultValue);
   void WriteDouble(std::string_view key, double value, double defaultValue);
   void WriteText(std::string_view key, std::string_view value, std::string_view defaultValue);
-  /// Writes the class name and lets the object write its own values. An object is always stored.
-  void WriteObject(std::string_view key, const Persistable& object);
-  /// Where there is no object, stores one of the default class that has its default values.
-  void WriteObject(std::string_view key, const std::shared_ptr<const Persistable>& object,
-                   std::string_view defaultClass);
+  /// What an object in the bag was written for: ClientMade and NotSet say that it has only default
+  /// values, since a client had made the object, or since there was none.
+  enum class Origin { Own, ClientMade, NotSet };
+  /// Always stores the object. WriteObject of `base/persistable.hpp` does it for a live one.
+  void WriteValues(std::string_view key, std::string_view className, PropertyBag values,
+                   Origin origin = Origin::Own);
 
   /// Each read gives the default where the key is missing. Error 13 where the value cannot convert,
   /// 6 where it does not fit, 321 where the entry is damaged.

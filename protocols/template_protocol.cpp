@@ -41,7 +41,7 @@ void TemplateProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()),
                 static_cast<std::int32_t>(defaultType_));
   // A client may have removed the template; reading then creates a new one.
-  if (mvarTemplateConfig) bag.WriteObject("TemplateConfig", *mvarTemplateConfig);
+  if (mvarTemplateConfig) WriteObject(bag, "TemplateConfig", *mvarTemplateConfig);
 }
 
 void TemplateProtocol::TemplateConfig(std::shared_ptr<TarnRecordTemplateConfig> config) {

@@ -78,14 +78,14 @@ void TarnScale::ReadProperties(const PropertyBag& bag) {
 
 void TarnScale::WriteProperties(PropertyBag& bag) const {
   bag.WriteText("AliasName", aliasName_, "Scale x");
-  bag.WriteObject("Connection", connection_, "NoConnection");
-  bag.WriteObject("Protocol", protocol_, "NoProtocol");
+  WriteObject(bag, "Connection", connection_, "NoConnection");
+  WriteObject(bag, "Protocol", protocol_, "NoProtocol");
   bag.WriteBoolean("Disabled", disabled_, true);
   bag.WriteBoolean("ActivityLED", activityLED_, false);
   bag.WriteBoolean("ErrorLED", errorLED_, false);
   bag.WriteLong("ActivityTimeoutTime", activityTimeoutTime_, 0);
   bag.WriteDouble("UpdRate", updateRate_, 10);
-  bag.WriteObject("SummitData", summitData_, "SummitData");
+  WriteObject(bag, "SummitData", summitData_, "SummitData");
 }
 
 // --- Settings --------------------------------------------------------------------------------

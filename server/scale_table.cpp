@@ -74,7 +74,7 @@ PropertyBag ScaleTable::Save() const {
   PropertyBag bag;
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     try {
-      bag.WriteObject(Key(number), At(number), TarnScale::kClassName);
+      WriteObject(bag, Key(number), At(number), TarnScale::kClassName);
     } catch (const std::exception& error) {
       throw AutomationError(ErrorNumber::DeviceInputOutput, Key(number) + ": " + error.what());
     }

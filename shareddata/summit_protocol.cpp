@@ -70,7 +70,7 @@ void SummitProtocol::ReadProperties(const PropertyBag& bag) {
 
 void SummitProtocol::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("Ptype", static_cast<std::int32_t>(pType()), 0);
-  bag.WriteObject("Configuration", *configuration_);
+  WriteObject(bag, "Configuration", *configuration_);
 }
 
 void SummitProtocol::Configuration(std::shared_ptr<_SummitConfig> configuration) {

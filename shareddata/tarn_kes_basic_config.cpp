@@ -45,7 +45,7 @@ void TarnKesBasicConfig::ReadProperties(const PropertyBag& bag) {
 
 void TarnKesBasicConfig::WriteProperties(PropertyBag& bag) const {
   for (std::int32_t number = 1; number <= tags_->Count(); ++number) {
-    bag.WriteObject(Key(number), *tags_->Item(number));
+    WriteObject(bag, Key(number), *tags_->Item(number));
   }
 }
 

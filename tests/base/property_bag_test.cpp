@@ -23,7 +23,7 @@ class Nested final : public Persistable {
     bag.WriteLong("Long", 70000, 0);
     bag.WriteDouble("Double", 12.5, 0);
     bag.WriteBoolean("Flag", true, false);
-    if (levels_ > 0) bag.WriteObject("Inner", Nested(levels_ - 1));
+    if (levels_ > 0) WriteObject(bag, "Inner", Nested(levels_ - 1));
   }
 
  private:
@@ -32,7 +32,7 @@ class Nested final : public Persistable {
 
 std::string SampleContents() {
   PropertyBag bag;
-  bag.WriteObject("Scale1", Nested(2));
+  WriteObject(bag, "Scale1", Nested(2));
   bag.WriteText("Empty", "", "x");
   bag.WriteLong("Last", std::numeric_limits<std::int32_t>::min(), 0);
   return bag.Contents();
@@ -114,7 +114,7 @@ TEST(PropertyBag, TruncationAtEveryLengthIsAnErrorOrACompleteSmallerBag) {
 
 TEST(PropertyBag, BoundsDepthAndNumberOfEntries) {
   PropertyBag deep;
-  deep.WriteObject("Inner", Nested(PropertyBag::kMaxDepth + 1));
+  WriteObject(deep, "Inner", Nested(PropertyBag::kMaxDepth + 1));
   EXPECT_EQ(ErrorOf([&] { deep.Contents(); }), 6);
 
   std::string nested;  // objects within objects, deeper than is written

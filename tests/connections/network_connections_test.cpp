@@ -365,7 +365,7 @@ TEST_F(ArcNetTest, TheProcessRegistersWhileAnyIsOpen) {
 
 TEST_F(ArcNetTest, LoadingAScaleCountsDown) {
   PropertyBag bag;
-  bag.WriteObject("Connection", *first);
+  WriteObject(bag, "Connection", *first);
   TarnScale::Create(site)->ReadProperties(bag);
   TakeCalls();
   first->Connect();

@@ -26,11 +26,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       const auto scale = table.At(number);
       if (!scale) continue;
       PropertyBag one;
-      one.WriteObject("Scale", *scale);
+      WriteObject(one, "Scale", *scale);
       const PropertyBag read = PropertyBag::FromContents(one.Contents());
       const auto again = ReadObject<TarnScale>(read, "Scale", *site, "TarnScale");
       PropertyBag two;
-      two.WriteObject("Scale", *again);
+      WriteObject(two, "Scale", *again);
       if (one.Contents() != two.Contents()) std::abort();
     }
     table.Clear();

@@ -36,7 +36,7 @@ void TryPair(std::string_view pair) {
   }
   // Whatever was accepted can be saved and comes back.
   PropertyBag bag;
-  bag.WriteObject("Scale", *scale);
+  WriteObject(bag, "Scale", *scale);
   ReadObject<TarnScale>(PropertyBag::FromContents(bag.Contents()), "Scale", *site, "TarnScale");
 }
 

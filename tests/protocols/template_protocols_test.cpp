@@ -190,7 +190,7 @@ TEST_F(TemplateLines, AReplacedTemplateOrProtocolWritesTheRecordNoMore) {
   protocol->TemplateConfig(nullptr);
   EXPECT_EQ(ErrorOf([&] { protocol->P(); }), 91);
   PropertyBag bag;
-  bag.WriteObject("Protocol", *protocol);
+  WriteObject(bag, "Protocol", *protocol);
   const auto restored = ReadObject<TemplateProtocol>(bag, "Protocol", *site, "Protocol");
   EXPECT_EQ(restored->TemplateConfig()->DemandOutput(), "P");
 }

@@ -49,7 +49,7 @@ Rows::value_type Object(const char* key, const char* name, Rows rows = {}) {
   const auto saved = std::make_shared<Saved>();
   saved->name = name;
   saved->rows = std::move(rows);
-  return [=](PropertyBag& bag) { bag.WriteObject(key, *saved); };
+  return [=](PropertyBag& bag) { WriteObject(bag, key, *saved); };
 }
 
 std::string ContentsOf(const Rows& rows) {

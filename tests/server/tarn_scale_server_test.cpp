@@ -581,7 +581,7 @@ TEST_F(ServerTest, AFlippedBitCostsAtMostItsOwnEntry) {
   table.At(2)->Connection(NewObject<SerialConnection>(*site, "SerialConnection"));
   const auto entryOf = [](const ScaleTable& of, int number) {
     PropertyBag bag;
-    bag.WriteObject("Scale" + std::to_string(number), of.At(number), "none");
+    WriteObject(bag, "Scale" + std::to_string(number), of.At(number), "none");
     return bag.Contents().substr(4);
   };
   const std::string bytes = EncodeSettings(table.Save());

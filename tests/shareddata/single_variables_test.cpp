@@ -248,7 +248,7 @@ TEST_F(SingleVariables, TagsThatAClientHasSpoiledAreReadBackAndRefused) {
   TagValue value;
   EXPECT_EQ(data->SDRead("L", value), WRONG_DATA_TYPE);
   PropertyBag bag;
-  bag.WriteObject("Configuration", *config);
+  WriteObject(bag, "Configuration", *config);
   const auto copy = ReadObject<TarnKesBasicConfig>(bag, "Configuration", *site, "");
   EXPECT_EQ(copy->SDVariables()->Count(), tags->Count());
   EXPECT_EQ(copy->GetTagInfoByKey("L")->TagName(), "long");

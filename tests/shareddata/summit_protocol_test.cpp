@@ -313,7 +313,7 @@ TEST_F(SummitRounds, AMatchingPairComesWhereNoneWasGiven) {
 TEST_F(SummitRounds, AClientsOwnObjectsAreNamedAndLeaveADefaultBehind) {
   MakeSmall();
   PropertyBag bag;
-  bag.WriteObject("Scale1", *scale);
+  WriteObject(bag, "Scale1", *scale);
   EXPECT_EQ(bag.ClientMade(),
             (std::vector<std::string>{"Scale1.Protocol.Configuration", "Scale1.SummitData"}));
 }

@@ -62,7 +62,7 @@ TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
               ThrowsMessage<Failure>(HasSubstr("Not a settings file")));
 
   PropertyBag bag;
-  bag.WriteObject("Scale5", Stranger());
+  WriteObject(bag, "Scale5", Stranger());
   WriteSettingsFile(host.files, kFile, bag);
   const std::string before = host.files.contents[kFile];
   for (const int number : {1, 5}) {
