@@ -1,7 +1,7 @@
 // Events: synchronous notification of every subscriber, in the order of subscription.
 //
 // Five rules hold, whatever a handler does:
-//   1. A handler that was removed is never called again, also not by an emission under way.
+//   1. A handler that was removed is never called again, not even by an emission under way.
 //   2. When a handler destroys the emitter, the handlers after it are not called.
 //   3. A handler may raise the same event again; the inner emission runs to its end first.
 //   4. A handler added during an emission is called from the next emission on.
@@ -30,8 +30,8 @@
 
 namespace tarn {
 
-/// A function that calls a member function of the owner, or any other handler of its, and holds the
-/// owner meanwhile. The owner derives from std::enable_shared_from_this; where no shared pointer
+/// A function that calls a member function of the owner, or any other handler, and holds the owner
+/// meanwhile. The owner derives from std::enable_shared_from_this; where no shared pointer
 /// holds it yet or any more, in its constructor and destructor, the handler runs all the same. Not
 /// to be called after the owner is gone: keep it in a member of the owner or a Subscription there.
 template <class Owner, class Handler>

@@ -1,5 +1,5 @@
 // Time from the last byte of a frame written into a line to the handler of NewWeight: a terminal on
-// a thread of its own writes frames at odd moments, the server reads them over a pseudo-terminal.
+// a separate thread writes frames at odd moments, the server reads them over a pseudo-terminal.
 //
 // Usage: bench_latency [FRAMES]
 #include <algorithm>

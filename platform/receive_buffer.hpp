@@ -17,9 +17,9 @@ namespace tarn {
 /// works in packets puts pauses of some 16 ms into the middle of a frame, and a busy machine longer
 /// ones. A reader that is woken one byte before the end of a frame and drains what waits loses that
 /// frame. So with an end character only whole frames are shown to the reader: what follows the last
-/// end character is held back until its own one arrives. A line that stays without is shown as it
-/// is once it has been quiet for kQuietCharacters character times (kQuietFloor milliseconds at the
-/// least), or when it has kept more than a threshold's worth of bytes waiting for kHoldFactor such
+/// end character is held back until the next one arrives. If none arrives, the bytes are shown as
+/// they are once the line has been quiet for kQuietCharacters character times (at least kQuietFloor
+/// milliseconds), or when more than a threshold's worth of bytes has waited for kHoldFactor such
 /// times.
 class ReceiveBuffer {
  public:

@@ -1,4 +1,4 @@
-// What a terminal tells about the calibration, the errors and the use of up to four scales.
+// What a terminal reports about the calibration, the errors and the use of up to four scales.
 #pragma once
 
 #include <cstdint>

@@ -4,8 +4,8 @@
 //   bench_automation [SECONDS]
 //   bench_automation memory [ACCESSES]   what is left behind in the server by as many accesses
 //
-// The server must be registered. Clients are further processes of this program; each tells its
-// count by its exit code.
+// The server must be registered. Clients are further processes of this program; each
+// reports its count as its exit code.
 #include <windows.h>
 
 #include <comdef.h>

@@ -43,7 +43,7 @@ bool IsReadable(int fd) {
 
 constexpr std::array kFatalSignals = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
-/// The terminal that is to be given back, where a handler of signals finds it.
+/// The terminal to restore, where a signal handler finds it.
 struct GuardedScreen {
   std::atomic<bool> active = false;
   std::atomic<bool> left = false;  ///< no more output
@@ -55,7 +55,7 @@ struct GuardedScreen {
   std::array<struct sigaction, kFatalSignals.size()> formerActions{};
 } guarded;
 
-/// Only what a handler of signals may do.
+/// Only what is allowed in a signal handler.
 void GiveTerminalBack() {
   if (!guarded.active.exchange(false)) return;
   guarded.left = true;
@@ -152,7 +152,7 @@ void PosixConsole::GuardScreen(std::string_view leave) {
   for (std::size_t i = 0; i < kFatalSignals.size(); ++i) {
     struct sigaction& former = guarded.formerActions[i];
     ::sigaction(kFatalSignals[i], nullptr, &former);
-    // One that is ignored stays so, and a tool that watches for faults keeps its own handler.
+    // A signal that is ignored stays ignored, and a tool that watches for faults keeps its handler.
     if (former.sa_handler == SIG_DFL) ::sigaction(kFatalSignals[i], &action, nullptr);
   }
 }
@@ -168,7 +168,7 @@ void PosixConsole::WatchInputEnd() {
   try {
     inputWatch_ = loop_.WatchFd(STDIN_FILENO, EPOLLIN, [this](std::uint32_t) { OnInput(); });
   } catch (const std::system_error&) {
-    // A plain file, /dev/null or nothing at all: nobody is there who could end it later.
+    // A plain file, /dev/null or nothing at all: nobody could end this input later.
     PostRaise(InputEnded);
   }
 }

@@ -21,7 +21,7 @@ class PosixTextStream final : public TextStream {
     try {
       Close();
     } catch (const AutomationError&) {
-      // Those who want to know close the stream themselves.
+      // A caller that needs to know of a failure closes the stream itself.
     }
   }
 

@@ -101,7 +101,7 @@ void Win32Console::ReadKeys() {
 void Win32Console::OnKeys() {
   std::array<INPUT_RECORD, 32> records;
   DWORD count = 0;
-  // Asked first: what made the handle signalled may have been taken back, and reading would wait.
+  // Ask first: what signalled the handle may have been withdrawn, and a read would then block.
   if (!GetNumberOfConsoleInputEvents(input_, &count) || count == 0) return;
   if (!ReadConsoleInputW(input_, records.data(), records.size(), &count)) return;
   const std::shared_ptr<bool> alive = alive_;
@@ -128,7 +128,7 @@ void Win32Console::RaiseKeys(const KEY_EVENT_RECORD& record, const bool& alive) 
 void Win32Console::WatchInputEnd() {
   if (ConsoleMode(input_) || inputWatcher_) return;
   if (GetFileType(input_) != FILE_TYPE_PIPE) {
-    // A plain file, NUL or nothing at all: nobody is there who could end it later.
+    // A plain file, NUL or no handle at all: nobody could end this input later.
     PostRaise(InputEnded);
     return;
   }
@@ -175,8 +175,8 @@ BOOL WINAPI Win32Console::OnControl(DWORD kind) {
     if (controlledConsole == nullptr) return FALSE;
     controlledConsole->PostRaise(controlledConsole->Interrupted);
   }
-  // The end of Ctrl-C's handler is nothing; with that of the others the system ends the process at
-  // once. As long as it waits (some seconds), the program can end by itself.
+  // When this handler returns from any event but Ctrl-C or Ctrl-Break, the system ends the process
+  // at once. While it waits (the system allows some seconds), the program can end by itself.
   const bool endsProcess = kind != CTRL_C_EVENT && kind != CTRL_BREAK_EVENT;
   if (endsProcess) Sleep(INFINITE);
   return TRUE;

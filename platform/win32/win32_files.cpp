@@ -43,7 +43,7 @@ ErrorNumber FileErrorNumber(DWORD code) {
   }
 }
 
-/// The number where it is one of those that an operation is said to have, else 57.
+/// Throws the code's error number if the operation documents it, else 57.
 [[noreturn]] void ThrowFileError(const std::string& name, DWORD code,
                                  std::initializer_list<ErrorNumber> known) {
   const ErrorNumber number = FileErrorNumber(code);
@@ -56,7 +56,7 @@ bool IsFolder(const std::string& name) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-/// Of the writing of a file. The system says "access denied" of a folder, too.
+/// Throws the error of writing a file. The system reports a folder as "access denied", too.
 [[noreturn]] void ThrowWriteError(const std::string& name, DWORD code = GetLastError()) {
   if (code == ERROR_ACCESS_DENIED && IsFolder(name)) code = ERROR_DIRECTORY;
   ThrowFileError(
@@ -110,7 +110,7 @@ class Win32TextStream final : public TextStream {
     try {
       Close();
     } catch (const AutomationError&) {
-      // Nobody is left to hear of it; who wants to know calls Close.
+      // No caller is left to receive the failure; one who needs it calls Close first.
     }
   }
 

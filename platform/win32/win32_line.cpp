@@ -16,7 +16,7 @@ namespace {
 // or when the line has been quiet for a moment.
 constexpr std::size_t kReadSize = 256;
 constexpr std::size_t kWriteSize = 1024;
-// Milliseconds that a read which brought nothing keeps the next one waiting.
+// Milliseconds to wait before the next read after one that returned nothing.
 constexpr DWORD kBackOff = 20;
 
 /// An overlapped read or write and its event.

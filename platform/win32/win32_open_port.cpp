@@ -177,8 +177,8 @@ Win32OpenPort OpenWin32Port(const std::shared_ptr<Win32PortTable>& table, const 
     const DWORD code = GetLastError();
     throw AutomationError(OpenErrorNumber(code), SystemMessage(code));
   }
-  // Neither of the two calls whose result is not looked at is needed: the size of the driver's
-  // queue and discarding what waits in it are wishes.
+  // The results of SetupComm and PurgeComm are ignored: the port works without a queue of this
+  // size, and with what waits in it.
   SetupComm(port.handle.Get(), kDriverQueue, kDriverQueue);
   ApplySettings(port.handle.Get(), settings);
   ApplyTimeouts(port.handle.Get());
