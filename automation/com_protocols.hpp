@@ -103,7 +103,7 @@ class ComSummitProtocol final
     return Guarded([&] {
       const auto tag = CoreOf<SDTagInfo>(Module(), readTag);
       const auto message = CoreOf<KesMessage>(Module(), readMsg);
-      tarn::ConvertReadData(Required(tag), Required(message));
+      tarn::ConvertReadData(Required(tag), Required(message), Core().Rules());
     });
   }
 };

@@ -11,7 +11,8 @@
 namespace tarn {
 namespace {
 
-class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, ::_TarnScale> {
+class ComScale final
+    : public ComObject<::TarnScale, ::__TarnScale, TarnScale, ::_TarnScale, ::_CorrectingScale> {
  public:
   ComScale(ComModule& module, std::shared_ptr<TarnScale> scale)
       : ComObject(module, std::move(scale)) {
@@ -41,6 +42,7 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
   COM_GET(::_TarnRecordTemplateData*, TarnRecordTemplateData)
   COM_OBJECT(::_SummitData, SummitData)
   COM_GET(::_WeightData*, WeightData)
+  COM_PROPERTY(VARIANT_BOOL, CorrectReadings)
   COM_CALL(C)
   COM_CALL(T)
   STDMETHODIMP SetTare(double* TareValue) override {

@@ -16,7 +16,8 @@ namespace tarn {
 /// a Connect counts down as well, even below 0, and then no Connect registers until the count is
 /// back at 0. This does happen, since a scale that is loaded from a file disconnects its connection
 /// before it first connects. The count stops at the lowest 16-bit number, so that stopping never
-/// fails.
+/// fails. With CorrectReadings a connection counts once from its Connect to its Disconnect, and the
+/// registration lasts as long as one such connection is open.
 ///
 /// If the library is missing, the first call that needs it fails with error 53.
 class ArcNetConnection final : public _Connection {
@@ -24,6 +25,7 @@ class ArcNetConnection final : public _Connection {
   static constexpr std::string_view kClassName = "ArcNetConnection";
 
   explicit ArcNetConnection(ScaleSite& site) : host_(site.System()) {}
+  ~ArcNetConnection() override { Replaced(); }
 
   std::string_view ClassName() const override { return kClassName; }
   void ReadProperties(const PropertyBag& bag) override;
@@ -43,12 +45,14 @@ class ArcNetConnection final : public _Connection {
   /// Error 6 beyond what 16 bits count.
   void Connect() override;
   void Disconnect() override;
+  void Replaced() override;
 
   // For the protocols.
 
   /// "/" with cluster and node number, such as "/a1". Deliberately empty where the bitwise AND of
-  /// the lengths of the two is 0: one letter with two digits has none.
-  const std::string& AddressPrefix() const { return addressPrefix_; }
+  /// the lengths of the two is 0: one letter with two digits has none. With CorrectReadings it is
+  /// empty only where one of the two is.
+  std::string AddressPrefix() const;
 
   /// 1 when the library reports success, else 0, as without a prefix. The value and the buffer are
   /// bytes; what the library writes stays within the length of the buffer. The numbers go to the
@@ -60,15 +64,15 @@ class ArcNetConnection final : public _Connection {
  private:
   /// What the library counts is the process, so this is one for all servers in it.
   inline static std::int16_t connected_ = 0;
+  inline static std::int32_t counted_ = 0;  ///< with CorrectReadings
 
-  void BuildAddressPrefix();
   std::string Address(std::string_view name) const;
 
   Host& host_;
   std::string cluster_;
   std::string kestrelNum_;
-  std::string addressPrefix_;
   bool isBidirectional_ = false;
+  bool isCounted_ = false;  ///< in counted_
 };
 
 }  // namespace tarn

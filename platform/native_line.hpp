@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/message_loop.hpp"
 #include "platform/serial_settings.hpp"
@@ -45,6 +47,9 @@ class NativeLine {
 class LineSystem {
  public:
   LineSystem() = default;
+  /// The user's names for devices, by port number.
+  explicit LineSystem(std::map<int, std::string> deviceNames)
+      : deviceNames_(std::move(deviceNames)) {}
   LineSystem(const LineSystem&) = delete;
   LineSystem& operator=(const LineSystem&) = delete;
   virtual ~LineSystem() = default;
@@ -52,6 +57,8 @@ class LineSystem {
   virtual MessageLoop& Loop() = 0;
   /// Writes one line for those who look after the program.
   virtual void Trace(std::string_view text) = 0;
+  /// Names more devices; a port that has one already keeps it.
+  void Name(std::map<int, std::string> devices) { deviceNames_.merge(devices); }
   /// The device that stands for a port number; empty if there can be none.
   virtual std::string DeviceOf(std::int16_t port) const = 0;
   /// Errors: those of SerialPort::PortOpen. The description is only the reason; the port puts its
@@ -59,6 +66,16 @@ class LineSystem {
   virtual std::unique_ptr<NativeLine> Open(const std::string& device,
                                            const SerialSettings& settings,
                                            NativeLine::Listener listener) = 0;
+
+ protected:
+  /// The user's name for the device, or else the system's own.
+  std::string NameOr(std::int16_t port, std::string own) const {
+    const auto named = deviceNames_.find(port);
+    return named != deviceNames_.end() ? named->second : own;
+  }
+
+ private:
+  std::map<int, std::string> deviceNames_;
 };
 
 }  // namespace tarn

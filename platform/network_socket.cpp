@@ -298,6 +298,7 @@ void NetworkSocket::ReadDatagrams() {
     } else if (!Counts(from)) {
       Stranger.Raise();
     } else {
+      if (tap_) tap_->Arrived({system_.Scratch(), arrived.bytes});
       RaiseDatagram({std::string(system_.Scratch(), arrived.bytes), from});
     }
     if (session.expired()) return;
@@ -345,6 +346,7 @@ void NetworkSocket::ReadStream() {
     // What arrived is reported before the end that came with it. An end of the stream is still
     // there next time, a failure is not.
     if (failed) FailLater(arrived.error);
+    if (tap_) tap_->Arrived(std::string_view(session.input.bytes).substr(before));
     DataArrival.Raise(static_cast<std::int32_t>(session.input.bytes.size()));
   } else if (failed) {
     Fail(arrived.error, SocketError::Text(arrived.error));
@@ -399,6 +401,7 @@ void NetworkSocket::SendData(std::string_view bytes) {
   } else {
     session.stream += bytes;
   }
+  if (tap_) tap_->Sent(bytes);
   SendQueued();
 }
 

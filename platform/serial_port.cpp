@@ -39,7 +39,7 @@ void SerialPort::Open() {
   try {
     if (device.empty()) throw AutomationError(ErrorNumber::InvalidPort, "There is no such port");
     line = system_.Open(device, settings,
-                        {[this](std::string_view bytes) { buffer_.Arrived(bytes); },
+                        {[this](std::string_view bytes) { Arrived(bytes); },
                          [this](const std::string& why) { LineLost(why); }});
   } catch (const AutomationError& error) {
     const std::string what = error.Number() == ErrorNumber::PortInUse
@@ -56,6 +56,11 @@ void SerialPort::Close() {
   line_.reset();
   device_.clear();
   buffer_.Clear();
+}
+
+void SerialPort::Arrived(std::string_view bytes) {
+  if (tap_) tap_->Arrived(bytes);
+  buffer_.Arrived(bytes);
 }
 
 void SerialPort::LineLost(const std::string& why) {
@@ -77,6 +82,7 @@ void SerialPort::Output(std::string_view bytes) {
   if (line_->Queued() + bytes.size() > kMaxQueuedOutput) {
     Refuse(ErrorNumber::DeviceInputOutput, "does not send: its output queue is full");
   }
+  if (tap_) tap_->Sent(bytes);
   if (line_->Send(bytes)) return;
   LineLost("it takes no output");
   Refuse(ErrorNumber::PortNotOpen, "went away");

@@ -8,9 +8,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/event.hpp"
+#include "platform/line_tap.hpp"
 #include "platform/native_line.hpp"
 #include "platform/receive_buffer.hpp"
 
@@ -73,6 +75,9 @@ class SerialPort {
   /// Errors: 8018 closed, 57 the queue is full (nothing of these bytes is sent).
   void Output(std::string_view bytes);
 
+  /// From now on the tap sees what comes and goes; null for none.
+  void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
+
   /// The name of the device that was opened; empty while the port is closed.
   std::string DeviceName() const { return device_; }
 
@@ -82,6 +87,7 @@ class SerialPort {
  private:
   void Open();
   void Close();
+  void Arrived(std::string_view bytes);
   void LineLost(const std::string& why);
   void RequireClosed() const;
   [[noreturn]] void Refuse(ErrorNumber number, const std::string& what) const;
@@ -91,6 +97,7 @@ class SerialPort {
   std::string settings_ = "9600,n,8,1";
   std::string device_;
   ReceiveBuffer buffer_;
+  std::shared_ptr<LineTap> tap_;
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for posted work
   std::unique_ptr<NativeLine> line_;                      ///< goes first: it feeds the buffer
 };

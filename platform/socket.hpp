@@ -3,10 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/event.hpp"
+#include "platform/line_tap.hpp"
 
 namespace tarn {
 
@@ -93,6 +96,10 @@ class SocketControl {
   virtual std::string SenderHost() const = 0;
   virtual std::int32_t SenderPort() const = 0;
 
+  /// From now on the tap sees what comes and goes; null for none. It does not see the datagrams of
+  /// strangers.
+  void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
+
   /// TCP: the bytes that the control keeps unread; more waits on the network.
   static constexpr std::size_t kMaxWaitingInput = 256U << 10U;
   static constexpr std::size_t kMaxQueuedOutput = 256U << 10U;
@@ -108,6 +115,9 @@ class SocketControl {
   /// port is unreachable), 10060 timed out, 11001 host not found. TCP: the state is Error. UDP goes
   /// on.
   Event<std::int32_t, const std::string&> Error;
+
+ protected:
+  std::shared_ptr<LineTap> tap_;
 };
 
 }  // namespace tarn

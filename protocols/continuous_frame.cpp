@@ -53,13 +53,15 @@ std::string_view Right(std::string_view text, std::size_t count) {
 }
 
 /// The left and the right end are cut from separate texts, since one code takes them from two.
-/// A text of seven characters, a negative gross, loses a digit between its two ends: deliberate.
+/// A text of seven characters, a negative gross, loses a digit between its two ends: deliberate. By
+/// the corrected rules the point stands before the right end, however long the text is.
 std::string WeightText(const Layout& layout, std::string_view leftText, std::string_view rightText,
-                       std::string_view decimalSeparator) {
+                       std::string_view decimalSeparator, ReadingRules rules) {
   if (layout.left == 0) {
     return FormatNumber(NumericPrefix(rightText), layout.pattern, decimalSeparator);
   }
-  std::string digits(leftText.substr(0, layout.left));
+  const bool corrected = rules == ReadingRules::Corrected;
+  std::string digits(leftText.substr(0, corrected ? leftText.size() - layout.right : layout.left));
   digits += '.';
   digits += Right(rightText, layout.right);
   return FormatNumber(NumericPrefix(digits), layout.pattern, decimalSeparator);
@@ -104,18 +106,20 @@ void ContinuousFrame::NoTareAndGross() {
 }
 
 std::string ContinuousFrame::NetWeight(std::string_view decimalSeparator) const {
-  return WeightText(kNetLayouts[DecimalCode], RawWeight, RawWeight, decimalSeparator);
+  return WeightText(kNetLayouts[DecimalCode], RawWeight, RawWeight, decimalSeparator, Rules);
 }
 
 std::string ContinuousFrame::GrossWeight(std::string_view decimalSeparator) const {
-  return WeightText(kGrossTareLayouts[DecimalCode], GrossText, GrossText, decimalSeparator);
+  return WeightText(kGrossTareLayouts[DecimalCode], GrossText, GrossText, decimalSeparator, Rules);
 }
 
 /// Code 7 deliberately takes the character in front of the point from the displayed weight: a tare
 /// of 1.00000 or more loses its leading digit, and it reads negative while the weight is negative.
+/// By the corrected rules it is the tare's own.
 std::string ContinuousFrame::TareWeight(std::string_view decimalSeparator) const {
-  const std::string& left = DecimalCode == 7 ? RawWeight : TareText;
-  return WeightText(kGrossTareLayouts[DecimalCode], left, TareText, decimalSeparator);
+  const std::string& left =
+      DecimalCode == 7 && Rules == ReadingRules::Published ? RawWeight : TareText;
+  return WeightText(kGrossTareLayouts[DecimalCode], left, TareText, decimalSeparator, Rules);
 }
 
 std::string_view ContinuousFrame::Units() const {

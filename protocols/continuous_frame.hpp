@@ -19,6 +19,8 @@
 #include <string>
 #include <string_view>
 
+#include "scale/reading_rules.hpp"
+
 namespace tarn {
 
 inline constexpr char kStx = '\x02';
@@ -34,6 +36,7 @@ inline constexpr std::int16_t kShortFrameLength = 10;
 /// All counts are in display digits, the decimal point ignored. Errors: 9 where the text is too
 /// short, 6 where a number does not fit, 13 where a text is no number.
 struct ContinuousFrame {
+  ReadingRules Rules = ReadingRules::Published;
   std::uint8_t StatusA = 0;
   std::uint8_t StatusB = 0;
   std::uint8_t StatusC = 0;

@@ -98,6 +98,16 @@ std::string_view Cut(std::string_view frame, std::int16_t position, std::int16_t
   return frame.substr(static_cast<std::size_t>(position - 1), static_cast<std::size_t>(length));
 }
 
+void SkipBlanks(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+}
+
+std::optional<std::string_view> UnitOfLetter(char letter) {
+  if (letter == 'L' || letter == 'l') return "lb";
+  if (letter == 'K' || letter == 'k') return "kg";
+  return std::nullopt;
+}
+
 bool IsUsable(const GenericFrameDef& definition, std::string_view frame) {
   const int last = std::max({definition.RangeTest1.Position, definition.RangeTest2.Position,
                              definition.MotionTest.Position, definition.SignTest.Position,
@@ -149,7 +159,9 @@ void GenericFrameDef::Load(ProtocolType type) {
   TakeOver(PollString, layout->pollString);
 }
 
-GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame) {
+GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame,
+                                 ReadingRules rules) {
+  const bool corrected = rules == ReadingRules::Corrected;
   GenericReading reading;
   if (!IsUsable(definition, frame)) return reading;
   if (IsOutOfRange(definition, frame)) {
@@ -158,14 +170,21 @@ GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_
   }
   if (definition.MotionTest.IsUsed()) reading.Motion = definition.MotionTest.IsTrue(frame);
   if (definition.UnitsPos > 0) {
-    if (definition.UnitsLen < 2) return reading;
+    if (definition.UnitsLen < 2 && !corrected) return reading;
     reading.Units = Cut(frame, definition.UnitsPos, definition.UnitsLen);
+    if (definition.UnitsLen < 2) reading.Units = UnitOfLetter(reading.Units->front());
   }
   if (definition.WeightPos < 1) return reading;
 
   std::string_view weight = Cut(frame, definition.WeightPos, definition.WeightLen);
-  weight.remove_prefix(std::min(weight.find_first_not_of(' '), weight.size()));
-  if (definition.SignTest.IsUsed() && definition.SignTest.IsTrue(frame)) reading.Weight = "-";
+  SkipBlanks(weight);
+  if (definition.SignTest.IsUsed() && definition.SignTest.IsTrue(frame)) {
+    reading.Weight = "-";
+    if (corrected && weight.starts_with('-')) {
+      weight.remove_prefix(1);
+      SkipBlanks(weight);
+    }
+  }
   reading.Weight += weight;
   reading.OutOfRange = false;
   return reading;

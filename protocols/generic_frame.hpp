@@ -11,7 +11,8 @@
 //  28  . . w W W W W W . u u . . . . . E                  E is LF, for 24 ETX; C is STX, for 24 CR
 //
 // The sign character of 24, 27 and 28 is the first character of the weight, too. A minus there is
-// taken twice, deliberately: "-12.50" becomes "--12.50", a text that has the value 0.
+// taken twice, deliberately: "-12.50" becomes "--12.50", a text that has the value 0. By the
+// corrected rules it is taken once.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,7 @@
 #include <string_view>
 
 #include "scale/enumerations.hpp"
+#include "scale/reading_rules.hpp"
 
 namespace tarn {
 
@@ -80,7 +82,9 @@ struct GenericReading {
 
 /// A frame that is too short for its definition gives no values, one that is out of range only that
 /// flag. Without a weight position, and with units of one character, it ends before the weight.
-/// Deliberate: a unit of one character has no text here, which leaves type 27 without a weight.
-GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame);
+/// Deliberate: a unit of one character has no text here, which leaves type 27 without a weight. By
+/// the corrected rules it is "kg" or "lb", or none where the character is another one.
+GenericReading ParseGenericFrame(const GenericFrameDef& definition, std::string_view frame,
+                                 ReadingRules rules = ReadingRules::Published);
 
 }  // namespace tarn

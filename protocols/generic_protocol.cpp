@@ -72,14 +72,24 @@ std::size_t GenericProtocol::LongestFrame() const {
   return static_cast<std::size_t>(definition_.RecordLength);
 }
 
-/// Deliberately always ends with NoDataError, even after a valid frame.
+/// By the published rules deliberately always, even after a valid frame.
+bool GenericProtocol::EndsWithNoData(const GenericReading& reading, ReadingRules rules) {
+  return rules == ReadingRules::Published || !reading.OutOfRange;
+}
+
+/// The state is written only where the frame changes it or there is nothing to show, since clients
+/// hear of each time that it is.
 void GenericProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record) {
+  bool noData = true;
   try {
-    Publish(ParseGenericFrame(definition_, frame), record);
+    const ReadingRules rules = Rules();
+    const GenericReading reading = ParseGenericFrame(definition_, frame, rules);
+    Publish(reading, record);
+    noData = EndsWithNoData(reading, rules);
   } catch (const std::exception&) {
     // A handler of the record's events failed: the frame ends here, as it does below.
   }
-  record.NoDataError(true);
+  if (noData || record.NoDataError()) record.NoDataError(noData);
 }
 
 void GenericProtocol::Publish(const GenericReading& reading, tarn::WeightData& record) {

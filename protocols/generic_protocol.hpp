@@ -16,7 +16,8 @@ namespace tarn {
 ///
 /// Every frame ends with NoDataError, a sound one too, deliberately: the reading is raised with its
 /// events and then replaced by the no-data state. So clients see the weight in the first of a
-/// frame's two NewWeight only, where NoDataError still reads True from the frame before.
+/// frame's two NewWeight only, where NoDataError still reads True from the frame before. With
+/// CorrectReadings only a frame without values ends so, and the next sound one ends the state.
 ///
 /// A scale that sends only when it is polled (type 28) is polled at the scale's UpdateRate. No type
 /// defines commands: C, T, P, Z send nothing, and SetTare has no meaning.
@@ -48,7 +49,8 @@ class GenericProtocol final : public FramedProtocol {
   std::string_view CommandHindrance(OperatorCommand command) const override {
     return GoesToTerminal(command) ? "its protocol has no commands" : "";
   }
-  bool ReadingsEndWithNoData() const override { return true; }
+  bool ReadingsEndWithNoData() const override { return Rules() == ReadingRules::Published; }
+  bool NeedsCorrectReadings() const override { return definition_.WeightPos > 0; }
 
   const GenericFrameDef& FrameDef() const { return definition_; }
 
@@ -63,6 +65,7 @@ class GenericProtocol final : public FramedProtocol {
   void SendConfigured(const std::string& text);
   void SendInitString();
   void Publish(const GenericReading& reading, tarn::WeightData& record);
+  static bool EndsWithNoData(const GenericReading& reading, ReadingRules rules);
   void mvarmyScale_UpdateWeight();
 
   GenericFrameDef definition_;

@@ -24,15 +24,31 @@ struct Separator {
 };
 
 std::optional<Separator> FindSeparator(const RecordLayout& layout, std::string_view buffer,
-                                       std::size_t from) {
+                                       std::size_t from, ReadingRules rules) {
+  std::optional<Separator> first;
   if (const auto found = Find(buffer, layout.delimiter, from)) {
-    return Separator{*found, *found + layout.delimiter->size(), false};
+    first = Separator{*found, *found + layout.delimiter->size(), false};
+    if (rules == ReadingRules::Published) return first;
   }
-  if (!layout.terminator || layout.terminator->empty()) return std::nullopt;
+  if (!layout.terminator || layout.terminator->empty()) return first;
   if (const auto found = Find(buffer, layout.terminator, from)) {
-    return Separator{*found, *found + layout.terminator->size(), true};
+    const Separator closing{*found, *found + layout.terminator->size(), true};
+    // Of two that begin together, the longer one.
+    if (!first || closing.begin < first->begin ||
+        (closing.begin == first->begin && closing.end > first->end)) {
+      first = closing;
+    }
   }
-  return std::nullopt;
+  return first;
+}
+
+/// Those that a record left which ended with a delimiter, and blank lines.
+void RemoveLeadingTerminators(const RecordLayout& layout, std::string& buffer) {
+  for (;;) {
+    const auto separator = FindSeparator(layout, buffer, 0, ReadingRules::Corrected);
+    if (!separator || separator->begin > 0 || !separator->closesRecord) return;
+    buffer.erase(0, separator->end);
+  }
 }
 
 std::optional<std::size_t> FirstField(const RecordLayout& layout, std::string_view buffer) {
@@ -45,7 +61,8 @@ std::optional<std::size_t> FirstField(const RecordLayout& layout, std::string_vi
 }  // namespace
 
 std::int16_t CutRecord(const RecordLayout& layout, std::string& buffer,
-                       std::vector<std::string>& fields) {
+                       std::vector<std::string>& fields, ReadingRules rules) {
+  if (rules == ReadingRules::Corrected) RemoveLeadingTerminators(layout, buffer);
   const auto first = FirstField(layout, buffer);
   if (!first) return 0;
   // Copied only when the record is complete, since this runs again with every byte that arrives.
@@ -54,7 +71,7 @@ std::int16_t CutRecord(const RecordLayout& layout, std::string& buffer,
   std::size_t count = 0;
   std::size_t next = *first;
   for (bool complete = false; !complete;) {
-    const auto separator = FindSeparator(layout, buffer, next);
+    const auto separator = FindSeparator(layout, buffer, next, rules);
     if (!separator) return 0;
     found[count++] = std::string_view(buffer).substr(next, separator->begin - next);
     next = separator->end;

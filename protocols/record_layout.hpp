@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "scale/reading_rules.hpp"
 #include "scale/tarn_record_template_data.hpp"
 
 namespace tarn {
@@ -36,7 +37,11 @@ struct RecordLayout {
 ///     is no delimiter any more: a short record is joined with the one that waits behind it.
 ///   - An empty delimiter is found everywhere: all fields are empty and nothing of them is
 ///   consumed.
+/// By the corrected rules a field ends at the delimiter or terminator that comes first, and a
+/// terminator with nothing in front of it is removed from the buffer, whether or not a record
+/// follows.
 std::int16_t CutRecord(const RecordLayout& layout, std::string& buffer,
-                       std::vector<std::string>& fields);
+                       std::vector<std::string>& fields,
+                       ReadingRules rules = ReadingRules::Published);
 
 }  // namespace tarn

@@ -99,6 +99,7 @@ void TarnContinuousProtocol::ParseFrame(std::string_view text) {
 
 void TarnContinuousProtocol::PublishFrame(std::string_view text, tarn::WeightData& record) {
   ContinuousFrame frame;
+  frame.Rules = Rules();
   frame.ReadStatusAndWeight(text);
   record.NetWeight(frame.NetWeight(mvarDecimalSeparator));
 

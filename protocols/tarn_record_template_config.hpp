@@ -63,8 +63,9 @@ class TarnRecordTemplateConfig final
   Event<> ConfigChanged;
 
   /// CutRecord by this layout. Buffer and fields are bytes on the wire.
-  std::int16_t ParseRecord(std::string& buffer, std::vector<std::string>& fields) const {
-    return CutRecord(layout_, buffer, fields);
+  std::int16_t ParseRecord(std::string& buffer, std::vector<std::string>& fields,
+                           ReadingRules rules) const {
+    return CutRecord(layout_, buffer, fields, rules);
   }
 
  private:

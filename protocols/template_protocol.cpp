@@ -105,22 +105,37 @@ void TemplateProtocol::ForgetRecordStart() {
   mvarRecordStarted = false;
 }
 
-/// Takes one record: the remaining bytes wait for the next event of the line, within the time limit
-/// of a record. Bytes that arrive while there is no template are discarded, so that they do not
-/// become the beginning of the first record of the next template.
+/// Deliberately takes one record by the published rules: the remaining bytes wait for the next
+/// event of the line, within the time limit of a record.
 void TemplateProtocol::TakeRecord(std::size_t held) {
+  while (TakeOneRecord(held) && Rules() == ReadingRules::Corrected && mvarRxBuffer.size() > held) {
+  }
+}
+
+/// Returns true if a record was taken and the buffer is shorter by it. Bytes that arrive while
+/// there is no template are discarded, so that they do not become the beginning of the first record
+/// of the next template.
+bool TemplateProtocol::TakeOneRecord(std::size_t held) {
   const auto config = mvarTemplateConfig;
   if (!config) mvarRxBuffer.clear();
   const std::int32_t timeout = Required(config, kNoTemplate).Timeout();
   if (!mvarRecordStarted) myActivityTimer.TimeoutTime(timeout);
   mvarRecordStarted = true;
-  if (mvarRxBuffer.size() > kMostBuffered) return DropRecord();
+  if (mvarRxBuffer.size() > kMostBuffered) {
+    DropRecord();
+    return false;
+  }
   std::vector<std::string> fields;
   const std::string tail = mvarRxBuffer.substr(mvarRxBuffer.size() - held);
   mvarRxBuffer.resize(mvarRxBuffer.size() - held);
-  const std::int16_t count = config->ParseRecord(mvarRxBuffer, fields);
+  const std::size_t before = mvarRxBuffer.size();
+  const std::int16_t count = config->ParseRecord(mvarRxBuffer, fields, Rules());
+  const bool shorter = mvarRxBuffer.size() < before;
   mvarRxBuffer += tail;
-  if (count < 1) return;
+  if (count < 1) {
+    if (shorter && mvarRxBuffer.empty()) ForgetRecordStart();
+    return false;
+  }
 
   const auto scale = myScale();
   Required(scale, "The protocol has no scale").ActivityLED(true);
@@ -130,6 +145,7 @@ void TemplateProtocol::TakeRecord(std::size_t held) {
   else
     myActivityTimer.TimeoutTime(timeout);
   FileRecord(fields);
+  return shorter;
 }
 
 /// The fields above those of a shorter record deliberately keep their values.

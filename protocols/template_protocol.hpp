@@ -57,8 +57,8 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   /// Cancels the record that has begun, and its time limit.
   void ForgetRecordStart();
   /// What has arrived begins a record, unless one has begun already. Cuts one record out of
-  /// mvarRxBuffer and files it; the last `held` bytes are not looked at. Error 91 without a
-  /// template.
+  /// mvarRxBuffer and files it, with CorrectReadings all that are complete; the last `held` bytes
+  /// are not looked at. Error 91 without a template.
   void TakeRecord(std::size_t held = 0);
 
   bool mvarRecordStarted = false;
@@ -66,6 +66,7 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
 
  private:
   void HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> config);
+  bool TakeOneRecord(std::size_t held);
   void FileRecord(const std::vector<std::string>& fields);
   void DropRecord();
   void mvarTemplateConfig_ConfigChanged();

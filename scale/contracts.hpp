@@ -12,6 +12,7 @@
 
 #include "base/persistable.hpp"
 #include "scale/enumerations.hpp"
+#include "scale/reading_rules.hpp"
 
 namespace tarn {
 
@@ -27,6 +28,8 @@ class ScalePart : public Persistable {
   /// Null before the first scale, and after that scale has replaced the part.
   std::shared_ptr<TarnScale> ServedScale() const { return served_.lock(); }
   void Serve(const std::shared_ptr<TarnScale>& scale) { served_ = scale; }
+  /// Those of the served scale; as published without one.
+  ReadingRules Rules() const;
   /// Called when the scale that it served has replaced it. Must not throw or raise events.
   virtual void Replaced() {}
 
@@ -118,6 +121,9 @@ class _Protocol : public ScalePart {
   /// Whether every reading is followed by the no-data state, so that the latest one stands for as
   /// long as the terminal is heard.
   virtual bool ReadingsEndWithNoData() const { return false; }
+  /// Whether no weight would stay in the record by the published rules, over the connection that
+  /// the protocol has now.
+  virtual bool NeedsCorrectReadings() const { return false; }
 };
 
 /// The contract's own implementation: stores what it is given and sends nothing. The protocols

@@ -10,6 +10,19 @@
 
 namespace tarn {
 
+namespace {
+
+ReadingRules RulesOf(bool correct) {
+  return correct ? ReadingRules::Corrected : ReadingRules::Published;
+}
+
+}  // namespace
+
+ReadingRules ScalePart::Rules() const {
+  const auto scale = ServedScale();
+  return scale ? scale->Rules() : ReadingRules::Published;
+}
+
 std::shared_ptr<TarnScale> TarnScale::Create(std::shared_ptr<ScaleSite> site) {
   return std::shared_ptr<TarnScale>(new TarnScale(std::move(site)));
 }
@@ -61,6 +74,8 @@ void TarnScale::InitProperties() {
 
 void TarnScale::ReadProperties(const PropertyBag& bag) {
   const auto self = shared_from_this();
+  // Before what goes by it.
+  rules_ = RulesOf(bag.ReadBoolean("CorrectReadings", false));
   AliasName(bag.ReadText("AliasName", "Scale x"));
   StoreConnection(ReadObject<_Connection>(bag, "Connection", *site_, "NoConnection"));
   StoreProtocol(ReadObject<_Protocol>(bag, "Protocol", *site_, "NoProtocol"));
@@ -86,6 +101,7 @@ void TarnScale::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("ActivityTimeoutTime", activityTimeoutTime_, 0);
   bag.WriteDouble("UpdRate", updateRate_, 10);
   WriteObject(bag, "SummitData", summitData_, "SummitData");
+  bag.WriteBoolean("CorrectReadings", CorrectReadings(), false);
 }
 
 // --- Settings --------------------------------------------------------------------------------
@@ -107,6 +123,14 @@ void TarnScale::UpdateRate(double rate) {
   const std::int32_t interval = rate > 0 ? RoundToLong(1000 / rate) : 0;
   updateRate_ = rate;
   updateInterval_ = interval;
+}
+
+void TarnScale::CorrectReadings(bool value) {
+  if (value == CorrectReadings()) return;
+  const auto self = weak_from_this().lock();
+  StopScale();  // by the rules by which it was started
+  rules_ = RulesOf(value);
+  PropertyChanged.Raise("CorrectReadings");
 }
 
 void TarnScale::AliasName(std::string name) {
@@ -361,12 +385,16 @@ void TarnScale::CaptureReading() {
 }
 
 /// Deliberately a request stays pending when its print fails, for example since the log cannot be
-/// written: the next reading without motion tries again.
+/// written: the next reading without motion tries again, and fails again before clients hear of it.
+/// With CorrectReadings such a print costs a line of the log, and no reading.
 void TarnScale::mvarWeightData_NewWeight() {
   if (!printRequested_ || mvarWeightData->Motion()) return;
   // Held only where it matters: this runs with every reading of every scale.
   const auto self = weak_from_this().lock();
-  CaptureReading();
+  if (CorrectReadings())
+    Attempt(site_->System(), aliasName_ + ": a print is not in the log", [&] { CaptureReading(); });
+  else
+    CaptureReading();
   printRequested_ = false;
 }
 

@@ -110,7 +110,17 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   Event<> ScaleConfigurationChange;
   Event<> UpdateWeight;
 
+  // Beside the published members.
+
+  /// Whether readings are made by the rules that are meant where the published ones falsify or
+  /// withhold them. False by default. A change stops the scale, as assigning a protocol does. Saved
+  /// as "CorrectReadings".
+  bool CorrectReadings() const { return rules_ == ReadingRules::Corrected; }
+  void CorrectReadings(bool value);
+
   // Not published.
+
+  ReadingRules Rules() const { return rules_; }
 
   /// The slot in the server's table. A number from 1 to 32 takes the update timer of that number;
   /// any other leaves the scale without one.
@@ -152,6 +162,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   std::string aliasName_ = "Scale x";
   std::int32_t activityTimeoutTime_ = 0;
   double updateRate_ = 10;
+  ReadingRules rules_ = ReadingRules::Published;
   std::int32_t updateInterval_ = 100;
   std::int16_t scaleNumber_ = 0;
   std::shared_ptr<_Connection> connection_;

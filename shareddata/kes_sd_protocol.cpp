@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <span>
 #include <utility>
 
 #include "base/automation_error.hpp"
@@ -224,11 +225,12 @@ void KesSDProtocol::mvarmyScale_UpdateWeight() {
     BeginCycle();
 }
 
-/// Deliberately does not read the gross weight, so that nothing is published.
+/// By the published rules deliberately without the gross weight, so that nothing is published.
 void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
-  static constexpr std::pair<Variable, std::int32_t> kReads[] = {
-      {kStatus, 3}, {kNet, 13}, {kTare, 13}, {kUnits, 4}};
-  for (const auto& [variable, length] : kReads) {
+  static constexpr std::array<std::pair<Variable, std::int32_t>, 5> kReads = {
+      {{kStatus, 3}, {kNet, 13}, {kTare, 13}, {kUnits, 4}, {kGross, 13}}};
+  const std::size_t count = Rules() == ReadingRules::Corrected ? 5 : 4;
+  for (const auto& [variable, length] : std::span(kReads).first(count)) {
     if (ReadVariable(network, values_[variable], length)) continue;
     ClearValues();
     const auto record = WeightData();
@@ -236,6 +238,10 @@ void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
     return;
   }
   PublishWeight();
+}
+
+bool KesSDProtocol::NeedsCorrectReadings() const {
+  return connection_ && connection_->Ctype() == ConnectionType::arcnet;
 }
 
 bool KesSDProtocol::ReadVariable(ArcNetConnection& network, Pair& pair, std::int32_t length) {

@@ -28,7 +28,7 @@ namespace tarn {
 /// they are traced.
 ///
 /// Deliberate: on the terminal network the gross weight is not read, and since a reading needs all
-/// five values, a scale there publishes none.
+/// five values, a scale there publishes none. With CorrectReadings it is read as well.
 class KesSDProtocol final : public Protocol, public std::enable_shared_from_this<KesSDProtocol> {
  public:
   static constexpr std::string_view kClassName = "KesSDProtocol";
@@ -65,6 +65,8 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   void Z() override;
   /// Written as the 8 bytes of the number, lowest first.
   void SetTare(double& TareValue) override;
+
+  bool NeedsCorrectReadings() const override;
 
  private:
   /// The five values in the order in which they are asked for.

@@ -300,7 +300,7 @@ SDAccessStatus SummitProtocol::WriteTag(const std::shared_ptr<SDTagInfo>& tag,
   }
   try {
     const std::string separator = site_->System().Locale().DecimalSeparator();
-    if (!PutTagValue(*writeMessage_, tag->TagType(), value, separator)) {
+    if (!PutTagValue(*writeMessage_, tag->TagType(), value, separator, Rules())) {
       return SDAccessStatus::WRONG_DATA_TYPE;
     }
   } catch (const AutomationError&) {
@@ -365,7 +365,7 @@ void SummitProtocol::TakeReadReply(std::string_view bytes) {
   const auto pending = pendingRead_;
   if (!pending) return;
   if (readMessage_->MessageOK() && !Names(*readMessage_, pending->tag->TagName())) return;
-  if (hasData) ConvertReadData(*pending->tag, *readMessage_);
+  if (hasData) ConvertReadData(*pending->tag, *readMessage_, Rules());
   pending->answered = true;
   pendingRead_.reset();
 }
@@ -397,7 +397,8 @@ void SummitProtocol::FilePolledReply() {
   bool delivered = false;
   datagram_.noDataReported = false;
   Attempt([&] {
-    delivered = turn.data && DeliverPolledData(reply, tag, *turn.data, [&] { return Holds(turn); });
+    delivered = turn.data && DeliverPolledData(
+                                 reply, tag, *turn.data, [&] { return Holds(turn); }, Rules());
   });
   if (!Holds(turn)) return;
   if (!delivered) {
@@ -424,7 +425,7 @@ void SummitProtocol::FileTriggerReply() {
     const auto tag = configuration->GetTagInfoByKey(name);
     const auto data = Data();
     const auto goesOn = [&] { return number == turn_ && IsRunning(); };
-    if (tag && data && goesOn()) DeliverPolledData(reply, tag, *data, goesOn);
+    if (tag && data && goesOn()) DeliverPolledData(reply, tag, *data, goesOn, Rules());
   });
 }
 

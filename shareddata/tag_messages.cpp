@@ -2,10 +2,12 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "base/automation_error.hpp"
+#include "base/number_text.hpp"
 
 namespace tarn {
 namespace {
@@ -27,6 +29,17 @@ bool DeliverElements(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
   return message.MessageOK();
 }
 
+double UnsignedLong(KesMessage& message, std::int16_t available) {
+  return static_cast<std::uint32_t>(message.GetLong(0, available));
+}
+
+/// Rounded as Automation rounds; error 6 beyond 32 bits without a sign.
+void PutUnsignedLong(KesMessage& message, double value) {
+  const double number = RoundHalfEven(value);
+  if (!(number >= 0 && number <= std::numeric_limits<std::uint32_t>::max())) ThrowOverflow();
+  message.PutLong(static_cast<std::int32_t>(static_cast<std::uint32_t>(number)));
+}
+
 }  // namespace
 
 std::int16_t ElementWidth(SDTagType type) {
@@ -46,7 +59,7 @@ bool IsReadSingly(SDTagType type) {
          (type >= SDTagType::SDByteType && type <= SDTagType::SDStringType);
 }
 
-void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg) {
+void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg, ReadingRules rules) {
   const std::int16_t available = readTag.TagDataLen();
   switch (readTag.TagType()) {
     case SDTagType::SDBitType:
@@ -62,6 +75,9 @@ void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg) {
     case SDTagType::SDDoubleType:
       return readTag.TagData(readMsg.GetDouble(0, available));
     case SDTagType::SDULongType:
+      if (rules == ReadingRules::Corrected)
+        return readTag.TagData(UnsignedLong(readMsg, available));
+      [[fallthrough]];
     case SDTagType::SDStringType:
       return readTag.TagData(readMsg.GetString(available, available));
     default:
@@ -70,7 +86,7 @@ void ConvertReadData(SDTagInfo& readTag, KesMessage& readMsg) {
 }
 
 bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& tag,
-                       _SummitData& data, const std::function<bool()>& goesOn) {
+                       _SummitData& data, const std::function<bool()>& goesOn, ReadingRules rules) {
   const std::int16_t available = tag->TagDataLen();
   // Passes a value on unless the message could not give it.
   const auto deliver = [&](const auto& value, const auto& set) {
@@ -95,6 +111,10 @@ bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& ta
     case SDTagType::SDLongType:
       return deliver(message.GetLong(0, available),
                      [&](std::int32_t v) { data.SetLongData(v, 0, tag); });
+    case SDTagType::SDULongType:
+      if (rules == ReadingRules::Published) return message.MessageOK();
+      return deliver(UnsignedLong(message, available),
+                     [&](double v) { data.SetDoubleData(v, 0, tag); });
     case SDTagType::SDFloatType:
       return deliver(message.GetFloat(0, available),
                      [&](float v) { data.SetFloatData(v, 0, tag); });
@@ -118,7 +138,7 @@ bool DeliverPolledData(KesMessage& message, const std::shared_ptr<SDTagInfo>& ta
 }
 
 bool PutTagValue(KesMessage& message, SDTagType type, const TagValue& value,
-                 std::string_view decimalSeparator) {
+                 std::string_view decimalSeparator, ReadingRules rules) {
   switch (type) {
     case SDTagType::SDBitType:
       message.PutBit(ToBoolean(value, decimalSeparator));
@@ -140,6 +160,11 @@ bool PutTagValue(KesMessage& message, SDTagType type, const TagValue& value,
       message.PutDouble(ToNumber(value, decimalSeparator));
       return true;
     case SDTagType::SDULongType:
+      if (rules == ReadingRules::Corrected) {
+        PutUnsignedLong(message, ToNumber(value, decimalSeparator));
+        return true;
+      }
+      [[fallthrough]];
     case SDTagType::SDStringType:
       message.PutString(ToText(value, decimalSeparator));
       return true;

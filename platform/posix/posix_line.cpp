@@ -199,8 +199,7 @@ class PosixLine final : public NativeLine {
 }  // namespace
 
 std::string PosixLines::DeviceOf(std::int16_t port) const {
-  if (const auto found = deviceNames_.find(port); found != deviceNames_.end()) return found->second;
-  return port >= 1 ? "/dev/ttyS" + std::to_string(port - 1) : std::string();
+  return NameOr(port, port >= 1 ? "/dev/ttyS" + std::to_string(port - 1) : std::string());
 }
 
 std::unique_ptr<NativeLine> PosixLines::Open(const std::string& device,

@@ -19,19 +19,16 @@ class PosixLines final : public LineSystem {
  public:
   PosixLines(PosixMessageLoop& loop, std::map<int, std::string> deviceNames,
              std::function<void(std::string_view)> trace)
-      : loop_(loop), deviceNames_(std::move(deviceNames)), trace_(std::move(trace)) {}
+      : LineSystem(std::move(deviceNames)), loop_(loop), trace_(std::move(trace)) {}
 
   MessageLoop& Loop() override { return loop_; }
   void Trace(std::string_view text) override { trace_(text); }
-  /// Names more devices; a port that has one already keeps it.
-  void Name(std::map<int, std::string> devices) { deviceNames_.merge(devices); }
   std::string DeviceOf(std::int16_t port) const override;
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;
 
  private:
   PosixMessageLoop& loop_;
-  std::map<int, std::string> deviceNames_;
   std::function<void(std::string_view)> trace_;
 };
 

@@ -271,8 +271,7 @@ void Win32Line::DiscardInput() {
 }
 
 std::string Win32Lines::DeviceOf(std::int16_t port) const {
-  const auto named = deviceNames_.find(port);
-  return named != deviceNames_.end() ? named->second : "COM" + std::to_string(port);
+  return NameOr(port, "COM" + std::to_string(port));
 }
 
 std::unique_ptr<NativeLine> Win32Lines::Open(const std::string& device,

@@ -40,19 +40,16 @@ class Win32Lines final : public LineSystem {
  public:
   Win32Lines(MessageLoop& loop, std::map<int, std::string> deviceNames,
              std::function<void(std::string_view)> trace)
-      : loop_(loop), deviceNames_(std::move(deviceNames)), trace_(std::move(trace)) {}
+      : LineSystem(std::move(deviceNames)), loop_(loop), trace_(std::move(trace)) {}
 
   MessageLoop& Loop() override { return loop_; }
   void Trace(std::string_view text) override { trace_(text); }
-  /// Names more devices; a port that has one already keeps it.
-  void Name(std::map<int, std::string> devices) { deviceNames_.merge(devices); }
   std::string DeviceOf(std::int16_t port) const override;
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;
 
  private:
   MessageLoop& loop_;
-  std::map<int, std::string> deviceNames_;
   std::function<void(std::string_view)> trace_;
   std::shared_ptr<Win32PortTable> openPorts_ = std::make_shared<Win32PortTable>();
 };

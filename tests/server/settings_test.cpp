@@ -80,7 +80,7 @@ const std::map<std::string_view, Rows> kSettings = {
       Object("Protocol", "TarnContinuousProtocol", {Long("Ptype", 4)}), Flag("Disabled", false),
       Flag("ActivityLED", true), Flag("ErrorLED", true), Long("ActivityTimeoutTime", 1234),
       [](PropertyBag& bag) { bag.WriteDouble("UpdRate", 2.5, 0); },
-      Object("SummitData", "TarnKesBasicData")}},
+      Object("SummitData", "TarnKesBasicData"), Flag("CorrectReadings", true)}},
     {"ArcNetConnection", {Text("Cluster", "c"), Text("KestrelNum", "7")}},
     {"EthernetConnection",
      {Text("IPAddress", "terminal-7.plant"), Flag("IsBidirectional", true),

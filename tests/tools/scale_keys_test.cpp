@@ -41,6 +41,7 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
       {"alias=Line = 1", "alias", "Line = 1"},
       {"enabled=YES", "disabled", "no"},
       {"disabled=1", "enabled", "no"},
+      {"corrected=yes", "corrected", "yes"},
       {"port=com12", "port", "12"},
       {"parity=M", "parity", "mark"},
       {"PROTOCOL=Continuous", "protocol", "continuous"},

@@ -31,6 +31,15 @@ void NoteSharedPort(Program& program, const ScaleFile& file, int number) {
   }
 }
 
+/// What shows no weight is set up in vain, and nothing else would say why.
+void NoteMissingWeight(Program& program, TarnScale& scale, int number) {
+  const auto protocol = scale.Protocol();
+  if (scale.CorrectReadings() || !protocol || !protocol->NeedsCorrectReadings()) return;
+  program.Say("note: " + ScaleTitle(number, scale.AliasName()) +
+              " will show no weight: with this protocol, type and connection that takes "
+              "corrected=yes");
+}
+
 }  // namespace
 
 int ShowCommand(Program& program, const ShowOptions& options) {
@@ -48,6 +57,7 @@ int SetCommand(Program& program, const SetOptions& options) {
   file.Save();
   if (!program.Options().quiet) program.Output().Write(ShowScaleText(file, options.scale));
   NoteSharedPort(program, file, options.scale);
+  NoteMissingWeight(program, scale, options.scale);
   return kSuccess;
 }
 

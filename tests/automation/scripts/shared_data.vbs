@@ -25,6 +25,9 @@ Expect "no socket yet", link.mvarSocket Is Nothing, True
 Expect "any sender counts", link.CheckSender, False
 link.CheckSender = True
 Expect "only the terminal counts", link.CheckSender, True
+scale.CorrectReadings = True
+Expect "the corrected rules", scale.CorrectReadings, True
+scale.CorrectReadings = False
 link.IPAddress = WScript.Arguments(1)
 link.IsBidirectional = True
 Set protocol = CreateObject("TarnSclServer.KesSDProtocol")
