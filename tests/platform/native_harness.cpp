@@ -75,9 +75,10 @@ class NativeHarness final : public Harness {
 
   void PlugIn() override {
     if (kLinesAreMade) return line_->Attach();
-    ASSERT_TRUE(Becomes([this] { return !line_->IsAttached(); })) << "this end stays";
+    ASSERT_TRUE(Becomes(host_->Loop(), [this] { return !line_->IsAttached(); }));
     fs::remove(UnplugFile());
-    ASSERT_TRUE(Becomes([this] { return Attaches(); })) << "the pair does not come back";
+    const auto attaches = [this] { return ErrorOf([this] { line_->Attach(); }) == 0; };
+    ASSERT_TRUE(Becomes(host_->Loop(), attaches)) << "the pair does not come back";
   }
 
  private:
@@ -85,23 +86,6 @@ class NativeHarness final : public Harness {
     return kLinesAreMade ? FileName("port7") : Variable("TARN_TEST_PORT_A");
   }
   static std::string UnplugFile() { return Variable("TARN_TEST_UNPLUG"); }
-
-  bool Attaches() {
-    try {
-      line_->Attach();
-    } catch (const AutomationError&) {
-      return false;
-    }
-    return true;
-  }
-
-  /// Asks now and then, since no event of the loop announces the change.
-  bool Becomes(const std::function<bool()>& condition) {
-    const auto again = host_->Loop().CreateTimer();
-    again->Interval(50);
-    again->Enabled(true);
-    return host_->Loop().RunUntil(condition, 30000);
-  }
 
   void Start() {
     HostOptions options;
@@ -124,6 +108,14 @@ class NativeHarness final : public Harness {
 };
 
 }  // namespace
+
+::testing::AssertionResult Becomes(MessageLoop& loop, const std::function<bool()>& condition) {
+  const auto poll = loop.CreateTimer();
+  poll->Interval(5);
+  poll->Enabled(true);
+  if (loop.RunUntil(condition, 30000)) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "it did not come about";
+}
 
 std::unique_ptr<Harness> MakeNativeHarness() {
   return std::make_unique<NativeHarness>();

@@ -22,8 +22,6 @@ class Redirected {
   Redirected(int standard, int fd) : standard_(standard), former_(::dup(standard)) {
     ::dup2(fd, standard);
   }
-  Redirected(const Redirected&) = delete;
-  Redirected& operator=(const Redirected&) = delete;
   ~Redirected() { ::dup2(former_.Get(), standard_); }
 
  private:

@@ -175,8 +175,6 @@ class FileSizeLimit {
     formerHandler_ = std::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &limit);
   }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
   ~FileSizeLimit() {
     ::setrlimit(RLIMIT_FSIZE, &former_);
     std::signal(SIGXFSZ, formerHandler_);
@@ -214,10 +212,8 @@ TEST_F(PosixFilesTest, ALogHasEveryLineThatItTookAndNoOther) {
   EXPECT_GT(refused, 100);
   EXPECT_LT(refused, 300);
   EXPECT_EQ(Content(Name("log")), taken);
-}
 
-TEST_F(PosixFilesTest, AFullDiskIsError61) {
-  const auto stream = files.OpenForAppending("/dev/full");
+  stream = files.OpenForAppending("/dev/full");
   stream->WriteLine("gathered");
   EXPECT_EQ(ErrorOf([&] { stream->Close(); }), 61);
   EXPECT_EQ(ErrorOf([&] { stream->Close(); }), 0);

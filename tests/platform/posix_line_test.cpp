@@ -2,7 +2,6 @@
 #include <sys/epoll.h>
 
 #include <array>
-#include <map>
 
 #include "platform/posix/posix_message_loop.hpp"
 #include "tests/platform/posix_fixture.hpp"
@@ -72,14 +71,13 @@ TEST_F(PosixLineTest, PortsAndSettingsThatTheSystemDoesNotHaveAreRefused) {
     EXPECT_EQ(ErrorOf([&] { NewPort(number)->PortOpen(true); }), 8002) << number;
   }
   const auto port = NewPort(1);
-  for (const auto& [settings, error] : std::map<const char*, int>{{"9600,n,4,1", 380},
-                                                                  {"9601,n,8,1", 380},
-                                                                  {"1000000,n,8,1", 380},
-                                                                  {"110,e,7,2", 0},
-                                                                  {"921600,m,8,1", 0},
-                                                                  {"9600,o,5,1.5", 0}}) {
+  for (const char* settings : {"9600,n,4,1", "9601,n,8,1", "1000000,n,8,1"}) {
     port->Settings(settings);
-    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), error) << settings;
+    EXPECT_EQ(ErrorOf([&] { port->PortOpen(true); }), 380) << settings;
+  }
+  for (const char* settings : {"110,e,7,2", "921600,m,8,1", "9600,o,5,1.5"}) {
+    port->Settings(settings);
+    port->PortOpen(true);
     port->PortOpen(false);
   }
 }

@@ -117,8 +117,6 @@ class StandardPipe {
     writer = OwnedHandle(writeEnd);
     SetStdHandle(which, which == STD_INPUT_HANDLE ? readEnd : writeEnd);
   }
-  StandardPipe(const StandardPipe&) = delete;
-  StandardPipe& operator=(const StandardPipe&) = delete;
   ~StandardPipe() { SetStdHandle(which_, former_); }
 
   OwnedHandle reader;
