@@ -50,8 +50,6 @@ class FarEnd {
   virtual void StopReading() {}
 };
 
-std::unique_ptr<FarEnd> MakeNativeFarEnd();
-
 /// Runs the loop until the condition holds, which nothing needs to announce. It takes the whole
 /// time only when a test fails.
 ::testing::AssertionResult Becomes(MessageLoop& loop, const std::function<bool()>& condition);
