@@ -41,16 +41,12 @@ class NetworkTest(ServerTest):
                        "--keep-alive", "0.2", "--field-delay", "0.05")
         self.end_well(self.script("records.vbs", 3, PORT), self.script("records.vbs", 4, "127.0.9.2"))
 
-    def test_shared_data_reaches_a_script(self):
+    def test_variables_reach_scripts_and_a_program_with_its_own_set(self):
         self.terminal("127.0.9.3", "", "--load", "load 12.5")
-        self.end_well(self.script("shared_data.vbs", 5, "127.0.9.3"))
-
-    def test_a_script_uses_the_variables_of_a_terminal(self):
         self.terminal("127.0.9.4", VARIABLES)
-        self.end_well(self.script("variables.vbs", 6, "127.0.9.4"))
-
-    def test_a_program_brings_its_own_set(self):
         self.terminal("127.0.9.5", OWN_VARIABLES)
+        self.end_well(self.script("shared_data.vbs", 5, "127.0.9.3"))
+        self.end_well(self.script("variables.vbs", 6, "127.0.9.4"))
         self.end_well(self.start("wine", WINDOWS / "own_set_client.exe", 7, "127.0.9.5"))
 
     def test_a_script_brings_its_own_connection_and_protocol(self):

@@ -12,7 +12,8 @@ import tempfile
 import time
 import unittest
 
-LIMIT = 90  # seconds until something that never comes is given up
+from programs import LIMIT, Program, wait_until
+
 WINDOWS = pathlib.Path(sys.argv.pop(1)).resolve()
 NATIVE = pathlib.Path(sys.argv.pop(1)).resolve()
 HERE = pathlib.Path(__file__).resolve().parent
@@ -49,64 +50,10 @@ def server_processes():
     return found
 
 
-def wait_until(condition, what):
-    deadline = time.monotonic() + LIMIT
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError(f"not in time: {what}")
-        time.sleep(0.05)
-
-
-class Program:
-    """A process whose lines of output can be waited for. They go through a file: Wine's services are
-    children of whichever program comes first, and would keep a pipe open."""
-
-    def __init__(self, *command):
-        self.output = tempfile.TemporaryFile()
-        self.process = subprocess.Popen(list(map(str, command)), stdin=subprocess.DEVNULL,
-                                        stdout=self.output, stderr=subprocess.STDOUT)
-
-    @property
-    def lines(self):
-        """The whole lines so far; all of them after the end."""
-        size = os.fstat(self.output.fileno()).st_size
-        text = os.pread(self.output.fileno(), size, 0).decode(errors="replace")
-        whole = text if self.process.poll() is not None else text[:text.rfind("\n") + 1]
-        return whole.splitlines()
-
-    def wait_for(self, pattern, start=0, count=1):
-        """The first `count` lines from `start` on that match."""
-        def found():
-            return [line for line in self.lines[start:] if re.search(pattern, line)][:count]
-        def over():
-            return self.process.poll() is not None or len(found()) >= count
-        try:
-            wait_until(over, pattern)
-        except AssertionError:
-            pass  # told below, with the lines
-        if len(found()) < count:
-            raise AssertionError(f"{self.process.args}: no {pattern!r}; last lines: "
-                                 f"{self.lines[-5:]}")
-        return found()
-
+class ClientProgram(Program):
     def weights(self, start=0, end=None):
         return [float(line.split()[1]) for line in self.lines[start:end]
                 if re.match(r"weight \d", line)]
-
-    def signal(self, what):
-        self.process.send_signal(what)
-
-    def interrupt(self):
-        self.signal(signal.SIGINT)
-        self.end()
-
-    def kill(self):
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait(LIMIT)
-
-    def end(self):
-        return self.process.wait(LIMIT)
 
 
 class ServerTest(unittest.TestCase):
@@ -139,7 +86,7 @@ class ServerTest(unittest.TestCase):
         self.addCleanup(wine, "reg", "delete", *key, "/f")
 
     def start(self, *command):
-        program = Program(*command)
+        program = ClientProgram(*command)
         self.addCleanup(program.output.close)
         self.addCleanup(program.kill)
         return program
@@ -163,7 +110,7 @@ class ServerTest(unittest.TestCase):
     def simulator(self, *arguments):
         terminal = self.start(NATIVE / "tarnsim", *arguments)
         terminal.wait_for("^ready ")
-        self.addCleanup(terminal.interrupt)
+        self.addCleanup(terminal.end, signal.SIGINT)
         return terminal
 
     def com_port(self):

@@ -14,6 +14,9 @@ from automation_support import (EXAMPLES, PORT, SERVER, WINDOWS, ServerTest, ser
                                 wait_until, windows_path)
 
 
+WEIGHT = r"^weight [1-9]"
+
+
 def without_repeats(values):
     """The watchdog tells the present reading again at each of its time-outs."""
     return [value for i, value in enumerate(values) if i == 0 or value != values[i - 1]]
@@ -30,6 +33,16 @@ class AutomationTest(ServerTest):
 
     def follower(self, way="plain"):
         return self.script("follower.vbs", self.stop, way)
+
+    def rising(self, followers):
+        """A terminal whose weight rises with every frame, so that each reading names the frame that
+        it came from; a keeper of the scale, and clients that have received weights."""
+        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
+        keeper = self.keeper()
+        clients = [self.follower() for _ in range(followers)]
+        for client in clients:
+            client.wait_for(WEIGHT)
+        return terminal, keeper, *clients
 
     def readings_sent(self, terminal):
         return without_repeats([int(line.split("frame <02>")[1][3:9]) for line in terminal.lines
@@ -62,8 +75,7 @@ class AutomationTest(ServerTest):
         self.assertIn("TarnSclServer: error 9 (800A0009): Subscript out of range", program.lines[0])
 
     def test_an_early_bound_client_reaches_every_slot(self):
-        program = self.start("wine", WINDOWS / "vtable_client.exe")
-        self.end_well(program)
+        self.end_well(self.start("wine", WINDOWS / "vtable_client.exe"))
 
     def test_clients_that_start_together_share_one_process(self):
         clients = [self.script("sharer.vbs", n, 3, self.stop) for n in (1, 2, 3)]
@@ -76,11 +88,9 @@ class AutomationTest(ServerTest):
         self.end_well(*[self.script("passer_by.vbs", 150, 60) for _ in range(2)])
 
     def test_a_server_that_nobody_asks_for_anything_ends(self):
-        server = self.start("wine", SERVER, "-Embedding")
-        self.assertEqual(server.end(), 0)
+        self.assertEqual(self.start("wine", SERVER, "-Embedding").end(), 0)
 
     def test_events_reach_several_clients_each_once_and_in_order(self):
-        # The weight rises with every frame, so each reading names the frame that it came from.
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s", "--rate", "5")
         keeper = self.keeper()
         followers = [self.follower(way) for way in ("plain", "callback", "disconnect", "release")]
@@ -90,7 +100,7 @@ class AutomationTest(ServerTest):
         for follower in followers[:3]:
             for event in ("UpdateWeight", "StatusChange", "NewStatus"):
                 follower.wait_for(event)
-            follower.wait_for(r"^weight [1-9]", count=30)
+            follower.wait_for(WEIGHT, count=30)
         self.end_well(keeper, *followers)
         sent = self.readings_sent(terminal)
         for follower in followers[:3]:
@@ -120,13 +130,9 @@ class AutomationTest(ServerTest):
         self.end_well(self.script("restless.vbs", PORT))
 
     def test_killed_clients_cost_the_others_nothing_and_leave_no_server(self):
-        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
-        keeper = self.keeper()
-        healthy, victim = self.follower(), self.follower()
-        victim.wait_for(r"^weight [1-9]")
-        healthy.wait_for(r"^weight [1-9]")
+        terminal, keeper, healthy, victim = self.rising(followers=2)
         victim.kill()
-        healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=20)
+        healthy.wait_for(WEIGHT, start=len(healthy.lines), count=20)
         keeper.kill()
         healthy.kill()
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
@@ -144,14 +150,10 @@ class AutomationTest(ServerTest):
 
     def test_a_stopped_client_costs_the_others_no_reading(self):
         self.event_timeout(2000)
-        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
-        keeper = self.keeper()
-        stopped, healthy = self.follower(), self.follower()
-        for follower in (stopped, healthy):
-            follower.wait_for(r"^weight [1-9]")
+        terminal, keeper, stopped, healthy = self.rising(followers=2)
         stopped.signal(signal.SIGSTOP)  # perhaps while it connects to its other events
         self.addCleanup(stopped.signal, signal.SIGCONT)
-        healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
+        healthy.wait_for(WEIGHT, start=len(healthy.lines), count=60)
         stopped.signal(signal.SIGCONT)
         self.end_well(keeper, healthy, stopped)
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
@@ -160,33 +162,28 @@ class AutomationTest(ServerTest):
 
     def test_a_client_that_hangs_while_it_is_asked_holds_up_nobody(self):
         self.event_timeout(2000)
-        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
-        keeper = self.keeper()
-        healthy = self.follower()
-        healthy.wait_for(r"^weight [1-9]")
+        terminal, keeper, healthy = self.rising(followers=1)
         hanging = [self.start("wine", WINDOWS / "busy_client.exe", way, self.stop)
                    for way in ("advise", "late")]
         for client in hanging:
             client.wait_for("^hanging")
-        healthy.wait_for(r"^weight [1-9]", start=len(healthy.lines), count=60)
+        healthy.wait_for(WEIGHT, start=len(healthy.lines), count=60)
         # An object is handed over unasked, and refused unasked where a value is wanted.
         for way, result in (("tag", "00000000"), ("log", "00000000"), ("value", "80020005")):
             hanging.append(self.start("wine", WINDOWS / "busy_client.exe", way, self.stop))
             hanging[-1].wait_for("^taken " + result)
-        self.follower().wait_for(r"^weight [1-9]")  # others may come, too
+        self.follower().wait_for(WEIGHT)  # others may come, too
         self.end_well(keeper, healthy, *hanging)
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
         hanging[1].wait_for("^taken 80020009")
 
     def test_a_busy_client_misses_events_and_keeps_its_subscription(self):
-        terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s")
-        keeper = self.keeper()
-        healthy = self.follower()
+        terminal, keeper, healthy = self.rising(followers=1)
         busy = self.start("wine", WINDOWS / "busy_client.exe", 12, self.stop)
         busy.wait_for("^free again")
         free = busy.lines.index("free again")
-        busy.wait_for(r"^weight [1-9]", start=free, count=30)
-        healthy.wait_for(r"^weight [1-9]", count=30)
+        busy.wait_for(WEIGHT, start=free, count=30)
+        healthy.wait_for(WEIGHT, count=30)
         self.end_well(keeper, healthy, busy)
         sent = self.readings_sent(terminal)
         self.assert_all_readings(healthy.weights(), sent)

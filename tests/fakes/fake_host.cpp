@@ -31,15 +31,6 @@ void FakeLoop::Advance(double milliseconds) {
   now_ = end;
 }
 
-void FakeLoop::RunPending() {
-  while (TimeToNextWork() == 0) RunDueWork();
-}
-
-void FakeLoop::WaitAndDispatch(double milliseconds) {
-  if (milliseconds < 0) throw std::logic_error("nothing will ever wake this loop");
-  now_ += milliseconds;
-}
-
 class FakeLines::Line final : public NativeLine {
  public:
   Line(FakeLines& lines, std::string device, Listener listener)
@@ -76,10 +67,6 @@ void FakeLines::Unplug() {
   if (line_ != nullptr) line_->Listeners().lost("unplugged");
 }
 
-std::string FakeLines::DeviceOf(std::int16_t port) const {
-  return port >= 1 ? "COM" + std::to_string(port) : std::string();
-}
-
 std::unique_ptr<NativeLine> FakeLines::Open(const std::string& device,
                                             const SerialSettings& /*settings*/,
                                             NativeLine::Listener listener) {
@@ -88,36 +75,6 @@ std::unique_ptr<NativeLine> FakeLines::Open(const std::string& device,
   auto line = std::make_unique<Line>(*this, device, std::move(listener));
   line_ = line.get();
   return line;
-}
-
-void FakeSerialPort::PortNumber(std::int16_t number) {
-  SerialPort::PortNumber(number);
-  calls.push_back("PortNumber " + std::to_string(number));
-}
-
-void FakeSerialPort::Settings(std::string_view settings) {
-  SerialPort::Settings(settings);
-  calls.push_back("Settings " + std::string(settings));
-}
-
-void FakeSerialPort::ReceiveThreshold(std::int16_t length) {
-  SerialPort::ReceiveThreshold(length);
-  calls.push_back("ReceiveThreshold " + std::to_string(length));
-}
-
-void FakeSerialPort::EndCharacter(std::optional<char> end) {
-  SerialPort::EndCharacter(end);
-  calls.push_back("EndCharacter " + (end ? std::to_string(*end) : std::string("none")));
-}
-
-void FakeSerialPort::PortOpen(bool open) {
-  if (open != PortOpen()) calls.emplace_back(open ? "Open" : "Close");
-  SerialPort::PortOpen(open);
-}
-
-void FakeSerialPort::ClearInput() {
-  SerialPort::ClearInput();
-  calls.emplace_back("ClearInput");
 }
 
 std::optional<std::string> FakeSettingsStore::Get(std::string_view section, std::string_view key) {
@@ -192,27 +149,8 @@ void FakeFiles::WriteAtBeginning(const std::string& name, std::string_view bytes
   content.replace(0, bytes.size(), bytes);
 }
 
-std::string FakeFiles::AbsoluteName(const std::string& name) {
-  return name.starts_with('/') ? name : std::string(kFolder) + name;
-}
-
-std::string FakeFiles::Key(std::string_view name) {
-  if (name.starts_with(kFolder)) name.remove_prefix(kFolder.size());
-  return std::string(name);
-}
-
 FakeHost::FakeHost()
     : filter_([this](std::string_view text) { traces.emplace_back(text); }),
       loop([this](std::string_view text) { Trace(text); }) {}
-
-std::shared_ptr<SerialPort> FakeHost::CreateSerialPort() {
-  ports.push_back(std::make_shared<FakeSerialPort>(*this, openDevices_));
-  return ports.back();
-}
-
-std::shared_ptr<SocketControl> FakeHost::CreateSocket() {
-  sockets.push_back(std::make_shared<FakeSocket>(loop));
-  return sockets.back();
-}
 
 }  // namespace tarn

@@ -37,12 +37,17 @@ class FakeLoop final : public LoopBase {
   /// Moves the clock on, stops at every due moment on the way and does there what is due.
   void Advance(double milliseconds);
   /// Does what is due now, also what this work posts; the clock stands still.
-  void RunPending();
+  void RunPending() {
+    while (TimeToNextWork() == 0) RunDueWork();
+  }
   /// Moves the clock without any work: a loop that was kept busy and comes late.
   void ComeLate(double milliseconds) { now_ += milliseconds; }
 
  protected:
-  void WaitAndDispatch(double milliseconds) override;
+  void WaitAndDispatch(double milliseconds) override {
+    if (milliseconds < 0) throw std::logic_error("nothing will ever wake this loop");
+    now_ += milliseconds;
+  }
   void Wake() override {}
 
  private:
@@ -69,7 +74,9 @@ class FakeLines : public LineSystem {
 
   MessageLoop& Loop() override { return host_.Loop(); }
   void Trace(std::string_view text) override { host_.Trace(text); }
-  std::string DeviceOf(std::int16_t port) const override;
+  std::string DeviceOf(std::int16_t port) const override {
+    return port >= 1 ? "COM" + std::to_string(port) : std::string();
+  }
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;
 
@@ -99,12 +106,30 @@ class FakeSerialPort final : private FakeLines, public SerialPort {
   using SerialPort::PortOpen;
   using SerialPort::ReceiveThreshold;
   using SerialPort::Settings;
-  void PortNumber(std::int16_t number) override;
-  void Settings(std::string_view settings) override;
-  void ReceiveThreshold(std::int16_t length) override;
-  void EndCharacter(std::optional<char> end) override;
-  void PortOpen(bool open) override;
-  void ClearInput() override;
+  void PortNumber(std::int16_t number) override {
+    SerialPort::PortNumber(number);
+    calls.push_back("PortNumber " + std::to_string(number));
+  }
+  void Settings(std::string_view settings) override {
+    SerialPort::Settings(settings);
+    calls.push_back("Settings " + std::string(settings));
+  }
+  void ReceiveThreshold(std::int16_t length) override {
+    SerialPort::ReceiveThreshold(length);
+    calls.push_back("ReceiveThreshold " + std::to_string(length));
+  }
+  void EndCharacter(std::optional<char> end) override {
+    SerialPort::EndCharacter(end);
+    calls.push_back("EndCharacter " + (end ? std::to_string(*end) : std::string("none")));
+  }
+  void PortOpen(bool open) override {
+    if (open != PortOpen()) calls.emplace_back(open ? "Open" : "Close");
+    SerialPort::PortOpen(open);
+  }
+  void ClearInput() override {
+    SerialPort::ClearInput();
+    calls.emplace_back("ClearInput");
+  }
 
  private:
   LineSystem& Lines() { return *this; }
@@ -146,7 +171,9 @@ class FakeFiles final : public Files {
   std::unique_ptr<TextStream> OpenForAppending(const std::string& name) override;
   std::string Read(const std::string& name, std::size_t maxBytes) override;
   void WriteAtBeginning(const std::string& name, std::string_view bytes) override;
-  std::string AbsoluteName(const std::string& name) override;
+  std::string AbsoluteName(const std::string& name) override {
+    return name.starts_with('/') ? name : std::string(kFolder) + name;
+  }
 
   std::map<std::string, std::string> contents;  ///< by name without kFolder
   // By name without kFolder: what the operation throws instead of doing its work.
@@ -156,7 +183,10 @@ class FakeFiles final : public Files {
 
  private:
   class Stream;
-  static std::string Key(std::string_view name);
+  static std::string Key(std::string_view name) {
+    if (name.starts_with(kFolder)) name.remove_prefix(kFolder.size());
+    return std::string(name);
+  }
 
   const UserLocale& locale_;
 };
@@ -169,8 +199,14 @@ class FakeHost final : public Host {
   SettingsStore& Settings() override { return store; }
   UserLocale& Locale() override { return locale; }
   tarn::Files& Files() override { return files; }
-  std::shared_ptr<SerialPort> CreateSerialPort() override;
-  std::shared_ptr<SocketControl> CreateSocket() override;
+  std::shared_ptr<SerialPort> CreateSerialPort() override {
+    ports.push_back(std::make_shared<FakeSerialPort>(*this, openDevices_));
+    return ports.back();
+  }
+  std::shared_ptr<SocketControl> CreateSocket() override {
+    sockets.push_back(std::make_shared<FakeSocket>(loop));
+    return sockets.back();
+  }
   tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork; }
   std::string ProgramFolder() override { return "/program"; }
   void Trace(std::string_view text) override { filter_(text, loop.Now()); }

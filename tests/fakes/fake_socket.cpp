@@ -124,66 +124,6 @@ void FakeSocket::Fail(std::int32_t number, const std::string& description) {
   if (native_ != nullptr) NetworkSocket::Fail(number, description);
 }
 
-void FakeSocket::Transport(SocketTransport transport) {
-  NetworkSocket::Transport(transport);
-  calls.push_back("Transport " + std::to_string(static_cast<int>(transport)));
-}
-
-void FakeSocket::LocalPort(std::int32_t port) {
-  NetworkSocket::LocalPort(port);
-  calls.push_back("LocalPort " + std::to_string(port));
-}
-
-void FakeSocket::RemoteHost(std::string_view host) {
-  NetworkSocket::RemoteHost(host);
-  calls.push_back("RemoteHost " + std::string(host));
-}
-
-void FakeSocket::RemotePort(std::int32_t port) {
-  NetworkSocket::RemotePort(port);
-  calls.push_back("RemotePort " + std::to_string(port));
-}
-
-void FakeSocket::Close() {
-  calls.emplace_back("Close");
-  NetworkSocket::Close();
-}
-
-void FakeSocket::Bind(std::int32_t localPort) {
-  calls.push_back("Bind " + std::to_string(localPort));
-  if (failOpen) throw *failOpen;
-  NetworkSocket::Bind(localPort);
-}
-
-void FakeSocket::Connect() {
-  calls.emplace_back("Connect");
-  if (failOpen) throw *failOpen;
-  NetworkSocket::Connect();
-}
-
-void FakeSocket::SendData(std::string_view bytes) {
-  if (failSend) throw *failSend;
-  NetworkSocket::SendData(bytes);
-  sent.emplace_back(bytes);
-}
-
-void FakeTerminalNetwork::Called(const std::string& call) {
-  if (missing) {
-    throw AutomationError(ErrorNumber::FileNotFound, "File not found: the terminal network");
-  }
-  calls.push_back(call);
-}
-
-std::int32_t FakeTerminalNetwork::KesRegisterProcess(std::int32_t number) {
-  Called("KesRegisterProcess " + std::to_string(number));
-  return 0;
-}
-
-std::int32_t FakeTerminalNetwork::KesCloseProcess() {
-  Called("KesCloseProcess");
-  return 0;
-}
-
 std::int32_t FakeTerminalNetwork::KesWrite(std::string_view address, std::int32_t number,
                                            std::string_view value) {
   Called("KesWrite " + std::string(address) + " " + std::to_string(number) + " " +

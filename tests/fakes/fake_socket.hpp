@@ -60,21 +60,48 @@ class FakeSocket final : private FakeNetwork, public NetworkSocket {
   std::optional<AutomationError> failSend;  ///< thrown by SendData
   mutable int openReads = 0;  ///< so many reads of the state do not know yet that it is closed
 
-  void Transport(SocketTransport transport) override;
+  void Transport(SocketTransport transport) override {
+    NetworkSocket::Transport(transport);
+    calls.push_back("Transport " + std::to_string(static_cast<int>(transport)));
+  }
   SocketTransport Transport() const override { return NetworkSocket::Transport(); }
-  void LocalPort(std::int32_t port) override;
+  void LocalPort(std::int32_t port) override {
+    NetworkSocket::LocalPort(port);
+    calls.push_back("LocalPort " + std::to_string(port));
+  }
   std::int32_t LocalPort() const override { return NetworkSocket::LocalPort(); }
-  void RemoteHost(std::string_view host) override;
+  void RemoteHost(std::string_view host) override {
+    NetworkSocket::RemoteHost(host);
+    calls.push_back("RemoteHost " + std::string(host));
+  }
   std::string RemoteHost() const override { return NetworkSocket::RemoteHost(); }
-  void RemotePort(std::int32_t port) override;
+  void RemotePort(std::int32_t port) override {
+    NetworkSocket::RemotePort(port);
+    calls.push_back("RemotePort " + std::to_string(port));
+  }
   std::int32_t RemotePort() const override { return NetworkSocket::RemotePort(); }
   SocketState State() const override {
     return openReads > 0 && openReads-- > 0 ? SocketState::Open : NetworkSocket::State();
   }
-  void Close() override;
-  void Bind(std::int32_t localPort) override;
-  void Connect() override;
-  void SendData(std::string_view bytes) override;
+  void Close() override {
+    calls.emplace_back("Close");
+    NetworkSocket::Close();
+  }
+  void Bind(std::int32_t localPort) override {
+    calls.push_back("Bind " + std::to_string(localPort));
+    if (failOpen) throw *failOpen;
+    NetworkSocket::Bind(localPort);
+  }
+  void Connect() override {
+    calls.emplace_back("Connect");
+    if (failOpen) throw *failOpen;
+    NetworkSocket::Connect();
+  }
+  void SendData(std::string_view bytes) override {
+    if (failSend) throw *failSend;
+    NetworkSocket::SendData(bytes);
+    sent.emplace_back(bytes);
+  }
 
  private:
   FakeNetwork& Network() { return *this; }
@@ -86,15 +113,26 @@ class FakeTerminalNetwork final : public TerminalNetwork {
   std::vector<std::string> calls;
   bool missing = false;  ///< the library is not installed
 
-  std::int32_t KesRegisterProcess(std::int32_t number) override;
-  std::int32_t KesCloseProcess() override;
+  std::int32_t KesRegisterProcess(std::int32_t number) override {
+    Called("KesRegisterProcess " + std::to_string(number));
+    return 0;
+  }
+  std::int32_t KesCloseProcess() override {
+    Called("KesCloseProcess");
+    return 0;
+  }
   std::int32_t KesWrite(std::string_view address, std::int32_t number,
                         std::string_view value) override;
   std::int32_t KesRead(std::string_view address, std::int32_t first, std::string& buffer,
                        std::int32_t second) override;
 
  private:
-  void Called(const std::string& call);
+  void Called(const std::string& call) {
+    if (missing) {
+      throw AutomationError(ErrorNumber::FileNotFound, "File not found: the terminal network");
+    }
+    calls.push_back(call);
+  }
 };
 
 }  // namespace tarn

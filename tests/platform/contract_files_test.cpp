@@ -1,15 +1,17 @@
-// Files by name.
+// Files by name, the user's locale, the settings store, and what the trace lets pass.
+#include "platform/trace_filter.hpp"
 #include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
 namespace {
+
+using ::testing::ElementsAre;
 
 constexpr std::size_t kAll = 1U << 20U;
 
 class FilesContract : public PlatformContract {
  protected:
   Files& TheFiles() { return TheHost().Files(); }
-  std::string Name(const std::string& name) { return harness->FileName(name); }
 };
 TARN_CONTRACT(FilesContract);
 
@@ -52,9 +54,14 @@ TEST_P(FilesContract, WritesAtTheBeginningAndKeepsALongerOldTail) {
 TEST_P(FilesContract, AFolderIsNoFileAndAMissingFileIsToldApart) {
   const std::string name = Name("folder");
   harness->MakeUnusable(name);
-  EXPECT_EQ(ErrorOf([&] { TheFiles().OpenForAppending(name); }), 75);
-  EXPECT_EQ(ErrorOf([&] { TheFiles().WriteAtBeginning(name, "x"); }), 75);
-  EXPECT_EQ(ErrorOf([&] { TheFiles().Read(Name("none"), 4); }), 53);
+  for (const std::string& unusable : {name, Name("missing/file")}) {
+    if (unusable != name && !harness->HasNetwork()) continue;  // a fake host has every folder
+    EXPECT_EQ(ErrorOf([&] { TheFiles().OpenForAppending(unusable); }), 75) << unusable;
+    EXPECT_EQ(ErrorOf([&] { TheFiles().WriteAtBeginning(unusable, "x"); }), 75) << unusable;
+  }
+  for (const char* missing : {"none", "missing/file"}) {
+    EXPECT_EQ(ErrorOf([&] { TheFiles().Read(Name(missing), 4); }), 53) << missing;
+  }
 }
 
 TEST_P(FilesContract, AbsoluteNamesMeanTheSameFile) {
@@ -65,13 +72,79 @@ TEST_P(FilesContract, AbsoluteNamesMeanTheSameFile) {
   EXPECT_NE(TheFiles().AbsoluteName("a.scl"), "a.scl");
 }
 
-TEST(NativeFiles, AMissingFolderIsError75) {
-  const auto harness = MakeNativeHarness();
-  Files& files = harness->Host().Files();
-  const std::string name = harness->FileName("missing/file");
-  EXPECT_EQ(ErrorOf([&] { files.OpenForAppending(name); }), 75);
-  EXPECT_EQ(ErrorOf([&] { files.WriteAtBeginning(name, "x"); }), 75);
-  EXPECT_EQ(ErrorOf([&] { files.Read(name, 1); }), 53);
+using TextsContract = PlatformContract;
+TARN_CONTRACT(TextsContract);
+
+TEST_P(TextsContract, EveryByteSurvivesTheWayToTextAndBack) {
+  const UserLocale& locale = TheHost().Locale();
+  std::string bytes;
+  for (int i = 0; i < 256; ++i) bytes += static_cast<char>(i);
+  EXPECT_EQ(locale.ToBytes(locale.FromBytes(bytes)), bytes);
+  EXPECT_EQ(locale.FromBytes("\xE4"), "\xC3\xA4");
+  EXPECT_EQ(locale.ToBytes("a\u4E2Db\U0001F600c"), "a?b?c");
+  for (const char* broken :
+       {"\xC3", "\x80", "\xFF", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+    EXPECT_THAT(locale.ToBytes(broken), ::testing::MatchesRegex("\\?+")) << broken;
+  }
+  if (!harness->HasNetwork()) return;  // the fake code page is Latin-1
+  EXPECT_EQ(locale.FromBytes("\x80\x9F\x96"), "\u20AC\u0178\u2013");
+}
+
+TEST_P(TextsContract, TheStoreKeepsValuesAcrossRestarts) {
+  const std::string values[] = {"",
+                                " ends ",
+                                "\t\"C:\\new\"\t",
+                                "\"quoted\"",
+                                "\"",
+                                "C:\\dir\\n a\"b\\",
+                                "cr\rlf\r\n\n",
+                                "[Settings]",
+                                "; a=b;c#d",
+                                "Gr\u00F6\u00DFe \u20AC",
+                                std::string(3000, 't')};
+  const auto keyOf = [&](const std::string& value) {
+    return "Key" + std::to_string(&value - values);
+  };
+  const auto store = [&]() -> SettingsStore& { return TheHost().Settings(); };
+  for (const std::string& value : values) store().Set("Settings", keyOf(value), value);
+  store().Set("Other", "Key0", "b");
+  store().Set("OTHER", "key0", "c");
+  for (int round = 0; round < 2; ++round) {
+    for (const std::string& value : values) {
+      EXPECT_EQ(store().Get("settings", keyOf(value)), value);
+    }
+    EXPECT_EQ(store().Get("Other", "KEY0"), "c");
+    EXPECT_EQ(store().Get("Other", "LogFile"), std::nullopt);
+    EXPECT_EQ(store().Get("None", "Key0"), std::nullopt);
+    harness->Restart();
+  }
+}
+
+class TraceFilterTest : public ::testing::Test {
+ protected:
+  std::vector<std::string> traces;
+  TraceFilter filter{[this](std::string_view text) { traces.emplace_back(text); }};
+};
+
+TEST_F(TraceFilterTest, AFaultThatRepeatsShowsOnceAndAgainAfterAWhile) {
+  for (int reading = 0; reading < 1000; ++reading) filter("the disk is full", reading * 100.0);
+  filter("no\r\nforged \x1b[2J\xC2\x9Bline", 5000);
+  EXPECT_THAT(traces, ElementsAre("the disk is full", "no??forged ?[2J?line"));
+  for (int i = 1; i < 3; ++i) filter("the disk is full", TraceFilter::kQuietTime + i);
+  EXPECT_EQ(traces.size(), 3U);
+}
+
+TEST_F(TraceFilterTest, TextsThatDifferAreBoundedByTheMinuteAndInMemory) {
+  for (int length = 0; length < 6000; ++length) filter(std::to_string(length), length);
+  EXPECT_EQ(traces.size(), static_cast<std::size_t>(TraceFilter::kLinesPerMinute));
+  traces.clear();
+  filter(std::string(100'000, 'x'), 60'000);
+  filter("0", 60'001);
+  EXPECT_THAT(traces, ElementsAre("5900 lines were left out here, there were too many in a minute",
+                                  std::string(TraceFilter::kLongestText, 'x')));
+  for (int i = 0; i < 300; ++i) filter("other " + std::to_string(i), 200'000.0 + i * 1000);
+  filter("0", 600'000);
+  EXPECT_EQ(traces.back(), "0") << "forgotten when the table was full";
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The serial-port control over every kind of line.
+// The serial-port control over every kind of line, and the settings of one.
+#include "platform/serial_settings.hpp"
 #include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
@@ -51,9 +52,22 @@ class SerialPortContract : public PlatformContract {
 TARN_CONTRACT(SerialPortContract);
 
 TEST_P(SerialPortContract, RefusesWhatItCannotDoClosedAndOpen) {
-  for (const char* settings : {"", "9600,e,7", "9600,x,8,1", "fast"}) {
-    port->Settings(settings);
-    EXPECT_EQ(OpenError(), 380) << settings;
+  const struct {
+    std::string before;
+    std::vector<const char*> wrong;
+    std::string after;
+  } cases[] = {
+      {"", {"", "0", "-9600", "96x0", "99999999999", " 9600"}, ",n,8,1"},
+      {"9600,", {"", "x", "ee", " n"}, ",8,1"},
+      {"9600,n,", {"", "3", "9", "10"}, ",1"},
+      {"9600,n,8,", {"", "3", "1.50", "1,", "1,x"}, ""},
+      {"", {"", "9600", "9600,n,8"}, ""},
+  };
+  for (const auto& [before, pieces, after] : cases) {
+    for (const char* piece : pieces) {
+      port->Settings(before + piece + after);
+      EXPECT_EQ(OpenError(), 380) << port->Settings();
+    }
   }
   port->Settings("9600,e,7,2");
   for (const std::int16_t number : std::initializer_list<std::int16_t>{0, 250}) {
@@ -71,6 +85,26 @@ TEST_P(SerialPortContract, RefusesWhatItCannotDoClosedAndOpen) {
   EXPECT_EQ(ErrorOf([&] { port->PortNumber(2); }), 8000);
   EXPECT_EQ(ErrorOf([&] { port->Settings("300,n,8,1"); }), 8000);
   EXPECT_EQ(port->Settings(), "9600,e,7,2");
+}
+
+TEST(SerialSettings, AreTakenApart) {
+  const struct {
+    const char* text;
+    const char* read;  ///< parity and stop bits by their numbers
+    double characterTime;
+  } cases[] = {{"9600,e,7,2", "9600 1 7 2", 11000.0 / 9600},
+               {"9600,n,8,1", "9600 0 8 0", 10000.0 / 9600},
+               {"110,O,5,1.5", "110 2 5 1", 8500.0 / 110},
+               {"921600,s,4,1", "921600 3 4 0", 7000.0 / 921600},
+               {"300,M,6,1", "300 4 6 0", 9000.0 / 300}};
+  for (const auto& [text, read, characterTime] : cases) {
+    const SerialSettings settings = ParseSerialSettings(text);
+    std::ostringstream numbers;
+    numbers << settings.baud << ' ' << static_cast<int>(settings.parity) << ' ' << settings.dataBits
+            << ' ' << static_cast<int>(settings.stopBits);
+    EXPECT_EQ(numbers.str(), read);
+    EXPECT_DOUBLE_EQ(settings.CharacterTime(), characterTime) << text;
+  }
 }
 
 /// Drivers keep the settings of the last opening, and some refuse what they have already.
@@ -170,20 +204,18 @@ TEST_P(SerialPortContract, MayCloseOrGoInsideAHandler) {
   }
 }
 
-TEST_P(SerialPortContract, OutputWaitsInABoundedQueueAndArrivesWhole) {
+TEST_P(SerialPortContract, OutputWaitsInABoundedQueueAndHoldsUpNoClosing) {
   port->PortOpen(true);
   const std::string accepted = FillQueue();
   EXPECT_TRUE(port->PortOpen());
   ASSERT_TRUE(Becomes([&] { return harness->Sent().size() >= accepted.size(); }));
   RunSomeTurns();
   EXPECT_TRUE(harness->Sent() == accepted);
-}
 
-/// The device still holds on to a write when the port closes.
-TEST_P(SerialPortContract, ClosesWithOutputThatNobodyTakes) {
+  port->PortOpen(false);
   port->PortOpen(true);
   FillQueue();
-  port->PortOpen(false);
+  port->PortOpen(false);  // the device still holds on to a write
   port->PortOpen(true);
   port->Output("the end");
   EXPECT_TRUE(Becomes([&] { return harness->Sent().ends_with("the end"); }));

@@ -1,6 +1,10 @@
-// The socket control over every kind of network.
+// The socket control over every kind of network, and the look-up of names beside the loop.
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <type_traits>
 
+#include "platform/name_lookup.hpp"
 #include "platform/network_socket.hpp"
 #include "tests/fakes/fake_host.hpp"
 #include "tests/platform/platform_contract.hpp"
@@ -12,24 +16,23 @@ using ::testing::ElementsAre;
 
 class SocketContract : public PlatformContract {
  protected:
-  SocketContract() {
-    poll->Interval(5);  // conditions at the far end announce themselves to nobody here
-    poll->Enabled(true);
+  template <class... Parameters>
+  void On(Event<Parameters...>& event,
+          const std::type_identity_t<std::function<void(Parameters...)>>& handler) {
+    subscriptions.push_back(event.Subscribe(handler));
   }
-
   void Record() {
-    subscriptions.push_back(socket->Connected.Subscribe([this] { events.emplace_back("up"); }));
-    subscriptions.push_back(socket->Closed.Subscribe([this] { events.emplace_back("closed"); }));
-    subscriptions.push_back(socket->DataArrival.Subscribe([this](std::int32_t length) {
+    On(socket->Connected, [this] { events.emplace_back("up"); });
+    On(socket->Closed, [this] { events.emplace_back("closed"); });
+    On(socket->DataArrival, [this](std::int32_t length) {
       data.push_back(socket->GetData());
       EXPECT_EQ(data.back().size(), static_cast<std::size_t>(length));
       EXPECT_EQ(socket->BytesReceived(), 0);
-    }));
-    subscriptions.push_back(
-        socket->Error.Subscribe([this](std::int32_t number, const std::string& description) {
-          EXPECT_NE(description, "");
-          events.push_back(std::to_string(number));
-        }));
+    });
+    On(socket->Error, [this](std::int32_t number, const std::string& description) {
+      EXPECT_NE(description, "");
+      events.push_back(std::to_string(number));
+    });
   }
   void BindToFarEnd() {
     socket->Transport(SocketTransport::Udp);
@@ -56,7 +59,6 @@ class SocketContract : public PlatformContract {
     return all;
   }
 
-  const std::unique_ptr<Timer> poll = Loop().CreateTimer();
   std::shared_ptr<SocketControl> socket = TheHost().CreateSocket();
   const std::unique_ptr<FarEnd> far = harness->MakeFarEnd();
   std::vector<std::string> events;
@@ -121,7 +123,7 @@ TEST_P(SocketContract, ADatagramLivesAsLongAsItsEvent) {
   BindToFarEnd();
   int arrivals = 0;
   std::vector<std::int32_t> senders;
-  subscriptions.push_back(socket->DataArrival.Subscribe([&](std::int32_t) {
+  On(socket->DataArrival, [&](std::int32_t) {
     EXPECT_EQ(socket->SenderHost(), "127.0.0.1");
     senders.push_back(socket->SenderPort());
     if (++arrivals == 2) data.push_back(socket->GetData());
@@ -130,7 +132,7 @@ TEST_P(SocketContract, ADatagramLivesAsLongAsItsEvent) {
     ASSERT_TRUE(Becomes([&] { return arrivals == 2; }));
     data.push_back(socket->GetData());
     EXPECT_EQ(socket->GetData(), "");
-  }));
+  });
   far->SendDatagram("outer", socket->LocalPort());
   ASSERT_TRUE(Becomes([&] { return arrivals == 2; }));
   far->SendDatagram("unread", socket->LocalPort());
@@ -138,29 +140,6 @@ TEST_P(SocketContract, ADatagramLivesAsLongAsItsEvent) {
   EXPECT_THAT(data, ElementsAre("inner", "outer"));
   EXPECT_THAT(senders, ::testing::Each(socket->RemotePort()));
   EXPECT_EQ(socket->BytesReceived(), 0);
-}
-
-TEST_P(SocketContract, WhereItIsWantedOnlyTheRemoteHostsDatagramsCount) {
-  BindToFarEnd();
-  Record();
-  std::size_t strangers = 0;
-  subscriptions.push_back(socket->Stranger.Subscribe([&] { ++strangers; }));
-  const auto counts = [&](const char* host) {
-    socket->RemoteHost(host);
-    data.clear();
-    strangers = 0;
-    far->SendDatagram("x", socket->LocalPort());
-    EXPECT_TRUE(Becomes([&] { return data.size() + strangers == 1; }));
-    return strangers == 0;
-  };
-  EXPECT_TRUE(counts("127.0.0.2"));
-  socket->RemoteHostOnly(true);
-  EXPECT_FALSE(counts("127.0.0.2"));
-  EXPECT_TRUE(counts("127.0.0.1"));
-  EXPECT_FALSE(counts("localhost")) << "not looked up yet";
-  socket->SendData("?");
-  ASSERT_TRUE(Becomes([&] { return far->Received().size() == 1; }));
-  EXPECT_TRUE(counts("localhost"));
 }
 
 TEST_P(SocketContract, AClosedPortOrAnUnknownNameDoesNotEndADatagramSocket) {
@@ -253,12 +232,11 @@ TEST_P(SocketContract, MayCloseOrGoInsideAnyHandler) {
         };
       };
       subscriptions.clear();
-      subscriptions.push_back(socket->Connected.Subscribe(endAt("up")));
-      subscriptions.push_back(socket->Closed.Subscribe(endAt("closed")));
-      subscriptions.push_back(socket->Error.Subscribe(
-          [end = endAt("error")](std::int32_t, const std::string&) { end(); }));
-      subscriptions.push_back(socket->DataArrival.Subscribe(
-          [end = endAt(event == "data" ? "data" : "datagram")](std::int32_t) { end(); }));
+      On(socket->Connected, endAt("up"));
+      On(socket->Closed, endAt("closed"));
+      On(socket->Error, [end = endAt("error")](auto, const auto&) { end(); });
+      On(socket->DataArrival,
+         [end = endAt(event == "data" ? "data" : "datagram")](auto) { end(); });
       if (event == "datagram") {
         BindToFarEnd();
         far->SendDatagram("1", socket->LocalPort());
@@ -311,8 +289,7 @@ TEST_P(SocketContract, InputThatNobodyReadsIsBoundedAndComesWhenItIsRead) {
     }));
   }
   EXPECT_EQ(static_cast<std::size_t>(socket->BytesReceived()), SocketControl::kMaxWaitingInput);
-  subscriptions.push_back(
-      socket->DataArrival.Subscribe([&](std::int32_t) { taken += socket->GetData().size(); }));
+  On(socket->DataArrival, [&](std::int32_t) { taken += socket->GetData().size(); });
   taken += socket->GetData().size();
   ASSERT_TRUE(Becomes([&] { return taken == sent; }));
 }
@@ -323,14 +300,13 @@ TEST_P(SocketContract, AFloodLeavesTimeForTimers) {
   socket->RemoteHost("127.0.0.1");
   socket->Bind(0);
   socket->RemotePort(socket->LocalPort());
-  subscriptions.push_back(socket->DataArrival.Subscribe([&](std::int32_t) {
-    socket->SendData("more");
-    socket->SendData("and more");
-  }));
+  On(socket->DataArrival, [&](std::int32_t) {
+    for (const char* text : {"more", "and more"}) socket->SendData(text);
+  });
   socket->SendData("first");
   int ticks = 0;
   const auto timer = Loop().CreateTimer();
-  subscriptions.push_back(timer->Tick.Subscribe([&] { ++ticks; }));
+  On(timer->Tick, [&] { ++ticks; });
   timer->Interval(10);
   timer->Enabled(true);
   EXPECT_TRUE(Becomes([&] { return ticks == 20; }));
@@ -359,6 +335,86 @@ TEST(NetworkSocket, GivesUpAfterAWhileAndSendsWhatWaitsAfterTheOtherSidesEnd) {
   socket.Resume();
   EXPECT_EQ(socket.State(), SocketState::Closing);
   EXPECT_THAT(socket.reached, ElementsAre("to the end"));
+}
+
+/// A system whose answers wait for the test.
+class NameLookupTest : public ::testing::Test {
+ protected:
+  struct Asked {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int names = 0;
+    bool answer = false;
+    int answered = 0;
+  };
+
+  ~NameLookupTest() override {
+    Answer();
+    WaitFor([this] { return asked->answered == asked->names; });
+  }
+  void WaitFor(const std::function<bool()>& condition) {
+    std::unique_lock lock(asked->mutex);
+    EXPECT_TRUE(asked->changed.wait_for(lock, std::chrono::seconds(30), condition));
+  }
+  void Answer(bool answer = true) {
+    const std::lock_guard lock(asked->mutex);
+    asked->answer = answer;
+    asked->changed.notify_all();
+  }
+  void Start(const std::string& name) {
+    lookup->Start(name, owner, [this, name](std::int32_t, std::uint32_t ip) {
+      answers.push_back(name + " " + AddressText(ip));
+    });
+  }
+
+  std::shared_ptr<Asked> asked = std::make_shared<Asked>();
+  FakeHost host;
+  std::optional<NameLookup> lookup{
+      std::in_place, host.loop, [state = asked](const std::string& name) {
+        std::unique_lock lock(state->mutex);
+        ++state->names;
+        state->changed.notify_all();
+        state->changed.wait(lock, [&] { return state->answer || name == "good"; });
+        ++state->answered;
+        state->changed.notify_all();
+        return NameLookup::Answer{0, 0x7F000000U + static_cast<std::uint32_t>(name.size())};
+      }};
+  std::shared_ptr<int> owner = std::make_shared<int>();
+  std::vector<std::string> answers;
+};
+
+TEST_F(NameLookupTest, AGoodNameDoesNotWaitForSlowOnesAndTheLoopDelivers) {
+  for (int i = 0; i < 20; ++i) Start("slow" + std::to_string(i % 10));
+  Start("good");
+  WaitFor([this] { return asked->names == 11 && asked->answered == 1; });
+  EXPECT_TRUE(answers.empty()) << "not beside the loop";
+  while (answers.empty()) host.loop.RunPending();  // the answer may be on its way to the loop
+  EXPECT_EQ(answers.front(), "good 127.0.0.4");
+  Answer();
+  while (answers.size() < 21) host.loop.RunPending();
+  EXPECT_EQ(std::count(answers.begin(), answers.end(), "slow9 127.0.0.5"), 2)
+      << "asked once for both";
+  EXPECT_EQ(asked->names, 11);
+}
+
+TEST_F(NameLookupTest, NobodyWhoHasGoneIsNotifiedAndTheThreadsAreBounded) {
+  for (int i = 0; i < NameLookup::kThreads; ++i) Start("slow" + std::to_string(i));
+  WaitFor([this] { return asked->names == NameLookup::kThreads; });
+  Start("never asked");
+  owner.reset();
+  Answer();
+  WaitFor([this] { return asked->answered == NameLookup::kThreads; });
+  host.loop.RunPending();
+  EXPECT_EQ(asked->names, NameLookup::kThreads);
+  Answer(false);
+  owner = std::make_shared<int>();
+  Start("last");
+  WaitFor([this] { return asked->names == NameLookup::kThreads + 1; });
+  lookup.reset();
+  Answer();
+  WaitFor([this] { return asked->answered == asked->names; });
+  host.loop.RunPending();
+  EXPECT_TRUE(answers.empty());
 }
 
 }  // namespace

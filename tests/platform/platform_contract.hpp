@@ -19,8 +19,8 @@
 #include <string_view>
 #include <vector>
 
-#include "base/automation_error.hpp"
 #include "platform/native_host.hpp"
+#include "tests/support/error_of.hpp"
 
 namespace tarn {
 
@@ -28,9 +28,6 @@ namespace tarn {
 /// runs.
 class FarEnd {
  public:
-  FarEnd() = default;
-  FarEnd(const FarEnd&) = delete;
-  FarEnd& operator=(const FarEnd&) = delete;
   virtual ~FarEnd() = default;
 
   /// Both return the port.
@@ -53,16 +50,15 @@ class FarEnd {
   virtual void StopReading() {}
 };
 
-std::unique_ptr<FarEnd> MakeNativeFarEnd();
+/// Runs the loop until the condition holds, which nothing needs to announce. It takes the whole
+/// time only when a test fails.
+::testing::AssertionResult Becomes(MessageLoop& loop, const std::function<bool()>& condition);
 
 /// A host and the world around it.
 class Harness {
  public:
   static constexpr std::int16_t kPort = 7;
 
-  Harness() = default;
-  Harness(const Harness&) = delete;
-  Harness& operator=(const Harness&) = delete;
   virtual ~Harness() = default;
 
   virtual tarn::Host& Host() = 0;
@@ -113,10 +109,8 @@ class PlatformTest : public ::testing::Test {
     return made;
   }
 
-  /// Runs the loop until the condition holds. It takes the whole time only when a test fails.
   ::testing::AssertionResult Becomes(const std::function<bool()>& condition) {
-    if (Loop().RunUntil(condition, 30000)) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "it did not come about";
+    return tarn::Becomes(Loop(), condition);
   }
   void RunSomeTurns() {
     int turns = 0;
@@ -158,16 +152,5 @@ class NativeTest : public PlatformTest {
 
   const std::filesystem::path folder = std::filesystem::path(Name("x")).parent_path();
 };
-
-/// The error number of what a piece of work throws; 0 if it throws nothing.
-inline int ErrorOf(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const AutomationError& error) {
-    EXPECT_NE(error.Description(), "");
-    return static_cast<int>(error.Number());
-  }
-  return 0;
-}
 
 }  // namespace tarn

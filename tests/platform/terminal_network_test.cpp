@@ -1,17 +1,10 @@
 // The client library of the terminals' own network, loaded as the hosts load it.
-#include <stdlib.h>
+#include <cstdlib>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include "platform/native_host.hpp"
 #include "tests/platform/platform_contract.hpp"
 
 namespace tarn {
 namespace {
-
-namespace fs = std::filesystem;
 
 #ifdef _WIN32
 const std::string kDrive = "Z:";  // where Wine has the system's files
@@ -28,7 +21,9 @@ std::unique_ptr<NativeHost> HostWith(const std::string& library) {
   return CreateNativeHost(std::move(options));
 }
 
-TEST(TerminalNetworkLibrary, ALibraryThatIsMissingOrAnotherIsError53AtEveryCall) {
+using TerminalNetworkLibrary = NativeTest;
+
+TEST_F(TerminalNetworkLibrary, ALibraryThatIsMissingOrAnotherIsError53AtEveryCall) {
   std::string buffer = "unchanged";
   for (const std::string& library : {std::string("no-such-library"), kOtherLibrary}) {
     const auto host = HostWith(library);
@@ -40,13 +35,10 @@ TEST(TerminalNetworkLibrary, ALibraryThatIsMissingOrAnotherIsError53AtEveryCall)
   EXPECT_EQ(buffer, "unchanged");
 }
 
-TEST(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
-  const fs::path folder = fs::temp_directory_path() / "tarn-test-kesapi";
-  fs::create_directories(folder);
-  std::ofstream(folder / "variables") << "/a1/wt102=  12.5\n/a1/bas12=\n";
-  fs::remove(folder / "trace");
-  static std::string variables = "TARN_KESAPI_VARIABLES=" + (folder / "variables").string();
-  static std::string trace = "TARN_KESAPI_TRACE=" + (folder / "trace").string();
+TEST_F(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
+  Write(Name("variables"), "/a1/wt102=  12.5\n/a1/bas12=\n");
+  static std::string variables = "TARN_KESAPI_VARIABLES=" + Name("variables");
+  static std::string trace = "TARN_KESAPI_TRACE=" + Name("trace");
   ::putenv(variables.data());
   ::putenv(trace.data());
 
@@ -66,11 +58,8 @@ TEST(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
   EXPECT_EQ(read("/a1/bas12", 8, 8), tare);
   EXPECT_EQ(network.KesCloseProcess(), 0);
 
-  std::stringstream calls;
-  calls << std::ifstream(folder / "trace").rdbuf();
-  EXPECT_THAT(calls.str(),
+  EXPECT_THAT(Content(Name("trace")),
               ::testing::StartsWith("KesRegisterProcess 125\nKesRead /a1/wt102 13 20\n"));
-  fs::remove_all(folder);
 }
 
 }  // namespace

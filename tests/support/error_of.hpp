@@ -1,6 +1,8 @@
 // The error that a call ends with.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "base/automation_error.hpp"
 
 namespace tarn {
@@ -11,6 +13,7 @@ int ErrorOf(const Call& call) {
   try {
     call();
   } catch (const AutomationError& error) {
+    EXPECT_NE(error.Description(), "");
     return static_cast<int>(error.Number());
   }
   return 0;
