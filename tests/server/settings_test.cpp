@@ -6,7 +6,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -157,7 +156,6 @@ TEST_F(Settings, ComeBackInTheirOrderAndLeaveOutTheirDefaults) {
 }
 
 TEST_F(Settings, WhatAClientWritesIsMarkedUnderItsName) {
-  serial = NewObject<SerialConnection>(*site, "SerialConnection");
   const auto ethernet = NewObject<EthernetConnection>(*site, "EthernetConnection");
   const auto network = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
   const auto shared = NewObject<KesSDProtocol>(*site, "KesSDProtocol");
@@ -165,46 +163,52 @@ TEST_F(Settings, WhatAClientWritesIsMarkedUnderItsName) {
   const auto cells = NewObject<TarnOrbixDiagConfig>(*site, "TarnOrbixDiagConfig");
   const auto basic = NewObject<TarnKesBasicConfig>(*site, "TarnKesBasicConfig");
   const auto tag = basic->AddVariable("x", "abc", SDTagType::SDLongType, 4, true, false);
-  const std::tuple<Persistable&, std::function<void()>, const char*> writes[] = {
-      {*serial, [&] { serial->ComPort(300); }, "ComPort"},
-      {*serial, [&] { serial->BaudRate(CommBaudRate{9}); }, "BaudRate"},
-      {*serial, [&] { serial->Parity(CommParity{0}); }, "Parity"},
-      {*serial, [&] { serial->DataBits(CommDataBits{0}); }, "DataBits"},
-      {*serial, [&] { serial->StopBits(CommStopBits{0}); }, "StopBits"},
-      {*serial, [&] { serial->IsBidirectional(true); }, "IsBidirectional"},
-      {*serial, [&] { serial->AutoReconnect(true); }, "AutoReconnect"},
-      {*ethernet, [&] { ethernet->IPAddress("terminal-7.plant"); }, "IPAddress"},
-      {*ethernet, [&] { ethernet->IsBidirectional(true); }, "IsBidirectional"},
-      {*ethernet, [&] { ethernet->AutoReconnect(true); }, "AutoReconnect"},
-      {*ethernet, [&] { ethernet->CheckSender(true); }, "CheckSender"},
-      {*network, [&] { network->Cluster("C"); }, "Cluster"},
-      {*network, [&] { network->KestrelNum("7"); }, "KestrelNum"},
-      {*shared, [&] { shared->scaleNum("C"); }, "ScaleNum"},
-      {*shared, [&] { shared->scaleNum(""); }, ""},
-      {*shared, [&] { shared->pType(ProtocolType{15}); }, "Ptype"},
-      {*records, [&] { records->scaleNum("B"); }, "ScaleNum"},
-      {*records, [&] { records->TemplateConfig()->Timeout(0); }, "Timeout"},
-      {*cells, [&] { cells->CountsVariable("counts"); }, "CountsVariable"},
-      {*cells, [&] { cells->ErrorNumbersVariable("errors"); }, "ErrorNumbersVariable"},
-      {*cells, [&] { cells->OverloadStatusVariable("over"); }, "OverloadStatusVariable"},
-      {*cells, [&] { cells->ScanTableVariable("scan"); }, "ScanTableVariable"},
-      {*cells, [&] { cells->CountsType(SDTagType{13}); }, "CountsType"},
-      {*basic, [&] { tag->TagDataLen(8); }, "SDVariables"},
-      {*basic, [&] { basic->RemoveVariable("x"); }, "SDVariables"},
-  };
-  for (const auto& [object, write, name] : writes) {
-    std::string marked;
-    const auto watch =
-        object.PropertyChanged.Subscribe([&](std::string_view property) { marked += property; });
-    write();
-    EXPECT_EQ(marked, name);
+  serial = NewObject<SerialConnection>(*site, "SerialConnection");
+  std::string marked;
+  std::vector<Subscription> watches;
+  for (Persistable* object :
+       std::initializer_list<Persistable*>{serial.get(), ethernet.get(), network.get(),
+                                           shared.get(), records.get(), cells.get(), basic.get()}) {
+    watches.push_back(object->PropertyChanged.Subscribe(
+        [&](std::string_view name) { marked += std::string(name) + " "; }));
   }
+  serial->ComPort(300);
+  serial->BaudRate(CommBaudRate{9});
+  serial->Parity(CommParity{0});
+  serial->DataBits(CommDataBits{0});
+  serial->StopBits(CommStopBits{0});
+  serial->IsBidirectional(true);
+  serial->AutoReconnect(true);
+  EXPECT_EQ(std::exchange(marked, {}),
+            "ComPort BaudRate Parity DataBits StopBits IsBidirectional AutoReconnect ");
+  ethernet->IPAddress("terminal-7.plant");
+  ethernet->IsBidirectional(true);
+  ethernet->AutoReconnect(true);
+  ethernet->CheckSender(true);
+  EXPECT_EQ(std::exchange(marked, {}), "IPAddress IsBidirectional AutoReconnect CheckSender ");
+  network->Cluster("C");
+  network->KestrelNum("7");
+  shared->scaleNum("C");
+  shared->scaleNum("");  // marks nothing
+  shared->pType(ProtocolType{15});
+  records->scaleNum("B");
+  records->TemplateConfig()->Timeout(0);
+  EXPECT_EQ(std::exchange(marked, {}), "Cluster KestrelNum ScaleNum Ptype ScaleNum Timeout ");
+  cells->CountsVariable("counts");
+  cells->ErrorNumbersVariable("errors");
+  cells->OverloadStatusVariable("over");
+  cells->ScanTableVariable("scan");
+  cells->CountsType(SDTagType{13});
+  tag->TagDataLen(8);
+  basic->RemoveVariable("x");
+  EXPECT_EQ(marked,
+            "CountsVariable ErrorNumbersVariable OverloadStatusVariable ScanTableVariable "
+            "CountsType SDVariables SDVariables ");
   // The setters and the saved rows mean the same settings.
-  EXPECT_EQ(ContentsOf(*serial), ContentsOf(kSettings.at("SerialConnection")));
-  EXPECT_EQ(ContentsOf(*ethernet), ContentsOf(kSettings.at("EthernetConnection")));
-  EXPECT_EQ(ContentsOf(*network), ContentsOf(kSettings.at("ArcNetConnection")));
-  EXPECT_EQ(ContentsOf(*shared), ContentsOf(kSettings.at("KesSDProtocol")));
-  EXPECT_EQ(ContentsOf(*cells), ContentsOf(kSettings.at("TarnOrbixDiagConfig")));
+  for (const Persistable* object : std::initializer_list<const Persistable*>{
+           serial.get(), ethernet.get(), network.get(), shared.get(), cells.get()}) {
+    EXPECT_EQ(ContentsOf(*object), ContentsOf(kSettings.at(object->ClassName())));
+  }
   EXPECT_EQ(ErrorOf([&] { shared->pType(ProtocolType{70000}); }), 6);
   EXPECT_EQ(ErrorOf([&] { cells->ScanTableVariable("toolong"); }), 380);
   EXPECT_EQ(ErrorOf([&] { cells->CountsType(SDTagType::SDLongType); }), 380);

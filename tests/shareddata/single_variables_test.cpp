@@ -221,24 +221,26 @@ TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
 }
 
 TEST_F(SingleVariables, ADeclarationIsChecked) {
-  const auto declare = [&](const char* index, const char* name, SDTagType type, int length) {
-    return ErrorOf([&] {
-      config->AddVariable(index, name, type, static_cast<std::int16_t>(length), false, false);
-    });
+  const struct {
+    const char* index;
+    const char* name;
+    SDTagType type;
+    std::int16_t length;
+    int error;
+  } cases[] = {{"", "abc", SDBitType, 1, 380},        {"x", "", SDBitType, 1, 380},
+               {"x", "1234567", SDBitType, 1, 380},   {"x", "abc", NoTagType, 1, 380},
+               {"x", "abc", SDTagType{14}, 1, 380},   {"x", "abc", SDLongType, 3, 380},
+               {"x", "abc", SDStringType, 1401, 380}, {"l", "abc", SDLongType, 4, 457}};
+  const auto declare = [&](const std::string& index, const auto& as) {
+    return ErrorOf([&] { config->AddVariable(index, as.name, as.type, as.length, false, false); });
   };
-  EXPECT_EQ(declare("", "abc", SDBitType, 1), 380);
-  EXPECT_EQ(declare("x", "", SDBitType, 1), 380);
-  EXPECT_EQ(declare("x", "1234567", SDBitType, 1), 380);
-  EXPECT_EQ(declare("x", "abc", NoTagType, 1), 380);
-  EXPECT_EQ(declare("x", "abc", SDTagType{14}, 1), 380);
-  EXPECT_EQ(declare("x", "abc", SDLongType, 3), 380);
-  EXPECT_EQ(declare("x", "abc", SDStringType, 1401), 380);
-  EXPECT_EQ(declare("l", "abc", SDLongType, 4), 457);
+  for (const auto& one : cases) EXPECT_EQ(declare(one.index, one), one.error) << one.name;
   EXPECT_EQ(ErrorOf([&] { config->RemoveVariable("x"); }), 9);
+  const auto& fine = cases[7];
   for (int i = config->SDVariables()->Count(); i < TarnKesBasicConfig::kMostVariables; ++i) {
-    EXPECT_EQ(declare(std::to_string(i).c_str(), "abc", SDLongType, 4), 0);
+    EXPECT_EQ(declare(std::to_string(i), fine), 0);
   }
-  EXPECT_EQ(declare("x", "abc", SDLongType, 4), 6);
+  EXPECT_EQ(declare("x", fine), 6);
 }
 
 TEST_F(SingleVariables, TagsThatAClientHasSpoiledAreReadBackAndRefused) {
