@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <set>
 
 #include "tests/models/message_model.hpp"
@@ -155,6 +156,12 @@ class EngineModel : public ModelProtocol {
     } else if (type == 4) {
       const auto value = static_cast<std::int16_t>(number(0, 2));
       if (!reply.errorFlag) Data().SetIntData(value, 0, tag);
+    } else if (type == 7) {
+      const auto value = FromBytes<float>(reply.Element(0, 4, n));
+      if (!reply.errorFlag) Data().SetFloatData(value, 0, tag);
+    } else if (type == 8) {
+      const auto value = FromBytes<double>(reply.Element(0, 8, n));
+      if (!reply.errorFlag) Data().SetDoubleData(value, 0, tag);
     } else if (type == 9) {
       const std::string text = reply.Bytes(n, n, true, false);
       if (!reply.errorFlag) Data().SetStringData(Utf8(text), 0, tag);
@@ -170,6 +177,13 @@ class EngineModel : public ModelProtocol {
         if (!reply.errorFlag) Data().SetLongData(value, i, tag);
       }
     }
+  }
+  template <class Number>
+  static Number FromBytes(std::string bytes) {
+    Number number;
+    bytes.resize(sizeof(number));
+    std::memcpy(&number, bytes.data(), sizeof(number));
+    return number;
   }
   void Complete() {
     silence.TimeoutTime(0);
@@ -210,8 +224,8 @@ class EngineModel : public ModelProtocol {
   /// Each request is built afresh.
   void Request(int command, const std::string& name) {
     polling = MessageModel();
-    polling.Init(command, "/w1/w0001", "/k1/" + name, 1);
-    if (command == 0x10) polling.Put("\x01");
+    polling.Init(command, "/w1/w0001", "/k1/" + name);
+    if (command == 0x10) polling.Put(1);
     side.Socket().SendData(polling.request);
   }
 
@@ -226,13 +240,11 @@ class EngineModel : public ModelProtocol {
   Subscription onSilence_, onPace_, onArrival_, onChange_;
 };
 
-/// No floats: their text is not the engine's.
 std::shared_ptr<ClientConfig> RandomConfig(Random& random) {
   static const char* const kNames[] = {"aa", "bbbbb", "ccccc", "s_205", "pcl06", "aa"};
   static const std::int16_t kLengths[] = {0, 1, 2, 4, 8, 13, 26, 27, 1400, -3};
-  static const int kTypes[] = {0, 1, 2, 3, 4, 5, 6, 9, 10, 11, 12, 13, 14};
   const auto tag = [&](const char* name) {
-    return ClientConfig::Tag(name, SDTagType{random.OneOf(kTypes)}, random.OneOf(kLengths));
+    return ClientConfig::Tag(name, SDTagType{random.Below(15)}, random.OneOf(kLengths));
   };
   auto config = std::make_shared<ClientConfig>();
   for (int tags = random.Below(6); tags > 0; --tags) {

@@ -125,6 +125,10 @@ TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
   EXPECT_EQ(data->SDRead("x", value), WRONG_DATA_TYPE);
   terminal.Requests();
 
+  host.locale.decimal = ",";
+  for (const auto type : {SDBitType, SDUShortType, SDFloatType, SDDoubleType}) {
+    config->AddVariable(std::to_string(static_cast<int>(type)), "any", type, 8, true, false);
+  }
   const struct {
     const char* key;
     TagValue value;
@@ -137,10 +141,14 @@ TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
       {"L", "x", WRONG_DATA_TYPE, ""},
       {"L", 1e10, WRONG_DATA_TYPE, ""},
       {"L", "258", RW_SUCCESS, "!3:long=2.1.0.0"},
-      {"S", 1.5, RW_SUCCESS, "!3:str=49.46.53"},
+      {"S", 1.5, RW_SUCCESS, "!3:str=49.44.53"},
       {"S", std::string(211, 'x'), WRITE_FAILURE, ""},
       {"U", "é", RW_SUCCESS, "!3:ulong=233"},
       {"KBCommand", std::int16_t{256}, WRONG_DATA_TYPE, ""},
+      {"1", true, RW_SUCCESS, "!3:any=1"},
+      {"4", -2, RW_SUCCESS, "!3:any=254.255"},
+      {"7", "1,5", RW_SUCCESS, "!3:any=0.0.192.63"},
+      {"8", 1.5, RW_SUCCESS, "!3:any=0.0.0.0.0.0.248.63"},
   };
   for (const auto& one : cases) {
     EXPECT_EQ(data->SDWrite(one.key, one.value), one.status) << one.key;

@@ -256,13 +256,5 @@ TEST_F(SummitRounds, AMatchingPairComesWhereNoneWasGiven) {
   EXPECT_EQ(scale->WeightData()->GrossWeight(), "N/A");
 }
 
-TEST_F(SummitRounds, AClientsOwnObjectsAreNamedAndLeaveADefaultBehind) {
-  MakeSmall();
-  PropertyBag bag;
-  WriteObject(bag, "Scale1", *scale);
-  EXPECT_EQ(bag.ClientMade(),
-            (std::vector<std::string>{"Scale1.Protocol.Configuration", "Scale1.SummitData"}));
-}
-
 }  // namespace
 }  // namespace tarn
