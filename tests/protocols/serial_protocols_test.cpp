@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -115,42 +114,6 @@ TEST_F(SerialProtocols, TheLineBelongsToTheProtocolThatIsBoundToIt) {
     EXPECT_NE(Trace().find("123.4"), std::string::npos);
     EXPECT_EQ(former->Connection(), nullptr);
   }
-}
-
-TEST_F(SerialProtocols, AHandlerThatFailsEndsTheMessageWithNoData) {
-  for (const SerialDialect& dialect : kSerialDialects) {
-    for (const bool inStatus : {true, false}) {
-      Start(dialect);
-      auto& event = inStatus ? scale->WeightData()->StatusChange : scale->WeightData()->NewWeight;
-      bool failed = false;
-      const auto subscription = event.Subscribe([&] {
-        if (!std::exchange(failed, true)) throw std::runtime_error("the handler failed");
-      });
-      Deliver(dialect.message);
-      EXPECT_TRUE(scale->WeightData()->NoDataError()) << dialect.type;
-      EXPECT_FALSE(scale->watchdog());
-      Trace();
-      Deliver(dialect.message);
-      EXPECT_NE(Trace().find("123.4"), std::string::npos) << dialect.type;
-    }
-  }
-}
-
-TEST_F(SerialProtocols, AFailingLogEndsAtTheProtocolAndIsTracedOnce) {
-  Start(kSerialDialects[0]);
-  std::string printing = kSerialDialects[0].message;
-  printing[3] |= 8;
-  site->Log().Enabled(true);  // but there is no stream
-  for (int i = 0; i < 5; ++i) {
-    host.loop.Post([&] { Deliver(printing); });
-    host.loop.RunPending();
-  }
-  EXPECT_TRUE(scale->PRState());
-  EXPECT_TRUE(scale->WeightData()->NoDataError());
-  EXPECT_EQ(host.traces.size(), 1U);
-  site->Log().Enabled(false);
-  Deliver(kSerialDialects[0].message);
-  EXPECT_EQ(scale->WeightData()->NetWeight(), "123.4");
 }
 
 TEST_F(SerialProtocols, APolledScaleThatCannotBeAskedCostsNoOtherSubscriber) {
