@@ -35,10 +35,6 @@ class NetworkTest(ServerTest):
         table.write_text(variables)
         return self.simulator("shareddata", "--address", address, "--table", table, *arguments)
 
-    def test_shared_data_reaches_a_script(self):
-        self.terminal("127.0.9.3", "", "--load", "load 12.5")
-        self.end_well(self.script("shared_data.vbs", 5, "127.0.9.3"))
-
     def test_a_script_uses_the_variables_of_a_terminal(self):
         self.terminal("127.0.9.4", VARIABLES)
         self.end_well(self.script("variables.vbs", 6, "127.0.9.4"))
