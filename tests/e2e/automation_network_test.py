@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""The Automation server's clients with records of templates, terminals on the network, and objects
-of their own in the place of the server's. Runs as automation_test.py does. The terminals have
-loopback addresses of their own; the ports are the fixed ones.
+"""The Automation server's clients with terminals on the network and objects of their own in the
+place of the server's. Runs as automation_test.py does. The terminals have loopback addresses of
+their own; the ports are the fixed ones.
 
 Usage: automation_network_test.py FOLDER_OF_THE_WINDOWS_PROGRAMS FOLDER_OF_THE_NATIVE_PROGRAMS
 """
 import signal
 import unittest
 
-from automation_support import PORT, WINDOWS, ServerTest, windows_path
+from automation_support import WINDOWS, ServerTest, windows_path
 
 VARIABLES = """
 bas01 float = 12.5
@@ -35,17 +35,9 @@ class NetworkTest(ServerTest):
         table.write_text(variables)
         return self.simulator("shareddata", "--address", address, "--table", table, *arguments)
 
-    def test_records_of_a_template_reach_a_script(self):
-        self.simulator("template", "--port", self.com_port(), "--load", "load 12.5")
-        self.simulator("template", "--listen", "127.0.9.2", "--load", "load 12.5",
-                       "--keep-alive", "0.2", "--field-delay", "0.05")
-        self.end_well(self.script("records.vbs", 3, PORT), self.script("records.vbs", 4, "127.0.9.2"))
-
-    def test_variables_reach_scripts_and_a_program_with_its_own_set(self):
-        self.terminal("127.0.9.3", "", "--load", "load 12.5")
+    def test_variables_reach_a_script_and_a_program_with_its_own_set(self):
         self.terminal("127.0.9.4", VARIABLES)
         self.terminal("127.0.9.5", OWN_VARIABLES)
-        self.end_well(self.script("shared_data.vbs", 5, "127.0.9.3"))
         self.end_well(self.script("variables.vbs", 6, "127.0.9.4"))
         self.end_well(self.start("wine", WINDOWS / "own_set_client.exe", 7, "127.0.9.5"))
 

@@ -58,14 +58,13 @@ class GenericModel : public ModelProtocol {
       if (startChar != 0 && chunk == std::string(1, startChar)) buffer = "";
       buffer += chunk;
       if (chunk[0] == endChar) {
-        Parse(buffer);
+        Parse(std::exchange(buffer, ""));
         side.scale->ActivityLED(true);
         side.scale->watchdog(false);
-        buffer = "";
       }
       if (static_cast<int>(buffer.size()) > recordLength) {
-        Record().NoDataError(true);
         buffer = "";
+        Record().NoDataError(true);
       }
     }
   }
@@ -76,7 +75,7 @@ class GenericModel : public ModelProtocol {
                                unitsPos, weightPos, weightPos + weightLen - 1}) {
       usable = usable && position < length;
     }
-    if (usable) File(frame);
+    if (usable) ErrorOf([&] { File(frame); });
     Record().NoDataError(true);
   }
   void File(const std::string& frame) {

@@ -19,32 +19,18 @@ class MessageModel {
   std::string data = std::string(1400, '\0');
   bool errorFlag = false;
 
-  bool Init(int command, const std::string& source, const std::string& destination, int sequence) {
-    return Trapped(false, [&] {
-      request[0] = 0;
-      request[1] = 100;
-      request[2] = 0x01;
-      request[3] = 0x10;
-      CopyName(4, source);
-      CopyName(14, destination);
-      request[24] = static_cast<char>(command);
-      request[25] = 0;
-      request[26] = static_cast<char>(sequence);
-      SetLength(0);
-      for (std::size_t i = 29; i < 239; ++i) request[i] = 0;
-      errorFlag = false;
-      return true;
-    });
+  void Init(int command, const std::string& source, const std::string& destination) {
+    request[1] = 100;
+    request[2] = 0x01;
+    request[3] = 0x10;
+    request.replace(4, source.size(), source);
+    request.replace(14, destination.size(), destination);
+    request[24] = static_cast<char>(command);
+    request[26] = 1;
   }
-  void Put(const std::string& bytes) {
-    Trapped(false, [&] {
-      for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (i >= 210) throw Fault();
-        request[29 + i] = bytes[i];
-      }
-      SetLength(static_cast<int>(bytes.size()));
-      return true;
-    });
+  void Put(char byte) {
+    request[27] = 1;
+    request[29] = byte;
   }
   int LoadReply(const std::string& received, int count) {
     return Trapped(0, [&] {
@@ -111,16 +97,6 @@ class MessageModel {
       errorFlag = true;
       return empty;
     }
-  }
-  void CopyName(std::size_t at, const std::string& name) {
-    for (std::size_t i = 0; i < name.size(); ++i) {
-      if (i >= 10) throw Fault();
-      request[at + i] = name[i];
-    }
-  }
-  void SetLength(int length) {
-    request[27] = static_cast<char>(length % 256);
-    request[28] = static_cast<char>(length / 256);
   }
 };
 

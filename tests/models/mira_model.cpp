@@ -29,14 +29,15 @@ class MiraModel : public ModelProtocol {
       buffer += chunk;
       if (chunk == "\n") {
         // A line feed alone is an empty line.
-        ParseResponse(buffer.size() < 2 ? "" : buffer.substr(0, buffer.size() - 2));
+        const std::string line = buffer.size() < 2 ? "" : buffer.substr(0, buffer.size() - 2);
+        buffer = "";
+        if (ErrorOf([&] { ParseResponse(line); }) != 0) Record().NoDataError(true);
         side.scale->ActivityLED(true);
         side.scale->watchdog(false);
-        buffer = "";
       }
       if (buffer.size() > 30) {
-        Record().NoDataError(true);
         buffer = "";
+        Record().NoDataError(true);
       }
     }
   }

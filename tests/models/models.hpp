@@ -11,7 +11,6 @@ void PlayGeneric(Random& random);
 void PlayMira(Random& random);
 void PlaySerialTemplate(Random& random);
 void PlayNetworkTemplate(Random& random);
-void PlayKesMessage(Random& random);
 void PlayKesSD(Random& random);
 void PlaySummit(Random& random);
 

@@ -46,7 +46,6 @@ INSTANTIATE_TEST_SUITE_P(All, Models,
                                          Model{"Mira", 2000, PlayMira},
                                          Model{"SerialTemplate", 1500, PlaySerialTemplate},
                                          Model{"NetworkTemplate", 1500, PlayNetworkTemplate},
-                                         Model{"KesMessage", 500, PlayKesMessage},
                                          Model{"KesSD", 500, PlayKesSD},
                                          Model{"Summit", 500, PlaySummit}),
                          [](const auto& model) { return model.param.name; });

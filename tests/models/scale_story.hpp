@@ -21,6 +21,7 @@ struct ScaleSide {
   std::shared_ptr<TarnScale> scale = NewObject<TarnScale>(*site, "TarnScale");
   std::string trace;
   std::vector<Subscription> subscriptions;
+  bool fails = false;  ///< a handler, at the next reading
 
   FakeSerialPort& Port() { return *host.ports.back(); }
   FakeSocket& Socket() { return *host.sockets.front(); }
@@ -89,6 +90,9 @@ class ScaleStory {
       side->Watch(scale.WeightData()->NewWeight, "NewWeight", state);
       side->Watch(scale.PrintData()->NewWeight, "Print", state);
       side->Watch(scale.NewStatus, "NewStatus", state);
+      side->subscriptions.push_back(scale.WeightData()->NewWeight.Subscribe([side] {
+        if (std::exchange(side->fails, false)) ThrowOverflow();
+      }));
     }
     real.Do("bind", [&](ScaleSide& side) {
       side.scale->Protocol(NewObject<_Protocol>(*side.site, protocol));
@@ -150,9 +154,10 @@ class ScaleStory {
         [&](ScaleSide& side) { side.scale->Connection()->IsBidirectional(!flag); },
         [](ScaleSide& side) { side.scale->StopScale(); },
         [&](ScaleSide& side) { side.scale->Disabled(flag); },
+        [](ScaleSide& side) { side.fails = true; },
     };
     static const std::string often = "0000000000011122233344455566678";
-    const int deed = random.Chance(2) ? 9 : random.OneOf(often) - '0';
+    const int deed = random.Chance(4) ? 9 + random.Below(2) : random.OneOf(often) - '0';
     random.Chance(5) ? Run() : Do("deed " + std::to_string(deed), deeds[deed]);
   }
 

@@ -1,72 +1,71 @@
 // The rounds of terminal variables, step by step, beside the engine.
-#include <cmath>
-#include <cstddef>
+#include "shareddata/summit_protocol.hpp"
+
+#include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <optional>
+#include <cstring>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "tests/models/message_model.hpp"
 #include "tests/models/models.hpp"
+#include "tests/models/scale_story.hpp"
 #include "tests/support/client_summit.hpp"
-#include "tests/support/summit_fixture.hpp"
+#include "tests/support/fake_terminal.hpp"
 
 namespace tarn {
 namespace {
 
-struct TimerModel {
-  int ticks = 0;
-  void Write(int milliseconds) {
-    ticks = milliseconds == 0 ? 0 : static_cast<int>(std::nearbyint(milliseconds / 200.0 + 1));
-  }
-  /// True when it runs out with this tick.
-  bool Tick() {
-    if (ticks <= 0) return false;
-    return --ticks < 1;
-  }
-};
+using Tag = std::shared_ptr<SDTagInfo>;
+using TriggerNames = std::vector<std::string>;
 
-struct TagModel {
-  std::string name;
-  int type = 0, length = 0;
-  bool triggered = false;
-};
-
-class EngineModel {
+class EngineModel : public ModelProtocol {
  public:
-  std::vector<TagModel> tags;
-  std::vector<std::string> resets, triggers;
-  int updateInterval = 100, activityTimeoutTime = 0;
-  bool triggersComplete = false, open = false;
-  bool activityLed = false, errorLed = false, watchdog = false;
-  std::string log, sent;
+  explicit EngineModel(ScaleSide& itsSide) : ModelProtocol(itsSide, 0) {
+    onSilence_ = silence.TimedOutEvent.Subscribe([this] { Silent(); });
+    onPace_ = pace.TimedOutEvent.Subscribe([this] { PaceTimedOut(); });
+    onArrival_ = side.Socket().DataArrival.Subscribe(
+        [this](std::int32_t) { Arrive(side.Socket().GetData()); });
+  }
 
-  void Connect() {
-    watchdogTimer.Write(0);
-    pace.Write(10);
+  void Configuration(std::shared_ptr<ClientConfig> newConfig) {
+    config = std::move(newConfig);
+    onChange_ = config->PropertyChanged.Subscribe([this](std::string_view) {
+      if (index > 0) EndRound();
+      Data().ConfigurationChanged();
+    });
+  }
+  using ModelProtocol::WeightData;
+  void WeightData(std::shared_ptr<tarn::WeightData> record) override {
+    record->WeightAvailable(false);
+    record->ClearWeight();
+  }
+  void Connect() override {
+    const auto ethernet = std::dynamic_pointer_cast<EthernetConnection>(side.scale->Connection());
+    ethernet->TakeSocket(1, *side.site);
+    ethernet->SocketProtocol(1);
+    ethernet->LocalPort(1701);
+    ethernet->RemotePort(1701);
+    silence.TimeoutTime(0);
+    pace.TimeoutTime(10);
     index = 0;
     waiting.reset();
+    readTriggers.clear();
     resetsDue = true;
-    open = true;
   }
-  void ConfigurationChanged() {
-    if (index > 0) EndRound();
-    log += "Config ";
-  }
-  void Tick() {
-    if (watchdogTimer.Tick()) {
-      EndRound();
-      CommLossError(true);
-      ErrorLed(true);
-    }
-    if (pace.Tick()) PaceTimedOut();
+
+ private:
+  _SummitData& Data() { return *side.scale->SummitData(); }
+  bool IsOpen() { return side.Socket().State() == SocketState::Open; }
+
+  void Silent() {
+    EndRound();
+    Data().CommLossError(true);
+    side.scale->ErrorLED(true);
   }
   void Arrive(std::string left) {
     reported = false;
     filed.clear();
-    while (open && !left.empty()) {
+    while (IsOpen() && !left.empty()) {
       const int sequence = left.size() > 26 ? left[26] : 0;
       if (sequence == 1) {
         const int length = Load(polling, left);
@@ -82,41 +81,51 @@ class EngineModel {
       left.erase(0, whole);
     }
   }
-
- private:
   void PaceTimedOut() {
     reported = false;
     filed.clear();
-    if (!open) return EndRound();
+    if (!IsOpen()) return EndRound();
     if (index == 0) {
       index = 1;
       triggerReads = 0;
       errorInRound = false;
-      if (resetsDue) WriteAll(resets);
+      if (resetsDue) WriteAll(config->resets);
       resetsDue = false;
-      if (!Used(triggers).empty()) log += "Reset ";
-      WriteAll(triggers);
+      if (!Used(config->triggers).empty()) Data().ResetState();
+      WriteAll(config->triggers);
     }
     ++triggerReads;
-    for (const std::string& name : Used(triggers)) Request(0x20, name);
+    readTriggers = Used(config->triggers);
+    for (const std::string& name : readTriggers) Request(0x20, name);
     PollNextTag();
   }
   void PollNextTag() {
+    const auto& tags = config->tags;
     if (index > static_cast<int>(tags.size())) return tags.empty() ? EndRound() : Complete();
-    const TagModel& tag = tags[static_cast<std::size_t>(index - 1)];
-    if (tag.triggered && !triggersComplete && triggerReads <= 2) return pace.Write(10);
+    const Tag tag = tags[static_cast<std::size_t>(index - 1)];
+    if (tag->TriggerRequired() && !Data().TriggersComplete() && triggerReads <= 2) {
+      return pace.TimeoutTime(10);
+    }
     waiting = tag;
-    watchdogTimer.Write(activityTimeoutTime);
-    pace.Write(activityTimeoutTime > 0 ? 0 : 1000);
-    Request(0x20, tag.name);
+    const int timeout = side.scale->ActivityTimeoutTime();
+    silence.TimeoutTime(timeout);
+    pace.TimeoutTime(timeout > 0 ? 0 : 1000);
+    Request(0x20, tag->TagName());
   }
+  bool IsFrom(const std::string& name) { return polling.ReplySource().ends_with("/" + name); }
   void PollingReply() {
-    if (!waiting || !polling.ReplySource().ends_with("/" + waiting->name)) return;
-    if (!filed.insert(waiting->name).second) return;
-    const TagModel tag = *waiting;
-    waiting.reset();
-    reported = false;
     MessageModel reply = polling;  // what does not decode has been loaded all the same
+    if (!waiting || !IsFrom(waiting->TagName())) {
+      const auto trigger = std::find_if(readTriggers.begin(), readTriggers.end(),
+                                        [this](const std::string& name) { return IsFrom(name); });
+      if (trigger == readTriggers.end()) return;
+      if (const auto tag = config->GetTagInfoByKey(*trigger)) Deliver(reply, tag);
+      readTriggers.erase(trigger);
+      return;
+    }
+    if (!filed.insert(waiting->TagName()).second) return;
+    const Tag tag = std::exchange(waiting, nullptr);
+    reported = false;
     Deliver(reply, tag);
     if (reply.errorFlag) {
       EndRound();
@@ -126,70 +135,73 @@ class EngineModel {
     ++index;
     PollNextTag();
   }
-  void Deliver(MessageModel& reply, const TagModel& tag) {
-    const int n = tag.length;
-    const auto set = [&](const std::string& what, const std::string& value) {
-      if (!reply.errorFlag) log += what + "(" + value + ") ";
-    };
-    const auto number = [](const std::string& bytes) {
+  void Deliver(MessageModel& reply, const Tag& tag) {
+    const std::int16_t n = tag->TagDataLen();
+    const auto type = static_cast<int>(tag->TagType());
+    /// A whole number, in so many bytes.
+    const auto number = [&](int at, int width) {
+      const std::string bytes = reply.Element(at, width, n);
       std::uint32_t value = 0;
       for (std::size_t i = bytes.size(); i-- > 0;) {
         value = value * 256 + static_cast<unsigned char>(bytes[i]);
       }
       return value;
     };
-    const auto all = [](const std::string& bytes) {
-      std::string text;
-      for (const char c : bytes) text += std::to_string(static_cast<unsigned char>(c)) + ".";
-      return text;
-    };
-    const std::string length = std::to_string(n) + ":";
-    switch (tag.type) {
-      case 1:
-        return set("bit", reply.Element(0, 1, n) == "\x01" ? "1" : "0");
-      case 2:
-      case 3:
-        return set("byte", std::to_string(number(reply.Element(0, 1, n))));
-      case 4:
-        return set("int", "0:" + std::to_string(
-                                     static_cast<std::int16_t>(number(reply.Element(0, 2, n)))));
-      case 5:
-        return set("long", "0:" + std::to_string(
-                                      static_cast<std::int32_t>(number(reply.Element(0, 4, n)))));
-      case 9:
-        return set("text", "0:" + reply.Bytes(n, n, true, false));
-      case 10:
-        return set("bytes", length + all(reply.Bytes(n, n, true, true)));
-      case 11:
-        return set("bytes", length + all(reply.Bytes(n, n, false, true)));
-      case 12:
-      case 13:
-        for (int i = 0; i < n / (tag.type == 12 ? 4 : 13) && !reply.errorFlag; ++i) {
-          const int value = tag.type == 12
-                                ? static_cast<std::int32_t>(number(reply.Element(i, 4, n)))
-                                : reply.LongText(i, n);
-          set("long", std::to_string(i) + ":" + std::to_string(value));
-        }
-        return;
-      default:
-        return;
+    if (type == 1) {
+      const bool bit = reply.Element(0, 1, n) == "\x01";
+      if (!reply.errorFlag) Data().SetBitData(bit, tag);
+    } else if (type == 2 || type == 3) {
+      const auto value = static_cast<std::uint8_t>(number(0, 1));
+      if (!reply.errorFlag) Data().SetByteData(value, tag);
+    } else if (type == 4) {
+      const auto value = static_cast<std::int16_t>(number(0, 2));
+      if (!reply.errorFlag) Data().SetIntData(value, 0, tag);
+    } else if (type == 7) {
+      const auto value = FromBytes<float>(reply.Element(0, 4, n));
+      if (!reply.errorFlag) Data().SetFloatData(value, 0, tag);
+    } else if (type == 8) {
+      const auto value = FromBytes<double>(reply.Element(0, 8, n));
+      if (!reply.errorFlag) Data().SetDoubleData(value, 0, tag);
+    } else if (type == 9) {
+      const std::string text = reply.Bytes(n, n, true, false);
+      if (!reply.errorFlag) Data().SetStringData(Utf8(text), 0, tag);
+    } else if (type == 10 || type == 11) {
+      const std::string text = reply.Bytes(n, n, type == 10, true);
+      std::vector<std::uint8_t> bytes(text.begin(), text.end());
+      if (!reply.errorFlag) Data().SetCharArrayData(bytes, n, tag);
+    } else if (type == 5 || type == 12 || type == 13) {
+      const int count = type == 5 ? 1 : n / (type == 12 ? 4 : 13);
+      for (std::int16_t i = 0; i < count && !reply.errorFlag; ++i) {
+        const auto value =
+            type == 13 ? reply.LongText(i, n) : static_cast<std::int32_t>(number(i, 4));
+        if (!reply.errorFlag) Data().SetLongData(value, i, tag);
+      }
     }
   }
+  template <class Number>
+  static Number FromBytes(std::string bytes) {
+    Number number;
+    bytes.resize(sizeof(number));
+    std::memcpy(&number, bytes.data(), sizeof(number));
+    return number;
+  }
   void Complete() {
-    watchdogTimer.Write(0);
-    activityLed = true;
-    ErrorLed(false);
-    watchdog = false;
-    if (!errorInRound && lost) CommLossError(false);
-    if (!errorInRound && noData) NoDataError(false);
-    log += "Updated ";
+    silence.TimeoutTime(0);
+    side.scale->ActivityLED(true);
+    side.scale->ErrorLED(false);
+    side.scale->watchdog(false);
+    if (!errorInRound && Data().CommLossError()) Data().CommLossError(false);
+    if (!errorInRound && Data().NoDataError()) Data().NoDataError(false);
+    Data().DataUpdated();
     EndRound();
   }
   void EndRound() {
     index = 0;
     waiting.reset();
-    watchdogTimer.Write(0);
-    pace.Write(updateInterval > 0 ? updateInterval : 1000);
+    readTriggers.clear();
+    silence.TimeoutTime(0);
+    const int interval = side.scale->UpdateInterval();
+    pace.TimeoutTime(interval > 0 ? interval : 1000);
   }
   int Load(MessageModel& message, const std::string& bytes) {
     const int length = message.LoadReply(bytes, static_cast<int>(bytes.size()));
@@ -199,174 +211,130 @@ class EngineModel {
   /// Once until a value comes between.
   void Report() {
     errorInRound = true;
-    if (!reported) NoDataError(true);
-    reported = true;
+    if (!std::exchange(reported, true)) Data().NoDataError(true);
   }
-  void CommLossError(bool value) {
-    lost = value;
-    log += value ? "Lost " : "Found ";
-  }
-  void NoDataError(bool value) {
-    noData = value;
-    log += value ? "NoData " : "Data ";
-  }
-  void ErrorLed(bool on) {
-    errorLed = on;
-    log += std::string("Lamps(") + (activityLed ? "A" : "") + (on ? "E" : "") + ") ";
-  }
-  static std::vector<std::string> Used(const std::vector<std::string>& names) {
-    std::vector<std::string> used;
+  static TriggerNames Used(const TriggerNames& names) {
+    TriggerNames used;
     for (std::size_t i = 0; i < names.size() && names[i].size() == 5; ++i) used.push_back(names[i]);
     return used;
   }
-  void WriteAll(const std::vector<std::string>& names) {
+  void WriteAll(const TriggerNames& names) {
     for (const std::string& name : Used(names)) Request(0x10, name);
   }
   /// Each request is built afresh.
   void Request(int command, const std::string& name) {
     polling = MessageModel();
-    polling.Init(command, "/w1/w0001", "/k1/" + name, 1);
-    if (command == 0x10) polling.Put("\x01");
-    sent += polling.request;
+    polling.Init(command, "/w1/w0001", "/k1/" + name);
+    if (command == 0x10) polling.Put(1);
+    side.Socket().SendData(polling.request);
   }
 
+  std::shared_ptr<ClientConfig> config;
   MessageModel polling, single, write;
-  TimerModel watchdogTimer, pace;
-  std::optional<TagModel> waiting;
+  ActivityTimer silence{side.site->TickTimer()}, pace{side.site->TickTimer()};
+  Tag waiting;
   std::set<std::string> filed;
+  TriggerNames readTriggers;
   int index = 0, triggerReads = 0;
-  bool resetsDue = false, errorInRound = false, reported = false, lost = false, noData = false;
+  bool resetsDue = false, errorInRound = false, reported = false;
+  Subscription onSilence_, onPace_, onArrival_, onChange_;
 };
 
-class EngineStory : public SummitFixture {
- public:
-  EngineStory(Random& chance) : random(chance) {
-    Make(ProtocolType::NoProtType);
-    subscriptions.clear();
-    onStatus = scale->NewStatus.Subscribe([this] {
-      data->told += std::string("Lamps(") + (scale->ActivityLED() ? "A" : "") +
-                    (scale->ErrorLED() ? "E" : "") + ") ";
-    });
-    static const double kRates[] = {10, 2, 1, 0};
-    scale->UpdateRate(random.OneOf(kRates));
-    scale->ActivityTimeoutTime(random.Chance(50) ? 700 : 0);
-    Declare();
-    engine->Configuration(config);
-    scale->SummitData(data);
-    Run();
+std::shared_ptr<ClientConfig> RandomConfig(Random& random) {
+  static const char* const kNames[] = {"aa", "bbbbb", "ccccc", "s_205", "pcl06", "aa"};
+  static const std::int16_t kLengths[] = {0, 1, 2, 4, 8, 13, 26, 27, 1400, -3};
+  const auto tag = [&](const char* name) {
+    return ClientConfig::Tag(name, SDTagType{random.Below(15)}, random.OneOf(kLengths));
+  };
+  auto config = std::make_shared<ClientConfig>();
+  for (int tags = random.Below(6); tags > 0; --tags) {
+    config->tags.push_back(tag(random.OneOf(kNames)));
+    config->tags.back()->TriggerRequired(random.Chance(20));
   }
-  void TestBody() override {}
+  for (int names = random.Below(4); names > 0; --names) {
+    config->resets.push_back(random.Text("r_0", 1) + "t_69");
+    config->triggers.push_back(random.Text("u_0", 1) + "t_01");
+  }
+  if (random.Chance(50)) config->trigger = tag("ut_01");
+  return config;
+}
 
-  void Step() {
-    const int deed = random.Below(100);
-    if (deed < 35) {
-      Advance();
-    } else if (deed < 90) {
-      const std::string datagram = Datagram();
-      Socket().Deliver(datagram);
-      model.Arrive(datagram);
-    } else if (deed < 93) {
-      data->complete = model.triggersComplete = random.Chance(50);
-    } else if (deed < 95) {
-      scale->StopScale();
-      model.open = false;
-    } else if (deed < 97) {
-      scale->Connection()->Connect();
-      model.open = true;
-    } else if (deed < 98) {
-      config->PropertyChanged.Raise("tags");
-      model.ConfigurationChanged();
-    } else if (deed < 99) {
-      scale->watchdog(true);
-      model.watchdog = true;
-    } else {
-      Run();
+/// Mostly what was asked for last, or what may be asked for next.
+std::string Datagram(Random& random, const std::string& asked, const ClientConfig& config) {
+  std::string datagram;
+  for (int replies = 1 + random.Below(random.Chance(20) ? 6 : 1); replies > 0; --replies) {
+    std::string name = random.Chance(5) ? "ut_01" : asked;
+    if (random.Chance(replies > 1 ? 60 : 15) && !config.tags.empty()) {
+      name = random.OneOf(config.tags)->TagName();
     }
+    const int length = random.Chance(70) ? 27 : random.Below(random.Chance(5) ? 1500 : 30);
+    std::string bytes(static_cast<std::size_t>(length), '0');
+    const bool text = random.Chance(50);
+    for (char& c : bytes) c = text ? random.OneOf(std::string("0123 ")) : random.Byte();
+    if (random.Chance(30) && !bytes.empty()) bytes[0] = 1;
+    const int sequence = random.Chance(90) ? 1 : random.Below(256);
+    datagram += ReplyOf(name, static_cast<std::uint8_t>(sequence), bytes);
   }
-  void ExpectTheSame() {
-    std::string sent;
-    for (const std::string& request : std::exchange(Socket().sent, {})) {
-      asked = Request(request).name;
-      sent += request;
-    }
-    EXPECT_EQ(sent, std::exchange(model.sent, {}));
-    EXPECT_EQ(host.locale.ToBytes(std::exchange(data->told, {})), std::exchange(model.log, {}));
-    EXPECT_EQ(scale->ActivityLED(), model.activityLed);
-    EXPECT_EQ(scale->ErrorLED(), model.errorLed);
-    EXPECT_EQ(scale->watchdog(), model.watchdog);
-  }
-
- private:
-  void Declare() {
-    static const char* const kNames[] = {"aa", "bbbbb", "ccccc", "s_205", "pcl06", "aa"};
-    static const int kLengths[] = {0, 1, 2, 4, 8, 13, 26, 27, 1400, -3};
-    for (int tags = random.Below(6); tags > 0; --tags) {
-      const TagModel tag{random.OneOf(kNames), random.Below(15), random.OneOf(kLengths),
-                         random.Chance(20)};
-      // A float's text is not the engine's.
-      if (tag.type == 7 || tag.type == 8) continue;
-      model.tags.push_back(tag);
-      config->tags.push_back(ClientConfig::Tag(tag.name.c_str(), SDTagType{tag.type},
-                                               static_cast<std::int16_t>(tag.length)));
-      config->tags.back()->TriggerRequired(tag.triggered);
-    }
-    for (int names = random.Below(4); names > 0; --names) {
-      config->resets.push_back(random.Text("r_0", 1) + "t_69");
-      config->triggers.push_back(random.Text("u_0", 1) + "t_01");
-    }
-    model.resets = config->resets;
-    model.triggers = config->triggers;
-  }
-  void Run() {
-    scale->RunScale();
-    scale->ActivityTimer()->TimeoutTime(0);
-    model.updateInterval = scale->UpdateInterval();
-    model.activityTimeoutTime = scale->ActivityTimeoutTime();
-    model.Connect();
-  }
-  void Advance() {
-    for (int ticks = random.Below(9); ticks > 0; --ticks) {
-      host.loop.Advance(200);
-      model.Tick();
-    }
-  }
-  /// Mostly what was asked for last, or what may be asked for next.
-  std::string Datagram() {
-    std::string datagram;
-    for (int replies = 1 + random.Below(random.Chance(20) ? 6 : 1); replies > 0; --replies) {
-      std::string name = asked;
-      if (random.Chance(replies > 1 ? 60 : 15) && !model.tags.empty()) {
-        name = random.OneOf(model.tags).name;
-      }
-      const int length = random.Chance(70) ? 27 : random.Below(random.Chance(5) ? 1500 : 30);
-      std::string bytes(static_cast<std::size_t>(length), '0');
-      const bool text = random.Chance(50);
-      for (char& c : bytes) c = text ? random.OneOf(std::string("0123 ")) : random.Byte();
-      if (random.Chance(30) && !bytes.empty()) bytes[0] = 1;
-      const int sequence = random.Chance(90) ? 1 : random.Below(256);
-      datagram += ReplyOf(name, static_cast<std::uint8_t>(sequence), bytes);
-    }
-    if (random.Chance(5)) {
-      datagram.resize(static_cast<std::size_t>(random.Below(static_cast<int>(datagram.size()))));
-    }
-    return datagram;
-  }
-
-  Random& random;
-  EngineModel model;
-  std::shared_ptr<ClientConfig> config = std::make_shared<ClientConfig>();
-  std::shared_ptr<ClientData> data = std::make_shared<ClientData>();
-  std::string asked;
-  Subscription onStatus;
-};
+  if (random.Chance(5)) datagram.resize(random.Size(static_cast<int>(datagram.size())));
+  return datagram;
+}
 
 }  // namespace
 
 void PlaySummit(Random& random) {
-  EngineStory story(random);
-  for (int steps = 5 + random.Below(60); steps > 0 && !testing::Test::HasFailure(); --steps) {
-    story.Step();
-    story.ExpectTheSame();
+  ScaleStory story(random, ".", "EthernetConnection", "SummitProtocol",
+                   [](ScaleSide& side) { return std::make_shared<EngineModel>(side); });
+  const auto config = RandomConfig(random);
+  const auto told = [](ScaleSide& side) -> ClientData& {
+    return dynamic_cast<ClientData&>(*side.scale->SummitData());
+  };
+  /// A step, what the data object heard of it, and the last request.
+  std::string asked;
+  const auto play = [&](const char* what, const ScaleStory::Step& step) {
+    story.Do(what, [&](ScaleSide& side) {
+      step(side);
+      const auto& sent = side.Socket().sent;
+      if (!sent.empty()) asked = Request(sent.back()).name;
+      side.trace += std::exchange(told(side).told, {}) + "\n";
+    });
+  };
+  const auto run = [](ScaleSide& side) { side.scale->RunScale(); };
+  static const double kRates[] = {10, 2, 1, 0};
+  const double rate = random.OneOf(kRates);
+  const int timeout = random.Chance(50) ? 700 : 0;
+  story.Do("declare", [&](ScaleSide& side) {
+    if (const auto real = std::dynamic_pointer_cast<SummitProtocol>(side.scale->Protocol()))
+      real->Configuration(config);
+    else
+      std::dynamic_pointer_cast<EngineModel>(side.scale->Protocol())->Configuration(config);
+    side.scale->SummitData(std::make_shared<ClientData>());
+    side.scale->UpdateRate(rate);
+    side.scale->ActivityTimeoutTime(timeout);
+  });
+  play("run", run);
+  for (int steps = 5 + random.Below(60); steps > 0; --steps) {
+    const int deed = random.Below(100);
+    if (deed < 35) {
+      const int ticks = random.Below(9);
+      play("wait", [&](ScaleSide& side) { side.host.loop.Advance(ticks * 200); });
+    } else if (deed < 90) {
+      const std::string datagram = Datagram(random, asked, *config);
+      play("receive", [&](ScaleSide& side) { side.Socket().Deliver(datagram); });
+    } else if (deed < 93) {
+      const bool complete = random.Chance(50);
+      play("triggers", [&](ScaleSide& side) { told(side).complete = complete; });
+    } else if (deed < 95) {
+      play("stop", [](ScaleSide& side) { side.scale->StopScale(); });
+    } else if (deed < 97) {
+      play("open", [](ScaleSide& side) { side.scale->Connection()->Connect(); });
+    } else if (deed < 98) {
+      config->PropertyChanged.Raise("tags");  // both listen to the one configuration
+      play("change", [](ScaleSide&) {});
+    } else if (deed < 99) {
+      play("watchdog", [](ScaleSide& side) { side.scale->watchdog(true); });
+    } else {
+      play("run", run);
+    }
   }
 }
 

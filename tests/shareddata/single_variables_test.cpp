@@ -125,6 +125,10 @@ TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
   EXPECT_EQ(data->SDRead("x", value), WRONG_DATA_TYPE);
   terminal.Requests();
 
+  host.locale.decimal = ",";
+  for (const auto type : {SDBitType, SDUShortType, SDFloatType, SDDoubleType}) {
+    config->AddVariable(std::to_string(static_cast<int>(type)), "any", type, 8, true, false);
+  }
   const struct {
     const char* key;
     TagValue value;
@@ -137,10 +141,14 @@ TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
       {"L", "x", WRONG_DATA_TYPE, ""},
       {"L", 1e10, WRONG_DATA_TYPE, ""},
       {"L", "258", RW_SUCCESS, "!3:long=2.1.0.0"},
-      {"S", 1.5, RW_SUCCESS, "!3:str=49.46.53"},
+      {"S", 1.5, RW_SUCCESS, "!3:str=49.44.53"},
       {"S", std::string(211, 'x'), WRITE_FAILURE, ""},
       {"U", "é", RW_SUCCESS, "!3:ulong=233"},
       {"KBCommand", std::int16_t{256}, WRONG_DATA_TYPE, ""},
+      {"1", true, RW_SUCCESS, "!3:any=1"},
+      {"4", -2, RW_SUCCESS, "!3:any=254.255"},
+      {"7", "1,5", RW_SUCCESS, "!3:any=0.0.192.63"},
+      {"8", 1.5, RW_SUCCESS, "!3:any=0.0.0.0.0.0.248.63"},
   };
   for (const auto& one : cases) {
     EXPECT_EQ(data->SDWrite(one.key, one.value), one.status) << one.key;
@@ -221,24 +229,26 @@ TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
 }
 
 TEST_F(SingleVariables, ADeclarationIsChecked) {
-  const auto declare = [&](const char* index, const char* name, SDTagType type, int length) {
-    return ErrorOf([&] {
-      config->AddVariable(index, name, type, static_cast<std::int16_t>(length), false, false);
-    });
+  const struct {
+    const char* index;
+    const char* name;
+    SDTagType type;
+    std::int16_t length;
+    int error;
+  } cases[] = {{"", "abc", SDBitType, 1, 380},        {"x", "", SDBitType, 1, 380},
+               {"x", "1234567", SDBitType, 1, 380},   {"x", "abc", NoTagType, 1, 380},
+               {"x", "abc", SDTagType{14}, 1, 380},   {"x", "abc", SDLongType, 3, 380},
+               {"x", "abc", SDStringType, 1401, 380}, {"l", "abc", SDLongType, 4, 457}};
+  const auto declare = [&](const std::string& index, const auto& as) {
+    return ErrorOf([&] { config->AddVariable(index, as.name, as.type, as.length, false, false); });
   };
-  EXPECT_EQ(declare("", "abc", SDBitType, 1), 380);
-  EXPECT_EQ(declare("x", "", SDBitType, 1), 380);
-  EXPECT_EQ(declare("x", "1234567", SDBitType, 1), 380);
-  EXPECT_EQ(declare("x", "abc", NoTagType, 1), 380);
-  EXPECT_EQ(declare("x", "abc", SDTagType{14}, 1), 380);
-  EXPECT_EQ(declare("x", "abc", SDLongType, 3), 380);
-  EXPECT_EQ(declare("x", "abc", SDStringType, 1401), 380);
-  EXPECT_EQ(declare("l", "abc", SDLongType, 4), 457);
+  for (const auto& one : cases) EXPECT_EQ(declare(one.index, one), one.error) << one.name;
   EXPECT_EQ(ErrorOf([&] { config->RemoveVariable("x"); }), 9);
+  const auto& fine = cases[7];
   for (int i = config->SDVariables()->Count(); i < TarnKesBasicConfig::kMostVariables; ++i) {
-    EXPECT_EQ(declare(std::to_string(i).c_str(), "abc", SDLongType, 4), 0);
+    EXPECT_EQ(declare(std::to_string(i), fine), 0);
   }
-  EXPECT_EQ(declare("x", "abc", SDLongType, 4), 6);
+  EXPECT_EQ(declare("x", fine), 6);
 }
 
 TEST_F(SingleVariables, TagsThatAClientHasSpoiledAreReadBackAndRefused) {

@@ -3,6 +3,7 @@
 Option Explicit
 
 Dim connection, server, scale, again, n, serial, continuous, port, timer, file, heard
+Dim template, record
 
 Sub Expect(what, got, wanted)
     If got <> wanted Then
@@ -38,6 +39,8 @@ Sub scale_UpdateWeight() : heard = heard & "update " : End Sub
 Sub weight_StatusChange() : heard = heard & "flags " : End Sub
 Sub weight_NewWeight() : heard = heard & "weight " : End Sub
 Sub print_NewWeight() : heard = heard & "print " : End Sub
+Sub record_ConfigChanged() : heard = heard & "fields " : End Sub
+Sub record_NewDataReady() : heard = heard & "record " : End Sub
 Sub activity_TimedOut() : heard = heard & "timeout " : End Sub
 Sub server_InfoMessage(message, style) : heard = heard & message & " (" & style & ")" : End Sub
 
@@ -135,6 +138,25 @@ timer.Enabled = True
 WaitFor "tick done update tick done "
 timer.Enabled = False
 Expect "the first events of the timer", Left(heard, 34), "update tick done update tick done "
+heard = ""
+
+' Records of a template: an object in an object, a property with an index, an array
+Set template = CreateObject("TarnSclServer.TarnRecordTemplateConfig")
+template.FieldName(2) = "Net"
+Set again = CreateObject("TarnSclServer.DemandTemplateProtocol")
+Set again.TemplateConfig = template
+Expect "TemplateConfig", again.TemplateConfig Is template, True
+Set scale.Protocol = again
+Expect "the weights", scale.WeightData.NetWeight, "N/A"
+Set record = scale.TarnRecordTemplateData
+WScript.ConnectObject record, "record_"
+heard = ""
+template.NumFields = 3
+record.ClearRecord
+ExpectHeard "a template and its record", "fields record "
+Expect "the fields of the record", record.NumFields & record.FieldName(2), "3Net"
+Expect "an array", IsArray(record.FieldDataArray), True
+Set scale.Protocol = continuous
 heard = ""
 
 ' Errors

@@ -2,7 +2,7 @@
 '   variables.vbs SCALE ADDRESS
 Option Explicit
 
-Dim connection, scale, configuration, data, protocol, link, tag, names, value, rounds, changed
+Dim connection, scale, configuration, data, protocol, link, tag, names, value, rounds, changed, datagrams
 
 Sub Expect(what, got, wanted)
     If got <> wanted Then
@@ -54,6 +54,10 @@ Set protocol.Configuration = configuration
 Expect "Configuration", protocol.Configuration Is configuration, True
 Set link = CreateObject("TarnSclServer.EthernetConnection")
 link.IPAddress = WScript.Arguments(1)
+link.CheckSender = True
+scale.CorrectReadings = True
+Expect "what goes beyond the published members", link.CheckSender And scale.CorrectReadings, True
+scale.CorrectReadings = False
 Set scale.Connection = link
 Set scale.Protocol = protocol
 protocol.pType = 23
@@ -61,6 +65,7 @@ Set data = scale.SummitData
 Expect "the data object by its name", scale.GetAxDataObj("TarnKesBasicData") Is data, True
 rounds = 0
 changed = ""
+datagrams = 0
 WScript.ConnectObject data, "data_"
 scale.UpdateRate = 20
 scale.Disabled = False
@@ -69,7 +74,9 @@ Expect "the socket", link.mvarSocket.RemoteHost & ":" & link.mvarSocket.RemotePo
        link.mvarSocket.LocalPort & " " & link.mvarSocket.State, _
        WScript.Arguments(1) & ":1701 " & 1700 + CInt(WScript.Arguments(0)) & " 1"
 
+WScript.ConnectObject link.mvarSocket, "socket_"
 WaitForRounds 2
+Expect "datagrams of the terminal", datagrams > 0, True
 Expect "what changed", changed, " Total Batch KBStatus"
 Expect "a value of the round", data.FloatValue(1), 12.5
 Expect "another", data.LongValue(1), 7
@@ -90,6 +97,7 @@ Expect "and changed", changed, " Total Batch KBStatus Total"
 Expect "reading it back", data.SDRead("Recipe", value) & value, "0rolls"
 
 scale.StopScale
+Expect "the closed socket", link.mvarSocket.State, 0
 On Error Resume Next
 value = data.LongValue(2)
 Expect "no such value", Err.Number, 9
@@ -102,4 +110,8 @@ End Sub
 
 Sub data_KBEvent(easyIndex)
     changed = changed & " " & easyIndex
+End Sub
+
+Sub socket_DataArrival(bytesTotal)
+    If bytesTotal > 29 And link.mvarSocket.SenderPort = 1701 Then datagrams = datagrams + 1
 End Sub
