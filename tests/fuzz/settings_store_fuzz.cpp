@@ -5,37 +5,25 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <random>
 #include <string>
 
 #include "base/automation_error.hpp"
 #include "platform/native_host.hpp"
 
-namespace {
-
-/// One host and one file for all runs.
-struct Store {
-  Store() {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // One host and one file for all runs; each run leaves nothing behind.
+  static const std::string file = (std::filesystem::temp_directory_path() /
+                                   ("fuzz-store-" + std::to_string(std::random_device()())))
+                                      .string();
+  static const auto host = [] {
     tarn::HostOptions options;
     options.settingsPlace = file;
-    host = tarn::CreateNativeHost(options);
-  }
-  ~Store() { std::filesystem::remove(file); }
-
-  std::string file = (std::filesystem::temp_directory_path() /
-                      ("fuzz-store-" + std::to_string(std::random_device()())))
-                         .string();
-  std::unique_ptr<tarn::NativeHost> host;
-};
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Store store;
-  std::ofstream(store.file, std::ios::binary)
+    return tarn::CreateNativeHost(options);
+  }();
+  std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  tarn::SettingsStore& settings = store.host->Settings();
+  tarn::SettingsStore& settings = host->Settings();
   // A value of everything that is awkward in such a file: taken from the input.
   const std::string value(reinterpret_cast<const char*>(data), size / 2);
   try {
@@ -46,5 +34,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const tarn::AutomationError&) {
     // refused
   }
+  std::filesystem::remove(file);
   return 0;
 }

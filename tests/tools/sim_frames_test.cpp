@@ -102,7 +102,7 @@ TEST(FixedFrame, HasTheBytesOfEachMaker) {
       {"gse550", Units::Kilogram, light, "\x02M    12.50 kg       \r\n"},
       {"gse550", Units::Gram, {.underRange = true}, "\x02O     0.00 g        \r\n"},
       {"ricelake", Units::Pound, {.gross = -5, .underRange = true}, "\x02-  0.05L  I\r\n"},
-      {"wi120", Units::Kilogram, light, "   12.50 kg    \r\n"},
+      {"wi120", Units::Kilogram, negative, "  - 1.05 kg    \r\n"},
       {"wi120", Units::Pound, {.gross = 0, .tare = 10'000}, "  ------ lb    \r\n"}};
   for (const auto& c : cases) {
     const FixedFrameOptions options{FixedLayoutOf(c.layout), c.units, kHundred};

@@ -246,10 +246,12 @@ TEST(TemplateTerminal, PrintsByItselfAndOnDemand) {
   for (int i = 0; i < 1000; ++i) bench.terminal.Press({TerminalCommand::Key::Print});
   EXPECT_LE(bench.SentUntil(2990).size(), 130 * 8U) << "the rest is refused";
 
+  options.demand = "";
   options.fieldDelay = 300;
   options.keepAlive = 600;
   Bench<TemplateTerminal> slow(options);
   EXPECT_EQ(slow.SentUntil(1280), "!!I'm Alive!!1,!!I'm Alive!!");
+  slow.line->Received.Raise("anything");  // nothing demands a record
   EXPECT_EQ(slow.SentUntil(1600), "kg\r\n");
 }
 
