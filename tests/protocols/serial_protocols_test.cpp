@@ -1,8 +1,8 @@
 // What holds for every protocol on a serial line.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "protocols/generic_frame.hpp"
