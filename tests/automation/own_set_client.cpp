@@ -16,7 +16,6 @@
 #include <cstdio>
 #include <map>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "automation/com_owners.hpp"
@@ -109,7 +108,7 @@ class OwnData final : public Own<_SummitData> {
     return Own::QueryInterface(iid == IID__TarnScaleDiagData ? IID_IDispatch : iid, object);
   }
 
-  std::map<std::string, std::string> values;  ///< by the name of the variable
+  std::map<std::wstring, std::string> values;  ///< by the name of the variable
   const OwnConfig* config = nullptr;
   int rounds = 0;
   int noDataReports = 0;
@@ -133,8 +132,7 @@ class OwnData final : public Own<_SummitData> {
     Expect(known, L"the tag of a value");
     Bstr name;
     Succeeds(tag->get_TagName(name.Receive()), L"asking back from a call");
-    const std::wstring text = name.Text();
-    std::string& filed = values[std::string(text.begin(), text.end())];
+    std::string& filed = values[name.Text()];
     filed = index > 0 ? filed + " " + value : value;
     return S_OK;
   }
@@ -160,11 +158,20 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
   Succeeds(server->GetScale(number, scale.Receive()), L"the scale");
 
   OwnConfig config;
-  const std::tuple<const wchar_t*, SDTagType, SHORT> tags[] = {
-      {L"own01", SDBitType, 1},       {L"own02", SDByteType, 1},  {L"own03", SDByteArrayType, 5},
-      {L"own04", SDLongArrayType, 8}, {L"own05", SDFloatType, 4}, {L"own06", SDDoubleType, 8},
-      {L"own07", SDStringType, 6},    {L"own08", SDUShortType, 2}};
-  for (const auto& [name, type, length] : tags) config.Add(name, type, length);
+  const struct {
+    const wchar_t* name;
+    SDTagType type;
+    SHORT length;
+    std::string value;  // as the data object writes it down
+  } variables[] = {{L"own01", SDBitType, 1, "-1"},
+                   {L"own02", SDByteType, 1, "200"},
+                   {L"own03", SDByteArrayType, 5, std::string("ab\0cd", 5)},
+                   {L"own04", SDLongArrayType, 8, "7 -8"},
+                   {L"own05", SDFloatType, 4, "12.500000"},
+                   {L"own06", SDDoubleType, 8, "-0.250000"},
+                   {L"own07", SDStringType, 6, "flour"},
+                   {L"own08", SDUShortType, 2, "-3"}};
+  for (const auto& one : variables) config.Add(one.name, one.type, one.length);
   OwnData data;
   data.config = &config;
 
@@ -199,12 +206,7 @@ void Run(SHORT number, const std::wstring& address, bool serve) {
     std::fflush(stdout);
   }
   ServeUntil([&] { return data.rounds >= 2; }, L"two rounds");
-  const std::map<std::string, std::string> wanted = {
-      {"own01", "-1"},    {"own02", "200"},       {"own03", std::string("ab\0cd", 5)},
-      {"own04", "7 -8"},  {"own05", "12.500000"}, {"own06", "-0.250000"},
-      {"own07", "flour"}, {"own08", "-3"}};
-  for (const auto& [name, value] : wanted)
-    Expect(data.values[name] == value, std::wstring(name.begin(), name.end()));
+  for (const auto& one : variables) Expect(data.values[one.name] == one.value, one.name);
   Expect(data.noDataReports == 0, L"rounds without a fault");
 
   // What fails is as a value that cannot be filed: reported, and the next round begins.

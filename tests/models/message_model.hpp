@@ -1,6 +1,7 @@
 // The messages of terminal variables, step by step.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
@@ -32,17 +33,15 @@ class MessageModel {
     request[27] = 1;
     request[29] = byte;
   }
-  int LoadReply(const std::string& received, int count) {
+  int LoadReply(const std::string& received) {
     return Trapped(0, [&] {
       if (received.size() < 29) throw Fault();
       header = received.substr(0, 29);
       const int length = Byte(header[27]) + 256 * Byte(header[28]);
-      if (29 + length > count) throw Fault();
-      for (int i = 0; i < length; ++i) {
-        const auto from = static_cast<std::size_t>(29 + i);
-        if (i >= 1400 || from >= received.size()) throw Fault();
-        data[static_cast<std::size_t>(i)] = received[from];
-      }
+      if (received.size() < static_cast<std::size_t>(29 + length)) throw Fault();
+      const auto room = static_cast<std::size_t>(std::min(length, 1400));
+      data.replace(0, room, received, 29, room);
+      if (length > 1400) throw Fault();
       return length;
     });
   }

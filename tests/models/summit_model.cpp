@@ -138,7 +138,7 @@ class EngineModel : public ModelProtocol {
   void Deliver(MessageModel& reply, const Tag& tag) {
     const std::int16_t n = tag->TagDataLen();
     const auto type = static_cast<int>(tag->TagType());
-    /// A whole number, in so many bytes.
+    // A whole number, in so many bytes.
     const auto number = [&](int at, int width) {
       const std::string bytes = reply.Element(at, width, n);
       std::uint32_t value = 0;
@@ -204,7 +204,7 @@ class EngineModel : public ModelProtocol {
     pace.TimeoutTime(interval > 0 ? interval : 1000);
   }
   int Load(MessageModel& message, const std::string& bytes) {
-    const int length = message.LoadReply(bytes, static_cast<int>(bytes.size()));
+    const int length = message.LoadReply(bytes);
     if (message.errorFlag) Report();
     return length;
   }
@@ -288,7 +288,7 @@ void PlaySummit(Random& random) {
   const auto told = [](ScaleSide& side) -> ClientData& {
     return dynamic_cast<ClientData&>(*side.scale->SummitData());
   };
-  /// A step, what the data object heard of it, and the last request.
+  // A step, what the data object heard of it, and the last request.
   std::string asked;
   const auto play = [&](const char* what, const ScaleStory::Step& step) {
     story.Do(what, [&](ScaleSide& side) {

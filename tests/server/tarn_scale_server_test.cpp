@@ -472,6 +472,7 @@ TEST_F(ServerTest, AllConnectionsShareOneServerAsLongAsOneLives) {
     seen.push_back(next->TarnScaleServer(one)->GetScale(2)->AliasName());
   });
   second.reset();
+  ASSERT_NE(next, nullptr);
   EXPECT_EQ(ErrorOf([&] { server->GetScale(1); }), 91);
   EXPECT_EQ(seen, std::vector<std::string>{"Scale2"});
   EXPECT_NE(next->TarnScaleServer(one), server);

@@ -181,24 +181,23 @@ TEST_F(SingleVariables, AHandlerMayReadInTheMiddleOfARound) {
 }
 
 TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
-  const auto add = [&](const char* name, SDTagType type, std::int16_t length) {
+  const std::tuple<const char*, SDTagType, std::int16_t> polled[] = {
+      {"bit", SDBitType, 1},         {"float", SDFloatType, 4}, {"double", SDDoubleType, 8},
+      {"chars", SDCharArrayType, 4}, {"text", SDStringType, 4}, {"bytes", SDByteArrayType, 2},
+      {"longs", SDLongArrayType, 8}};
+  for (const auto& [name, type, length] : polled) {
     config->AddVariable(name, name, type, length, false, true);
-  };
-  add("bit", SDBitType, 1);
-  add("float", SDFloatType, 4);
-  add("double", SDDoubleType, 8);
-  add("chars", SDCharArrayType, 4);
-  add("text", SDStringType, 4);
-  add("bytes", SDByteArrayType, 2);
-  add("longs", SDLongArrayType, 8);
+  }
   config->RemoveVariable("P");
   auto& variables = terminal.variables;
-  variables = {{"stat", Wire<std::int16_t>(7)}, {"bit", "\x01"},      {"float", "\0\0\xC0\x7F"},
-               {"double", Wire(2.5)},           {"chars", "ab"},      {"text", "cd"},
-               {"bytes", "\x03\x04"},           {"longs", "12345678"}};
-  variables["float"] = std::string("\0\0\xC0\x7F", 4);  // not a number
-  variables["chars"].resize(4);
-  variables["text"].resize(4);
+  variables = {{"stat", Wire<std::int16_t>(7)},
+               {"bit", "\x01"},
+               {"float", std::string("\0\0\xC0\x7F", 4)},  // not a number
+               {"double", Wire(2.5)},
+               {"chars", std::string("ab\0\0", 4)},
+               {"text", std::string("cd\0\0", 4)},
+               {"bytes", "\x03\x04"},
+               {"longs", "12345678"}};
   std::string told;
   const auto handler =
       data->KBEvent.Subscribe([&](const std::string& index) { told += index + " "; });
