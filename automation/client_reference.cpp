@@ -1,6 +1,8 @@
 #include "automation/client_reference.hpp"
 
+#include <chrono>
 #include <cstdio>
+#include <future>
 #include <utility>
 
 #include "automation/parcel.hpp"
@@ -20,8 +22,16 @@ std::string NameOf(std::uint64_t apartment) {
   return text;
 }
 
+/// Seconds that a client's Advise waits for the client's answer.
+constexpr std::chrono::seconds kAdviseLimit{1};
+
 /// A spreadsheet whose user is editing a cell answers the last one of the busy results.
 constexpr HRESULT kIgnoredWhileEditing = static_cast<HRESULT>(0x800AC472);
+
+/// What a call has for an outcome where the client turned out to have neither interface.
+HRESULT WithoutInterface(HRESULT opened) {
+  return opened == E_NOINTERFACE ? CO_E_OBJNOTCONNECTED : opened;
+}
 
 HRESULT InvokeMethod(IDispatch& object, DISPID id, std::vector<Variant>& arguments) {
   std::vector<VARIANT> reversed;
@@ -71,9 +81,13 @@ struct ClientReference::Proxy {
     calls->Later(apartment, [given = object.Detach()] { given->Release(); });
   }
 
-  HRESULT Open(Parcel& parcel, const IID& preferred) {
-    const auto given = parcel.Open<IUnknown>(IID_IUnknown);
-    if (!given) return RPC_E_DISCONNECTED;
+  /// Asks the client for the interface. Once.
+  HRESULT Open(const ComPtr<IUnknown>& given, const IID& preferred) {
+    const HRESULT result = given ? Ask(given, preferred) : RPC_E_DISCONNECTED;
+    opened.set_value(result);
+    return result;
+  }
+  HRESULT Ask(const ComPtr<IUnknown>& given, const IID& preferred) {
     const auto place = [this] { return reinterpret_cast<void**>(object.Receive()); };
     const HRESULT result = given->QueryInterface(preferred, place());
     hasPreferred = SUCCEEDED(result);
@@ -84,6 +98,8 @@ struct ClientReference::Proxy {
   std::uint64_t apartment;
   ComPtr<IDispatch> object;
   bool hasPreferred = false;
+  std::promise<HRESULT> opened;
+  const std::shared_future<HRESULT> answer = opened.get_future();  ///< the result of Open
 };
 
 ClientReference::ClientReference(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
@@ -105,7 +121,9 @@ HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const II
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
   const auto kept = std::make_shared<ComPtr<IUnknown>>();
   const bool done = calls.Run(
-      [proxy, outcome, preferred, kept, parcel] { *outcome = proxy->Open(*parcel, preferred); },
+      [proxy, outcome, preferred, kept, parcel] {
+        *outcome = proxy->Open(parcel->Open<IUnknown>(IID_IUnknown), preferred);
+      },
       made->Apartment());
   if (!done) {
     // The reference of the caller's argument would be given back at the end of its call, by a call
@@ -120,19 +138,26 @@ HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const II
 HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
                                     std::shared_ptr<ClientReference>& created) {
   // Marshalled only to see the apartment that it comes from.
-  Parcel parcel(object, IID_IUnknown);
+  const Parcel parcel(object, IID_IUnknown);
   if (FAILED(parcel.Packed())) return parcel.Packed();
   const std::uint64_t client = parcel.Apartment();
   const auto proxy = std::make_shared<Proxy>(calls, client);
-  const HRESULT result = proxy->Open(parcel, preferred);
-  if (SUCCEEDED(result)) created.reset(new ClientReference(calls, proxy, calls.Apartment(client)));
-  return result;
+  created.reset(new ClientReference(calls, proxy, calls.Apartment(client)));
+  calls.Later(client, [proxy, preferred, given = ComPtr<IUnknown>(object)] {
+    proxy->Open(given, preferred);
+  });
+  if (proxy->answer.wait_for(kAdviseLimit) != std::future_status::ready) return S_OK;
+  if (FAILED(proxy->answer.get())) created.reset();
+  return proxy->answer.get();
 }
 
 HRESULT ClientReference::Run(std::function<HRESULT(IDispatch&)> work) {
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
   const bool done = calls_.Run(
-      [proxy = proxy_, outcome, call = std::move(work)] { *outcome = call(*proxy->object.Get()); },
+      [proxy = proxy_, outcome, call = std::move(work)] {
+        const HRESULT opened = proxy->answer.get();
+        *outcome = FAILED(opened) ? WithoutInterface(opened) : call(*proxy->object.Get());
+      },
       *apartment_);
   if (done) {
     if (OutcomeOf(*outcome) == CallOutcome::Done) calls_.Answered();
@@ -176,6 +201,7 @@ ComPtr<IUnknown> ClientReference::ForThisApartment(const std::vector<IID>& faces
 }
 
 ComPtr<IUnknown> ClientReference::ForCallsApartment() const {
+  if (proxy_->answer.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return {};
   return ComPtr<IUnknown>(proxy_->object.Get());
 }
 

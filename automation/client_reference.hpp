@@ -34,7 +34,9 @@ class ClientReference {
                         const IID& preferred, std::shared_ptr<ClientReference>& created);
 
   /// The same for an object that was received in the calls' own apartment, on a thread of which
-  /// this is called. Takes as long as the client likes.
+  /// this is called. Waits a second for the client's answer, and then takes it on trust that the
+  /// object has one of the interfaces: a client that is in the middle of its Advise may not see the
+  /// question before that has returned. Calls then wait for the answer first.
   static HRESULT CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
                             std::shared_ptr<ClientReference>& created);
 
@@ -53,7 +55,7 @@ class ClientReference {
   /// The first face of the object as the core's thread may hand it on to other clients, with any of
   /// these faces and without asking it; null where that fails.
   ComPtr<IUnknown> ForThisApartment(const std::vector<IID>& faces);
-  /// The same for a thread of the calls' own apartment; does not fail.
+  /// The same for a thread of the calls' own apartment; null while the client has not answered.
   ComPtr<IUnknown> ForCallsApartment() const;
   ClientApartment& Apartment() const { return *apartment_; }
   /// For the trace: "client" and the number of its process, or that of its apartment where the

@@ -63,7 +63,9 @@ class PublicPoint final : public CountedObject<IConnectionPoint> {
     return Guarded([&] {
       std::vector<Connection> live;
       for (const auto& sink : sinks_->Live()) {
-        live.emplace_back(sink->client->ForCallsApartment(), sink->cookie);
+        if (auto object = sink->client->ForCallsApartment()) {
+          live.emplace_back(std::move(object), sink->cookie);
+        }
       }
       *connections = new ComEnumerator<IEnumConnections, CONNECTDATA, Connection>(std::move(live),
                                                                                   GiveConnection);

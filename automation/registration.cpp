@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <cwctype>
 
+#include "automation/security.hpp"
 #include "automation/type_library.hpp"
 #include "automation/windows_error.hpp"
 #include "platform/win32/win32_text.hpp"
@@ -52,16 +54,15 @@ bool IsMissing(LSTATUS status) {
 }
 
 void WriteValue(const RegistrationScope& scope, const std::wstring& key, REGSAM view,
-                const std::wstring& name, const std::wstring& data) {
+                const std::wstring& name, const RegistryData& data) {
   const std::wstring path = PathIn(scope, key);
   HKEY opened = nullptr;
   CheckRegistry(RegCreateKeyExW(scope.hive, path.c_str(), 0, nullptr, 0, KEY_SET_VALUE | view,
                                 nullptr, &opened, nullptr),
                 "creating the registry key", path);
   const RegistryKey owner(opened);
-  const auto bytes = static_cast<DWORD>((data.size() + 1) * sizeof(wchar_t));
-  CheckRegistry(RegSetValueExW(opened, name.empty() ? nullptr : name.c_str(), 0, REG_SZ,
-                               reinterpret_cast<const BYTE*>(data.c_str()), bytes),
+  CheckRegistry(RegSetValueExW(opened, name.empty() ? nullptr : name.c_str(), 0, data.type,
+                               data.bytes.data(), static_cast<DWORD>(data.bytes.size())),
                 "writing into the registry key", path);
 }
 
@@ -118,6 +119,15 @@ RegistrationScope UserScope() {
   return {HKEY_CURRENT_USER, L"Software\\Classes"};
 }
 
+RegistryData::RegistryData(const std::wstring& text) : type(REG_SZ) {
+  const auto* begin = reinterpret_cast<const BYTE*>(text.c_str());
+  bytes.assign(begin, begin + (text.size() + 1) * sizeof(wchar_t));
+}
+
+RegistryData::RegistryData(DWORD number) : type(REG_DWORD), bytes(sizeof number) {
+  std::memcpy(bytes.data(), &number, sizeof number);
+}
+
 ServerRegistration::ServerRegistration(const std::wstring& program) {
   const TypeLibrary library(program);
   library_ = library.Name();
@@ -154,6 +164,9 @@ void ServerRegistration::AddServer() {
   const std::wstring id = std::wstring(L"AppID\\") + kAppId;
   const std::wstring name = std::wstring(L"AppID\\") + kProgramName;
   values_.push_back({id, L"", library_, kShared});
+  values_.push_back({id, L"LaunchPermission", LaunchPermission(), kShared});
+  values_.push_back({id, L"AccessPermission", AccessPermission(), kShared});
+  values_.push_back({id, L"AuthenticationLevel", kAuthenticationLevel, kShared});
   values_.push_back({name, L"AppID", kAppId, kShared});
   keys_.push_back({id, kShared, {}, {}, {}});
   keys_.push_back({name, kShared, name, L"AppID", kAppId});

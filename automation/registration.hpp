@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tarn {
@@ -26,6 +27,16 @@ struct RegistrationScope {
 };
 RegistrationScope MachineScope();
 RegistrationScope UserScope();
+
+/// What a registry value holds: a text, a number or bytes.
+struct RegistryData {
+  RegistryData(const std::wstring& text);  // NOLINT(google-explicit-constructor): a list's element
+  RegistryData(const wchar_t* text) : RegistryData(std::wstring(text)) {}  // NOLINT: as above
+  RegistryData(DWORD number);                                              // NOLINT: as above
+  RegistryData(std::vector<BYTE> binary) : type(REG_BINARY), bytes(std::move(binary)) {}  // NOLINT
+  DWORD type;
+  std::vector<BYTE> bytes;
+};
 
 class ServerRegistration {
  public:
@@ -42,7 +53,7 @@ class ServerRegistration {
   struct Value {
     std::wstring key;
     std::wstring name;  // empty: the key's default value
-    std::wstring data;
+    RegistryData data;
     REGSAM view;
   };
   /// A key that goes with everything below it.

@@ -15,6 +15,7 @@
 #include "automation/class_factories.hpp"
 #include "automation/com_module.hpp"
 #include "automation/com_unknown.hpp"
+#include "automation/security.hpp"
 #include "automation/trace_file.hpp"
 #include "automation/windows_error.hpp"
 #include "base/number_text.hpp"
@@ -190,6 +191,7 @@ class OpeningHours {
 [[noreturn]] void Serve(Host& host, const std::wstring& program, std::int32_t unusedTime) {
   MessageLoop& loop = host.Loop();
   Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM");
+  SecureProcess();
   OpeningHours* hours = nullptr;
   ComModule module(host, program, EventLimit(host),
                    [&] { loop.Post([&hours] { hours->Unused(); }); });

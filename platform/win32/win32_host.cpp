@@ -1,5 +1,7 @@
 #include "platform/win32/win32_host.hpp"
 
+#include <filesystem>
+
 #include "platform/network_socket.hpp"
 #include "platform/standard_error.hpp"
 #include "platform/win32/win32_console.hpp"
@@ -11,8 +13,17 @@
 namespace tarn {
 namespace {
 
+/// A name without a folder is looked for in the program's folder and the system's only: never in
+/// the current one, where the user's files are, nor in the folders of PATH. The same goes for what
+/// the library needs.
 LibraryTerminalNetwork::Finder LoadTerminalNetwork(const std::string& library, std::string& why) {
-  const HMODULE loaded = LoadLibraryW(ToWide(library).c_str());
+  std::filesystem::path place = ToWide(library);
+  DWORD places = LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
+  if (place.has_parent_path()) {
+    place = std::filesystem::absolute(place);
+    places |= LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR;
+  }
+  const HMODULE loaded = LoadLibraryExW(place.c_str(), nullptr, places);
   if (loaded == nullptr) {
     why = library + ": " + SystemMessage(GetLastError());
     return {};

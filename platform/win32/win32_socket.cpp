@@ -59,6 +59,8 @@ class Win32Socket final : public NativeSocket {
               std::function<void()> ready)
       : loop_(loop), owned_(socket), ready_(std::move(ready)) {
     if (transport == SocketTransport::Udp) {
+      // Or another program could bind the same port and take the terminals' replies.
+      SetOption(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, 1);
       SetOption(socket, SOL_SOCKET, SO_BROADCAST, 1);
       SetOption(socket, SOL_SOCKET, SO_RCVBUF, kReceiveRoom);
     } else {
@@ -74,7 +76,6 @@ class Win32Socket final : public NativeSocket {
 
   ~Win32Socket() override { loop_.Unwatch(watch_); }
 
-  /// The system lets a socket of every address and others of one address each have the same port.
   std::int32_t Bind(const NetworkAddress& here) override {
     const sockaddr_in address = SystemAddress(here);
     return Result(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address));

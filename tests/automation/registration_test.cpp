@@ -170,6 +170,42 @@ TEST_P(Registration, WritesWhatProgramsOfEitherWidthLookUp) {
   EXPECT_EQ(Read(L"TarnSclServer.TarnScale"), "(none)");
 }
 
+/// Who has which of COM's rights, as "who rights"; everybody else has none.
+std::set<std::string> Rights(const RegistrationScope& scope, const wchar_t* name) {
+  const std::wstring app =
+      ToWide(ReadText(scope, L"AppID\\TarnSclServer.exe", L"AppID", KEY_WOW64_64KEY));
+  std::vector<DWORD> descriptor(256);
+  auto size = static_cast<DWORD>(descriptor.size() * sizeof(DWORD));
+  EXPECT_EQ(
+      RegGetValueW(scope.hive, (scope.classes + L"\\AppID\\" + app).c_str(), name,
+                   RRF_RT_REG_BINARY | RRF_SUBKEY_WOW6464KEY, nullptr, descriptor.data(), &size),
+      ERROR_SUCCESS);
+  BOOL present = FALSE, defaulted = FALSE;
+  PACL list = nullptr;
+  GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted);
+  std::set<std::string> rights;
+  for (DWORD i = 0; list != nullptr && i < list->AceCount; ++i) {
+    ACCESS_ALLOWED_ACE* entry = nullptr;
+    GetAce(list, i, reinterpret_cast<void**>(&entry));
+    EXPECT_EQ(entry->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+    LPWSTR who = nullptr;
+    ConvertSidToStringSidW(&entry->SidStart, &who);
+    rights.insert(FromWide(who) + ' ' + std::to_string(entry->Mask));
+    LocalFree(who);
+  }
+  return rights;
+}
+
+/// Interactive users, administrators and the system; nothing from other machines (4 and 16).
+TEST_P(Registration, LetsLocalUsersAndAdministratorsLaunchAndCall) {
+  using Names = std::set<std::string>;
+  Run(GetParam().on);
+  EXPECT_EQ(Rights(GetParam().scope, L"LaunchPermission"),
+            (Names{"S-1-5-4 11", "S-1-5-32-544 11", "S-1-5-18 11"}));
+  EXPECT_EQ(Rights(GetParam().scope, L"AccessPermission"),
+            (Names{"S-1-5-4 3", "S-1-5-32-544 3", "S-1-5-18 3"}));
+}
+
 TEST_P(Registration, NamesATypeLibraryOfEachWidth) {
   Run(GetParam().on);
   const std::wstring key = std::wstring(L"TypeLib\\") + kLibrary + L"\\1.0\\0\\";

@@ -38,7 +38,7 @@ std::string FileNamedBy(const char* variable) {
 
 void Trace(const std::string& call) {
   const std::string name = FileNamedBy("TARN_KESAPI_TRACE");
-  if (!name.empty()) std::ofstream(name, std::ios::app) << call << '\n';
+  if (!name.empty()) std::ofstream(name, std::ios::app | std::ios::binary) << call << '\n';
 }
 
 Variables ReadTable() {
