@@ -73,6 +73,11 @@ class SerialPort {
   /// Errors: 8018 closed, 57 the queue is full (nothing of these bytes is sent).
   void Output(std::string_view bytes);
 
+  /// Where bytes and the errors of the port are counted from now on; may be null.
+  void Record(std::shared_ptr<LineRecord> record);
+  /// Adds the errors that the driver has found since the last call. Nothing while closed.
+  void CountErrors();
+
   /// The name of the device that was opened; empty while the port is closed.
   std::string DeviceName() const { return device_; }
 
@@ -90,6 +95,7 @@ class SerialPort {
   std::int16_t number_ = 1;
   std::string settings_ = "9600,n,8,1";
   std::string device_;
+  PortErrors counted_;
   ReceiveBuffer buffer_;
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for posted work
   std::unique_ptr<NativeLine> line_;                      ///< goes first: it feeds the buffer

@@ -3,10 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/event.hpp"
+#include "platform/line_record.hpp"
 
 namespace tarn {
 
@@ -93,6 +96,9 @@ class SocketControl {
   virtual std::string SenderHost() const = 0;
   virtual std::int32_t SenderPort() const = 0;
 
+  /// Where bytes are counted from now on; may be null.
+  void Record(std::shared_ptr<LineRecord> record) { record_ = std::move(record); }
+
   /// TCP: the bytes that the control keeps unread; more waits on the network.
   static constexpr std::size_t kMaxWaitingInput = 256U << 10U;
   static constexpr std::size_t kMaxQueuedOutput = 256U << 10U;
@@ -108,6 +114,9 @@ class SocketControl {
   /// port is unreachable), 10060 timed out, 11001 host not found. TCP: the state is Error. UDP goes
   /// on.
   Event<std::int32_t, const std::string&> Error;
+
+ protected:
+  std::shared_ptr<LineRecord> record_;
 };
 
 }  // namespace tarn

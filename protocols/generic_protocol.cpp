@@ -78,6 +78,7 @@ void GenericProtocol::ParseFrame(const std::string& frame, tarn::WeightData& rec
     Publish(ParseGenericFrame(definition_, frame), record);
   } catch (const std::exception&) {
     // A handler of the record's events failed: the frame ends here, as it does below.
+    NotUnderstood(ReadingCondition::Reject::Parse);
   }
   record.NoDataError(true);
 }
