@@ -16,7 +16,7 @@ constexpr std::string_view kSocketCodes = "123456789abcdefghijklmnopqrstuvw";
 EthernetConnection::EthernetConnection(ScaleSite& site)
     : host_(site.System()),
       reconnector_(
-          host_, [this] { Open(); }, [this] { return LinkName(*this, ipAddress_); }) {}
+          host_, *this, [this] { Open(); }, [this] { return ipAddress_; }) {}
 
 void EthernetConnection::InitProperties() {
   IPAddress("0.0.0.0");
@@ -65,7 +65,8 @@ void EthernetConnection::mvarSocket(std::shared_ptr<SocketControl> socket) {
   mvarSocket_ = std::move(socket);
   if (!mvarSocket_) return;
   onConnected_ = mvarSocket_->Connected.Subscribe([this] { reconnector_.Restored(); });
-  onClosed_ = mvarSocket_->Closed.Subscribe([this] { Broken("the connection was closed"); });
+  onClosed_ = mvarSocket_->Closed.Subscribe(
+      [this] { Broken("the connection was closed", ConditionReason::ConnectionLost); });
   onError_ =
       mvarSocket_->Error.Subscribe([this](std::int32_t number, const std::string& description) {
         OnError(number, description);
@@ -110,6 +111,8 @@ void EthernetConnection::Open() {
   const auto socket = mvarSocket_;
   Required(socket, "The Ethernet connection has no socket");
   if (!CloseSocket()) return;
+  socket->Record(RecordOf(*this));
+  datagramFault_ = ConditionReason::None;
   socket->Transport(socketProtocol_ == 0 ? SocketTransport::Tcp : SocketTransport::Udp);
   socket->LocalPort(localPort_);
   socket->RemoteHost(ipAddress_);
@@ -126,28 +129,50 @@ void EthernetConnection::Disconnect() {
   if (!nodeName_.empty() && mvarSocket_) mvarSocket_->Close();
 }
 
+/// While a connection is made again, the fault that broke it stands.
+LinkState EthernetConnection::Link() const {
+  LinkState link = reconnector_.Link();
+  link.silence = "network, terminal off, or wrong address";
+  const SocketState state = mvarSocket_ ? mvarSocket_->State() : SocketState::Closed;
+  const auto record = RecordOf(*this);
+  if (state == SocketState::Open || state == SocketState::Connected) {
+    link.fault = ConditionReason::None;
+    const bool answered = record && record->LastArrival() > datagramFaultAt_;
+    if (state == SocketState::Open && !answered) link.suspicion = datagramFault_;
+  } else if (link.fault == ConditionReason::None) {
+    link.fault =
+        state == SocketState::Closed ? ConditionReason::Stopped : ConditionReason::Connecting;
+  }
+  return link;
+}
+
 /// A datagram socket goes on after a failure, which is repeated with every request to a terminal
 /// that is off; the trace filter limits how often that is written.
 void EthernetConnection::OnError(std::int32_t number, const std::string& description) {
-  Broken(description + " (" + std::to_string(number) + ")");
+  ConditionReason why = ReasonOf(ErrorNumber{number});
+  // A datagram that is answered so has found nobody at the port.
+  if (!IsTcp() && why == ConditionReason::ConnectionLost) why = ConditionReason::Refused;
+  datagramFault_ = why;
+  datagramFaultAt_ = host_.Loop().Now();
+  Broken(description + " (" + std::to_string(number) + ")", why);
 }
 
-void EthernetConnection::Broken(const std::string& what) {
+void EthernetConnection::Broken(const std::string& what, ConditionReason why) {
   reconnector_.Trace(what);
   if (!IsTcp()) return;
-  host_.Loop().Post([weak = weak_from_this()] {
-    if (const auto connection = weak.lock()) connection->EndBroken();
+  host_.Loop().Post([weak = weak_from_this(), why] {
+    if (const auto connection = weak.lock()) connection->EndBroken(why);
   });
 }
 
 /// A handler may have opened the socket again. If one has closed it, the link is still wanted.
-void EthernetConnection::EndBroken() {
+void EthernetConnection::EndBroken(ConditionReason why) {
   if (!mvarSocket_) return;
   const SocketState state = mvarSocket_->State();
   const bool ended = state == SocketState::Closing || state == SocketState::Error;
   if (!ended && state != SocketState::Closed) return;
   mvarSocket_->Close();
-  reconnector_.Broken();
+  reconnector_.Broken(why);
 }
 
 }  // namespace tarn

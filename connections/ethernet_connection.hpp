@@ -61,6 +61,7 @@ class EthernetConnection final : public _Connection,
   void Disconnect() override;
   bool AutoReconnect() const override { return reconnector_.Enabled(); }
   void AutoReconnect(bool value) override;
+  LinkState Link() const override;
   bool CheckSender() const override { return checkSender_; }
   void CheckSender(bool value) override;
   void Replaced() override { Disconnect(); }
@@ -91,8 +92,8 @@ class EthernetConnection final : public _Connection,
   bool CloseSocket();
   void Open();
   void OnError(std::int32_t number, const std::string& description);
-  void Broken(const std::string& what);
-  void EndBroken();
+  void Broken(const std::string& what, ConditionReason why);
+  void EndBroken(ConditionReason why);
   bool IsTcp() const { return socketProtocol_ == 0; }
 
   Host& host_;
@@ -105,6 +106,8 @@ class EthernetConnection final : public _Connection,
   std::int16_t localPort_ = 1700;
   std::int16_t remotePort_ = 1701;
   std::string nodeName_;
+  ConditionReason datagramFault_ = ConditionReason::None;
+  double datagramFaultAt_ = 0;
   Reconnector reconnector_;
   Subscription onConnected_;
   Subscription onClosed_;

@@ -28,8 +28,8 @@ class ReconnectingConnection {
   virtual void AutoReconnect(bool value) = 0;
 };
 
-/// How traces name a link: its scale, and the port or address.
-std::string LinkName(const ScalePart& connection, const std::string& device);
+/// Where the bytes of a connection are counted; null while it serves no scale.
+std::shared_ptr<LineRecord> RecordOf(const ScalePart& connection);
 
 class Reconnector {
  public:
@@ -37,28 +37,38 @@ class Reconnector {
   static constexpr std::int32_t kLongestPause = 30000;  // milliseconds
 
   /// `connect` makes one attempt; when it throws, the error is traced and the link counts as broken
-  /// again. `name` returns the name of the link for traces.
-  Reconnector(Host& host, std::function<void()> connect, std::function<std::string()> name);
+  /// again. `device` returns the port or address for traces. The connection outlives this.
+  Reconnector(Host& host, const ScalePart& connection, std::function<void()> connect,
+              std::function<std::string()> device);
 
   bool Enabled() const { return enabled_; }
   void Enabled(bool enabled);
 
   /// True after Connect, false after Disconnect. Either way the link no longer counts as broken.
   void Wanted(bool wanted);
-  void Broken();
+  void Broken(ConditionReason why);
   void Restored();
-  void Trace(const std::string& what) const { host_.Trace(name_() + ": " + what); }
+  /// Writes what went wrong to the trace and to the record of the scale.
+  void Trace(const std::string& what) const;
+
+  /// Why the link is broken, and when it is tried again; without a fault while it is not.
+  LinkState Link() const;
 
  private:
+  /// How traces name the link: its scale, and the port or address.
+  std::string Name() const;
   void Schedule();
   void Try();
 
   Host& host_;
+  const ScalePart& connection_;
   std::function<void()> connect_;
-  std::function<std::string()> name_;
+  std::function<std::string()> device_;
   bool enabled_ = false;
   bool wanted_ = false;
   bool broken_ = false;
+  ConditionReason why_ = ConditionReason::None;
+  double retryAt_ = -1;
   std::int32_t pause_ = kFirstPause;
   std::unique_ptr<Timer> timer_;  ///< made when first needed
   Subscription onTimer_;

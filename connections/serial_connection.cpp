@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "connections/line_settings_hint.hpp"
 
 namespace tarn {
 namespace {
@@ -39,8 +40,8 @@ std::string_view StopBitsPiece(CommStopBits index) {
 
 SerialConnection::SerialConnection(ScaleSite& site)
     : reconnector_(
-          site.System(), [this] { Open(); },
-          [this] { return LinkName(*this, "port " + std::to_string(comPort_)); }) {
+          site.System(), *this, [this] { Open(); },
+          [this] { return "port " + std::to_string(comPort_); }) {
   SaxPort(site.System().CreateSerialPort());
 }
 
@@ -83,7 +84,10 @@ void SerialConnection::WriteProperties(PropertyBag& bag) const {
 
 void SerialConnection::SaxPort(std::shared_ptr<SerialPort> port) {
   saxPort_ = std::move(port);
-  onLost_ = saxPort_ ? saxPort_->Lost.Subscribe([this] { reconnector_.Broken(); }) : Subscription();
+  onLost_ =
+      saxPort_
+          ? saxPort_->Lost.Subscribe([this] { reconnector_.Broken(ConditionReason::PortGone); })
+          : Subscription();
 }
 
 void SerialConnection::AutoReconnect(bool value) {
@@ -155,6 +159,7 @@ void SerialConnection::Open() {
   port.Settings(BuildSettings());
   port.ReceiveThreshold(receiveThresholdLength_);
   port.EndCharacter(receiveEndCharacter_);
+  port.Record(RecordOf(*this));
   port.ClearInput();
   try {
     port.PortOpen(true);
@@ -164,6 +169,25 @@ void SerialConnection::Open() {
     throw AutomationError(error.Number(), error.Description() + ": " + wrong);
   }
   reconnector_.Restored();
+}
+
+LinkState SerialConnection::Link() const {
+  LinkState link = reconnector_.Link();
+  link.silence = "cable, terminal off, or wrong port";
+  const bool open = saxPort_ && saxPort_->PortOpen();
+  if (open)
+    link.fault = ConditionReason::None;
+  else if (link.fault == ConditionReason::None)
+    link.fault = ConditionReason::Stopped;
+  return link;
+}
+
+void SerialConnection::CountPortErrors() {
+  if (saxPort_) saxPort_->CountErrors();
+}
+
+std::string SerialConnection::BytesHint(const LineRecord& line) const {
+  return saxPort_ ? LineSettingsHint(line, saxPort_->Settings()) : std::string();
 }
 
 /// Which properties are out of range when the port has refused the text. As a rule a client has

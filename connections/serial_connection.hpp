@@ -64,6 +64,10 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   void Disconnect() override;
   bool AutoReconnect() const override { return reconnector_.Enabled(); }
   void AutoReconnect(bool value) override;
+  LinkState Link() const override;
+  void CountPortErrors() override;
+  /// From the parity of the bytes and the errors of the port.
+  std::string BytesHint(const LineRecord& line) const override;
 
  private:
   static constexpr std::size_t kLongestSettings = 128;

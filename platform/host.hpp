@@ -1,6 +1,7 @@
 // What the operating system provides: one object gives access to all of it.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,6 +31,11 @@ class Host {
   virtual std::shared_ptr<SerialPort> CreateSerialPort() = 0;
   virtual std::shared_ptr<SocketControl> CreateSocket() = 0;
   virtual tarn::TerminalNetwork& TerminalNetwork() = 0;
+
+  /// The time of day.
+  virtual std::chrono::system_clock::time_point WallTime() {
+    return std::chrono::system_clock::now();
+  }
 
   /// The folder of the running program.
   virtual std::string ProgramFolder() = 0;

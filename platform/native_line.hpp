@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/line_record.hpp"
 #include "platform/message_loop.hpp"
 #include "platform/serial_settings.hpp"
 
@@ -41,6 +42,8 @@ class NativeLine {
   virtual std::size_t Queued() const = 0;
   /// Discards what the line has gathered and not delivered yet.
   virtual void DiscardInput() = 0;
+  /// What the driver has found since the line was opened; none where it does not say.
+  virtual PortErrors Errors() { return {}; }
 };
 
 /// The serial lines of one host. It outlives the ports that use it.

@@ -299,10 +299,15 @@ void NetworkSocket::ReadDatagrams() {
       Stranger.Raise();
     } else {
       if (tap_) tap_->Arrived({system_.Scratch(), arrived.bytes});
+      CountArrival({system_.Scratch(), arrived.bytes});
       RaiseDatagram({std::string(system_.Scratch(), arrived.bytes), from});
     }
     if (session.expired()) return;
   }
+}
+
+void NetworkSocket::CountArrival(std::string_view bytes) {
+  if (record_) record_->Entered(bytes, system_.Loop().Now());
 }
 
 bool NetworkSocket::Counts(const NetworkAddress& from) const {
@@ -337,6 +342,7 @@ void NetworkSocket::ReadStream() {
         session.socket->Receive(system_.Scratch(), std::min(room, SocketSystem::kScratchSize));
     if (arrived.error != 0 || arrived.bytes == 0) break;
     session.input.bytes.append(system_.Scratch(), arrived.bytes);
+    CountArrival({system_.Scratch(), arrived.bytes});
     session.paused = session.input.bytes.size() >= kMaxWaitingInput;
   }
   if (session.paused) WatchAgain();
@@ -394,6 +400,7 @@ void NetworkSocket::SendData(std::string_view bytes) {
   if (waiting + bytes.size() > kMaxQueuedOutput) {
     throw AutomationError(ErrorNumber::DeviceInputOutput, "The socket's output queue is full");
   }
+  if (record_) record_->Left(bytes);
   if (datagram) {
     session.datagrams.push_back(
         {std::string(bytes), remoteHost_, static_cast<std::uint16_t>(remotePort_)});

@@ -68,6 +68,7 @@ class NetworkSocket : public SocketControl {
 
   void Ready();
   void ReadDatagrams();
+  void CountArrival(std::string_view bytes);
   bool Counts(const NetworkAddress& from) const;
   void RaiseDatagram(Arrival arrival);
   void ReadStream();

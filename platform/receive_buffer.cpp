@@ -37,6 +37,7 @@ void ReceiveBuffer::Arrived(std::string_view bytes) {
   if (front_ > 0 && (front_ == bytes_.size() || front_ >= kCompactAt)) DropRead();
   bytes_.append(bytes);
   lastArrival_ = loop_.Now();
+  if (record_) record_->Entered(bytes, lastArrival_);
   ++changes_;
 
   if (!end_) {

@@ -8,7 +8,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "platform/line_record.hpp"
 #include "platform/message_loop.hpp"
 
 namespace tarn {
@@ -40,6 +42,9 @@ class ReceiveBuffer {
   void EndCharacter(std::optional<char> end);
   std::optional<char> EndCharacter() const { return end_; }
   void CharacterTime(double milliseconds) { characterTime_ = milliseconds; }
+  /// Where arriving bytes are counted; may be null.
+  void Record(std::shared_ptr<LineRecord> record) { record_ = std::move(record); }
+  const std::shared_ptr<LineRecord>& Record() const { return record_; }
 
   /// Takes in what the line delivered and announces it when due. Called from the loop. Beyond
   /// kMaxWaiting the oldest bytes are discarded.
@@ -63,6 +68,7 @@ class ReceiveBuffer {
   MessageLoop& loop_;
   std::function<void()> announce_;
   std::unique_ptr<Timer> quietTimer_;
+  std::shared_ptr<LineRecord> record_;
   std::string bytes_;
   std::size_t front_ = 0;      ///< index of the first unread byte
   std::size_t readable_ = 0;   ///< index behind the last byte that may be read

@@ -1,5 +1,7 @@
 #include "platform/serial_port.hpp"
 
+#include <utility>
+
 #include "platform/serial_settings.hpp"
 
 namespace tarn {
@@ -49,10 +51,29 @@ void SerialPort::Open() {
   }
   buffer_.CharacterTime(settings.CharacterTime());
   line_ = std::move(line);
+  counted_ = {};
   device_ = device;
 }
 
+void SerialPort::Record(std::shared_ptr<LineRecord> record) {
+  buffer_.Record(std::move(record));
+}
+
+void SerialPort::CountErrors() {
+  if (!line_ || !buffer_.Record()) return;
+  const PortErrors found = line_->Errors();
+  if (found.parity < counted_.parity || found.framing < counted_.framing ||
+      found.overrun < counted_.overrun) {
+    return;  // the device is gone
+  }
+  buffer_.Record()->Count({.parity = found.parity - counted_.parity,
+                           .framing = found.framing - counted_.framing,
+                           .overrun = found.overrun - counted_.overrun});
+  counted_ = found;
+}
+
 void SerialPort::Close() {
+  CountErrors();
   line_.reset();
   device_.clear();
   buffer_.Clear();
@@ -66,6 +87,7 @@ void SerialPort::Arrived(std::string_view bytes) {
 void SerialPort::LineLost(const std::string& why) {
   const std::string title = Title(number_, device_);
   Close();
+  if (buffer_.Record()) buffer_.Record()->Failed(title + " went away: " + why);
   system_.Trace(title + " went away: " + why);
   system_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
     if (!alive.expired() && !line_) Lost.Raise();
@@ -82,8 +104,11 @@ void SerialPort::Output(std::string_view bytes) {
   if (line_->Queued() + bytes.size() > kMaxQueuedOutput) {
     Refuse(ErrorNumber::DeviceInputOutput, "does not send: its output queue is full");
   }
-  if (tap_) tap_->Sent(bytes);
-  if (line_->Send(bytes)) return;
+  if (line_->Send(bytes)) {
+    if (buffer_.Record()) buffer_.Record()->Left(bytes);
+    if (tap_) tap_->Sent(bytes);
+    return;
+  }
   LineLost("it takes no output");
   Refuse(ErrorNumber::PortNotOpen, "went away");
 }

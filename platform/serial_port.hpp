@@ -77,6 +77,10 @@ class SerialPort {
 
   /// From now on the tap sees what comes and goes; null for none.
   void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
+  /// Where bytes and the errors of the port are counted from now on; may be null.
+  void Record(std::shared_ptr<LineRecord> record);
+  /// Adds the errors that the driver has found since the last call. Nothing while closed.
+  void CountErrors();
 
   /// The name of the device that was opened; empty while the port is closed.
   std::string DeviceName() const { return device_; }
@@ -96,6 +100,7 @@ class SerialPort {
   std::int16_t number_ = 1;
   std::string settings_ = "9600,n,8,1";
   std::string device_;
+  PortErrors counted_;
   ReceiveBuffer buffer_;
   std::shared_ptr<LineTap> tap_;
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for posted work

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/event.hpp"
+#include "platform/line_record.hpp"
 #include "platform/line_tap.hpp"
 
 namespace tarn {
@@ -99,6 +100,8 @@ class SocketControl {
   /// From now on the tap sees what comes and goes; null for none. It does not see the datagrams of
   /// strangers.
   void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
+  /// Where bytes are counted from now on; may be null.
+  void Record(std::shared_ptr<LineRecord> record) { record_ = std::move(record); }
 
   /// TCP: the bytes that the control keeps unread; more waits on the network.
   static constexpr std::size_t kMaxWaitingInput = 256U << 10U;
@@ -118,6 +121,7 @@ class SocketControl {
 
  protected:
   std::shared_ptr<LineTap> tap_;
+  std::shared_ptr<LineRecord> record_;
 };
 
 }  // namespace tarn

@@ -41,6 +41,7 @@ void FramedProtocol::mvarComPort_Receive() {
     if (IsEnd(*character)) TakeFrame(std::exchange(mvarRxBuffer, {}));
     if (mvarRxBuffer.size() > LongestFrame()) {
       mvarRxBuffer.clear();
+      NotUnderstood(ReadingCondition::Reject::Overflow);
       Record()->NoDataError(true);
     }
   }
@@ -48,7 +49,7 @@ void FramedProtocol::mvarComPort_Receive() {
 
 void FramedProtocol::TakeFrame(const std::string& frame) {
   const auto scale = myScale();
-  Required(scale, "The protocol has no scale");
+  Required(scale, "The protocol has no scale").Condition()->FrameTaken();
   ParseFrame(frame, *Record());
   scale->ActivityLED(true);
   scale->watchdog(false);

@@ -88,6 +88,7 @@ void GenericProtocol::ParseFrame(const std::string& frame, tarn::WeightData& rec
     noData = EndsWithNoData(reading, rules);
   } catch (const std::exception&) {
     // A handler of the record's events failed: the frame ends here, as it does below.
+    NotUnderstood(ReadingCondition::Reject::Parse);
   }
   if (noData || record.NoDataError()) record.NoDataError(noData);
 }

@@ -82,6 +82,7 @@ void MiraProtocol::ParseFrame(const std::string& frame, tarn::WeightData& record
   try {
     ParseResponse(SplitMiraReply(line), record);
   } catch (const std::exception&) {
+    NotUnderstood(ReadingCondition::Reject::Parse);
     record.NoDataError(true);
   }
 }
@@ -97,7 +98,7 @@ void MiraProtocol::ParseResponse(const MiraReply& reply, tarn::WeightData& recor
       TakeWeightReply(reply, record);
   } else if (reply.Name == "I4") {
     if (reply.Status == "A")
-      Resume();
+      Answered();
     else
       Retry(mvarPendingCommand, record);
   } else if (reply.Name == "T" || reply.Name == "TA" || reply.Name == "Z") {
@@ -105,8 +106,13 @@ void MiraProtocol::ParseResponse(const MiraReply& reply, tarn::WeightData& recor
     if (busy)
       Retry(mvarPendingCommand, record);
     else
-      Resume();
+      Answered();
   } else {
+    const bool isError = reply.Name == "ES" || reply.Name == "EL" || reply.Name == "ET";
+    if (isError)
+      Trouble(ConditionReason::TerminalError);
+    else
+      NotUnderstood(ReadingCondition::Reject::Parse);
     record.NoDataError(true);
   }
 }
@@ -153,11 +159,17 @@ void MiraProtocol::FileWeight(const MiraReply& reply, tarn::WeightData& record) 
 void MiraProtocol::Retry(const std::string& text, tarn::WeightData& record) {
   if (mvarPendingCommand.empty() || mvarRetriesLeft <= 0) {
     mvarPendingCommand.clear();
+    Trouble(ConditionReason::TerminalError);
     record.NoDataError(true);
     return;
   }
   SendLine(text);
   --mvarRetriesLeft;
+}
+
+void MiraProtocol::Answered() {
+  if (const auto scale = myScale()) scale->Condition()->CommandAnswered();
+  Resume();
 }
 
 void MiraProtocol::Resume() {

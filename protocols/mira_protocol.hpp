@@ -69,6 +69,7 @@ class MiraProtocol final : public FramedProtocol {
   void SendPendingCommand();
   void FileWeight(const MiraReply& reply, tarn::WeightData& record);
   void Retry(const std::string& text, tarn::WeightData& record);
+  void Answered();
   void Resume();
 
   std::string mvarPendingCommand;  ///< empty when none

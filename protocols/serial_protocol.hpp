@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "protocols/serial_line.hpp"
+#include "scale/reading_condition.hpp"
 #include "scale/scale_site.hpp"
 
 namespace tarn {
@@ -31,6 +32,10 @@ class SerialProtocol : public Protocol, public std::enable_shared_from_this<Seri
   virtual void mvarComPort_Receive() = 0;
 
   Host& System() const { return system_; }
+
+  /// What the line sends is no reading; the record shows no data in its place.
+  void NotUnderstood(ReadingCondition::Reject why) const;
+  void Trouble(ConditionReason reason) const;
 
   /// The user's, read once: a change of the locale affects only protocols that are made later.
   const std::string mvarDecimalSeparator;

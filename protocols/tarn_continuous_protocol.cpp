@@ -78,11 +78,31 @@ void TarnContinuousProtocol::mvarComPort_Receive() {
     }
     if (collected.size() == static_cast<std::size_t>(FrameLength)) {
       const auto scale = myScale();
-      Required(scale, "The protocol has no scale").ActivityLED(true);
+      Required(scale, "The protocol has no scale").Condition()->FrameTaken();
+      scale->ActivityLED(true);
       ParseFrame(collected);
       scale->watchdog(false);
+    } else if (!collected.empty() && collected.back() == kCarriageReturn) {
+      RejectLength();
     }
   } while (port->InBufferCount() >= FrameLength);
+}
+
+void TarnContinuousProtocol::RejectLength() const {
+  if (const auto scale = myScale()) scale->Condition()->Rejected(ReadingCondition::Reject::Length);
+}
+
+/// The other layout's frames have another distance from STX to CR.
+std::string TarnContinuousProtocol::FrameHint(std::string_view bytes) const {
+  const std::size_t other = IsShortLayout() ? kStandardFrameLength : kShortFrameLength;
+  std::size_t found = 0;
+  for (std::size_t at = bytes.find(kStx); at != std::string_view::npos;
+       at = bytes.find(kStx, at + 1)) {
+    const std::size_t end = bytes.find(kCarriageReturn, at);
+    if (end == at + other) ++found;
+  }
+  if (found < 2) return {};
+  return IsShortLayout() ? "looks like the standard layout" : "looks like a short layout";
 }
 
 /// A frame is abandoned at the first failure; the no-data state then replaces what it has written
@@ -93,6 +113,7 @@ void TarnContinuousProtocol::ParseFrame(std::string_view text) {
   try {
     PublishFrame(text, weight);
   } catch (const std::exception&) {
+    NotUnderstood(ReadingCondition::Reject::Parse);
     weight.NoDataError(true);
   }
 }

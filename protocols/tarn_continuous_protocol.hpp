@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "protocols/continuous_frame.hpp"
@@ -35,6 +36,7 @@ class TarnContinuousProtocol final : public SerialProtocol {
   /// The value first and the letter behind it: 12.5 is sent as "12.5T". The point is always ".",
   /// as in all that the terminal sends.
   void SetTare(double& TareValue) override;
+  std::string FrameHint(std::string_view bytes) const override;
 
  private:
   static constexpr int kCharactersPerPass = 100;
@@ -42,6 +44,7 @@ class TarnContinuousProtocol final : public SerialProtocol {
   bool IsShortLayout() const;
   void mvarComPort_Receive() override;
   void ParseFrame(std::string_view text);
+  void RejectLength() const;
   void PublishFrame(std::string_view text, tarn::WeightData& record);
 
   std::int16_t FrameLength = kStandardFrameLength;

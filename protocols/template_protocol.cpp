@@ -140,6 +140,8 @@ bool TemplateProtocol::TakeOneRecord(std::size_t held) {
   const auto scale = myScale();
   Required(scale, "The protocol has no scale").ActivityLED(true);
   scale->ErrorLED(false);
+  scale->Condition()->FrameTaken();
+  scale->Condition()->Taken();
   if (mvarRxBuffer.empty())
     ForgetRecordStart();
   else
@@ -162,14 +164,20 @@ void TemplateProtocol::FileRecord(const std::vector<std::string>& fields) {
 void TemplateProtocol::DropRecord() {
   mvarRxBuffer.clear();
   ForgetRecordStart();
-  myActivityTimer_TimedOut();
+  RejectRecord(ReadingCondition::Reject::Overflow);
 }
 
 void TemplateProtocol::myActivityTimer_TimedOut() {
+  RejectRecord(ReadingCondition::Reject::Timeout);
+}
+
+void TemplateProtocol::RejectRecord(ReadingCondition::Reject why) {
   const auto scale = myScale();
   if (!scale || scale->Disabled()) return;
   mvarRxBuffer.clear();
   mvarRecordStarted = false;
+  scale->Condition()->Rejected(why);
+  scale->Condition()->Trouble(ConditionReason::RecordIncomplete);
   scale->ActivityLED(false);
   scale->ErrorLED(true);
   if (const auto record = templateData_) record->SetTimeoutError();

@@ -12,6 +12,7 @@
 #include "protocols/tarn_record_template_config.hpp"
 #include "scale/activity_timer.hpp"
 #include "scale/contracts.hpp"
+#include "scale/reading_condition.hpp"
 #include "scale/scale_site.hpp"
 
 namespace tarn {
@@ -42,6 +43,7 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
   void TarnRecordTemplateData(std::shared_ptr<tarn::TarnRecordTemplateData> record) override;
 
   std::string_view CommandHindrance(OperatorCommand command) const override;
+  bool ReadingsComeByHand() const override { return true; }
 
   /// The record gets the layout of a template that is assigned here with its next change only, or
   /// when the protocol is bound again: deliberate.
@@ -67,6 +69,7 @@ class TemplateProtocol : public Protocol, public std::enable_shared_from_this<Te
  private:
   void HoldTemplate(std::shared_ptr<TarnRecordTemplateConfig> config);
   bool TakeOneRecord(std::size_t held);
+  void RejectRecord(ReadingCondition::Reject why);
   void FileRecord(const std::vector<std::string>& fields);
   void DropRecord();
   void mvarTemplateConfig_ConfigChanged();

@@ -8,14 +8,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "base/persistable.hpp"
+#include "scale/condition.hpp"
 #include "scale/enumerations.hpp"
 #include "scale/reading_rules.hpp"
 
 namespace tarn {
 
+class LineRecord;
 class PrintData;
 class TarnRecordTemplateData;
 class TarnScale;
@@ -47,6 +50,16 @@ class _Connection : public ScalePart {
   virtual void Disconnect() = 0;
   /// Errors of the port or socket reach the caller.
   virtual void Connect() = 0;
+
+  // What the condition of a reading asks of a connection. Not published: a client's own connection
+  // has these answers.
+
+  virtual LinkState Link() const { return {}; }
+  /// Brings the errors of the port in the record of its line up to date.
+  virtual void CountPortErrors() {}
+  /// What bytes that form no frame look like, in words such as "looks like 9600 7E"; empty where
+  /// they look like nothing in particular.
+  virtual std::string BytesHint(const LineRecord& /*line*/) const { return {}; }
 };
 
 /// The contract's own implementation, which connects nothing.
@@ -60,6 +73,9 @@ class Connection : public _Connection {
   ConnectionType Ctype() const override { return ConnectionType::none; }
   void Disconnect() override {}
   void Connect() override {}
+  LinkState Link() const override {
+    return {.known = true, .fault = ConditionReason::NoConnection};
+  }
 
  private:
   bool isBidirectional_ = false;
@@ -124,6 +140,10 @@ class _Protocol : public ScalePart {
   /// Whether no weight would stay in the record by the published rules, over the connection that
   /// the protocol has now.
   virtual bool NeedsCorrectReadings() const { return false; }
+  /// Whether the terminal sends only when somebody presses its key, so that silence says nothing.
+  virtual bool ReadingsComeByHand() const { return false; }
+  /// What bytes in which no frame was found look like to this dialect, in words; or empty.
+  virtual std::string FrameHint(std::string_view /*bytes*/) const { return {}; }
 };
 
 /// The contract's own implementation: stores what it is given and sends nothing. The protocols

@@ -29,10 +29,12 @@ std::shared_ptr<TarnScale> TarnScale::Create(std::shared_ptr<ScaleSite> site) {
 
 TarnScale::TarnScale(std::shared_ptr<ScaleSite> site)
     : site_(std::move(site)),
+      condition_(std::make_shared<ReadingCondition>(site_->System(), site_->TickTimer())),
       mvarWeightData(
           std::make_shared<tarn::WeightData>(site_->System().Locale().DecimalSeparator())),
       mvarPrintData(std::make_shared<tarn::PrintData>()),
       recordTemplateData_(std::make_shared<tarn::TarnRecordTemplateData>()) {
+  condition_->Scale(this);
   onWeight_ = mvarWeightData->NewWeight.Subscribe([this] { mvarWeightData_NewWeight(); });
   onPrint_ = mvarPrintData->NewWeight.Subscribe(this, &TarnScale::mvarPrintData_NewWeight);
   ActivityTimer(std::make_shared<tarn::ActivityTimer>(site_->TickTimer()));
@@ -50,6 +52,7 @@ void TarnScale::Detach() noexcept {
     Attempt(site_->System(), aliasName_ + " did not stop cleanly", [&] { failure.Rethrow(); });
   }
   detached_ = true;
+  condition_->Scale(nullptr);
   scaleNumber_ = 0;
   UpdateTimer(std::shared_ptr<Timer>());
 }
@@ -274,7 +277,27 @@ bool TarnScale::RunScale() {
     return false;
   }
 
-  // Handlers and clients' own objects may remove the scale from the table meanwhile.
+  try {
+    Connect(self);
+  } catch (const AutomationError& error) {
+    condition_->StartFailed(error.Number(), error.Description());
+    throw;
+  } catch (const std::exception& error) {
+    condition_->StartFailed(ErrorNumber{}, error.what());
+    throw;
+  }
+  if (updateInterval_ > 0) {
+    activityTimeoutTime_ = std::max(RoundToLong(4.0 * updateInterval_), kShortestTimeout);
+  }
+  Required(activityTimer_).TimeoutTime(activityTimeoutTime_);
+  Required(updateTimer_, "The scale has no update timer").Interval(updateInterval_);
+  updateTimer_->Enabled(true);
+  condition_->Started();
+  return true;
+}
+
+/// Handlers and clients' own objects may remove the scale from the table meanwhile.
+void TarnScale::Connect(const std::shared_ptr<TarnScale>& self) {
   const auto protocol = protocol_;
   Required(protocol).Serve(self);
   protocol->myScale(self);
@@ -285,14 +308,6 @@ bool TarnScale::RunScale() {
   connection->Connect();
   if (detached_) connection->Disconnect();
   RequireAttached();
-
-  if (updateInterval_ > 0) {
-    activityTimeoutTime_ = std::max(RoundToLong(4.0 * updateInterval_), kShortestTimeout);
-  }
-  Required(activityTimer_).TimeoutTime(activityTimeoutTime_);
-  Required(updateTimer_, "The scale has no update timer").Interval(updateInterval_);
-  updateTimer_->Enabled(true);
-  return true;
 }
 
 /// Closes only the connection: the protocol's own Disconnect is deliberately not called. A
@@ -301,6 +316,7 @@ void TarnScale::StopScale() {
   const auto self = weak_from_this().lock();
   if (activityTimer_) activityTimer_->TimeoutTime(0);
   if (updateTimer_) updateTimer_->Enabled(false);
+  condition_->Stopped();
   FirstFailure failure;
   failure.Try([this] { mvarWeightData->ClearWeight(); });
   failure.Try([this] { CloseConnection(); });
@@ -337,31 +353,32 @@ void TarnScale::ActivityTimer_TimedOut() {
 /// Holds protocol and connection, since the command may replace them. False over a one-way
 /// connection.
 template <class Command>
-bool TarnScale::PassOn(Command command) {
+bool TarnScale::PassOn(OperatorCommand what, Command command) {
   const auto self = shared_from_this();
   const auto connection = connection_;
   if (!Required(connection).IsBidirectional()) return false;
   const auto protocol = protocol_;
   command(Required(protocol));
+  if (protocol->CommandHindrance(what).empty()) ++condition_->Line()->total.commandsSent;
   return true;
 }
 
 void TarnScale::C() {
-  PassOn([](_Protocol& protocol) { protocol.C(); });
+  PassOn(OperatorCommand::ClearTare, [](_Protocol& protocol) { protocol.C(); });
 }
 void TarnScale::T() {
-  PassOn([](_Protocol& protocol) { protocol.T(); });
+  PassOn(OperatorCommand::Tare, [](_Protocol& protocol) { protocol.T(); });
 }
 void TarnScale::Z() {
-  PassOn([](_Protocol& protocol) { protocol.Z(); });
+  PassOn(OperatorCommand::Zero, [](_Protocol& protocol) { protocol.Z(); });
 }
 void TarnScale::SetTare(double& TareValue) {
-  PassOn([&](_Protocol& protocol) { protocol.SetTare(TareValue); });
+  PassOn(OperatorCommand::PresetTare, [&](_Protocol& protocol) { protocol.SetTare(TareValue); });
 }
 
 void TarnScale::P() {
   const auto self = shared_from_this();
-  if (PassOn([](_Protocol& protocol) { protocol.P(); })) return;
+  if (PassOn(OperatorCommand::Print, [](_Protocol& protocol) { protocol.P(); })) return;
   const auto protocol = protocol_;
   if (Required(protocol).pType() != ProtocolType::DemandTemplateType) printRequest(false);
 }
@@ -388,6 +405,7 @@ void TarnScale::CaptureReading() {
 /// written: the next reading without motion tries again, and fails again before clients hear of it.
 /// With CorrectReadings such a print costs a line of the log, and no reading.
 void TarnScale::mvarWeightData_NewWeight() {
+  if (std::exchange(commits_, mvarWeightData->Commits()) != commits_) condition_->Taken();
   if (!printRequested_ || mvarWeightData->Motion()) return;
   // Held only where it matters: this runs with every reading of every scale.
   const auto self = weak_from_this().lock();

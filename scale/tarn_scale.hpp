@@ -13,6 +13,7 @@
 #include "scale/contracts.hpp"
 #include "scale/data_object.hpp"
 #include "scale/print_data.hpp"
+#include "scale/reading_condition.hpp"
 #include "scale/scale_site.hpp"
 #include "scale/summit_data.hpp"
 #include "scale/tarn_record_template_data.hpp"
@@ -129,6 +130,9 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   std::int32_t UpdateInterval() const { return updateInterval_; }
   ScaleSite& Site() const { return *site_; }
 
+  /// How good the present reading is, and what has passed through the line. Never null.
+  const std::shared_ptr<ReadingCondition>& Condition() const { return condition_; }
+
   /// Stops the scale for good and releases its timers and its socket, before it leaves the server's
   /// table. Clients may go on holding the scale, its connection and its protocol, but nothing
   /// happens there any more, and the number is 0. Never throws.
@@ -145,14 +149,17 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   bool IsOwn(const ScalePart& part) const;
   void CloseConnection();
   void RequireAttached() const;
+  void Connect(const std::shared_ptr<TarnScale>& self);
   template <class Command>
-  bool PassOn(Command command);
+  bool PassOn(OperatorCommand what, Command command);
   void CaptureReading();
   void ActivityTimer_TimedOut();
   void mvarWeightData_NewWeight();
   void mvarPrintData_NewWeight();
 
   std::shared_ptr<ScaleSite> site_;
+  std::shared_ptr<ReadingCondition> condition_;
+  std::uint32_t commits_ = 0;  ///< of the weight record, known to the condition
   bool detached_ = false;
   bool watchdog_ = false;
   bool disabled_ = true;

@@ -56,6 +56,7 @@ void WeightData::OutOfRange(bool value) {
   SetFlag(outOfRange_, value);
   InNetMode(tare_.value != 0);
   AtZero(net_.value == 0);
+  ++commits_;
   NewWeight.Raise();
 }
 

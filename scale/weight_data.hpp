@@ -1,6 +1,7 @@
 // The live weight of a scale: what clients read and what protocols write.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -57,6 +58,8 @@ class WeightData final : public DataObject {
   /// The commit of one reading. When true the gross and net texts become asterisks; the values and
   /// the tare stay, and AtZero follows the values, not the texts.
   void OutOfRange(bool value);
+  /// How many readings have been committed.
+  std::uint32_t Commits() const { return commits_; }
 
   /// Stores the flag and, when true, replaces the reading by the no-data texts. Raises StatusChange
   /// and NewWeight every time, whether or not anything changed: a scale that falls silent reports
@@ -89,6 +92,7 @@ class WeightData final : public DataObject {
   bool atZero_ = false;
   bool inNetMode_ = false;
   bool noDataError_ = false;
+  std::uint32_t commits_ = 0;
   std::string noDataText_;
   std::string clearedText_;
 };

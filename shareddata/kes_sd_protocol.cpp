@@ -57,6 +57,12 @@ constexpr std::array<std::array<std::string_view, 5>, 5> kCommandVariables = {{
     {"/t_640", "/t_641", "/t_642", "/t_643", "/bas56"},
 }};
 
+bool IsCommandVariable(std::string_view name) {
+  return std::any_of(kCommandVariables.begin(), kCommandVariables.end(), [name](const auto& node) {
+    return std::find(node.begin(), node.end(), name) != node.end();
+  });
+}
+
 /// Copies as much as there is room for from the offset on.
 void CopyTo(std::string& buffer, std::size_t offset, std::string_view bytes) {
   const std::string_view fitting = bytes.substr(0, buffer.size() - offset);
@@ -233,6 +239,7 @@ void KesSDProtocol::ReadNetwork(ArcNetConnection& network) {
   for (const auto& [variable, length] : std::span(kReads).first(count)) {
     if (ReadVariable(network, values_[variable], length)) continue;
     ClearValues();
+    if (const auto scale = myScale()) scale->Condition()->Trouble(ConditionReason::Unreachable);
     const auto record = WeightData();
     Required(record, "The protocol has no weight record").NoDataError(true);
     return;
@@ -280,6 +287,9 @@ void KesSDProtocol::mvarSocket_DataArrival(std::int32_t bytesTotal) {
     const std::size_t length = kMessageHeaderLength + ByteAt(left, kLengthByte);
     if (left.size() < kMessageHeaderLength || left.size() < length) {
       system_.Trace(Name() + ": A reply is cut short");
+      if (const auto scale = myScale()) {
+        scale->Condition()->Rejected(ReadingCondition::Reject::Length);
+      }
       break;
     }
     TakeReply(left.substr(kReplyNameStart, kReplyNameLength),
@@ -295,7 +305,13 @@ void KesSDProtocol::TakeReply(std::string_view name, std::string_view value,
                               AskedVariables& asked) {
   const auto pair = std::find_if(values_.begin(), values_.end(),
                                  [name](const Pair& known) { return known.name == name; });
-  if (pair == values_.end()) return;
+  const auto scale = myScale();
+  if (scale) scale->Condition()->FrameTaken();
+  if (pair == values_.end()) {
+    if (scale && IsCommandVariable(name)) scale->Condition()->CommandAnswered();
+    return;
+  }
+  if (scale && value.empty()) scale->Condition()->Trouble(ConditionReason::VariableUnknown);
   pair->value = value;
   const auto next = static_cast<std::size_t>(pair - values_.begin()) + 1;
   if (next >= kVariables || asked.test(next)) return;

@@ -307,6 +307,7 @@ SDAccessStatus SummitProtocol::WriteTag(const std::shared_ptr<SDTagInfo>& tag,
     return SDAccessStatus::WRONG_DATA_TYPE;
   }
   const bool sent = writeMessage_->MessageOK() && Send(*writeMessage_);
+  if (const auto scale = myScale(); scale && sent) ++scale->Condition()->Line()->total.commandsSent;
   return sent ? SDAccessStatus::RW_SUCCESS : SDAccessStatus::WRITE_FAILURE;
 }
 
@@ -345,6 +346,12 @@ bool SummitProtocol::Load(std::optional<KesMessage>& message, std::string_view b
   if (!message) message.emplace(site_->System().Locale());
   const std::int16_t length = message->LoadReply(bytes, static_cast<std::int32_t>(bytes.size()));
   const bool loaded = message->MessageOK();
+  if (const auto scale = myScale()) {
+    if (loaded)
+      scale->Condition()->FrameTaken();
+    else
+      scale->Condition()->Rejected(ReadingCondition::Reject::Parse);
+  }
   if (!loaded) ReportNoData();
   return length > 0;
 }
@@ -356,6 +363,12 @@ bool SummitProtocol::Names(const KesMessage& reply, const std::string& variable)
 
 void SummitProtocol::TakePollingReply(std::string_view bytes) {
   const bool hasData = Load(pollingMessage_, bytes);
+  const auto scale = myScale();
+  const bool isAnswer =
+      polledTag_ && pollingMessage_->MessageOK() && Names(*pollingMessage_, polledTag_->TagName());
+  if (scale && !hasData && isAnswer) {
+    scale->Condition()->Trouble(ConditionReason::VariableUnknown);
+  }
   if (pollingIndex_ >= 1 && hasData) FilePolledReply();
 }
 
@@ -371,6 +384,7 @@ void SummitProtocol::TakeReadReply(std::string_view bytes) {
 }
 
 void SummitProtocol::TakeWriteReply(std::string_view bytes) {
+  if (const auto scale = myScale()) scale->Condition()->CommandAnswered();
   Load(writeMessage_, bytes);
 }
 
@@ -484,6 +498,7 @@ void SummitProtocol::CompleteRound(const Turn& turn) {
     turn.scale->ErrorLED(false);
   });
   turn.scale->watchdog(false);
+  turn.scale->Condition()->Taken();
   if (!Holds(turn)) return;
   Attempt([&] {
     _SummitData& data = Required(turn.data);
@@ -497,6 +512,7 @@ void SummitProtocol::CompleteRound(const Turn& turn) {
 
 void SummitProtocol::FailRound() {
   EndRound();
+  if (const auto scale = myScale()) scale->Condition()->Trouble(ConditionReason::NotUnderstood);
   ReportNoData();
 }
 
@@ -527,6 +543,7 @@ void SummitProtocol::ReportNoData() {
 void SummitProtocol::myScaleActivityTimer_TimedOut() {
   const Turn turn = TakeTurn();
   EndRound();
+  if (turn.scale) turn.scale->Condition()->Rejected(ReadingCondition::Reject::Timeout);
   const auto isWatched = [&] {
     return turn.scale && turn.scale == myScale() && turn.scale->ScaleNumber() != 0;
   };

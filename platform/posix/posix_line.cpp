@@ -1,6 +1,7 @@
 #include "platform/posix/posix_line.hpp"
 
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <sys/epoll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -118,6 +119,17 @@ bool IsPseudoTerminal(const std::string& device) {
   return std::filesystem::canonical(device, error).string().starts_with("/dev/pts/");
 }
 
+/// What the driver has counted since it was loaded; nothing for drivers that do not count, such as
+/// that of pseudo-terminals.
+PortErrors DriverCounts(int line) {
+  serial_icounter_struct counts{};
+  if (::ioctl(line, TIOCGICOUNT, &counts) != 0) return {};
+  const auto number = [](int count) { return static_cast<std::uint32_t>(count); };
+  return {.parity = number(counts.parity),
+          .framing = number(counts.frame),
+          .overrun = number(counts.overrun) + number(counts.buf_overrun)};
+}
+
 /// Opens the device, for this program alone, and sets it up.
 OwnedFd OpenDevice(const std::string& device, const termios& state) {
   OwnedFd line(
@@ -144,6 +156,7 @@ class PosixLine final : public NativeLine {
   PosixLine(PosixMessageLoop& loop, OwnedFd line, Listener listener)
       : listener_(std::move(listener)),
         line_(std::move(line)),
+        before_(DriverCounts(line_.Get())),
         watch_(loop.WatchFd(line_.Get(), EPOLLIN,
                             [this](std::uint32_t events) { OnReady(events); })) {}
 
@@ -160,6 +173,16 @@ class PosixLine final : public NativeLine {
   }
   std::size_t Queued() const override { return queue_.size(); }
   void DiscardInput() override {}  // it gathers nothing: what the loop has not read is the system's
+  PortErrors Errors() override {
+    const PortErrors now = DriverCounts(line_.Get());
+    if (now.parity < before_.parity || now.framing < before_.framing ||
+        now.overrun < before_.overrun) {
+      return {};  // the device is gone, or the driver was loaded again
+    }
+    return {.parity = now.parity - before_.parity,
+            .framing = now.framing - before_.framing,
+            .overrun = now.overrun - before_.overrun};
+  }
 
  private:
   void OnReady(std::uint32_t events) {
@@ -193,6 +216,7 @@ class PosixLine final : public NativeLine {
   Listener listener_;
   std::string queue_;  ///< output that the device does not take yet
   OwnedFd line_;
+  PortErrors before_;  ///< counted before the line was opened
   PosixMessageLoop::Watch watch_;
 };
 

@@ -18,6 +18,8 @@ constexpr std::size_t kReadSize = 256;
 constexpr std::size_t kWriteSize = 1024;
 // Milliseconds to wait before the next read after one that returned nothing.
 constexpr DWORD kBackOff = 20;
+// Milliseconds between two questions for the errors of a line that receives.
+constexpr ULONGLONG kErrorPace = 100;
 
 /// An overlapped read or write and its event.
 struct Operation {
@@ -58,6 +60,7 @@ struct Win32Line::State : std::enable_shared_from_this<State> {
   std::string input;
   std::string queue;
   std::size_t sending = 0;  ///< bytes of the write under way
+  PortErrors errors;
 };
 
 /// The loop is not touched once the line is destroyed: its owner may end the loop then.
@@ -151,6 +154,7 @@ class Win32Line::Worker {
     if (!harmless) {
       error_ = code;
     } else if (count > 0) {
+      CountErrors();
       state_.Arrived({readBytes_.data(), count});
       BeginRead();
     } else {
@@ -164,6 +168,24 @@ class Win32Line::Worker {
   void CheckDevice() {
     DWORD lineErrors = 0;
     if (!ClearCommError(port_, &lineErrors, nullptr)) error_ = GetLastError();
+    Count(lineErrors);
+  }
+
+  /// The driver gathers the kinds of errors and no numbers, so it is asked now and then.
+  void CountErrors() {
+    const ULONGLONG now = GetTickCount64();
+    if (now - countedAt_ < kErrorPace) return;
+    countedAt_ = now;
+    DWORD lineErrors = 0;
+    if (ClearCommError(port_, &lineErrors, nullptr)) Count(lineErrors);
+  }
+
+  void Count(DWORD lineErrors) {
+    if (lineErrors == 0) return;
+    const std::lock_guard lock(state_.mutex);
+    if ((lineErrors & CE_RXPARITY) != 0) ++state_.errors.parity;
+    if ((lineErrors & CE_FRAME) != 0) ++state_.errors.framing;
+    if ((lineErrors & (CE_OVERRUN | CE_RXOVER)) != 0) ++state_.errors.overrun;
   }
 
   void BeginWrite() {
@@ -230,6 +252,7 @@ class Win32Line::Worker {
   std::array<char, kReadSize> readBytes_;
   std::string writeBytes_;
   DWORD error_ = 0;
+  ULONGLONG countedAt_ = 0;
 };
 
 Win32Line::Win32Line(MessageLoop& loop, Win32OpenPort port, Listener listener)
@@ -268,6 +291,11 @@ bool Win32Line::Send(std::string_view bytes) {
 void Win32Line::DiscardInput() {
   const std::lock_guard lock(state_->mutex);
   state_->input.clear();
+}
+
+PortErrors Win32Line::Errors() {
+  const std::lock_guard lock(state_->mutex);
+  return state_->errors;
 }
 
 std::string Win32Lines::DeviceOf(std::int16_t port) const {

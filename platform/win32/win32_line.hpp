@@ -27,6 +27,7 @@ class Win32Line final : public NativeLine {
   bool Send(std::string_view bytes) override;
   std::size_t Queued() const override;
   void DiscardInput() override;
+  PortErrors Errors() override;
 
  private:
   struct State;

@@ -42,6 +42,10 @@ TEST(MonitorView, DrawsTheTableTheNewestEventsAndThePrompt) {
             "  # Alias      Gross       Net Un  State        ");
   EXPECT_EQ(DrawMonitor(snapshot, {30, 9}).lines[1], "  #       Net State        ");
 
+  snapshot.rows[0].reading.quality = Quality::Stale;
+  EXPECT_EQ(DrawMonitor(snapshot, {50, 9}).lines[2],
+            "  1 Br\u00FCcke   (133.4)   (123.4) kg  stale motion ");
+
   snapshot.title = "a\x1b[2J";
   snapshot.rows[0].alias = "b\nc";
   snapshot.events = {"d\re"};

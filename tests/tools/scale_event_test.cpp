@@ -77,6 +77,22 @@ TEST(ScaleEventJson, HasTheNamesOfThePublishedMembersAndCanBeReadBack) {
     read->time = Sample(c.kind).time;
     EXPECT_EQ(EventJson(*read), line);
   }
+  ScaleEvent condition = Sample(Kind::Condition);
+  condition.reading.quality = Quality::Stale;
+  condition.reading.reason = "NoByte";
+  condition.reading.conditionWords = "no byte for 12 s";
+  condition.reading.age = 12'345;
+  condition.counters.frames = 7;
+  const std::string line = EventJson(condition);
+  EXPECT_THAT(line, HasSubstr(R"("quality":"stale","reason":"no byte for 12 s",)"
+                              R"("reasonCode":"NoByte","ageMs":12345,)"));
+  EXPECT_THAT(line, HasSubstr(R"("frames":7,)"));
+  auto again = EventOfJson(line);
+  ASSERT_TRUE(again);
+  again->time = condition.time;
+  EXPECT_EQ(EventJson(*again), line);
+  EXPECT_THAT(EventText(condition),
+              EndsWith("scale 3 (Line 3): condition stale: no byte for 12 s"));
   ScaleEvent info = Sample(Kind::InfoMessage);
   info.scale = 0;
   EXPECT_THAT(EventJson(info), HasSubstr(R"("event":"InfoMessage","message":"bad)"));

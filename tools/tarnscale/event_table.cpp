@@ -75,6 +75,9 @@ void EventTable::HandleEvent(const ScaleEvent& event) {
       row.activityLed = event.activityLed;
       row.errorLed = event.errorLed;
       return;
+    case Kind::Condition:
+      row.reading.quality = event.reading.quality;
+      return Note(EventWords(event));
     case Kind::NewDataReady:
     case Kind::Variables:
       slot->rate.Count();

@@ -39,6 +39,8 @@ void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
   if (selection.readingsOnly) return;
   onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
   subscriptions_.push_back(
+      scale.Condition()->Changed.Subscribe([this, &scale] { TellCondition(scale); }));
+  subscriptions_.push_back(
       scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
   subscriptions_.push_back(
       scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
@@ -75,13 +77,22 @@ ScaleEvent EventWatch::EventOf(Kind kind, const TarnScale& scale) const {
 
 void EventWatch::TellReading(Kind kind, const TarnScale& scale) {
   ScaleEvent event = EventOf(kind, scale);
-  event.reading = ReadingOf(*scale.WeightData());
+  event.reading = ReadingOf(scale);
   sink_(event);
 }
 
 void EventWatch::TellPrint(const TarnScale& scale) {
   ScaleEvent event = EventOf(Kind::PrintRecord, scale);
   event.reading = ReadingOf(*scale.PrintData());
+  sink_(event);
+}
+
+void EventWatch::TellCondition(const TarnScale& scale) {
+  ScaleEvent event = EventOf(Kind::Condition, scale);
+  event.reading = ReadingOf(scale);
+  event.readingsPerSecond = scale.Condition()->Present().readingsPerSecond;
+  event.counters = scale.Condition()->Counters(false);
+  event.lastError = scale.Condition()->Line()->LastError();
   sink_(event);
 }
 

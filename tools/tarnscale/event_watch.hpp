@@ -30,6 +30,7 @@ class EventWatch {
   void WatchVariables(TarnScale& scale);
   void TellReading(ScaleEvent::Kind kind, const TarnScale& scale);
   void TellPrint(const TarnScale& scale);
+  void TellCondition(const TarnScale& scale);
   void TellRecord(const TarnScale& scale);
   void TellVariables(const TarnScale& scale, std::vector<Field>& former);
   void TellStatus(ScaleEvent::Kind kind, const TarnScale& scale);

@@ -35,6 +35,40 @@ void VisitFlags(SomeReading& reading, Visit visit) {
   visit("noDataError", reading.noData);
 }
 
+/// With the words for people, since they say what to do; the word for programs is beside them.
+void AddCondition(Json& json, const Reading& reading) {
+  if (!reading.quality) return;
+  json["quality"] = QualityName(*reading.quality);
+  json["reason"] = reading.conditionWords;
+  json["reasonCode"] = reading.reason;
+  json["ageMs"] = reading.age ? Json(static_cast<std::int64_t>(*reading.age)) : Json();
+}
+
+void AddCounters(Json& json, const ScaleEvent& event) {
+  json["readingsPerSecond"] = event.readingsPerSecond;
+  for (const LineCounterRow& row : kLineCounters) {
+    json["counters"][std::string(row.name)] = event.counters.*row.member;
+  }
+  json["lastError"] = event.lastError;
+}
+
+/// Without a condition, where the program that wrote the line did not know it.
+void TakeCondition(const Json& json, ScaleEvent& event) {
+  Reading& reading = event.reading;
+  reading.quality = QualityNamed(json.value("quality", std::string()));
+  reading.conditionWords = json.value("reason", std::string());
+  reading.reason = json.value("reasonCode", std::string());
+  if (const auto age = json.find("ageMs"); age != json.end() && age->is_number()) {
+    reading.age = age->get<double>();
+  }
+  event.readingsPerSecond = json.value("readingsPerSecond", 0.0);
+  event.lastError = json.value("lastError", std::string());
+  const Json counters = json.value("counters", Json::object());
+  for (const LineCounterRow& row : kLineCounters) {
+    event.counters.*row.member = counters.value(std::string(row.name), std::uint64_t{0});
+  }
+}
+
 /// In the order of the record; names may occur twice.
 void AddFields(Json& json, const ScaleEvent& event) {
   json["fields"] = Json::array();
@@ -80,6 +114,8 @@ std::string EventJson(const ScaleEvent& event) {
   const auto add = [&json](const char* name, const auto& value) { json[name] = value; };
   if (event.HasWeights()) VisitWeights(event.reading, add);
   if (event.HasWeights() && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
+  if (event.kind != Kind::PrintRecord) AddCondition(json, event.reading);
+  if (event.kind == Kind::Condition) AddCounters(json, event);
   if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
   if (event.kind == Kind::NewStatus) {
     json["activityLED"] = event.activityLed;
@@ -109,6 +145,7 @@ std::optional<ScaleEvent> EventOfJson(std::string_view line) {
     take("alias", event.alias);
     VisitWeights(event.reading, take);
     VisitFlags(event.reading, take);
+    TakeCondition(json, event);
     take("activityLED", event.activityLed);
     take("errorLED", event.errorLed);
     take("message", event.message);

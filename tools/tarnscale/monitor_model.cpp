@@ -79,7 +79,12 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
   row.connection = ConnectionText(scale);
   row.protocol = ProtocolText(scale);
   row.activityLed = scale.ActivityLED();
-  row.reading = slot.reading && KeepsWeight(scale) ? *slot.reading : ReadingOf(*scale.WeightData());
+  row.reading = ReadingOf(scale);
+  if (slot.reading && KeepsWeight(scale)) {
+    const Reading condition = row.reading;
+    row.reading = *slot.reading;
+    row.reading.quality = condition.quality;
+  }
   row.errorLed = scale.ErrorLED();
   row.readingsPerSecond = slot.rate.PerSecond();
   if (scale.Disabled())
@@ -113,6 +118,7 @@ void MonitorModel::HandleEvent(const ScaleEvent& event) {
     case Kind::CommLossError:
     case Kind::InfoMessage:
     case Kind::StartFailure:
+    case Kind::Condition:
       return Note(EventWords(event));
     default:
       return;  // the table shows it
@@ -129,6 +135,7 @@ void MonitorModel::TakeReading(const ScaleEvent& event) {
 /// of the flags is reported with the reading, once.
 void MonitorModel::NoteStateChange(Slot& slot, const ScaleEvent& event) {
   Reading reading = event.reading;
+  reading.quality.reset();  // it has an event of its own
   if (KeepsWeight(*slot.scale)) {
     if (reading.net == kNoDataText) return;
     reading.noData = false;

@@ -42,14 +42,22 @@ std::string Rate(const MonitorRow& row) {
   return rounded == 0 ? "" : FormatNumber(rounded, "0.0");
 }
 
+/// In parentheses where it is not live: an old weight must never be taken for the present one.
+std::string Shown(const MonitorRow& row, const std::string& weight) {
+  const bool isText = weight.empty() || weight == kNoDataText || weight == "N/A";
+  return isText || !row.reading.IsOld() ? weight : "(" + weight + ")";
+}
+
 constexpr std::array kColumns = {
     Column{"#", 2, Align::Right, 10, [](const MonitorRow& r) { return std::to_string(r.number); }},
     Column{"Alias", kShortestAlias, Align::Left, 8, [](const MonitorRow& r) { return r.alias; }},
     Column{"Connection", 18, Align::Left, 2, [](const MonitorRow& r) { return r.connection; }},
     Column{"Protocol", 21, Align::Left, 1, [](const MonitorRow& r) { return r.protocol; }},
-    Column{"Gross", 9, Align::Right, 6, [](const MonitorRow& r) { return r.reading.gross; }},
-    Column{"Tare", 9, Align::Right, 5, [](const MonitorRow& r) { return r.reading.tare; }},
-    Column{"Net", 9, Align::Right, 9, [](const MonitorRow& r) { return r.reading.net; }},
+    Column{"Gross", 9, Align::Right, 6,
+           [](const MonitorRow& r) { return Shown(r, r.reading.gross); }},
+    Column{"Tare", 9, Align::Right, 5,
+           [](const MonitorRow& r) { return Shown(r, r.reading.tare); }},
+    Column{"Net", 9, Align::Right, 9, [](const MonitorRow& r) { return Shown(r, r.reading.net); }},
     Column{"Un", 3, Align::Left, 7, [](const MonitorRow& r) { return r.reading.units; }},
     Column{"State", 13, Align::Left, 9, State},
     Column{"Lamps", 7, Align::Left, 4, Lamps},

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "tools/tarnscale/display_text.hpp"
 
@@ -32,6 +33,7 @@ constexpr std::array kKinds = {
     KindNames{Kind::InfoMessage, "InfoMessage", "info"},
     KindNames{Kind::StartFailure, "StartFailure", "not started"},
     KindNames{Kind::Lost, "Lost", "lost"},
+    KindNames{Kind::Condition, "Condition", "condition"},
 };
 
 const KindNames& NamesOf(Kind kind) {
@@ -54,6 +56,12 @@ std::string LostText(const ScaleEvent& event) {
          " other events, since the output was not read in time";
 }
 
+std::string ConditionText(const Reading& reading) {
+  const std::string_view quality = reading.quality ? QualityName(*reading.quality) : "unknown";
+  const std::string words = Printable(reading.conditionWords);
+  return std::string(quality) + (words.empty() ? "" : ": " + words);
+}
+
 std::string Details(const ScaleEvent& event) {
   if (event.HasWeights()) {
     const std::string state = StateText(event.reading);
@@ -70,6 +78,8 @@ std::string Details(const ScaleEvent& event) {
       return Printable(event.message);
     case Kind::Lost:
       return LostText(event);
+    case Kind::Condition:
+      return ConditionText(event.reading);
     default:
       return {};
   }
@@ -106,6 +116,16 @@ Reading ReadingOf(const WeightData& record) {
           .outOfRange = record.OutOfRange(),
           .inNetMode = record.InNetMode(),
           .noData = record.NoDataError()};
+}
+
+Reading ReadingOf(const TarnScale& scale) {
+  Reading reading = ReadingOf(*scale.WeightData());
+  Condition condition = scale.Condition()->Present();
+  reading.quality = condition.quality;
+  if (condition.reason != ConditionReason::None) reading.reason = ReasonName(condition.reason);
+  reading.conditionWords = std::move(condition.words);
+  reading.age = condition.age;
+  return reading;
 }
 
 Reading ReadingOf(const PrintData& record) {
@@ -152,6 +172,7 @@ std::string StateText(const Reading& reading) {
     if (!text.empty()) text += ' ';
     text += word;
   };
+  if (reading.IsOld()) add(true, QualityName(*reading.quality));
   add(reading.noData, "no-data");
   add(reading.outOfRange, "range");
   add(reading.motion, "motion");

@@ -9,9 +9,12 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/line_record.hpp"
+#include "scale/condition.hpp"
 #include "scale/named_value.hpp"
 #include "scale/print_data.hpp"
 #include "scale/tarn_record_template_data.hpp"
+#include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
 
 namespace tarn::tool {
@@ -33,14 +36,24 @@ struct Reading {
   bool outOfRange = false;
   bool inNetMode = false;
   bool noData = false;
+  // How good it is; nothing in what other programs wrote without it, and in a print record.
+  std::optional<Quality> quality{};
+  std::string reason{};          ///< the reason's word for programs; empty while all is well
+  std::string conditionWords{};  ///< what is the matter and what to do
+  std::optional<double> age{};   ///< milliseconds
+
+  /// Whether the weights must not be taken for live ones.
+  bool IsOld() const { return quality && *quality != Quality::Good; }
 };
 
 Reading ReadingOf(const WeightData& record);
+/// The weights of the scale and their condition.
+Reading ReadingOf(const TarnScale& scale);
 Reading ReadingOf(const PrintData& record);
 
 /// "gross 133.4 tare 10.0 net 123.4 kg".
 std::string WeightsText(const Reading& reading);
-/// The flags that are set, as words: "motion net".
+/// The flags that are set, and the quality unless it is good, as words: "stale motion net".
 std::string StateText(const Reading& reading);
 
 /// One field of a template record, or one value of the terminal's variables.
@@ -64,7 +77,8 @@ struct ScaleEvent {
     ScaleConfigurationChange,
     InfoMessage,
     StartFailure,
-    Lost,  ///< events that a slow reader of the output has missed
+    Lost,       ///< events that a slow reader of the output has missed
+    Condition,  ///< quality or reason have changed
   };
 
   Kind kind = Kind::NewWeight;
@@ -77,6 +91,9 @@ struct ScaleEvent {
   bool errorLed = false;
   std::string message;  ///< of InfoMessage and StartFailure
   std::int32_t style = 0;
+  double readingsPerSecond = 0;  ///< of Condition
+  LineCounters counters;         ///< of Condition, since the start
+  std::string lastError;         ///< of Condition: of the line
   std::uint64_t lostReadings = 0;
   std::uint64_t lostEvents = 0;
 
