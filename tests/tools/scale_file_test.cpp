@@ -86,15 +86,17 @@ TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
           "protocol=continuous", "type=short"});
   EXPECT_EQ(Shown(),
             "scale 3: COM2 9600,e,7,1.5, continuous short\n  alias=\"Line ?[2J3\"\n  enabled=no\n"
-            "  rate=0.5\n  timeout=0\n  connection=serial\n  port=2\n  baud=9600\n  parity=even\n"
+            "  rate=0.5\n  timeout=0\n  corrected=no\n  connection=serial\n  port=2\n  baud=9600\n "
+            " parity=even\n"
             "  databits=7\n  stopbits=1.5\n  bidirectional=no\n  reconnect=no\n"
             "  protocol=continuous\n  type=TarnContinuousShort\n");
-  EXPECT_EQ(ShownJson()[0].dump(),
-            R"({"alias":"Line \u001b[2J3","connection":{"baud":9600,"bidirectional":false,)"
-            R"("class":"SerialConnection","databits":7,"parity":"even","port":2,)"
-            R"("reconnect":false,"stopbits":1.5},"enabled":false,"protocol":{"class":)"
-            R"("TarnContinuousProtocol","type":"TarnContinuousShort"},"rate":0.5,"scale":3,)"
-            R"("timeout":0})");
+  EXPECT_EQ(
+      ShownJson()[0].dump(),
+      R"({"alias":"Line \u001b[2J3","connection":{"baud":9600,"bidirectional":false,)"
+      R"("class":"SerialConnection","databits":7,"parity":"even","port":2,)"
+      R"("reconnect":false,"stopbits":1.5},"corrected":false,"enabled":false,"protocol":{"class":)"
+      R"("TarnContinuousProtocol","type":"TarnContinuousShort"},"rate":0.5,"scale":3,)"
+      R"("timeout":0})");
 }
 
 }  // namespace
