@@ -15,6 +15,7 @@ struct RunOptions {
   bool readingsOnly = false;
   bool updates = false;
   std::optional<double> seconds;  ///< when given, the command ends after this time
+  std::string capture;            ///< the folder for captures of all lines; none when empty
 };
 int RunCommand(Program& program, const RunOptions& options);
 
@@ -22,6 +23,7 @@ struct MonitorOptions {
   bool all = false;
   int interval = 200;  ///< milliseconds between two drawings at least
   std::optional<double> seconds;
+  std::string capture;  ///< as that of run
 };
 int MonitorCommand(Program& program, const MonitorOptions& options);
 
@@ -53,5 +55,15 @@ struct SendOptions {
   double wait = 5;  ///< seconds to wait for a print record
 };
 int SendCommand(Program& program, const SendOptions& options);
+
+struct ReplayCommandOptions {
+  std::vector<std::string> settings;
+  int cut = 0;  ///< bytes of a piece; 0 for the pieces of the capture
+  bool everyCut = false;
+  bool fast = false;
+  bool json = false;
+};
+/// The file of the common options is the capture.
+int ReplayCommand(Program& program, const ReplayCommandOptions& options);
 
 }  // namespace tarn::tool

@@ -22,15 +22,17 @@ struct Options {
   ShowOptions show;
   SetOptions set;
   SendOptions send;
+  ReplayCommandOptions replay;
 };
 
 /// Adds a command that has the options `own` and calls `run`.
 template <class Own>
 Command& AddCommand(CommandLine& line, Options& options, const char* name, const char* description,
-                    Own Options::*own, int (*run)(Program&, const Own&)) {
+                    Own Options::*own, int (*run)(Program&, const Own&),
+                    const char* file = "The settings file") {
   Command& command = line.Add(name, description);
   CommonOptions& common = options.common;
-  command.Add("FILE", common.file, "The settings file").Required();
+  command.Add("FILE", common.file, file).Required();
   command.Group("Options of all commands");
   command
       .Add("--port", common.ports,
@@ -63,6 +65,14 @@ void AddSeconds(Command& command, std::optional<double>& seconds) {
   command.Add("--for", seconds, "Ends after this many seconds").Range(0.001, 2e6).Value("SECONDS");
 }
 
+void AddCapture(Command& command, std::string& folder) {
+  command
+      .Add("--capture", folder,
+           "Writes what each line brings and takes into this folder, a file a scale, for replay; "
+           "the files grow until it ends")
+      .Value("FOLDER");
+}
+
 void AddDrawing(Command& command, int& interval) {
   command.Add("--interval", interval, "Milliseconds between two drawings")
       .Range(20, 60000)
@@ -86,6 +96,7 @@ void AddRun(CommandLine& line, Options& options) {
   command.Flag("--updates", options.run.updates,
                "Prints the paced updates too, for scales that have a rate");
   AddSeconds(command, options.run.seconds);
+  AddCapture(command, options.run.capture);
   command.Footer(
       "Events in JSON: NewWeight, StatusChange, PrintRecord, NewStatus (the lamps), UpdateWeight,\n"
       "NewDataReady and TimeoutError (records of fields), Variables and CommLossError (variables "
@@ -106,6 +117,7 @@ void AddMonitor(CommandLine& line, Options& options) {
   command.Flag("--all", options.monitor.all, "All 32 scales, not only the configured ones");
   AddDrawing(command, options.monitor.interval);
   AddSeconds(command, options.monitor.seconds);
+  AddCapture(command, options.monitor.capture);
   std::string keys = "Keys: Up/Down or k/j select a scale";
   for (const ScaleCommand& c : ScaleCommands())
     keys += std::string("\n  ") + c.key + "  " + std::string(c.help);
@@ -186,6 +198,29 @@ void AddSend(CommandLine& line, Options& options) {
                  "  tarnscale send plant.scl 1 SetTare 12.5");
 }
 
+void AddReplay(CommandLine& line, Options& options) {
+  Command& command = AddCommand(
+      line, options, "replay", "Feeds a captured line through its protocol and prints what happens",
+      &Options::replay, ReplayCommand, "The capture, as run --capture writes it");
+  command.Add("KEY=VALUE", options.replay.settings,
+              "Settings in place of the captured ones, as those of set");
+  command.Add("--cut", options.replay.cut, "Serial lines and TCP bring pieces of N bytes")
+      .Range(1, 65536)
+      .Value("N");
+  command
+      .Flag("--every-cut", options.replay.everyCut,
+            "Replays once for each place at which a piece can be cut, and says whether the events "
+            "stay the same")
+      .Without("--cut");
+  command.Flag("--fast", options.replay.fast, "Does not wait between the pieces");
+  command.Flag("--json", options.replay.json,
+               "One JSON object a line; its times begin with the capture");
+  command.Footer(
+      "No line is opened and nothing is sent. The status is 1 where a cut changes the events.\n\n"
+      "Example:\n"
+      "  tarnscale replay scale01-20260601T123456.capture type=short --fast");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -197,5 +232,6 @@ int main(int argc, char** argv) {
   AddShow(line, options);
   AddSet(line, options);
   AddSend(line, options);
+  AddReplay(line, options);
   return line.Main(argc, argv);
 }

@@ -19,6 +19,7 @@ namespace {
 void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& server,
              LineWriter& writer) {
   const std::string& file = program.Options().file;
+  const auto capture = CaptureLines(program, server, options.capture);
   MonitorModel model(program.Host().Loop(), server,
                      {.title = "tarnscale " + file, .all = options.all},
                      std::chrono::system_clock::now);
@@ -35,7 +36,8 @@ void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& s
 
 int MonitorCommand(Program& program, const MonitorOptions& options) {
   if (!program.Output().IsTerminal()) {
-    return RunCommand(program, {.readingsOnly = true, .seconds = options.seconds});
+    return RunCommand(
+        program, {.readingsOnly = true, .seconds = options.seconds, .capture = options.capture});
   }
   auto connection = program.StartServer();
   LineWriter writer([&program](std::string_view bytes) { program.Output().Write(bytes); });

@@ -38,6 +38,7 @@ void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions&
 
 int RunScales(Program& program, const RunOptions& options, TarnScaleServer& server,
               EventOutput& output) {
+  const auto capture = CaptureLines(program, server, options.capture);
   ReportFailures(program, server, options, output);
   const std::string reason = WhyNothingRuns(server, program.Options().file);
   if (!reason.empty()) {

@@ -1,9 +1,12 @@
 // The scales of a server that this program runs.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "server/tarn_scale_server.hpp"
+#include "tools/tarnscale/line_tape.hpp"
+#include "tools/tarnscale/program.hpp"
 
 namespace tarn::tool {
 
@@ -13,5 +16,10 @@ std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file);
 /// From now on links that break are connected again, whatever the settings file says, since nobody
 /// may be there to restart the scales.
 void KeepConnected(TarnScaleServer& server);
+
+/// Captures the lines of the server, which outlives the result, into that folder; with an empty one
+/// only what they bring before an error, into the program's own folder.
+std::unique_ptr<LineCapture> CaptureLines(Program& program, TarnScaleServer& server,
+                                          const std::string& folder);
 
 }  // namespace tarn::tool
