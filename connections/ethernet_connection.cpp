@@ -16,7 +16,7 @@ constexpr std::string_view kSocketCodes = "123456789abcdefghijklmnopqrstuvw";
 EthernetConnection::EthernetConnection(ScaleSite& site)
     : host_(site.System()),
       reconnector_(
-          host_, [this] { Open(); }, [this] { return LinkName(*this, ipAddress_); }) {}
+          host_, *this, [this] { Open(); }, [this] { return ipAddress_; }) {}
 
 void EthernetConnection::InitProperties() {
   IPAddress("0.0.0.0");
@@ -133,8 +133,8 @@ void EthernetConnection::OnError(std::int32_t number, const std::string& descrip
 }
 
 void EthernetConnection::Broken(const std::string& what) {
-  reconnector_.Trace(what);
-  if (!IsTcp()) return;
+  if (!IsTcp()) return reconnector_.Trace(ipAddress_ + ": " + what);
+  reconnector_.TraceBreak(ipAddress_ + ": " + what);
   host_.Loop().Post([weak = weak_from_this()] {
     if (const auto connection = weak.lock()) connection->EndBroken();
   });

@@ -61,6 +61,7 @@ class EthernetConnection final : public _Connection,
   void Disconnect() override;
   bool AutoReconnect() const override { return reconnector_.Enabled(); }
   void AutoReconnect(bool value) override;
+  bool KeepTrying(const AutomationError& error) override { return reconnector_.KeepTrying(error); }
   bool CheckSender() const override { return checkSender_; }
   void CheckSender(bool value) override;
   void Replaced() override { Disconnect(); }

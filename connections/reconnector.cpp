@@ -1,21 +1,31 @@
 #include "connections/reconnector.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
-#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 
 namespace tarn {
 
-std::string LinkName(const ScalePart& connection, const std::string& device) {
-  const auto scale = connection.ServedScale();
-  return (scale ? "Scale " + std::to_string(scale->ScaleNumber()) : "No scale") + ", " + device;
+Reconnector::Reconnector(Host& host, const ScalePart& link, std::function<void()> connect,
+                         std::function<std::string()> device)
+    : host_(host), link_(link), connect_(std::move(connect)), device_(std::move(device)) {}
+
+void Reconnector::Trace(const std::string& what) const {
+  const auto scale = link_.ServedScale();
+  host_.Trace((scale ? scale->Title() : "No scale") + ": " + what);
 }
 
-Reconnector::Reconnector(Host& host, std::function<void()> connect,
-                         std::function<std::string()> name)
-    : host_(host), connect_(std::move(connect)), name_(std::move(name)) {}
+void Reconnector::TraceBreak(const std::string& what) const {
+  Trace(what + NextTry());
+}
+
+std::string Reconnector::NextTry() const {
+  constexpr std::int32_t kSecond = 1000;
+  if (!enabled_ || !wanted_) return {};
+  return "; next try in " + std::to_string(pause_ / kSecond) + " s";
+}
 
 void Reconnector::Enabled(bool enabled) {
   enabled_ = enabled;
@@ -33,8 +43,15 @@ void Reconnector::Broken() {
   Schedule();
 }
 
+bool Reconnector::KeepTrying(const AutomationError& error) {
+  if (!enabled_ || error.Number() == ErrorNumber::InvalidPropertyValue) return false;
+  wanted_ = true;
+  Broken();
+  return true;
+}
+
 void Reconnector::Restored() {
-  if (std::exchange(broken_, false) && enabled_) Trace("connected again");
+  if (std::exchange(broken_, false) && enabled_ && wanted_) Trace(device_() + " is connected");
   pause_ = kFirstPause;
   Schedule();
 }
@@ -56,7 +73,12 @@ void Reconnector::Schedule() {
 void Reconnector::Try() {
   timer_->Enabled(false);
   pause_ = std::min(2 * pause_, kLongestPause);
-  if (!Attempt(host_, name_() + ": no connection yet", connect_)) Broken();
+  try {
+    connect_();
+  } catch (const std::exception& error) {
+    TraceBreak(std::string("no connection yet: ") + error.what());
+    Broken();
+  }
 }
 
 }  // namespace tarn

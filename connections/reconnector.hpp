@@ -22,14 +22,11 @@ class ReconnectingConnection {
 
   /// Whether a link that breaks between Connect and Disconnect is connected again. Attempts follow
   /// after pauses of 1 s growing to 30 s, until one succeeds or Disconnect is called. Off by
-  /// default. A Connect that fails is not retried: its error propagates to the caller. Saved as
-  /// "AutoReconnect".
+  /// default. A Connect that fails is not retried but for a start that nobody watches
+  /// (TarnScale::RunUnattended): its error propagates to the caller. Saved as "AutoReconnect".
   virtual bool AutoReconnect() const = 0;
   virtual void AutoReconnect(bool value) = 0;
 };
-
-/// How traces name a link: its scale, and the port or address.
-std::string LinkName(const ScalePart& connection, const std::string& device);
 
 class Reconnector {
  public:
@@ -37,8 +34,9 @@ class Reconnector {
   static constexpr std::int32_t kLongestPause = 30000;  // milliseconds
 
   /// `connect` makes one attempt; when it throws, the error is traced and the link counts as broken
-  /// again. `name` returns the name of the link for traces.
-  Reconnector(Host& host, std::function<void()> connect, std::function<std::string()> name);
+  /// again. `device` returns the name of the port or address for traces. The link owns this object.
+  Reconnector(Host& host, const ScalePart& link, std::function<void()> connect,
+              std::function<std::string()> device);
 
   bool Enabled() const { return enabled_; }
   void Enabled(bool enabled);
@@ -47,15 +45,23 @@ class Reconnector {
   void Wanted(bool wanted);
   void Broken();
   void Restored();
-  void Trace(const std::string& what) const { host_.Trace(name_() + ": " + what); }
+  /// For a Connect that failed: the link is wanted and broken from now on. False where it does not
+  /// reconnect, and for settings that no further attempt would make right.
+  bool KeepTrying(const AutomationError& error);
+  /// Traces one line about the link, with the scale in front.
+  void Trace(const std::string& what) const;
+  /// As Trace, for a link that breaks: says when the next attempt is, where there is one.
+  void TraceBreak(const std::string& what) const;
 
  private:
   void Schedule();
   void Try();
+  std::string NextTry() const;
 
   Host& host_;
+  const ScalePart& link_;
   std::function<void()> connect_;
-  std::function<std::string()> name_;
+  std::function<std::string()> device_;
   bool enabled_ = false;
   bool wanted_ = false;
   bool broken_ = false;

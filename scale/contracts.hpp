@@ -10,6 +10,7 @@
 #include <memory>
 #include <string_view>
 
+#include "base/automation_error.hpp"
 #include "base/persistable.hpp"
 #include "scale/enumerations.hpp"
 
@@ -44,6 +45,10 @@ class _Connection : public ScalePart {
   virtual void Disconnect() = 0;
   /// Errors of the port or socket reach the caller.
   virtual void Connect() = 0;
+
+  /// Called after Connect has failed with this error, at a start that nobody watches. Returns true
+  /// where the connection will try again by itself until Disconnect. Not published.
+  virtual bool KeepTrying(const AutomationError& /*error*/) { return false; }
 };
 
 /// The contract's own implementation, which connects nothing.

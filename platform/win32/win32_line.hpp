@@ -47,6 +47,7 @@ class Win32Lines final : public LineSystem {
   /// Names more devices; a port that has one already keeps it.
   void Name(std::map<int, std::string> devices) { deviceNames_.merge(devices); }
   std::string DeviceOf(std::int16_t port) const override;
+  bool IsNamed(std::int16_t port) const override { return deviceNames_.contains(port); }
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;
 
