@@ -118,6 +118,8 @@ class _Protocol : public ScalePart {
   /// Why a command would have no effect, in words that follow "it cannot be given: "; empty where
   /// it works.
   virtual std::string_view CommandHindrance(OperatorCommand /*command*/) const { return {}; }
+  /// Whether it can read a terminal over such a connection.
+  virtual bool WorksOver(ConnectionType /*type*/) const { return true; }
   /// Whether a command is sent only when the next reading arrives, and is forgotten without one.
   virtual bool CommandsFollowReadings() const { return false; }
   /// Whether every reading is followed by the no-data state, so that the latest one stands for as

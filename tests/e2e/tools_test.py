@@ -178,7 +178,7 @@ class ToolsTest(unittest.TestCase):
         self.assertIn("0.00", printed.stdout)
         self.assertTrue(log.read_bytes().endswith(b',50,50,0,"kg"\r\n'))
         self.run_tool("set", self.file, 1, "bidirectional=no", *self.common)
-        refused = self.run_tool("send", self.file, 1, "Z", *options, status=1)
+        refused = self.run_tool("send", self.file, 1, "Z", *options, status=4)
         self.assertIn("bidirectional", refused.stderr)
 
     def test_every_dialect_reaches_the_host(self):
@@ -224,7 +224,7 @@ class ToolsTest(unittest.TestCase):
                 self.assertIn(f"net {net} kg", told, f"{kind} {command}")
         for noted in ("command TA 12.5 kg", "command @", "command T", "command Z"):
             terminal.wait_for(lambda line: line.endswith(noted), noted)
-        self.run_tool("send", self.file, 1, "P", *options, status=1)
+        self.run_tool("send", self.file, 1, "P", *options, status=4)
 
     def test_an_unplugged_line_shows_as_silence_costs_no_other_and_comes_back_by_itself(self):
         # Longer away than the first pause, so that tries fail in between.
@@ -255,15 +255,14 @@ class ToolsTest(unittest.TestCase):
         self.configure(3, "port=2")
         server = self.server(1, 2)
         server.wait_for_event(lambda e: e.get("scale") == 2 and e.get("netValue") == 20, "weight")
-        second = self.run_tool("run", self.file, *self.common, *self.ports(1, 2), status=1)
-        self.assertIn("port 2", second.stderr, "another program holds it")
+        second = self.run_tool("run", self.file, "--for", "1", *self.common, *self.ports(1, 2))
+        self.assertIn(f"({self.line(2)}) is in use by tarnscale (process", second.stderr)
         self.assertEqual(server.end(signal.SIGTERM), 0)
         failures = "\n".join(server.errors)
-        self.assertIn("scale 1 (Line 1)", failures)
-        self.assertIn("scale 3 (Line 3)", failures)
-        nothing = self.run_tool("run", self.file, "--port", "1=/nowhere", "--port", "2=/nowhere",
-                                *self.common, status=1)
-        self.assertIn("no scale", nothing.stderr)
+        self.assertIn("Scale 1 (Line 1)", failures)
+        self.assertIn("Scale 3 (Line 3)", failures)
+        nothing = self.run_tool("run", self.file, "--scale", "4", *self.common, status=1)
+        self.assertIn("none of these scales", nothing.stderr)
 
     def test_monitor_without_a_terminal_prints_readings_and_ends_by_itself(self):
         self.terminal(1, "--load", "load 20")

@@ -18,16 +18,16 @@ namespace {
 
 void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& server,
              LineWriter& writer) {
+  StartScales(server);
   const std::string& file = program.Options().file;
   MonitorModel model(program.Host().Loop(), server,
                      {.title = "tarnscale " + file, .all = options.all},
                      std::chrono::system_clock::now);
   if (model.RowCount() == 0) {
     throw Failure("no scale of '" + Printable(file) +
-                  "' is configured: configure one with tarnscale set, or see all with --all");
+                  "' is set up: set one up with tarnscale set, or see all with --all");
   }
   const LiveScreen screen(program, model, writer, options.interval);
-  KeepConnected(server);
   RunLoop(program, options.seconds);
 }
 
