@@ -37,7 +37,7 @@ void AppendNumber(std::string& bytes, Number value) {
 }
 
 [[noreturn]] void Malformed(const std::string& why) {
-  throw AutomationError(ErrorNumber::InvalidFileFormat, "Malformed property bag: " + why);
+  throw AutomationError(ErrorNumber::InvalidFileFormat, "The settings are damaged: " + why);
 }
 
 /// The bytes that are left to read; can only shrink.

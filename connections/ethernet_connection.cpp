@@ -158,8 +158,8 @@ void EthernetConnection::OnError(std::int32_t number, const std::string& descrip
 }
 
 void EthernetConnection::Broken(const std::string& what, ConditionReason why) {
-  reconnector_.Trace(what);
-  if (!IsTcp()) return;
+  if (!IsTcp()) return reconnector_.TraceFailure(ipAddress_ + ": " + what);
+  reconnector_.TraceBreak(ipAddress_ + ": " + what);
   host_.Loop().Post([weak = weak_from_this(), why] {
     if (const auto connection = weak.lock()) connection->EndBroken(why);
   });

@@ -62,6 +62,7 @@ class EthernetConnection final : public _Connection,
   bool AutoReconnect() const override { return reconnector_.Enabled(); }
   void AutoReconnect(bool value) override;
   LinkState Link() const override;
+  bool KeepTrying(const AutomationError& error) override { return reconnector_.KeepTrying(error); }
   bool CheckSender() const override { return checkSender_; }
   void CheckSender(bool value) override;
   void Replaced() override { Disconnect(); }

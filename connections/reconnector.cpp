@@ -1,9 +1,9 @@
 #include "connections/reconnector.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
-#include "platform/attempt.hpp"
 #include "scale/tarn_scale.hpp"
 
 namespace tarn {
@@ -20,14 +20,21 @@ Reconnector::Reconnector(Host& host, const ScalePart& connection, std::function<
       connect_(std::move(connect)),
       device_(std::move(device)) {}
 
-std::string Reconnector::Name() const {
+void Reconnector::Trace(const std::string& what) const {
   const auto scale = connection_.ServedScale();
-  return (scale ? "Scale " + std::to_string(scale->ScaleNumber()) : "No scale") + ", " + device_();
+  host_.Trace((scale ? scale->Title() : "No scale") + ": " + what);
 }
 
-void Reconnector::Trace(const std::string& what) const {
-  host_.Trace(Name() + ": " + what);
+void Reconnector::TraceFailure(const std::string& what) const {
+  Trace(what);
   if (const auto record = RecordOf(connection_)) record->Failed(what);
+}
+
+void Reconnector::TraceBreak(const std::string& what) const {
+  constexpr std::int32_t kSecond = 1000;
+  const bool isTriedAgain = enabled_ && wanted_;
+  TraceFailure(isTriedAgain ? what + "; next try in " + std::to_string(pause_ / kSecond) + " s"
+                            : what);
 }
 
 LinkState Reconnector::Link() const {
@@ -57,11 +64,17 @@ void Reconnector::Broken(ConditionReason why) {
   Schedule();
 }
 
+bool Reconnector::KeepTrying(const AutomationError& error) {
+  if (!enabled_ || error.Number() == ErrorNumber::InvalidPropertyValue) return false;
+  wanted_ = true;
+  Broken(ReasonOf(error.Number()));
+  return true;
+}
+
 void Reconnector::Restored() {
-  const bool wasBroken = std::exchange(broken_, false);
-  if (wasBroken) {
+  if (std::exchange(broken_, false)) {
     if (const auto record = RecordOf(connection_)) ++record->total.reopenings;
-    if (enabled_) host_.Trace(Name() + ": connected again");
+    if (enabled_ && wanted_) Trace(device_() + " is connected");
   }
   pause_ = kFirstPause;
   Schedule();
@@ -86,16 +99,15 @@ void Reconnector::Try() {
   timer_->Enabled(false);
   pause_ = std::min(2 * pause_, kLongestPause);
   ConditionReason why = ConditionReason::LineFailed;
-  const bool connected = Attempt(host_, Name() + ": no connection yet", [&] {
-    try {
-      connect_();
-    } catch (const AutomationError& error) {
-      why = ReasonOf(error.Number());
-      if (const auto record = RecordOf(connection_)) record->Failed(error.Description());
-      throw;
-    }
-  });
-  if (!connected) Broken(why);
+  try {
+    return connect_();
+  } catch (const AutomationError& error) {
+    why = ReasonOf(error.Number());
+    TraceBreak("no connection yet: " + error.Description());
+  } catch (const std::exception& error) {
+    TraceBreak(std::string("no connection yet: ") + error.what());
+  }
+  Broken(why);
 }
 
 }  // namespace tarn

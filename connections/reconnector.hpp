@@ -22,8 +22,8 @@ class ReconnectingConnection {
 
   /// Whether a link that breaks between Connect and Disconnect is connected again. Attempts follow
   /// after pauses of 1 s growing to 30 s, until one succeeds or Disconnect is called. Off by
-  /// default. A Connect that fails is not retried: its error propagates to the caller. Saved as
-  /// "AutoReconnect".
+  /// default. A Connect that fails is not retried but for a start that nobody watches
+  /// (TarnScale::RunUnattended): its error propagates to the caller. Saved as "AutoReconnect".
   virtual bool AutoReconnect() const = 0;
   virtual void AutoReconnect(bool value) = 0;
 };
@@ -37,7 +37,8 @@ class Reconnector {
   static constexpr std::int32_t kLongestPause = 30000;  // milliseconds
 
   /// `connect` makes one attempt; when it throws, the error is traced and the link counts as broken
-  /// again. `device` returns the port or address for traces. The connection outlives this.
+  /// again. `device` returns the name of the port or address for traces. The connection owns this
+  /// object.
   Reconnector(Host& host, const ScalePart& connection, std::function<void()> connect,
               std::function<std::string()> device);
 
@@ -48,15 +49,20 @@ class Reconnector {
   void Wanted(bool wanted);
   void Broken(ConditionReason why);
   void Restored();
-  /// Writes what went wrong to the trace and to the record of the scale.
+  /// For a Connect that failed: the link is wanted and broken from now on. False where it does not
+  /// reconnect, and for settings that no further attempt would make right.
+  bool KeepTrying(const AutomationError& error);
+  /// Traces one line about the link, with the scale in front.
   void Trace(const std::string& what) const;
+  /// As Trace, for what went wrong: the record of the scale's line keeps it, too.
+  void TraceFailure(const std::string& what) const;
+  /// As TraceFailure, for a link that breaks: says when the next attempt is, where there is one.
+  void TraceBreak(const std::string& what) const;
 
   /// Why the link is broken, and when it is tried again; without a fault while it is not.
   LinkState Link() const;
 
  private:
-  /// How traces name the link: its scale, and the port or address.
-  std::string Name() const;
   void Schedule();
   void Try();
 

@@ -70,6 +70,7 @@ void SerialConnection::ReadProperties(const PropertyBag& bag) {
   StopBits(CommStopBits{bag.ReadLong("StopBits", 2)});
   IsBidirectional(bag.ReadBoolean("IsBidirectional", false));
   AutoReconnect(bag.ReadBoolean("AutoReconnect", false));
+  Device(bag.ReadText("Device", ""));
 }
 
 void SerialConnection::WriteProperties(PropertyBag& bag) const {
@@ -80,14 +81,16 @@ void SerialConnection::WriteProperties(PropertyBag& bag) const {
   bag.WriteLong("StopBits", static_cast<std::int32_t>(stopBits_), 2);
   bag.WriteBoolean("IsBidirectional", isBidirectional_, false);
   bag.WriteBoolean("AutoReconnect", AutoReconnect(), false);
+  bag.WriteText("Device", device_, "");
 }
 
 void SerialConnection::SaxPort(std::shared_ptr<SerialPort> port) {
   saxPort_ = std::move(port);
-  onLost_ =
-      saxPort_
-          ? saxPort_->Lost.Subscribe([this] { reconnector_.Broken(ConditionReason::PortGone); })
-          : Subscription();
+  onLost_ = saxPort_ ? saxPort_->Lost.Subscribe([this] {
+    reconnector_.TraceBreak(saxPort_->LostText());
+    reconnector_.Broken(ConditionReason::PortGone);
+  })
+                     : Subscription();
 }
 
 void SerialConnection::AutoReconnect(bool value) {
@@ -98,6 +101,11 @@ void SerialConnection::AutoReconnect(bool value) {
 void SerialConnection::ComPort(std::int16_t number) {
   comPort_ = number;
   PropertyChanged.Raise("ComPort");
+}
+
+void SerialConnection::Device(std::string name) {
+  device_ = std::move(name);
+  PropertyChanged.Raise("Device");
 }
 
 template <class Index>
@@ -156,6 +164,7 @@ void SerialConnection::Connect() {
 void SerialConnection::Open() {
   SerialPort& port = Required(saxPort_, "The serial connection has no port");
   port.PortNumber(comPort_);
+  port.Device(device_);
   port.Settings(BuildSettings());
   port.ReceiveThreshold(receiveThresholdLength_);
   port.EndCharacter(receiveEndCharacter_);

@@ -57,6 +57,12 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   /// SerialPort); applied at the next Connect. Not published.
   void ReceiveEndCharacter(char end) { receiveEndCharacter_ = end; }
 
+  /// The device that ComPort stands for, such as "/dev/ttyUSB0", unless the host's user has named
+  /// another for that number. Empty: the system's own. Takes effect at the next Connect. Saved as
+  /// "Device", behind the published settings. Not published.
+  const std::string& Device() const { return device_; }
+  void Device(std::string name);
+
   bool IsBidirectional() const override { return isBidirectional_; }
   void IsBidirectional(bool value) override;
   ConnectionType Ctype() const override { return ConnectionType::serial; }
@@ -68,6 +74,7 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   void CountPortErrors() override;
   /// From the parity of the bytes and the errors of the port.
   std::string BytesHint(const LineRecord& line) const override;
+  bool KeepTrying(const AutomationError& error) override { return reconnector_.KeepTrying(error); }
 
  private:
   static constexpr std::size_t kLongestSettings = 128;
@@ -88,6 +95,7 @@ class SerialConnection final : public _Connection, public ReconnectingConnection
   std::int16_t receiveThresholdLength_ = 1;
   std::optional<char> receiveEndCharacter_;
   bool isBidirectional_ = false;
+  std::string device_;
   std::string settings_;
   Reconnector reconnector_;
   Subscription onLost_;

@@ -1,6 +1,7 @@
 // The console of a tool: its keys, its screen size, and requests to end.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "base/event.hpp"
@@ -37,9 +38,12 @@ class Console {
   virtual void LeaveNow() = 0;
   /// Announces the end of standard input (InputEnded) when that is no terminal.
   virtual void WatchInputEnd() = 0;
-  /// Writes at once and whole, however long the reader takes; a reader that went away raises
-  /// Interrupted. From any thread, one at a time.
+  /// Writes at once and whole, however long the reader takes. Output that cannot be written raises
+  /// Interrupted, and the rest is discarded. From any thread, one at a time.
   virtual void Write(std::string_view text) = 0;
+  /// Why Write could not write, such as a full disk; empty while it could, and for a reader that
+  /// went away, which is how readers end a program. Not while Write runs.
+  virtual std::string WriteFailure() const { return {}; }
 
   Event<Key, char> KeyPressed;  ///< the character is 0 except for Key::Character
   Event<> Interrupted;          ///< Ctrl-C, a request to end, the terminal gone

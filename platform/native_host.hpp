@@ -2,6 +2,7 @@
 // from it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "platform/console.hpp"
 #include "platform/host.hpp"
+#include "platform/run_settings.hpp"
 #include "platform/terminal_line.hpp"
 
 namespace tarn {
@@ -33,6 +35,11 @@ class NativeHost : public Host {
   /// Adds ports to HostOptions::portMap; a number that is there keeps its device. Ports that are
   /// open already do not change.
   virtual void AddPorts(std::map<int, std::string> ports) = 0;
+  /// Settings of this run only: see RunSettings::Begin.
+  virtual void BeginSettings(RunSettings::Values values) = 0;
+  /// The device that a port number, or the device that is set for it, stands for, where the system
+  /// has no such device now; else empty.
+  virtual std::string MissingDevice(std::int16_t port, const std::string& setting) const = 0;
   /// The program's own console; one at a time.
   virtual std::unique_ptr<Console> CreateConsole() = 0;
   /// A line's far end, for simulated terminals. Errors as TerminalLine::Attach.

@@ -36,7 +36,8 @@ void SerialPort::PortOpen(bool open) {
 
 void SerialPort::Open() {
   const SerialSettings settings = ParseSerialSettings(settings_);
-  const std::string device = system_.DeviceOf(number_);
+  const bool isSet = !deviceSetting_.empty() && !system_.IsNamed(number_);
+  const std::string device = isSet ? deviceSetting_ : system_.DeviceOf(number_);
   std::unique_ptr<NativeLine> line;
   try {
     if (device.empty()) throw AutomationError(ErrorNumber::InvalidPort, "There is no such port");
@@ -44,9 +45,11 @@ void SerialPort::Open() {
                         {[this](std::string_view bytes) { Arrived(bytes); },
                          [this](const std::string& why) { LineLost(why); }});
   } catch (const AutomationError& error) {
-    const std::string what = error.Number() == ErrorNumber::PortInUse
-                                 ? " is in use, here or in another program"
-                                 : " does not open: " + error.Description();
+    std::string what = " does not open: " + error.Description();
+    if (error.Number() == ErrorNumber::PortInUse) {
+      const std::string holder = system_.HolderOf(device);
+      what = " is in use" + (holder.empty() ? ", here or in another program" : " by " + holder);
+    }
     throw AutomationError(error.Number(), Title(number_, device) + what);
   }
   buffer_.CharacterTime(settings.CharacterTime());
@@ -85,12 +88,15 @@ void SerialPort::Arrived(std::string_view bytes) {
 }
 
 void SerialPort::LineLost(const std::string& why) {
-  const std::string title = Title(number_, device_);
+  lostText_ = Title(number_, device_) + " went away: " + why;
   Close();
-  if (buffer_.Record()) buffer_.Record()->Failed(title + " went away: " + why);
-  system_.Trace(title + " went away: " + why);
+  if (buffer_.Record()) buffer_.Record()->Failed(lostText_);
   system_.Loop().Post([this, alive = std::weak_ptr<int>(alive_)] {
-    if (!alive.expired() && !line_) Lost.Raise();
+    if (alive.expired()) return;
+    if (line_)
+      system_.Trace(lostText_);
+    else
+      Lost.Raise();
   });
 }
 

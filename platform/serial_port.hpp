@@ -30,8 +30,8 @@ namespace tarn {
 ///   - Again, after the handlers return, while enough bytes wait and the handlers took some.
 ///
 /// A line that goes away (an adapter unplugged) closes the control: PortOpen reads false, nothing
-/// more arrives, writes are error 8018, and the trace says so. It is never an exception out of the
-/// loop. Lost reports it later, from the loop, unless the port has been opened again by then.
+/// more arrives, writes are error 8018. It is never an exception out of the loop. Lost reports it
+/// later, from the loop, unless the port has been opened again by then, which is only traced.
 class SerialPort {
  public:
   static constexpr std::size_t kMaxQueuedOutput = 64U << 10U;
@@ -82,11 +82,16 @@ class SerialPort {
   /// Adds the errors that the driver has found since the last call. Nothing while closed.
   void CountErrors();
 
+  /// The device that the port number stands for, where the host's user has named none for it.
+  /// Empty: the system's own. Takes effect when the port opens.
+  void Device(std::string name) { deviceSetting_ = std::move(name); }
   /// The name of the device that was opened; empty while the port is closed.
   std::string DeviceName() const { return device_; }
 
   Event<> Receive;
   Event<> Lost;
+  /// What became of the line that was lost: "The port 1 (COM1) went away: ...".
+  const std::string& LostText() const { return lostText_; }
 
  private:
   void Open();
@@ -99,8 +104,10 @@ class SerialPort {
   LineSystem& system_;
   std::int16_t number_ = 1;
   std::string settings_ = "9600,n,8,1";
+  std::string deviceSetting_;
   std::string device_;
   PortErrors counted_;
+  std::string lostText_;
   ReceiveBuffer buffer_;
   std::shared_ptr<LineTap> tap_;
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for posted work

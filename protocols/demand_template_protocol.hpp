@@ -25,6 +25,7 @@ class DemandTemplateProtocol final : public TemplateProtocol {
     line_.Connection(std::move(connection));
   }
 
+  bool WorksOver(ConnectionType type) const override { return type == ConnectionType::serial; }
   void Connect() override;
   /// Demands a record: writes the template's demand text with nothing added.
   void P() override;

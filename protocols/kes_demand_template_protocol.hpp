@@ -41,6 +41,7 @@ class KesDemandTemplateProtocol final : public TemplateProtocol {
   }
   /// Any other connection, or null, releases the socket and discards what was received.
   void Connection(std::shared_ptr<_Connection> connection) override;
+  bool WorksOver(ConnectionType type) const override { return type == ConnectionType::EtherNet; }
   /// Takes the socket of an Ethernet connection; with any other nothing is received.
   void Connect() override;
   /// Demands a record: sends the template's demand text with nothing added. Nothing happens while

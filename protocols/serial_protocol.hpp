@@ -18,6 +18,7 @@ class SerialProtocol : public Protocol, public std::enable_shared_from_this<Seri
   void Connection(std::shared_ptr<_Connection> connection) override {
     line_.Connection(std::move(connection));
   }
+  bool WorksOver(ConnectionType type) const override { return type == ConnectionType::serial; }
 
  protected:
   SerialProtocol(ProtocolType type, ScaleSite& site)

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/automation_error.hpp"
 #include "base/persistable.hpp"
 #include "scale/condition.hpp"
 #include "scale/enumerations.hpp"
@@ -50,6 +51,10 @@ class _Connection : public ScalePart {
   virtual void Disconnect() = 0;
   /// Errors of the port or socket reach the caller.
   virtual void Connect() = 0;
+
+  /// Called after Connect has failed with this error, at a start that nobody watches. Returns true
+  /// where the connection will try again by itself until Disconnect. Not published.
+  virtual bool KeepTrying(const AutomationError& /*error*/) { return false; }
 
   // What the condition of a reading asks of a connection. Not published: a client's own connection
   // has these answers.
@@ -132,6 +137,8 @@ class _Protocol : public ScalePart {
   /// Why a command would have no effect, in words that follow "it cannot be given: "; empty where
   /// it works.
   virtual std::string_view CommandHindrance(OperatorCommand /*command*/) const { return {}; }
+  /// Whether it can read a terminal over such a connection.
+  virtual bool WorksOver(ConnectionType /*type*/) const { return true; }
   /// Whether a command is sent only when the next reading arrives, and is forgotten without one.
   virtual bool CommandsFollowReadings() const { return false; }
   /// Whether every reading is followed by the no-data state, so that the latest one stands for as

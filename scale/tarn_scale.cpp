@@ -7,6 +7,7 @@
 #include "base/first_failure.hpp"
 #include "base/number_text.hpp"
 #include "platform/attempt.hpp"
+#include "platform/utf8.hpp"
 
 namespace tarn {
 
@@ -21,6 +22,15 @@ ReadingRules RulesOf(bool correct) {
 ReadingRules ScalePart::Rules() const {
   const auto scale = ServedScale();
   return scale ? scale->Rules() : ReadingRules::Published;
+}
+
+std::string ScaleTitle(int number, std::string_view alias) {
+  const std::string title = "Scale " + std::to_string(number);
+  return alias.empty() ? title : title + " (" + Printable(alias) + ")";
+}
+
+std::string TarnScale::Title() const {
+  return ScaleTitle(scaleNumber_, aliasName_);
 }
 
 std::shared_ptr<TarnScale> TarnScale::Create(std::shared_ptr<ScaleSite> site) {
@@ -267,6 +277,24 @@ std::shared_ptr<DataObject> TarnScale::GetAxDataObj(std::string_view DataObjectN
 // --- Running ---------------------------------------------------------------------------------
 
 bool TarnScale::RunScale() {
+  return Start([](_Connection& connection) { connection.Connect(); });
+}
+
+std::optional<AutomationError> TarnScale::RunUnattended() {
+  std::optional<AutomationError> failure;
+  Start([&failure](_Connection& connection) {
+    try {
+      connection.Connect();
+    } catch (const AutomationError& error) {
+      if (!connection.KeepTrying(error)) throw;
+      failure = error;
+    }
+  });
+  return failure;
+}
+
+template <class ConnectLine>
+bool TarnScale::Start(ConnectLine connectLine) {
   const auto self = shared_from_this();
   RequireAttached();
   if (disabled_) {
@@ -305,7 +333,7 @@ void TarnScale::Connect(const std::shared_ptr<TarnScale>& self) {
   RequireAttached();
   const auto connection = connection_;
   Required(connection).Serve(self);
-  connection->Connect();
+  connectLine(*connection);
   if (detached_) connection->Disconnect();
   RequireAttached();
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@
 #include "scale/weight_data.hpp"
 
 namespace tarn {
+
+/// What messages about a scale begin with: "Scale 3 (Packing)", or "Scale 3" without an alias.
+std::string ScaleTitle(int number, std::string_view alias);
 
 /// A scale owns its connection and protocol, its records and its watchdog. It starts and stops
 /// communication, passes operator commands on, paces its clients' updates and notices silence.
@@ -128,6 +132,12 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void ScaleNumber(std::int16_t number);
   std::int16_t ScaleNumber() const { return scaleNumber_; }
   std::int32_t UpdateInterval() const { return updateInterval_; }
+  /// As RunScale, for a start that nobody watches. Where only the connection fails, and tries again
+  /// by itself (_Connection::KeepTrying), the scale runs and shows silence until the line is there:
+  /// the result is then the connection's error.
+  std::optional<AutomationError> RunUnattended();
+  /// "Scale 3 (Packing)".
+  std::string Title() const;
   ScaleSite& Site() const { return *site_; }
 
   /// How good the present reading is, and what has passed through the line. Never null.
@@ -141,6 +151,8 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
  private:
   explicit TarnScale(std::shared_ptr<ScaleSite> site);
 
+  template <class ConnectLine>
+  bool Start(ConnectLine connectLine);
   void BindProtocol();
   void BuildDataObjects();
   void ClearDataObjects();

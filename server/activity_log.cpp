@@ -41,6 +41,7 @@ void ActivityLog::TryAgain() {
 }
 
 void ActivityLog::Stream(std::shared_ptr<TextStream> stream) {
+  if (stream && storeEachLine_) stream->StoreEachLine();
   stream_ = std::move(stream);
   missing_.reset();
 }

@@ -37,6 +37,10 @@ class ActivityLog {
   std::shared_ptr<TextStream> Stream() const { return stream_; }
   void Stream(std::shared_ptr<TextStream> stream);
 
+  /// Whether a line is to outlive the process, and a moment later a power failure
+  /// (TextStream::StoreEachLine). Off by default; takes effect with the next stream.
+  void StoreEachLine(bool value) { storeEachLine_ = value; }
+
   /// Errors of the stream, or of the file that still cannot be opened; 91 when a client has set the
   /// stream to null.
   void Write(const UserLocale& locale, std::string_view alias, const PrintData& print);
@@ -47,6 +51,7 @@ class ActivityLog {
  private:
   Files& files_;
   bool enabled_ = false;
+  bool storeEachLine_ = false;
   std::optional<std::string> missing_;
   std::shared_ptr<TextStream> stream_;
 };

@@ -46,8 +46,8 @@ TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
       LoadScaleSettings(false);
     }
     if (StartsEachScale(mode))
-      startFailures_ = RunEachScale();
-    else
+      RunEachScale();
+    else if (mode != StartMode::NoScale)
       RunScales(true);
   } catch (...) {
     // The scales that run by now must not outlive a server whose creation fails.
@@ -77,6 +77,7 @@ void TarnScaleServer::ReadSettingsStore() {
     loggingEnabled_ = BooleanFromText(text);
     Log().Enabled(loggingEnabled_);
   });
+  Log().StoreEachLine(IsSwitchedOn("StoreEachLine"));
 }
 
 void TarnScaleServer::OpenLogQuietly(const std::function<void()>& open) {
@@ -84,13 +85,18 @@ void TarnScaleServer::OpenLogQuietly(const std::function<void()>& open) {
 }
 
 bool TarnScaleServer::StartsEachScale(StartMode mode) {
-  if (mode != StartMode::AsSettingsSay) return mode == StartMode::EachScale;
-  bool each = false;
-  Attempt(host_, "The setting StartEachScale cannot be read", [&] {
-    const auto text = host_.Settings().Get(kSection, "StartEachScale");
-    each = text && BooleanFromText(*text);
+  return mode == StartMode::EachScale ||
+         (mode == StartMode::AsSettingsSay && IsSwitchedOn("StartEachScale"));
+}
+
+/// A setting of the store that is not a published one.
+bool TarnScaleServer::IsSwitchedOn(std::string_view key) {
+  bool on = false;
+  Attempt(host_, "The setting " + std::string(key) + " cannot be read", [&] {
+    const auto text = host_.Settings().Get(kSection, key);
+    on = text && BooleanFromText(*text);
   });
-  return each;
+  return on;
 }
 
 void TarnScaleServer::ShutDown() {
@@ -284,13 +290,25 @@ std::vector<StartFailure> TarnScaleServer::RunEachScale() {
   std::vector<StartFailure> failures;
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     const auto scale = scales_.At(number);
+    const auto report = [&](const std::string& reason) {
+      failures.push_back({number, scale ? scale->AliasName() : std::string(), reason});
+    };
+    const auto reportError = [&](const AutomationError& error, bool isRetried) {
+      report(error.Description());
+      failures.back().isRetried = isRetried;
+      failures.back().isPermission = error.Number() == ErrorNumber::PermissionDenied;
+    };
     try {
       if (!scale) ThrowObjectNotSet("it could not be restored from the settings file");
-      if (!scale->Disabled()) scale->RunScale();
+      if (scale->Disabled()) continue;
+      if (const auto error = scale->RunUnattended()) reportError(*error, true);
+    } catch (const AutomationError& error) {
+      reportError(error, false);
     } catch (const std::exception& error) {
-      failures.push_back({number, scale ? scale->AliasName() : std::string(), error.what()});
+      report(error.what());
     }
   }
+  startFailures_ = failures;
   for (const StartFailure& failure : failures) {
     const std::string alias = failure.alias.empty() ? "" : " (" + failure.alias + ")";
     Inform("Can't start scale " + std::to_string(failure.number) + alias + ": " + failure.reason,

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/event.hpp"
@@ -22,6 +23,7 @@ enum class StartMode {
   AsSettingsSay,  ///< EachScale when "StartEachScale" in section "Settings" is True, else AllScales
   AllScales,      ///< the published way: the first scale that fails ends the start
   EachScale,      ///< each enabled scale by itself; failures are reported and skipped
+  NoScale,        ///< the owner starts them
 };
 
 /// A scale that did not start, and why.
@@ -29,6 +31,8 @@ struct StartFailure {
   std::int16_t number = 0;
   std::string alias;
   std::string reason;
+  bool isRetried = false;     ///< its connection tries again by itself
+  bool isPermission = false;  ///< the user may not open the port
 };
 
 /// One per process, shared by all clients through TarnServerConnection. Everything happens on the
@@ -92,9 +96,10 @@ class TarnScaleServer {
   // Beside the published interface.
 
   /// Starts every enabled scale. One that fails is reported through InfoMessage and in the result;
-  /// the others start all the same.
+  /// the others start all the same. A connection that fails with AutoReconnect on is tried again.
   std::vector<StartFailure> RunEachScale();
-  /// The failures of the start-up, when no client could have subscribed yet.
+  /// The failures of the latest RunEachScale. In that of the start-up no client could have
+  /// subscribed yet.
   const std::vector<StartFailure>& StartFailures() const { return startFailures_; }
 
   /// Ends the server: stores the name of the settings file, releases the scales, closes the log and
@@ -126,6 +131,7 @@ class TarnScaleServer {
   void WatchChanges();
   void MarkPortsQuietly();
   bool StartsEachScale(StartMode mode);
+  bool IsSwitchedOn(std::string_view key);
   void Inform(const std::string& message, std::int32_t style);
 
   Host& host_;

@@ -52,6 +52,9 @@ class KesSDProtocol final : public Protocol, public std::enable_shared_from_this
   const std::string& scaleNum() const { return scaleNum_; }
   void scaleNum(std::string_view letter);
 
+  bool WorksOver(ConnectionType type) const override {
+    return type == ConnectionType::EtherNet || type == ConnectionType::arcnet;
+  }
   std::shared_ptr<TarnScale> myScale() const override { return Protocol::myScale(); }
   void myScale(const std::shared_ptr<TarnScale>& scale) override;
 

@@ -70,6 +70,7 @@ class SummitProtocol final : public Protocol,
   /// The record then shows that there are no weights.
   void WeightData(std::shared_ptr<tarn::WeightData> record) override;
 
+  bool WorksOver(ConnectionType type) const override { return type == ConnectionType::EtherNet; }
   std::string_view CommandHindrance(OperatorCommand command) const override {
     return GoesToTerminal(command) ? "its protocol has no commands"
                                    : "its protocol has no weights to print";

@@ -44,6 +44,9 @@ class Option {
   Option& Without(const char* other);
 
  private:
+  template <class Limit>
+  Option& Within(Limit least, Limit most, const std::string& kind);
+
   CLI::Option* option_;
 };
 
@@ -97,6 +100,8 @@ class CommandLine {
   ~CommandLine();
 
   Command& Add(const char* name, const char* description);
+  /// Adds --version.
+  void Version(const char* version);
 
   /// Parses the arguments, runs the chosen command and returns its exit status. Returns 2 for wrong
   /// arguments and for a UsageError, 1 for any other exception, and writes the reason to standard
@@ -105,7 +110,9 @@ class CommandLine {
 
  private:
   int Run(std::vector<std::string> arguments);
-  int Explain(const CLI::ParseError& error) const;
+  int Explain(const CLI::ParseError& error, const std::vector<std::string>& typed) const;
+  static std::string Strangers(const std::vector<std::string>& remaining,
+                               const std::vector<std::string>& typed);
 
   std::unique_ptr<CLI::App> app_;
   std::deque<Command> commands_;

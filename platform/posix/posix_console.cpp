@@ -218,10 +218,18 @@ void PosixConsole::Write(std::string_view text) {
       pollfd output{Output(), POLLOUT, 0};
       ::poll(&output, 1, kLookUp);
     } else {
+      writeError_ = errno;
       outputGone_ = true;
       PostRaise(Interrupted);
     }
   }
+}
+
+/// A terminal that went away is a reader that did.
+std::string PosixConsole::WriteFailure() const {
+  const int error = writeError_;
+  const bool readerLeft = error == EPIPE || (error == EIO && ::isatty(Output()) == 1);
+  return error == 0 || readerLeft ? std::string() : ErrorText(error);
 }
 
 /// Raises an event from the loop, unless the console is gone by then.

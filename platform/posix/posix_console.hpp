@@ -28,6 +28,7 @@ class PosixConsole final : public Console {
   void LeaveNow() override;
   void WatchInputEnd() override;
   void Write(std::string_view text) override;
+  std::string WriteFailure() const override;
 
  private:
   void OnSignal();
@@ -41,6 +42,7 @@ class PosixConsole final : public Console {
   sigset_t formerMask_{};
   std::optional<termios> formerState_;    ///< of standard input, once keys are read
   std::atomic<bool> outputGone_ = false;  ///< Write may run on another thread
+  std::atomic<int> writeError_ = 0;
   bool guarding_ = false;
   // Separate descriptors for the same terminal or pipe, since only those may be set not to block:
   // the standard ones belong to the shell, too. Where that fails the standard ones are used.

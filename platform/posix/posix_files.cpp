@@ -1,59 +1,40 @@
 #include "platform/posix/posix_files.hpp"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <filesystem>
 
+#include "platform/block_stream.hpp"
 #include "platform/posix/posix_replace_file.hpp"
 #include "platform/posix/posix_support.hpp"
 
 namespace tarn {
 namespace {
 
-constexpr std::size_t kBlock = 4096;
-
-class PosixTextStream final : public TextStream {
+class PosixAppendedFile final : public BlockStream::File {
  public:
-  PosixTextStream(OwnedFd file, std::string name, const UserLocale& locale)
-      : file_(std::move(file)), name_(std::move(name)), locale_(locale) {}
+  PosixAppendedFile(OwnedFd file, std::string name)
+      : file_(std::move(file)), name_(std::move(name)) {}
 
-  ~PosixTextStream() override {
-    try {
-      Close();
-    } catch (const AutomationError&) {
-      // A caller that needs to know of a failure closes the stream itself.
-    }
-  }
-
-  void WriteLine(std::string_view text) override {
-    if (!file_) ThrowObjectNotSet("The text stream is closed");
-    // A line is taken whole or, with the error, not at all; so a disk that stays full for a while
-    // costs neither memory nor half a line.
-    const std::string line = locale_.ToBytes(text) + "\r\n";
-    if (gathered_.size() + line.size() > kBlock) WriteGathered(file_);
-    gathered_ += line;
-  }
-
-  void Close() override {
-    if (!file_) return;
-    const OwnedFd file = std::move(file_);
-    WriteGathered(file);
-  }
-
- private:
-  void WriteGathered(const OwnedFd& file) {
+  void Append(std::string& bytes) override {
     std::size_t written = 0;
-    const bool done = WriteAll(file.Get(), gathered_, written);
+    const bool done = WriteAll(file_.Get(), bytes, written);
     const int error = errno;
-    gathered_.erase(0, written);
+    bytes.erase(0, written);
     if (!done)
       ThrowError(CommonErrorNumber(error), "The file " + name_ + " cannot be written", error);
   }
 
+  /// A pipe or a device stores nothing, which is not a failure.
+  bool Store() noexcept override {
+    const int result = Retry([this] { return ::fdatasync(file_.Get()); });
+    return result == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
+  }
+
+ private:
   OwnedFd file_;
   std::string name_;
-  const UserLocale& locale_;
-  std::string gathered_;
 };
 
 }  // namespace
@@ -61,7 +42,8 @@ class PosixTextStream final : public TextStream {
 std::unique_ptr<TextStream> PosixFiles::OpenForAppending(const std::string& name) {
   OwnedFd file = OpenUnblocked(name, O_WRONLY | O_APPEND | O_CREAT);
   if (!file) ThrowError(WriteErrorNumber(errno), "The file " + name + " cannot be opened", errno);
-  return std::make_unique<PosixTextStream>(std::move(file), name, locale_);
+  return std::make_unique<BlockStream>(std::make_unique<PosixAppendedFile>(std::move(file), name),
+                                       name, locale_);
 }
 
 std::string PosixFiles::Read(const std::string& name, std::size_t maxBytes) {

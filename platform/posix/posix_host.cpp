@@ -1,6 +1,7 @@
 #include "platform/posix/posix_host.hpp"
 
 #include <dlfcn.h>
+#include <unistd.h>
 #include <csignal>
 #include <filesystem>
 
@@ -57,6 +58,12 @@ std::shared_ptr<SocketControl> PosixHost::CreateSocket() {
 std::string PosixHost::ProgramFolder() {
   std::error_code error;
   return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+std::string PosixHost::MissingDevice(std::int16_t port, const std::string& setting) const {
+  const bool isSet = !setting.empty() && !lines_.IsNamed(port);
+  std::string device = isSet ? setting : lines_.DeviceOf(port);
+  return ::access(device.c_str(), F_OK) == 0 ? std::string() : device;
 }
 
 std::unique_ptr<Console> PosixHost::CreateConsole() {

@@ -20,7 +20,7 @@ class PosixHost final : public NativeHost {
   explicit PosixHost(HostOptions options);
 
   MessageLoop& Loop() override { return loop_; }
-  SettingsStore& Settings() override { return settings_; }
+  SettingsStore& Settings() override { return runSettings_; }
   UserLocale& Locale() override { return locale_; }
   tarn::Files& Files() override { return files_; }
   std::shared_ptr<SerialPort> CreateSerialPort() override;
@@ -29,6 +29,8 @@ class PosixHost final : public NativeHost {
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
   void AddPorts(std::map<int, std::string> ports) override { lines_.Name(std::move(ports)); }
+  void BeginSettings(RunSettings::Values values) override { runSettings_.Begin(std::move(values)); }
+  std::string MissingDevice(std::int16_t port, const std::string& setting) const override;
   std::unique_ptr<Console> CreateConsole() override;
   std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
   std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,
@@ -39,6 +41,7 @@ class PosixHost final : public NativeHost {
   PosixLocale locale_;
   PosixFiles files_{locale_, [this](std::string_view text) { Trace(text); }};
   PosixSettingsStore settings_;
+  RunSettings runSettings_{settings_};
   PosixMessageLoop loop_;
   PosixLines lines_;
   PosixSockets sockets_{loop_};

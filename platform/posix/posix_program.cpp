@@ -4,10 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <system_error>
 
-#include "base/automation_error.hpp"
 #include "platform/posix/posix_replace_file.hpp"
 #include "platform/program.hpp"
 #include "platform/standard_error.hpp"
@@ -49,15 +46,8 @@ std::string ProgramSettingsPlace(std::string_view program) {
   return UserFolder("XDG_CONFIG_HOME", ".config") + "/" + std::string(program) + "/settings.ini";
 }
 
-std::string ProgramDataFolder(std::string_view program) {
-  std::string folder = UserFolder("XDG_STATE_HOME", ".local/state") + "/" + std::string(program);
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) {
-    throw AutomationError(ErrorNumber::PathFileAccess,
-                          "The folder " + folder + " cannot be made: " + error.message());
-  }
-  return folder;
+std::string NullFile() {
+  return "/dev/null";
 }
 
 }  // namespace tarn

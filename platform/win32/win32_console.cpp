@@ -3,6 +3,8 @@
 #include <array>
 #include <thread>
 
+#include "platform/win32/win32_error.hpp"
+
 namespace tarn {
 namespace {
 
@@ -151,9 +153,16 @@ void Win32Console::DrainInput(HANDLE input, InputWatcher& watcher) {
 void Win32Console::Write(std::string_view text) {
   while (!text.empty() && !outputGone_) {
     if (WriteSome(text)) continue;
+    writeError_ = GetLastError();
     outputGone_ = true;
     PostRaise(Interrupted);
   }
+}
+
+std::string Win32Console::WriteFailure() const {
+  const DWORD error = writeError_;
+  const bool readerLeft = error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA;
+  return error == 0 || readerLeft ? std::string() : SystemMessage(error);
 }
 
 /// The console takes the bytes as UTF-8 since its code page was set so.

@@ -27,6 +27,7 @@ class Win32Console final : public Console {
   void LeaveNow() override;
   void WatchInputEnd() override;
   void Write(std::string_view text) override;
+  std::string WriteFailure() const override;
 
  private:
   /// Where the thread that waits for the end of the input finds the console, while there is one.
@@ -48,6 +49,7 @@ class Win32Console final : public Console {
   Win32MessageLoop& loop_;
   HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE);
   HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
+  std::atomic<DWORD> writeError_ = 0;
   std::optional<DWORD> formerOutputMode_;
   std::optional<DWORD> formerInputMode_;
   UINT formerCodePage_ = GetConsoleOutputCP();

@@ -8,6 +8,7 @@
 #include <random>
 #include <utility>
 
+#include "platform/block_stream.hpp"
 #include "platform/win32/win32_error.hpp"
 #include "platform/win32/win32_handle.hpp"
 #include "platform/win32/win32_text.hpp"
@@ -15,7 +16,6 @@
 namespace tarn {
 namespace {
 
-constexpr std::size_t kBlock = 4096;
 constexpr std::size_t kCopyBlock = 64U << 10U;
 constexpr int kMoveTries = 25;
 constexpr DWORD kMovePause = 20;  // milliseconds
@@ -100,46 +100,27 @@ bool IsMissing(DWORD code) {
   return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
 }
 
-/// Lines gathered into blocks. While the disk takes none of them, the gathered ones are kept and
-/// tried again with the next line.
-class Win32TextStream final : public TextStream {
+class Win32AppendedFile final : public BlockStream::File {
  public:
-  Win32TextStream(const UserLocale& locale, OwnedHandle file, std::string name)
-      : locale_(locale), file_(std::move(file)), name_(std::move(name)) {}
-  ~Win32TextStream() override {
-    try {
-      Close();
-    } catch (const AutomationError&) {
-      // No caller is left to receive the failure; one who needs it calls Close first.
+  Win32AppendedFile(OwnedHandle file, std::string name)
+      : file_(std::move(file)), name_(std::move(name)) {}
+
+  void Append(std::string& bytes) override {
+    while (!bytes.empty()) {
+      const std::size_t written = WriteSome(file_.Get(), bytes);
+      if (written == 0) ThrowFileError(name_, GetLastError(), {ErrorNumber::DiskFull});
+      bytes.erase(0, written);
     }
   }
 
-  void WriteLine(std::string_view text) override {
-    if (!file_) ThrowObjectNotSet("The text stream is closed");
-    const std::string line = locale_.ToBytes(text) + "\r\n";
-    if (gathered_.size() + line.size() > kBlock) WriteGathered(file_.Get());
-    gathered_ += line;
-  }
-
-  void Close() override {
-    if (!file_) return;
-    const OwnedHandle file = std::move(file_);  // closed whatever happens
-    WriteGathered(file.Get());
+  /// A pipe or a device stores nothing, which is not a failure.
+  bool Store() noexcept override {
+    return FlushFileBuffers(file_.Get()) != 0 || GetFileType(file_.Get()) != FILE_TYPE_DISK;
   }
 
  private:
-  void WriteGathered(HANDLE file) {
-    while (!gathered_.empty()) {
-      const std::size_t written = WriteSome(file, gathered_);
-      if (written == 0) ThrowFileError(name_, GetLastError(), {ErrorNumber::DiskFull});
-      gathered_.erase(0, written);
-    }
-  }
-
-  const UserLocale& locale_;
   OwnedHandle file_;
   std::string name_;
-  std::string gathered_;
 };
 
 /// A file that is to take the place of another. It is removed again unless that succeeds.
@@ -221,7 +202,8 @@ std::unique_ptr<TextStream> Win32Files::OpenForAppending(const std::string& name
   OwnedHandle file(CreateFileW(ToWide(name).c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
                                OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) ThrowWriteError(name);
-  return std::make_unique<Win32TextStream>(locale_, std::move(file), name);
+  return std::make_unique<BlockStream>(std::make_unique<Win32AppendedFile>(std::move(file), name),
+                                       name, locale_);
 }
 
 std::string Win32Files::Read(const std::string& name, std::size_t maxBytes) {

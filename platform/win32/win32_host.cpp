@@ -1,5 +1,6 @@
 #include "platform/win32/win32_host.hpp"
 
+#include <array>
 #include <filesystem>
 
 #include "platform/network_socket.hpp"
@@ -63,6 +64,18 @@ std::string Win32Host::ProgramFolder() {
   name.resize(name.find_last_of(L'\\') + 1);
   if (name.size() > 3) name.pop_back();  // but the root of a drive keeps its backslash
   return FromWide(name);
+}
+
+/// The system knows a device by its name without the prefix "\\\\.\\".
+std::string Win32Host::MissingDevice(std::int16_t port, const std::string& setting) const {
+  const bool isSet = !setting.empty() && !lines_.IsNamed(port);
+  std::string device = isSet ? setting : lines_.DeviceOf(port);
+  const auto prefix = device.rfind('\\');
+  const std::wstring name = ToWide(prefix == device.npos ? device : device.substr(prefix + 1));
+  std::array<wchar_t, 512> target{};
+  const bool isThere = QueryDosDeviceW(name.c_str(), target.data(), target.size()) != 0 ||
+                       GetLastError() == ERROR_INSUFFICIENT_BUFFER;
+  return isThere ? std::string() : device;
 }
 
 std::unique_ptr<Console> Win32Host::CreateConsole() {

@@ -23,7 +23,7 @@ class Win32Host final : public NativeHost {
   explicit Win32Host(HostOptions options);
 
   MessageLoop& Loop() override { return loop_; }
-  SettingsStore& Settings() override { return settings_; }
+  SettingsStore& Settings() override { return runSettings_; }
   UserLocale& Locale() override { return locale_; }
   tarn::Files& Files() override { return files_; }
   std::shared_ptr<SerialPort> CreateSerialPort() override;
@@ -32,6 +32,8 @@ class Win32Host final : public NativeHost {
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
   void AddPorts(std::map<int, std::string> ports) override { lines_.Name(std::move(ports)); }
+  void BeginSettings(RunSettings::Values values) override { runSettings_.Begin(std::move(values)); }
+  std::string MissingDevice(std::int16_t port, const std::string& setting) const override;
   std::unique_ptr<Console> CreateConsole() override;
   std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
   std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,
@@ -42,6 +44,7 @@ class Win32Host final : public NativeHost {
   Win32Locale locale_;
   Win32Files files_{locale_};
   Win32SettingsStore settings_;
+  RunSettings runSettings_{settings_};
   Win32MessageLoop loop_;
   Win32Lines lines_;
   Win32Sockets sockets_{loop_};

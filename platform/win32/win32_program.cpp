@@ -33,6 +33,10 @@ std::string ProgramSettingsPlace(std::string_view program) {
   return std::string(program);
 }
 
+std::string NullFile() {
+  return "NUL";
+}
+
 std::string ProgramDataFolder(std::string_view program) {
   const wchar_t* parent = _wgetenv(L"LOCALAPPDATA");
   if (parent == nullptr) {

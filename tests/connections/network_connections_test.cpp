@@ -113,7 +113,7 @@ TEST_F(EthernetTest, DatagramsOfAnotherSenderCountUnlessTheSenderIsChecked) {
     socket->Deliver("!");
     EXPECT_EQ(arrived, c.counts) << c.address << c.sender;
   }
-  EXPECT_EQ(host.traces.front(), "Scale 5, 10.0.0.5: a datagram of another sender does not count");
+  EXPECT_EQ(host.traces.front(), "Scale 5 (Scale x): a datagram of another sender does not count");
 }
 
 TEST_F(EthernetTest, ATcpConnectionThatEndsIsTracedAndClosed) {
@@ -131,8 +131,8 @@ TEST_F(EthernetTest, ATcpConnectionThatEndsIsTracedAndClosed) {
   host.loop.Advance(120'000);
   EXPECT_EQ(socket->State(), SocketState::Closed);
   EXPECT_EQ(Tries(), 2U) << "it does not come back by itself";
-  EXPECT_EQ(host.traces, (Calls{"Scale 5, 10.0.0.5: the connection was closed",
-                                "Scale 5, 10.0.0.5: Refused (10061)"}));
+  EXPECT_EQ(host.traces, (Calls{"Scale 5 (Scale x): 10.0.0.5: the connection was closed",
+                                "Scale 5 (Scale x): 10.0.0.5: Refused (10061)"}));
 
   ethernet->SocketProtocol(1);
   ethernet->Connect();
@@ -168,7 +168,7 @@ TEST_F(EthernetTest, ABrokenTcpConnectionComesBackAfterGrowingPauses) {
   host.loop.Advance(30'000);
   EXPECT_EQ(Tries(), tries + 2);
   socket->Accept();
-  EXPECT_EQ(host.traces.back(), "No scale, 10.0.0.5: connected again");
+  EXPECT_EQ(host.traces.back(), "No scale: 10.0.0.5 is connected");
   socket->HangUp();
   host.loop.RunPending();
   socket->failOpen = AutomationError(ErrorNumber::DeviceInputOutput, "No socket");
@@ -233,10 +233,15 @@ TEST_F(EthernetTest, ASerialLineThatWentAwayComesBack) {
   EXPECT_TRUE(Port().PortOpen());
   EXPECT_EQ(Port().Settings(), "1200,e,7,2");
   EXPECT_EQ(Port().EndCharacter(), '\r');
-  EXPECT_EQ(host.traces, (Calls{"The port 1 (COM1) went away: unplugged",
-                                "Scale 1, port 1: no connection yet: The port 1 (COM1) does not "
-                                "open: There is no such port",
-                                "Scale 1, port 1: connected again"}));
+  constexpr const char* kTitle = "Scale 1 (Scale x): ";
+  constexpr const char* kFailed =
+      "no connection yet: The port 1 (COM1) does not open: There is no such port; next try in ";
+  Calls expected{std::string(kTitle) + "The port 1 (COM1) went away: unplugged; next try in 1 s"};
+  for (const char* pause : {"2 s", "4 s", "8 s"}) {
+    expected.push_back(std::string(kTitle) + kFailed + pause);
+  }
+  expected.push_back(std::string(kTitle) + "port 1 is connected");
+  EXPECT_EQ(host.traces, expected);
 
   const auto lose = [&](const std::function<void()>& end) {
     Port().Unplug();

@@ -174,7 +174,7 @@ class ToolsTest(unittest.TestCase):
         self.assertIn("0.00", self.send(1, "print", "--log", log))
         self.assertTrue(log.read_bytes().endswith(b',50,50,0,"kg"\r\n'))
         self.run_tool("set", self.file, 1, "bidirectional=no", *self.common)
-        self.assertIn("bidirectional", self.send(1, "Z", status=1))
+        self.assertIn("bidirectional", self.send(1, "Z", status=4))
 
     def test_commands_and_their_answers(self):
         terminal = self.terminal(1, "--load", "load 50", "-v", dialect="mira")
@@ -189,7 +189,7 @@ class ToolsTest(unittest.TestCase):
                 self.assertIn(f"net {net} kg", answer, f"{kind} {command}")
         for noted in ("TA 12.5 kg", "@", "T", "Z"):
             terminal.wait_for(f"command {noted}$")
-        self.send(1, "P", status=1)
+        self.send(1, "P", status=4)
 
     def test_an_unplugged_line_shows_as_silence_costs_no_other_and_comes_back_by_itself(self):
         self.terminal(2, "--load", "load 20")
@@ -216,14 +216,13 @@ class ToolsTest(unittest.TestCase):
         self.configure(3, "port=2")
         server = self.server(1, 2)
         server.wait_for_weight(2, 20)
-        second = self.run_tool("run", self.file, *self.common, *self.ports(1, 2), status=1)
-        self.assertIn("port 2", second.stderr, "another program holds it")
+        second = self.run_tool("run", self.file, "--for", "1", *self.common, *self.ports(1, 2))
+        self.assertIn(f"({self.line(2)}) is in use by tarnscale (process", second.stderr)
         self.end_well(server, signal.SIGTERM)
-        self.assertIn("scale 1 (Line 1)", server.errors)
-        self.assertIn("scale 3 (Line 3)", server.errors)
-        nothing = self.run_tool("run", self.file, "--port", "1=/nowhere", "--port", "2=/nowhere",
-                                *self.common, status=1)
-        self.assertIn("no scale", nothing.stderr)
+        self.assertIn("Scale 1 (Line 1)", server.errors)
+        self.assertIn("Scale 3 (Line 3)", server.errors)
+        nothing = self.run_tool("run", self.file, "--scale", "4", *self.common, status=1)
+        self.assertIn("none of these scales", nothing.stderr)
 
     def test_a_view_draws_what_another_program_receives(self):
         self.configure(3)

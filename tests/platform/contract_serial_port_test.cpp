@@ -236,7 +236,7 @@ TEST_P(SerialPortContract, ALineThatGoesAwayClosesThePort) {
   ASSERT_TRUE(Becomes([&] { return !port->PortOpen(); }));
   RunSomeTurns();
   EXPECT_EQ(losses, 1);
-  EXPECT_THAT(harness->Traces(), ::testing::Contains(HasSubstr("The port 7 (")));
+  EXPECT_THAT(port->LostText(), HasSubstr("The port 7 ("));
   EXPECT_EQ(ErrorOf([&] { port->Output("x"); }), 8018);
   EXPECT_EQ(port->DeviceName(), "");
   harness->PlugIn();

@@ -96,7 +96,7 @@ TEST_F(SerialProtocols, APolledScaleThatCannotBeAskedCostsNoOtherSubscriber) {
   host.loop.Advance(1000);
   EXPECT_EQ(updates, 4);
   EXPECT_EQ(host.traces, (std::vector<std::string>{
-                             "The port 1 (COM1) went away: unplugged",
+                             "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
                              "Scale x was not asked for its weight: The port 1 is not open"}));
   host.traces.clear();
   scale->RunScale();
@@ -126,7 +126,7 @@ TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
   EXPECT_EQ(host.traces, (std::vector<std::string>{
                              "Scale x was not asked for its weight: The port 1 (COM1) does not "
                              "send: its output queue is full",
-                             "The port 1 (COM1) went away: unplugged",
+                             "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
                              "Scale x was not asked for its weight: The port 1 is not open"}));
   scale->StopScale();
   scale->RunScale();

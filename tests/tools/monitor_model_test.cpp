@@ -90,11 +90,9 @@ TEST_F(MonitorModelTest, ARowFollowsItsScale) {
   }
   EXPECT_THAT(Events(), testing::ElementsAre(HasSubstr("Line 4): condition good"),
                                              HasSubstr("Scale5): condition good"),
-                                             HasSubstr("Line 4): status steady"),
                                              HasSubstr("Line 4): condition stale: no byte for 1 s"),
-                                             HasSubstr("Scale5): condition stale: no byte"),
-                                             HasSubstr("Line 4): status no-data"),
-                                             HasSubstr("Scale5): status no-data")));
+                                             HasSubstr("Scale5): condition stale: no byte")))
+      << "changes of state are in the row";
 }
 
 TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
@@ -108,7 +106,8 @@ TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
   dynamic_cast<FakeSocket&>(*dynamic_cast<EthernetConnection&>(*connection).mvarSocket()).Accept();
   EXPECT_EQ(Row(1).condition, "");
   Port(1).Deliver("A17,12.5;");
-  EXPECT_THAT(Events().back(), EndsWith("scale 1 (A): record Id=A17, Field2=12.5"));
+  EXPECT_THAT(model->Snapshot().passing,
+              testing::ElementsAre(EndsWith("Scale 1 (A): record Id=A17, Field2=12.5")));
   Port(1).Deliver("A18");
   host.loop.Advance(1000);
   EXPECT_THAT(Events(), Contains(EndsWith("record not complete in time")));
@@ -180,7 +179,7 @@ TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
   Port(2).Deliver(Frame());
   EXPECT_EQ(Row(1).reading.net, "12.34");
   Press("ke");
-  EXPECT_THAT(Events().back(), HasSubstr("scale 1 (Scale1): start failed: "));
+  EXPECT_THAT(Events().back(), HasSubstr("Scale 1 (Scale1): start failed: "));
 }
 
 TEST_F(MonitorModelTest, SelectionStaysInTheTableAlsoInAnEmptyOne) {
@@ -232,8 +231,9 @@ TEST_F(MonitorModelTest, ATableShowsTheEventsOfOtherPrograms) {
   table.HandleLine("a text");
   table.HandleLine("");
   EXPECT_THAT(table.Snapshot().events,
-              testing::ElementsAre(HasSubstr("print gross - tare - net 7"), HasSubstr("record"),
-                                   HasSubstr("scale 4: weight"), EndsWith("  a text")));
+              testing::ElementsAre(HasSubstr("print gross - tare - net 7"),
+                                   HasSubstr("Scale 4: weight"), EndsWith("  a text")));
+  EXPECT_EQ(table.Snapshot().passing.size(), 1U);
   EXPECT_TRUE(table.HandleKey(Key::Down, 0));
   EXPECT_TRUE(table.HandleKey(Key::Character, 'x'));
   EXPECT_FALSE(table.HandleKey(Key::Character, 'q'));

@@ -28,18 +28,18 @@ MonitorSnapshot Sample() {
 TEST(MonitorView, DrawsTheTableTheNewestEventsAndThePrompt) {
   MonitorSnapshot snapshot = Sample();
   const Drawing drawing = DrawMonitor(snapshot, {.columns = 120, .rows = 8});
-  const std::string blanks(81, ' ');
+  const std::string blanks(82, ' ');
   EXPECT_THAT(drawing.lines,
               testing::ElementsAre(
-                  "plant.scl",
+                  "plant.scl   2 scales, 1 with errors",
                   "  # Alias  Connection         Protocol                  Gross      Tare       "
-                  "Net Un  State         Lamps     Rd/s",
+                  "Net unit State         Lamps          /s",
                   "  1 Br\u00FCcke COM1 9600,e,7,2    continuous standard       133.4      10.0    "
-                  " 123.4 kg  motion        act       10.0",
-                  ">12" + blanks + "  disabled          ERR       ", "", "two", "three", "1_"));
+                  " 123.4 kg   motion        active       10.0",
+                  ">12" + blanks + "  disabled             ERR       ", "", "two", "three", "1_"));
   EXPECT_EQ(drawing.selectedLine, 3U);
   EXPECT_EQ(DrawMonitor(snapshot, {50, 9}).lines[1],
-            "  # Alias      Gross       Net Un  State        ");
+            "  # Alias      Gross       Net unit State        ");
   EXPECT_EQ(DrawMonitor(snapshot, {30, 9}).lines[1], "  #       Net State        ");
 
   snapshot.rows[0].reading.quality = Quality::Stale;

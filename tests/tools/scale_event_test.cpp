@@ -38,15 +38,15 @@ TEST(ScaleEventText, NeverSendsATerminalWhatATextHides) {
   event.alias = "a\x1b[2J\r\n\u009Bm";  // the last one is a control character beyond ASCII
   event.reading.units = "k\ng";
   EXPECT_EQ(EventWords(event),
-            "scale 3 (a?[2J???m): weight gross 133.4 tare 10.0 net 123.4 k?g (motion net)");
+            "Scale 3 (a?[2J???m): weight gross 133.4 tare 10.0 net 123.4 k?g (motion net)");
   event.alias = "";
   event.kind = Kind::StatusChange;
   event.reading = {.atZero = true, .outOfRange = true, .noData = true};
-  EXPECT_EQ(EventWords(event), "scale 3: status gross - tare - net - (no-data range zero)");
+  EXPECT_EQ(EventWords(event), "Scale 3: status gross - tare - net - (no-data out of range zero)");
   event.kind = Kind::NewDataReady;
-  EXPECT_EQ(EventWords(event), "scale 3: record Id=A?, Id=");
+  EXPECT_EQ(EventWords(event), "Scale 3: record Id=A?, Id=");
   event.kind = Kind::StartFailure;
-  EXPECT_THAT(EventWords(event), HasSubstr("scale 3: not started: bad"));
+  EXPECT_THAT(EventWords(event), HasSubstr("Scale 3: not started: bad"));
   EXPECT_EQ(EventWords(event).find('\n'), std::string::npos);
   EXPECT_EQ(UtcText(WallTime(-1ms)), "1969-12-31T23:59:59.999Z");
   EXPECT_THAT(LocalText(WallTime(1'717'245'296s + 89ms)), EndsWith(".089"));
@@ -61,8 +61,8 @@ TEST(ScaleEventJson, HasTheNamesOfThePublishedMembersAndCanBeReadBack) {
     std::string members;
   } cases[] = {{Kind::NewWeight, "NewWeight",
                 weights + R"(,"motion":true,"atZero":false,"outOfRange":false,"inNetMode":true,)"
-                          R"("noDataError":false,)"},
-               {Kind::PrintRecord, "PrintRecord", weights + ","},
+                          R"("noDataError":false,"valid":true,)"},
+               {Kind::PrintRecord, "PrintRecord", weights + R"(,"valid":true,)"},
                {Kind::NewStatus, "NewStatus", R"("activityLED":false,"errorLED":false,)"},
                {Kind::NewDataReady, "NewDataReady",
                 R"("fields":[{"name":"Id","value":"A\u001b"},{"name":"Id","value":""}],)"},
@@ -118,7 +118,7 @@ struct SlowReader {
 
 TEST(EventOutput, ASlowReaderLosesReadingsFirstAndLearnsHowManyOnce) {
   SlowReader reader;
-  EventOutput output(true, reader.Function());
+  EventOutput output(EventJson, reader.Function());
   const ScaleEvent reading = Sample(Kind::NewWeight);
   const std::string line = EventJson(reading) + "\n";
   const std::size_t room = EventOutput::kReadingBound / line.size();

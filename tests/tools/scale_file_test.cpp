@@ -48,7 +48,7 @@ TEST_F(ScaleFileTest, AScaleIsConfiguredWhenAnySettingDiffersFromANewOne) {
   for (int i = 1; i <= 32; ++i) EXPECT_EQ(IsConfigured(file.Scale(i), i), i >= 2 && i <= 7) << i;
   EXPECT_EQ(ShownJson().size(), 6U);
   EXPECT_EQ(ShownJson(true).size(), 32U);
-  EXPECT_THAT(Shown(true), HasSubstr("scale 32: none, none\n  alias=Scale32\n"));
+  EXPECT_THAT(Shown(true), HasSubstr("Scale 32: not set up\n"));
 }
 
 TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
@@ -67,10 +67,10 @@ TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
   const std::string before = host.files.contents[kFile];
   for (const int number : {1, 5}) {
     EXPECT_THAT([&] { Set(number, {"alias=x"}); },
-                ThrowsMessage<Failure>(HasSubstr("scale 5 of 'plant.scl' cannot be restored")));
+                ThrowsMessage<Failure>(HasSubstr("'plant.scl' is damaged: entry of scale 5")));
   }
   EXPECT_EQ(host.files.contents[kFile], before);
-  EXPECT_EQ(Shown(), "scale 5: cannot be restored from the file\n");
+  EXPECT_EQ(Shown(), "Scale 5: its entry in the settings file is damaged\n");
   EXPECT_TRUE(ShownJson()[0].contains("error"));
 
   host.files.contents.clear();
@@ -81,21 +81,20 @@ TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
 
 TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
   Set(1, {"enabled=no"});
-  EXPECT_THAT(Shown(), HasSubstr("no scale of 'plant.scl' is configured"));
+  EXPECT_THAT(Shown(), HasSubstr("no scale of 'plant.scl' is set up"));
   Set(3, {"alias=Line \x1b[2J3", "connection=serial", "port=2", "stopbits=1.5", "rate=0.5",
           "protocol=continuous", "type=short"});
   EXPECT_EQ(Shown(),
-            "scale 3: COM2 9600,e,7,1.5, continuous short\n  alias=\"Line ?[2J3\"\n  enabled=no\n"
-            "  rate=0.5\n  timeout=0\n  corrected=no\n  connection=serial\n  port=2\n  baud=9600\n"
+            "Scale 3: COM2 9600,e,7,1.5, continuous short\n  alias=\"Line ?[2J3\"\n  enabled=no\n"
+            "  timeout=0\n  corrected=no\n  connection=serial\n  port=2\n  baud=9600\n"
             "  parity=even\n  databits=7\n  stopbits=1.5\n  bidirectional=no\n  reconnect=no\n"
-            "  protocol=continuous\n  type=TarnContinuousShort\n");
-  EXPECT_EQ(
-      ShownJson()[0].dump(),
-      R"({"alias":"Line \u001b[2J3","connection":{"baud":9600,"bidirectional":false,)"
-      R"("class":"SerialConnection","databits":7,"parity":"even","port":2,)"
-      R"("reconnect":false,"stopbits":1.5},"corrected":false,"enabled":false,"protocol":{"class":)"
-      R"("TarnContinuousProtocol","type":"TarnContinuousShort"},"rate":0.5,"scale":3,)"
-      R"("timeout":0})");
+            "  protocol=continuous\n  type=short\n");
+  EXPECT_EQ(ShownJson()[0].dump(),
+            R"({"alias":"Line \u001b[2J3","connection":{"baud":9600,"bidirectional":false,)"
+            R"("class":"SerialConnection","databits":7,"device":"","parity":"even","port":2,)"
+            R"("reconnect":false,"stopbits":1.5},"corrected":false,"enabled":false,)"
+            R"("protocol":{"class":"TarnContinuousProtocol","type":"short"},"rate":0.5,)"
+            R"("scale":3,"timeout":0})");
 }
 
 }  // namespace

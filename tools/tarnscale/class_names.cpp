@@ -21,7 +21,10 @@ const ClassRow* RowNamed(std::string_view className) {
 }
 
 std::string SerialText(const SerialConnection& serial) {
-  std::string text = "COM" + std::to_string(serial.ComPort()) + " ";
+  const std::string& device = serial.Device();
+  std::string text = device.empty() ? "COM" + std::to_string(serial.ComPort())
+                                    : device.substr(device.find_last_of("/\\") + 1);
+  text += ' ';
   text += BaudRatePiece(serial.BaudRate());
   text += ParityPiece(serial.Parity());
   text += DataBitsPiece(serial.DataBits());

@@ -14,8 +14,14 @@ struct RunOptions {
   bool json = false;
   bool readingsOnly = false;
   bool updates = false;
-  std::optional<double> seconds;  ///< when given, the command ends after this time
-  std::string capture;            ///< the folder for captures of all lines; none when empty
+  bool csv = false;
+  bool stable = false;
+  bool changes = false;
+  double every = 0;                   ///< seconds between two readings of a scale at least
+  std::optional<int> count{};         ///< the command ends after so many lines
+  std::vector<std::string> scales{};  ///< "1,2"; all scales when empty
+  std::optional<double> seconds{};    ///< when given, the command ends after this time
+  std::string capture;                ///< the folder for captures of all lines; none when empty
 };
 int RunCommand(Program& program, const RunOptions& options);
 
@@ -37,22 +43,49 @@ struct ViewOptions {
 int ViewCommand(Program& program, const ViewOptions& options);
 
 struct ShowOptions {
+  std::string scale;  ///< one scale only, unless empty
   bool json = false;
   bool all = false;
+  bool brief = false;
 };
 int ShowCommand(Program& program, const ShowOptions& options);
 
 struct SetOptions {
-  int scale = 0;
+  std::string scale;
   std::vector<std::string> pairs;
 };
 int SetCommand(Program& program, const SetOptions& options);
 
+struct DeleteOptions {
+  std::string scale;
+};
+int DeleteCommand(Program& program, const DeleteOptions& options);
+
+struct CopyOptions {
+  std::string scale;
+  std::string other;
+  bool move = false;
+};
+int CopyCommand(Program& program, const CopyOptions& options);
+
+struct CheckOptions {};
+int CheckCommand(Program& program, const CheckOptions& options);
+
+struct ReadOptions {
+  std::string scale;
+  bool gross = false;
+  bool tare = false;  ///< the net weight where neither is set
+  bool stable = false;
+  bool json = false;
+  double timeout = 5;  ///< seconds
+};
+int ReadCommand(Program& program, const ReadOptions& options);
+
 struct SendOptions {
-  int scale = 0;
+  std::string scale;
   std::string command;
   std::string value;
-  double wait = 5;  ///< seconds to wait for a print record
+  double wait = 5;  ///< seconds to wait for what the terminal answers
 };
 int SendCommand(Program& program, const SendOptions& options);
 

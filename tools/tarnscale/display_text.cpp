@@ -22,10 +22,4 @@ std::string ShellWord(const std::string& text) {
   return plain ? text : "\"" + text + "\"";
 }
 
-std::string ScaleTitle(int number, std::string_view alias) {
-  std::string title = "scale " + std::to_string(number);
-  if (!alias.empty()) title += " (" + Printable(alias) + ")";
-  return title;
-}
-
 }  // namespace tarn::tool

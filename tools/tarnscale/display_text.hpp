@@ -20,7 +20,4 @@ std::string Fit(std::string_view text, std::size_t width, Align align = Align::L
 /// Returns the text as one word of a command line: in quotes where a shell would split it.
 std::string ShellWord(const std::string& text);
 
-/// Returns "scale 3 (Line 1)", or "scale 3" when there is no alias.
-std::string ScaleTitle(int number, std::string_view alias);
-
 }  // namespace tarn::tool

@@ -4,11 +4,11 @@
 
 namespace tarn::tool {
 
-EventOutput::EventOutput(bool json, TryWrite tryWrite)
-    : json_(json), tryWrite_(std::move(tryWrite)) {}
+EventOutput::EventOutput(std::string (*format)(const ScaleEvent& event), TryWrite tryWrite)
+    : format_(format), tryWrite_(std::move(tryWrite)) {}
 
 bool EventOutput::WriteLine(const ScaleEvent& event, std::size_t bound) {
-  return tryWrite_((json_ ? EventJson(event) : EventText(event)) + "\n", bound);
+  return tryWrite_(format_(event) + "\n", bound);
 }
 
 void EventOutput::Write(const ScaleEvent& event) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "tools/tarnscale/scale_event.hpp"
@@ -22,7 +23,8 @@ class EventOutput {
   /// As LineWriter::TryWrite.
   using TryWrite = std::function<bool(std::string_view bytes, std::size_t bound)>;
 
-  EventOutput(bool json, TryWrite tryWrite);
+  /// `format` makes the line of an event, without its end.
+  EventOutput(std::string (*format)(const ScaleEvent& event), TryWrite tryWrite);
 
   void Write(const ScaleEvent& event);
   /// Reports at the end what was lost and has not been reported yet.
@@ -35,7 +37,7 @@ class EventOutput {
   void ReportLost(WallTime time, std::size_t bound);
   bool WriteLine(const ScaleEvent& event, std::size_t bound);
 
-  bool json_;
+  std::string (*format_)(const ScaleEvent& event);
   TryWrite tryWrite_;
   std::uint64_t lostReadings_ = 0;
   std::uint64_t lostEvents_ = 0;

@@ -27,19 +27,25 @@ MonitorSnapshot EventTable::Snapshot() {
   const double passed = loop_.Now() - measuredAt_;
   const bool measures = passed >= RateMeter::kMeasuringTime;
   if (measures) measuredAt_ += passed;
-  MonitorSnapshot snapshot = SnapshotWithoutRows();
+  MonitorSnapshot snapshot;
   for (Slot& slot : slots_) {
     if (measures) slot.rate.Measure(passed);
     slot.row.readingsPerSecond = slot.rate.PerSecond();
     snapshot.rows.push_back(slot.row);
   }
-  snapshot.prompt = "q quit  j/k row";
+  Complete(snapshot);
+  snapshot.prompt = "? help  q quit  j/k row  [ ] older and newer lines";
   return snapshot;
 }
 
 bool EventTable::HandleKey(Console::Key key, char character) {
-  MoveSelection(key, character);
-  return character != 'q' && character != kControlC;
+  if (character == kControlC) return false;
+  return HandleCommonKey(key, character) || character != 'q';
+}
+
+std::vector<std::string> EventTable::Help() const {
+  return {"Up Down k j   select a row; Page and Home and End work, too",
+          "[ ]           older and newer lines below the table", "q             quit"};
 }
 
 void EventTable::HandleLine(std::string_view line) {
@@ -81,7 +87,7 @@ void EventTable::HandleEvent(const ScaleEvent& event) {
     case Kind::NewDataReady:
     case Kind::Variables:
       slot->rate.Count();
-      [[fallthrough]];
+      return NotePassing(event.scale, EventWords(event));
     default:
       Note(EventWords(event));
   }

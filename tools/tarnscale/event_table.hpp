@@ -5,6 +5,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/message_loop.hpp"
 #include "tools/tarnscale/live_table.hpp"
@@ -35,6 +36,7 @@ class EventTable final : public LiveTable {
     double weightAt = 0;  ///< when the latest weight came
   };
 
+  std::vector<std::string> Help() const override;
   void HandleEvent(const ScaleEvent& event);
   void TakeReading(Slot& slot, const Reading& reading);
 

@@ -36,12 +36,12 @@ void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
   if (selection.updates) onReading(scale.UpdateWeight, Kind::UpdateWeight);
   WatchRecord(scale);
   WatchVariables(scale);
-  if (selection.readingsOnly) return;
-  onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
   subscriptions_.push_back(
       scale.Condition()->Changed.Subscribe([this, &scale] { TellCondition(scale); }));
   subscriptions_.push_back(
       scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
+  if (selection.readingsOnly) return;
+  onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
   subscriptions_.push_back(
       scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
   subscriptions_.push_back(scale.ScaleConfigurationChange.Subscribe(
@@ -126,6 +126,7 @@ std::vector<ScaleEvent> FailureEvents(const std::vector<StartFailure>& failures,
     event.scale = failure.number;
     event.alias = failure.alias;
     event.message = failure.reason;
+    if (failure.isRetried) event.message += "; next try in 1 s";
     events.push_back(std::move(event));
   }
   return events;

@@ -18,7 +18,7 @@ class EventWatch {
   using Sink = std::function<void(const ScaleEvent& event)>;
 
   struct Selection {
-    bool readingsOnly = false;  ///< NewWeight; records and variables of scales without weights
+    bool readingsOnly = false;  ///< NewWeight, PrintRecord; records and variables
     bool updates = false;       ///< UpdateWeight too
   };
 

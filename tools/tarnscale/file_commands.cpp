@@ -1,10 +1,12 @@
-// show and set: print and change a settings file without a server.
-#include <memory>
+// Commands that print and change a settings file without a server.
+#include <cstdint>
 #include <string>
+#include <vector>
 
-#include "connections/serial_connection.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/scale_check.hpp"
 #include "tools/tarnscale/scale_file.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
 #include "tools/tarnscale/show_text.hpp"
@@ -12,32 +14,28 @@
 namespace tarn::tool {
 namespace {
 
-/// Returns 0 for a scale that uses no serial port when the server runs.
-int PortInUse(const TarnScale& scale) {
-  const auto serial = std::dynamic_pointer_cast<SerialConnection>(scale.Connection());
-  return serial && !scale.Disabled() ? serial->ComPort() : 0;
-}
-
-/// Two scales may share a port, since the user may enable one of them at a time. When both are
-/// enabled, only the first one starts.
-void NoteSharedPort(Program& program, const ScaleFile& file, int number) {
-  const int port = PortInUse(file.Scale(number));
-  if (port == 0) return;
-  for (int other = 1; other <= kScaleCount; ++other) {
-    const auto scale = file.At(other);
-    if (other == number || !scale || PortInUse(*scale) != port) continue;
-    program.Say("note: COM" + std::to_string(port) + " is used by " +
-                ScaleTitle(other, scale->AliasName()) + " too; only the first of them will start");
+/// As comments, so that the rest can be given to `set` again.
+std::string StoreText(const Program& program) {
+  std::string text = "# settings store: " + Printable(program.StorePlace());
+  if (program.StoredPorts().empty()) text += ", no port has a device there";
+  text += '\n';
+  for (const auto& [number, device] : program.StoredPorts()) {
+    text += "#   port " + std::to_string(number) + " is " + Printable(device) + "\n";
   }
+  return text;
 }
 
-/// What shows no weight is set up in vain, and nothing else would say why.
-void NoteMissingWeight(Program& program, TarnScale& scale, int number) {
-  const auto protocol = scale.Protocol();
-  if (scale.CorrectReadings() || !protocol || !protocol->NeedsCorrectReadings()) return;
-  program.Say("note: " + ScaleTitle(number, scale.AliasName()) +
-              " will show no weight: with this protocol, type and connection that takes "
-              "corrected=yes");
+std::vector<std::string> FindingsOf(Program& program, const ScaleFile& file, int number) {
+  return Findings(file, number, [&program](std::int16_t port, const std::string& setting) {
+    return program.Host().MissingDevice(port, setting);
+  });
+}
+
+void Report(Program& program, const ScaleFile& file, int number) {
+  if (!program.Options().quiet) program.Output().Write(ShowScaleText(file, number));
+  for (const std::string& finding : FindingsOf(program, file, number)) {
+    program.Say("note: " + finding);
+  }
 }
 
 }  // namespace
@@ -45,19 +43,70 @@ void NoteMissingWeight(Program& program, TarnScale& scale, int number) {
 int ShowCommand(Program& program, const ShowOptions& options) {
   ScaleFile file(program.Host(), program.Options().file);
   file.Load();
-  program.Output().Write(options.json ? ShowJson(file, options.all) : ShowText(file, options.all));
+  const int only = options.scale.empty() ? 0 : ScaleNumber(options.scale);
+  std::string text;
+  if (options.json)
+    text = ShowJson(file, options.all, only);
+  else if (only > 0)
+    text = options.brief ? ShowBriefly(file, only) : ShowScaleText(file, only);
+  else
+    text = ShowText(file, options.all, options.brief) +
+           (options.brief ? std::string() : StoreText(program));
+  program.Output().Write(text);
   return kSuccess;
 }
 
 int SetCommand(Program& program, const SetOptions& options) {
+  const int number = ScaleNumber(options.scale);
   ScaleFile file(program.Host(), program.Options().file);
   file.LoadOrNew();
-  TarnScale& scale = file.Scale(options.scale);
-  for (const std::string& pair : options.pairs) ApplyPair(scale, file.Site(), pair);
+  ApplyPairs(file.Scale(number), file.Site(), options.pairs);
   file.Save();
-  if (!program.Options().quiet) program.Output().Write(ShowScaleText(file, options.scale));
-  NoteSharedPort(program, file, options.scale);
-  NoteMissingWeight(program, scale, options.scale);
+  Report(program, file, number);
+  return kSuccess;
+}
+
+int DeleteCommand(Program& program, const DeleteOptions& options) {
+  const int number = ScaleNumber(options.scale);
+  ScaleFile file(program.Host(), program.Options().file);
+  file.Load();
+  const auto scale = file.At(number);
+  const std::string title = ScaleTitle(number, scale ? scale->AliasName() : "");
+  if (scale && !IsConfigured(*scale, number)) throw Failure(title + " is not set up");
+  file.Clear(number);
+  file.Save();
+  program.Say(title + " is deleted");
+  return kSuccess;
+}
+
+int CopyCommand(Program& program, const CopyOptions& options) {
+  const int from = ScaleNumber(options.scale);
+  const int to = ScaleNumber(options.other);
+  ScaleFile file(program.Host(), program.Options().file);
+  file.Load();
+  if (!IsConfigured(file.Scale(from), from)) throw Failure(ScaleTitle(from, "") + " is not set up");
+  file.Copy(from, to);
+  if (options.move) file.Clear(from);
+  file.Save();
+  Report(program, file, to);
+  return kSuccess;
+}
+
+int CheckCommand(Program& program, const CheckOptions& /*options*/) {
+  ScaleFile file(program.Host(), program.Options().file);
+  file.Load();
+  program.NoteUnusedPorts([&file](std::int16_t number) { return file.At(number); });
+  std::string text;
+  for (const int number : ShownScales(file, false)) {
+    for (const std::string& finding : FindingsOf(program, file, number)) text += finding + "\n";
+  }
+  if (!text.empty()) {
+    program.Output().Write(text);
+    return kFailed;
+  }
+  program.Output().Write("nothing is wrong with the " +
+                         std::to_string(ShownScales(file, false).size()) + " scales of '" +
+                         Printable(program.Options().file) + "'\n");
   return kSuccess;
 }
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "tools/tarnscale/scale_event.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
@@ -114,6 +115,7 @@ std::string EventJson(const ScaleEvent& event) {
   const auto add = [&json](const char* name, const auto& value) { json[name] = value; };
   if (event.HasWeights()) VisitWeights(event.reading, add);
   if (event.HasWeights() && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
+  if (event.HasWeights()) json["valid"] = IsValidWeight(event.reading);
   if (event.kind != Kind::PrintRecord) AddCondition(json, event.reading);
   if (event.kind == Kind::Condition) AddCounters(json, event);
   if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
@@ -161,9 +163,9 @@ std::optional<ScaleEvent> EventOfJson(std::string_view line) {
   return event;
 }
 
-std::string ShowJson(const ScaleFile& file, bool all) {
+std::string ShowJson(const ScaleFile& file, bool all, int only) {
   Json scales = Json::array();
-  for (const int number : ShownScales(file, all)) {
+  for (const int number : only > 0 ? std::vector{only} : ShownScales(file, all)) {
     const auto scale = file.At(number);
     scales.push_back(scale ? ScaleJson(*scale, number)
                            : Json{{"scale", number}, {"error", kNotRestored}});

@@ -8,11 +8,31 @@ namespace tarn::tool {
 LiveTable::LiveTable(std::string title, WallClock clock)
     : title_(std::move(title)), clock_(std::move(clock)) {}
 
+std::string LiveTable::Stamped(std::string_view text) const {
+  constexpr std::size_t kTimeOfDay = 11;
+  return LocalText(clock_()).substr(kTimeOfDay, 8) + "  " + std::string(text);
+}
+
 void LiveTable::Note(std::string_view text) {
   constexpr std::size_t kKeptEvents = 200;
-  constexpr std::size_t kTimeOfDay = 11;
-  events_.push_back(LocalText(clock_()).substr(kTimeOfDay, 8) + "  " + std::string(text));
+  events_.push_back(Stamped(text));
+  if (eventsBack_ > 0) ++eventsBack_;  // what the user reads stays where it is
   if (events_.size() > kKeptEvents) events_.pop_front();
+  eventsBack_ = std::min(eventsBack_, events_.size() - 1);
+}
+
+void LiveTable::NotePassing(int scale, std::string_view text) {
+  std::erase_if(passing_, [scale](const Passing& line) { return line.scale == scale; });
+  passing_.push_back({scale, Stamped(text)});
+}
+
+bool LiveTable::HandleCommonKey(Console::Key key, char character) {
+  if (std::exchange(help_, false)) return true;
+  help_ = character == '?';
+  if (character == '[' && eventsBack_ + 1 < events_.size()) ++eventsBack_;
+  if (character == ']' && eventsBack_ > 0) --eventsBack_;
+  MoveSelection(key, character);
+  return help_ || character == '[' || character == ']' || key != Console::Key::Character;
 }
 
 void LiveTable::MoveSelection(Console::Key key, char character) {
@@ -30,12 +50,13 @@ void LiveTable::MoveSelection(Console::Key key, char character) {
   selected_ = static_cast<std::size_t>(std::clamp(static_cast<int>(selected_) + rows, 0, last));
 }
 
-MonitorSnapshot LiveTable::SnapshotWithoutRows() const {
-  MonitorSnapshot snapshot;
+void LiveTable::Complete(MonitorSnapshot& snapshot) const {
   snapshot.title = title_;
   snapshot.selected = selected_;
   snapshot.events.assign(events_.begin(), events_.end());
-  return snapshot;
+  snapshot.eventsBack = eventsBack_;
+  for (const Passing& line : passing_) snapshot.passing.push_back(line.text);
+  if (help_) snapshot.help = Help();
 }
 
 void RateMeter::Measure(double milliseconds) {

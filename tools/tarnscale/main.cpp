@@ -1,11 +1,12 @@
-// tarnscale: the scale server in a console, and the tool to set it up. Exit status 0 is success, 1
-// a failure, 2 a wrong command line.
+// tarnscale: the scale server in a console, and the tool to set it up. kStatuses has its exit
+// statuses.
 #include <optional>
 #include <string>
 
 #include "tools/arguments.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/commands.hpp"
+#include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/scale_commands.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
 
@@ -21,9 +22,19 @@ struct Options {
   ViewOptions view;
   ShowOptions show;
   SetOptions set;
+  DeleteOptions remove;
+  CopyOptions copy;
+  CopyOptions move{.scale = {}, .other = {}, .move = true};
+  CheckOptions check;
+  bool net = false;  ///< what read prints anyway
+  ReadOptions read;
   SendOptions send;
   ReplayCommandOptions replay;
 };
+
+constexpr const char* kStatuses =
+    "Exit status: 0 done and seen, 1 failed, 2 wrong command line, 3 nothing came in time, 4 the\n"
+    "scale cannot take the command, 5 the terminal answers, but has no valid weight.\n";
 
 /// Adds a command that has the options `own` and calls `run`.
 template <class Own>
@@ -42,10 +53,13 @@ Command& AddCommand(CommandLine& line, Options& options, const char* name, const
       .Value("N=DEVICE");
   command
       .Add("--store", common.store,
-           "Another settings store: a file, on Windows a key; 'server' for the one of the "
-           "Automation server")
+           "Another settings store, which is only read: a file, on Windows a key; 'server' for "
+           "the one of the Automation server")
       .Value("PLACE");
-  command.Add("--log", common.log, "Appends a line to this file for every print record")
+  command
+      .Add("--log", common.log,
+           "Appends a line to this file for every print record, and has the disk store each at "
+           "once")
       .Value("FILE");
   command
       .Add("--terminal-network", common.terminalNetwork,
@@ -56,7 +70,12 @@ Command& AddCommand(CommandLine& line, Options& options, const char* name, const
   command.Group("Options");
   command.OnRun([&options, own, run] {
     Program program(options.common);
-    return run(program, options.*own);
+    try {
+      return program.Finish(run(program, options.*own));
+    } catch (const Failure& failure) {
+      program.Complain(failure.what());
+      return failure.Status();
+    }
   });
   return command;
 }
@@ -80,10 +99,8 @@ void AddDrawing(Command& command, int& interval) {
       .Value("MS");
 }
 
-void AddScale(Command& command, int& scale) {
-  command.Add("SCALE", scale, "The number of the scale, 1 to 32")
-      .Required()
-      .Range(1, int{tarn::kScaleCount});
+Option AddScale(Command& command, std::string& scale) {
+  return command.Add("SCALE", scale, "The number of the scale, 1 to 32").Required();
 }
 
 void AddRun(CommandLine& line, Options& options) {
@@ -91,8 +108,23 @@ void AddRun(CommandLine& line, Options& options) {
                                 "Runs all enabled scales and prints what happens, a line each",
                                 &Options::run, RunCommand);
   command.Flag("--json", options.run.json, "One JSON object a line, with times in UTC");
+  command.Flag("--csv", options.run.csv, "Comma-separated values, with times in UTC")
+      .Without("--json");
+  command.Add("--scale", options.run.scales, "Runs these scales only, such as 1,4")
+      .OneValueEach()
+      .Value("N,...");
   command.Flag("--readings-only", options.run.readingsOnly,
-               "Prints new weights, records and variables, and nothing else");
+               "Prints new weights, print records, records of fields and variables, and nothing "
+               "else; so do all of the following, and --csv");
+  command.Flag("--stable", options.run.stable, "Only valid weights without motion");
+  command.Flag("--changes", options.run.changes,
+               "Only readings that differ from the one before of that scale");
+  command.Add("--every", options.run.every, "At most one reading of each scale in this time")
+      .Range(0.0, 1e6)
+      .Value("SECONDS");
+  command.Add("--count", options.run.count, "Ends after so many lines; status 3 if --for is first")
+      .Range(1, 1'000'000'000)
+      .Value("N");
   command.Flag("--updates", options.run.updates,
                "Prints the paced updates too, for scales that have a rate");
   AddSeconds(command, options.run.seconds);
@@ -102,12 +134,15 @@ void AddRun(CommandLine& line, Options& options) {
       "NewDataReady and TimeoutError (records of fields), Variables and CommLossError (variables "
       "of\n"
       "a terminal), ScaleConfigurationChange, InfoMessage, StartFailure, Lost.\n"
-      "A scale that does not start is reported on standard error, and the others run. Ctrl-C ends\n"
+      "A scale that does not start is reported on standard error, and the others run; it is tried\n"
+      "again after 1, 2, 4, 8, 16 and then every 30 seconds, as is a line that breaks. Ctrl-C "
+      "ends\n"
       "it, and so does the end of the program that reads the output. A reader that is too slow\n"
       "loses readings when 1 MiB waits for it, and other events when 8 MiB wait; a line 'lost'\n"
       "then says how many.\n\n"
-      "Example:\n"
-      "  tarnscale run plant.scl --json --port 1=/dev/ttyUSB0 | your-program");
+      "Examples:\n"
+      "  tarnscale run plant.scl --json --port 1=/dev/ttyUSB0 | your-program\n"
+      "  tarnscale run plant.scl --scale 1,4 --stable --every 60 --csv >> weights.csv");
 }
 
 void AddMonitor(CommandLine& line, Options& options) {
@@ -122,7 +157,9 @@ void AddMonitor(CommandLine& line, Options& options) {
   for (const ScaleCommand& c : ScaleCommands())
     keys += std::string("\n  ") + c.key + "  " + std::string(c.help);
   command.Footer(keys +
-                 "\n  e  enable and start, or start again\n  d  disable\n  q  quit\n"
+                 "\n  e  enable and start, or start again\n  d  disable\n"
+                 "  [  ]  older and newer lines of the list below the table\n"
+                 "  ?  help\n  q  quit\n"
                  "Where the output is no terminal it prints the readings, a line each.\n\n"
                  "Example:\n"
                  "  tarnscale monitor plant.scl --port 1=/dev/ttyUSB0");
@@ -155,8 +192,13 @@ void AddShow(CommandLine& line, Options& options) {
       AddCommand(line, options, "show", "Shows the settings of the configured scales",
                  &Options::show, ShowCommand);
   command.Flag("--json", options.show.json, "As one JSON object");
+  command.Add("SCALE", options.show.scale, "One scale only");
+  command.Flag("--brief", options.show.brief, "A line for each scale");
   command.Flag("--all", options.show.all, "All 32 scales, not only the configured ones");
-  command.Footer("Example:\n  tarnscale show plant.scl");
+  command.Footer(
+      "Settings that have no effect with the others are left out, but for --json.\n\n"
+      "Examples:\n  tarnscale show plant.scl\n  tarnscale show plant.scl 1\n"
+      "  tarnscale show plant.scl --brief");
 }
 
 void AddSet(CommandLine& line, Options& options) {
@@ -164,10 +206,10 @@ void AddSet(CommandLine& line, Options& options) {
                                 "Changes the settings of a scale; makes the file when it is new",
                                 &Options::set, SetCommand);
   AddScale(command, options.set.scale);
-  command.Add("KEY=VALUE", options.set.pairs, "The settings, applied in this order").Required();
+  command.Add("KEY=VALUE", options.set.pairs, "The settings, in any order").Required();
   command.Footer(
-      "Nothing is written unless all of them are right. Choose the connection and the\n"
-      "protocol before their own settings. A server that runs already does not notice.\n\n"
+      "Nothing is written unless all of them are right. What cannot work is noted: see check. A\n"
+      "server that runs already does not notice.\n\n"
       "Keys:\n" +
       KeyHelp() +
       "\nExample:\n"
@@ -182,7 +224,7 @@ void AddSend(CommandLine& line, Options& options) {
   AddScale(command, options.send.scale);
   command.Add("COMMAND", options.send.command, "See below; capitals do not matter").Required();
   command.Add("VALUE", options.send.value, "The weight of SetTare");
-  command.Add("--wait", options.send.wait, "How long to wait for a print record")
+  command.Add("--wait", options.send.wait, "How long to wait for what the terminal answers")
       .Range(0.1, 3600.0)
       .ShowDefault()
       .Value("SECONDS");
@@ -193,7 +235,9 @@ void AddSend(CommandLine& line, Options& options) {
     commands += "  " + name + std::string(c.help) + "\n";
   }
   command.Footer("Commands:\n" + commands +
-                 "The port must be free: no server may run the scale at the same time.\n\n"
+                 "The port must be free: no server may run the scale at the same time.\n" +
+                 kStatuses +
+                 "\n"
                  "Example:\n"
                  "  tarnscale send plant.scl 1 SetTare 12.5");
 }
@@ -221,16 +265,71 @@ void AddReplay(CommandLine& line, Options& options) {
       "  tarnscale replay scale01-20260601T123456.capture type=short --fast");
 }
 
+void AddDelete(CommandLine& line, Options& options) {
+  Command& command = AddCommand(line, options, "delete", "Makes a scale one that nobody has set up",
+                                &Options::remove, DeleteCommand);
+  AddScale(command, options.remove.scale);
+  command.Footer("Example:\n  tarnscale delete plant.scl 2");
+}
+
+void AddCopy(CommandLine& line, Options& options, const char* name, const char* description,
+             CopyOptions Options::*own) {
+  Command& command = AddCommand(line, options, name, description, own, CopyCommand);
+  AddScale(command, (options.*own).scale);
+  command.Add("TO", (options.*own).other, "The number of the scale that takes the settings")
+      .Required();
+  command.Footer(std::string("The other scale must not be set up yet.\n\nExample:\n  tarnscale ") +
+                 name + " plant.scl 1 2");
+}
+
+void AddCheck(CommandLine& line, Options& options) {
+  Command& command = AddCommand(line, options, "check", "Names the settings that cannot work",
+                                &Options::check, CheckCommand);
+  command.Footer(
+      "A connection that does not fit its protocol, a type or an address that is missing, ports\n"
+      "that two scales use, devices that are not there now. Exit status 1 if there is anything.\n\n"
+      "Example:\n  tarnscale check plant.scl");
+}
+
+void AddRead(CommandLine& line, Options& options) {
+  ReadOptions& read = options.read;
+  Command& command =
+      AddCommand(line, options, "read", "Runs one scale until it has a weight, and prints it",
+                 &Options::read, ReadCommand);
+  AddScale(command, read.scale);
+  bool& net = options.net;
+  command.Flag("--net", net, "The net weight, as when nothing is given");
+  command.Flag("--gross", read.gross, "The gross weight").Without("--net");
+  command.Flag("--tare", read.tare, "The tare").Without("--net").Without("--gross");
+  command.Flag("--stable", read.stable, "Waits for a weight without motion");
+  command.Flag("--json", read.json, "The whole reading, as 'run --json' prints it");
+  command.Add("--timeout", read.timeout, "How long to wait")
+      .Range(0.1, 3600.0)
+      .ShowDefault()
+      .Value("SECONDS");
+  command.Footer(
+      std::string("The port must be free: no server may run the scale at the same time.\n") +
+      kStatuses +
+      "\nExamples:\n  tarnscale read plant.scl 1\n"
+      "  weight=$(tarnscale read plant.scl 1 --stable --gross) || echo no weight");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   Options options;
   CommandLine line("tarnscale", "The scale server in a console, and the tool to set it up");
+  line.Version(TARN_VERSION);
   AddRun(line, options);
   AddMonitor(line, options);
   AddView(line, options);
   AddShow(line, options);
   AddSet(line, options);
+  AddDelete(line, options);
+  AddCopy(line, options, "copy", "Copies the settings of a scale to another", &Options::copy);
+  AddCopy(line, options, "move", "Moves the settings of a scale to another", &Options::move);
+  AddCheck(line, options);
+  AddRead(line, options);
   AddSend(line, options);
   AddReplay(line, options);
   return line.Main(argc, argv);

@@ -18,6 +18,7 @@ namespace {
 
 void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& server,
              LineWriter& writer) {
+  StartScales(server);
   const std::string& file = program.Options().file;
   const auto capture = CaptureLines(program, server, options.capture);
   MonitorModel model(program.Host().Loop(), server,
@@ -25,10 +26,9 @@ void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& s
                      std::chrono::system_clock::now);
   if (model.RowCount() == 0) {
     throw Failure("no scale of '" + Printable(file) +
-                  "' is configured: configure one with tarnscale set, or see all with --all");
+                  "' is set up: set one up with tarnscale set, or see all with --all");
   }
   const LiveScreen screen(program, model, writer, options.interval);
-  KeepConnected(server);
   RunLoop(program, options.seconds);
 }
 

@@ -8,6 +8,7 @@
 #include "base/number_text.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/running_scales.hpp"
 #include "tools/tarnscale/scale_file.hpp"
 
 namespace tarn::tool {
@@ -37,9 +38,13 @@ MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, const Opt
     if (options.all || !scale || IsConfigured(*scale, number)) AddSlot(number, std::move(scale));
   }
   for (const ScaleEvent& event : FailureEvents(server.StartFailures(), Now())) {
-    for (Slot& slot : slots_) slot.failedToStart |= slot.number == event.scale;
     HandleEvent(event);
   }
+  for (const StartFailure& failure : server.StartFailures()) {
+    for (Slot& slot : slots_)
+      slot.failedToStart |= slot.number == failure.number && !failure.isRetried;
+  }
+  if (const std::string hint = StartHint(server); !hint.empty()) Note(hint);
 }
 
 void MonitorModel::AddSlot(std::int16_t number, std::shared_ptr<TarnScale> scale) {
@@ -88,7 +93,7 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
   row.errorLed = scale.ErrorLED();
   row.readingsPerSecond = slot.rate.PerSecond();
   if (scale.Disabled())
-    row.condition = "disabled";
+    row.condition = IsConfigured(scale, slot.number) ? "disabled" : "not set up";
   else if (slot.failedToStart)
     row.condition = "not started";
   else
@@ -98,8 +103,9 @@ MonitorRow MonitorModel::RowOf(const Slot& slot) const {
 
 MonitorSnapshot MonitorModel::Snapshot() {
   MeasureRates();
-  MonitorSnapshot snapshot = SnapshotWithoutRows();
+  MonitorSnapshot snapshot;
   for (const Slot& slot : slots_) snapshot.rows.push_back(RowOf(slot));
+  Complete(snapshot);
   if (tareText_) {
     snapshot.prompt = "Preset tare for scale " + std::to_string(slots_[Selected()].number) + ": " +
                       *tareText_ + "_   (Enter sends it, Escape does not)";
@@ -111,10 +117,11 @@ void MonitorModel::HandleEvent(const ScaleEvent& event) {
   switch (event.kind) {
     case Kind::NewWeight:
       return TakeReading(event);
-    case Kind::PrintRecord:
     case Kind::NewDataReady:
-    case Kind::TimeoutError:
     case Kind::Variables:
+      return NotePassing(event.scale, EventWords(event));
+    case Kind::PrintRecord:
+    case Kind::TimeoutError:
     case Kind::CommLossError:
     case Kind::InfoMessage:
     case Kind::StartFailure:
@@ -127,26 +134,11 @@ void MonitorModel::HandleEvent(const ScaleEvent& event) {
 
 void MonitorModel::TakeReading(const ScaleEvent& event) {
   for (Slot& slot : slots_) {
-    if (slot.number == event.scale) NoteStateChange(slot, event);
+    if (slot.number != event.scale || !KeepsWeight(*slot.scale)) continue;
+    if (event.reading.net == kNoDataText) continue;
+    slot.reading = event.reading;
+    slot.reading->noData = false;
   }
-}
-
-/// StatusChange comes in the middle of a reading and with every check of the watchdog. So a change
-/// of the flags is reported with the reading, once.
-void MonitorModel::NoteStateChange(Slot& slot, const ScaleEvent& event) {
-  Reading reading = event.reading;
-  reading.quality.reset();  // it has an event of its own
-  if (KeepsWeight(*slot.scale)) {
-    if (reading.net == kNoDataText) return;
-    reading.noData = false;
-    slot.reading = reading;
-  }
-  std::string state = StateText(reading);
-  const bool changed = slot.lastState && *slot.lastState != state;
-  slot.lastState = std::move(state);
-  if (!changed) return;
-  const std::string& words = *slot.lastState;
-  Note(ScaleTitle(event.scale, event.alias) + ": status " + (words.empty() ? "steady" : words));
 }
 
 // --- Keys -------------------------------------------------------------------------------------
@@ -157,8 +149,7 @@ bool MonitorModel::HandleKey(Key key, char character) {
     HandlePromptKey(key, character);
     return true;
   }
-  MoveSelection(key, character);
-  return key != Key::Character || HandleCharacter(character);
+  return HandleCommonKey(key, character) || HandleCharacter(character);
 }
 
 bool MonitorModel::HandleCharacter(char character) {
@@ -190,6 +181,25 @@ void MonitorModel::HandlePromptKey(Key key, char character) {
   }
 }
 
+std::vector<std::string> MonitorModel::Help() const {
+  std::vector<std::string> lines = {
+      "Up Down k j   select a scale; Page and Home and End work, too",
+      "[ ]           older and newer lines below the table",
+  };
+  for (const ScaleCommand& c : ScaleCommands())
+    lines.push_back(std::string(1, c.key) + std::string(13, ' ') + std::string(c.help));
+  lines.insert(lines.end(), {
+                                "e             enable and start, or start again",
+                                "d             disable",
+                                "q             quit",
+                                "",
+                                "active        messages of the terminal come in",
+                                "ERR           the terminal is silent, or what it sends is wrong",
+                                "/s            messages a second",
+                            });
+  return lines;
+}
+
 MonitorModel::Slot* MonitorModel::SelectedSlot() {
   return slots_.empty() ? nullptr : &slots_[Selected()];
 }
@@ -200,7 +210,7 @@ void MonitorModel::WithSelected(std::string_view what, Action action) {
   if (slot == nullptr) return;
   const auto scale = slot->scale;
   const std::string title = ScaleTitle(slot->number, scale ? scale->AliasName() : std::string());
-  if (!scale) return Note(title + ": it could not be restored from the settings file");
+  if (!scale) return Note(title + ": its entry in the settings file is damaged");
   try {
     Note(title + ": " + std::string(what) + action(*slot));
   } catch (const std::exception& error) {

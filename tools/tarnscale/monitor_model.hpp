@@ -39,7 +39,6 @@ class MonitorModel final : public LiveTable {
     std::int16_t number = 0;
     std::shared_ptr<TarnScale> scale;  ///< null when it could not be restored
     bool failedToStart = false;
-    std::optional<std::string> lastState;
     std::optional<Reading> reading;  ///< the latest weight, where no data follows each
     RateMeter rate;
     Subscription onChanged;
@@ -51,8 +50,8 @@ class MonitorModel final : public LiveTable {
   MonitorRow RowOf(const Slot& slot) const;
   void HandleEvent(const ScaleEvent& event);
   void TakeReading(const ScaleEvent& event);
-  void NoteStateChange(Slot& slot, const ScaleEvent& event);
 
+  std::vector<std::string> Help() const override;
   bool HandleCharacter(char character);
   void HandlePromptKey(Console::Key key, char character);
   void Give(const ScaleCommand& command, double tare = 0);

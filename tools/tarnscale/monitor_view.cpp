@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <string_view>
 
 #include "base/number_text.hpp"
@@ -15,7 +16,7 @@ constexpr std::size_t kLeastEvents = 3;
 constexpr std::size_t kShortestAlias = 5;
 constexpr std::size_t kLongestAlias = 20;
 constexpr std::string_view kKeys =
-    "q quit  j/k row  z zero  t tare  c clear  s set  p print  r record  e on  d off";
+    "? help  q quit  j/k row  z zero  t tare  c clear  s preset tare  p print  r record";
 
 struct Column {
   std::string_view title;
@@ -34,7 +35,7 @@ std::string State(const MonitorRow& row) {
 }
 
 std::string Lamps(const MonitorRow& row) {
-  return std::string(row.activityLed ? "act" : "   ") + (row.errorLed ? " ERR" : "    ");
+  return std::string(row.activityLed ? "active" : "      ") + (row.errorLed ? " ERR" : "    ");
 }
 
 std::string Rate(const MonitorRow& row) {
@@ -58,10 +59,10 @@ constexpr std::array kColumns = {
     Column{"Tare", 9, Align::Right, 5,
            [](const MonitorRow& r) { return Shown(r, r.reading.tare); }},
     Column{"Net", 9, Align::Right, 9, [](const MonitorRow& r) { return Shown(r, r.reading.net); }},
-    Column{"Un", 3, Align::Left, 7, [](const MonitorRow& r) { return r.reading.units; }},
+    Column{"unit", 4, Align::Left, 7, [](const MonitorRow& r) { return r.reading.units; }},
     Column{"State", 13, Align::Left, 9, State},
-    Column{"Lamps", 7, Align::Left, 4, Lamps},
-    Column{"Rd/s", 6, Align::Right, 3, Rate},
+    Column{"Lamps", 10, Align::Left, 4, Lamps},
+    Column{"/s", 6, Align::Right, 3, Rate},
 };
 
 /// In front of the first column stands the mark of the selected row, between two columns a blank.
@@ -117,19 +118,44 @@ class MonitorDrawing {
 
   Drawing Draw() {
     const std::string last = snapshot_.prompt.empty() ? std::string(kKeys) : snapshot_.prompt;
+    if (!snapshot_.help.empty()) {
+      DrawHelp();
+      Add("any key goes back");
+      return std::move(drawing_);
+    }
     if (height_ > 3) {
-      Add(Printable(snapshot_.title));
+      Add("");
       DrawTable();
       DrawEvents();
+      drawing_.lines.front() = Cut(Title());
     }
     Add(Printable(last));
     return std::move(drawing_);
   }
 
  private:
-  void Add(const std::string& line) {
-    const std::size_t width = DisplayWidth(line);
-    drawing_.lines.push_back(width > width_ ? Fit(line, width_) : line);
+  std::string Cut(const std::string& line) const {
+    return DisplayWidth(line) > width_ ? Fit(line, width_) : line;
+  }
+  void Add(const std::string& line) { drawing_.lines.push_back(Cut(line)); }
+
+  void DrawHelp() {
+    for (const std::string& line : snapshot_.help) {
+      if (drawing_.lines.size() + 1 < height_) Add(line);
+    }
+    while (drawing_.lines.size() + 1 < height_) Add("");
+  }
+
+  /// How many rows are to be seen, and how many scales are in trouble, seen or not.
+  std::string Title() const {
+    const std::size_t count = snapshot_.rows.size();
+    const auto errors = std::count_if(snapshot_.rows.begin(), snapshot_.rows.end(),
+                                      [](const MonitorRow& row) { return row.errorLed; });
+    std::string text = Printable(snapshot_.title) + "   ";
+    if (shown_ < count) text += std::to_string(shown_) + " of ";
+    text += std::to_string(count) + (count == 1 ? " scale" : " scales");
+    if (errors > 0) text += ", " + std::to_string(errors) + " with errors";
+    return text;
   }
 
   void DrawTable() {
@@ -140,6 +166,7 @@ class MonitorDrawing {
     const std::size_t room = height_ > others ? height_ - others : 1;
     const std::size_t shown = std::min(snapshot_.rows.size(), room);
     const std::size_t first = FirstRow(snapshot_, shown);
+    shown_ = shown;
     for (std::size_t i = first; i < first + shown; ++i) {
       const bool selected = i == snapshot_.selected;
       if (selected) drawing_.selectedLine = drawing_.lines.size();
@@ -148,22 +175,56 @@ class MonitorDrawing {
     }
   }
 
+  /// A text on as many lines as it needs, those behind the first one indented.
+  std::vector<std::string> Wrapped(const std::string& text) const {
+    constexpr std::size_t kIndent = 10;  // behind the time of day
+    std::vector<std::string> lines;
+    std::string rest = Printable(text);
+    while (DisplayWidth(rest) > width_ && width_ > 2 * kIndent) {
+      const std::string line = Fit(rest, width_);
+      const auto blank = line.rfind(' ');
+      const std::size_t end = blank == line.npos || blank < line.size() / 2 ? line.size() : blank;
+      lines.push_back(rest.substr(0, end));
+      rest.erase(0, end);
+      rest = std::string(kIndent, ' ') +
+             rest.substr(std::min(rest.find_first_not_of(' '), rest.size()));
+    }
+    lines.push_back(rest);
+    return lines;
+  }
+
+  /// The newest texts that find room, oldest first.
+  std::vector<std::string> Newest(const std::vector<std::string>& texts, std::size_t count,
+                                  std::size_t room) const {
+    std::vector<std::string> lines;
+    for (; count > 0 && lines.size() < room; --count) {
+      const auto wrapped = Wrapped(texts[count - 1]);
+      lines.insert(lines.begin(), wrapped.begin(), wrapped.end());
+    }
+    if (lines.size() > room)
+      lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(room));
+    return lines;
+  }
+
   /// Fills the screen down to the last line, the newest event at the bottom of those shown.
   void DrawEvents() {
     const std::size_t room =
         height_ - 1 > drawing_.lines.size() ? height_ - 1 - drawing_.lines.size() : 0;
     if (room == 0) return;
-    Add("");
-    const std::size_t count = std::min(room - 1, snapshot_.events.size());
-    for (std::size_t i = snapshot_.events.size() - count; i < snapshot_.events.size(); ++i) {
-      Add(Printable(snapshot_.events[i]));
-    }
+    const std::size_t back = std::min(snapshot_.eventsBack, snapshot_.events.size());
+    Add(back == 0 ? "" : "  (" + std::to_string(back) + " newer: press ])");
+    const auto passing = Newest(snapshot_.passing, snapshot_.passing.size(), (room - 1) / 2);
+    const auto events =
+        Newest(snapshot_.events, snapshot_.events.size() - back, room - 1 - passing.size());
+    for (const std::string& line : passing) Add(line);
+    for (const std::string& line : events) Add(line);
     while (drawing_.lines.size() < height_ - 1) Add("");
   }
 
   const MonitorSnapshot& snapshot_;
   std::size_t width_;
   std::size_t height_;
+  std::size_t shown_ = 0;  ///< rows
   Drawing drawing_;
 };
 

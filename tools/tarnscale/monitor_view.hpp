@@ -28,7 +28,12 @@ struct MonitorSnapshot {
   std::vector<MonitorRow> rows{};
   std::size_t selected = 0;           ///< index into rows
   std::vector<std::string> events{};  ///< oldest first
-  std::string prompt{};               ///< shown in place of the line of keys when not empty
+  std::size_t eventsBack = 0;         ///< how many of the newest events are not shown
+  /// Lines that come by themselves again and again, oldest first; they get what room the events
+  /// leave, but at most half of it where it is scarce.
+  std::vector<std::string> passing{};
+  std::vector<std::string> help{};  ///< shown in place of the table when not empty
+  std::string prompt{};             ///< shown in place of the line of keys when not empty
 };
 
 struct Drawing {

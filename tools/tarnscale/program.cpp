@@ -9,6 +9,7 @@
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "connections/serial_connection.hpp"
 #include "platform/program.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
@@ -65,19 +66,48 @@ HostOptions Program::OptionsOfHost() {
   return options;
 }
 
-/// Only a host can read the store. A port of the command line stays as it is.
+/// Only a host can read the store. A port of the command line stays as it is. A user whose own
+/// store is out of reach, since he has no home for example, does without.
 void Program::AddStoredPorts() {
-  std::map<int, std::string> ports;
   try {
     for (int number = 1; number <= kHighestStoredPort; ++number) {
       const auto device = host_->Settings().Get("Ports", std::to_string(number));
-      if (device && !device->empty()) ports.emplace(number, *device);
+      if (device && !device->empty()) storedPorts_.emplace(number, *device);
     }
   } catch (const AutomationError& error) {
-    throw Failure(std::string("cannot read the settings store: ") + error.what() +
-                  "; another place for it: --store PLACE");
+    const std::string text = std::string("cannot read the settings store: ") + error.what();
+    if (!options_.store.empty()) throw Failure(text + "; another place for it: --store PLACE");
+    Say("note: " + text);
   }
-  host_->AddPorts(std::move(ports));
+  host_->AddPorts(storedPorts_);
+}
+
+std::string Program::StorePlace() const {
+  if (options_.store.empty()) return ProgramSettingsPlace(kProgram);
+  return UsesServerStore() ? ProgramSettingsPlace("TarnSclServer") : options_.store;
+}
+
+void Program::NoteUnusedPorts(
+    const std::function<std::shared_ptr<TarnScale>(std::int16_t)>& scaleAt) {
+  std::map<int, std::string> named;
+  for (const std::string& port : options_.ports) AddPort(named, port);
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    const auto scale = scaleAt(number);
+    const auto connection = scale ? scale->Connection() : nullptr;
+    const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection);
+    if (serial) named.erase(serial->ComPort());
+  }
+  for (const auto& [number, device] : named) {
+    Say("note: no scale of '" + Printable(options_.file) + "' has port=" + std::to_string(number) +
+        ", so --port " + std::to_string(number) + "=" + Printable(device) + " does nothing");
+  }
+}
+
+int Program::Finish(int status) {
+  const std::string failure = console_->WriteFailure();
+  if (failure.empty()) return status;
+  Complain("standard output cannot be written: " + failure);
+  return kFailed;
 }
 
 void Program::Say(std::string_view text) {
@@ -94,24 +124,15 @@ void Program::EndNow(int status) {
   std::_Exit(status);
 }
 
-/// The server reads the names of its settings file and its log from the store. In the store of
-/// tarnscale the command line sets the log every time. The store of the Automation server keeps its
-/// log unless --log is given.
-void Program::PrepareStore(const std::string& file) {
-  const auto set = [this](std::string_view key, std::string_view value) {
-    host_->Settings().Set(kSection, key, value);
-  };
-  try {
-    set("LastFile", file);
-    if (UsesServerStore() && options_.log.empty()) return;
-    const bool logging = !options_.log.empty();
-    set("LogFile", logging ? host_->Files().AbsoluteName(options_.log)
-                           : ProgramDataFolder(kProgram) + "/tarnscale.log");
-    set("LoggingEnabled", logging ? "True" : "False");
-  } catch (const AutomationError& error) {
-    throw Failure(std::string("cannot write the settings store: ") + error.what() +
-                  "; another place for it: --store PLACE");
-  }
+/// What the server would read from its store. The store of the Automation server keeps its log
+/// unless --log is given.
+RunSettings::Values Program::SettingsOfRun(const std::string& file) {
+  RunSettings::Values values = {{"LastFile", file}, {"StoreEachLine", "True"}};
+  if (UsesServerStore() && options_.log.empty()) return values;
+  const bool logging = !options_.log.empty();
+  values["LogFile"] = logging ? host_->Files().AbsoluteName(options_.log) : NullFile();
+  values["LoggingEnabled"] = logging ? "True" : "False";
+  return values;
 }
 
 std::unique_ptr<TarnServerConnection> Program::StartServer() {
@@ -119,26 +140,19 @@ std::unique_ptr<TarnServerConnection> Program::StartServer() {
   RequireSettingsFile(*host_, options_.file);
   OpenLog();  // the server itself would start without it
   const std::string file = host_->Files().AbsoluteName(options_.file);
-  PrepareStore(file);
+  host_->BeginSettings(SettingsOfRun(file));
   std::unique_ptr<TarnServerConnection> connection;
   try {
-    connection = std::make_unique<TarnServerConnection>(*host_, StartMode::EachScale);
+    connection = std::make_unique<TarnServerConnection>(*host_, StartMode::NoScale);
   } catch (const std::exception& error) {
     throw Failure(std::string("the server does not start: ") + error.what());
   }
   std::int32_t any = 0;
   const auto server = connection->TarnScaleServer(any);
-  // Another tarnscale may have written to the store meanwhile.
-  const bool logging = !options_.log.empty();
-  const bool logIsRight =
-      (UsesServerStore() && !logging) ||
-      (server->LoggingEnabled() == logging &&
-       (!logging || server->CurrentLogName() == host_->Files().AbsoluteName(options_.log)));
-  if (server->CurrentFileName() != file || server->CurrentFileNew() || !logIsRight) {
-    throw Failure("the server did not load '" + Printable(file) + "' with " +
-                  (logging ? "its log" : "no log") +
-                  "; where several tarnscale start at once, give each its own --store PLACE");
+  if (server->CurrentFileNew()) {
+    throw Failure("the server did not load '" + Printable(file) + "'");
   }
+  NoteUnusedPorts([&server](std::int16_t number) { return server->GetScale(number); });
   return connection;
 }
 

@@ -1,6 +1,7 @@
 // The base of all commands: options, host, console, settings store, and the start of the server.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -51,8 +52,20 @@ class Program {
   /// takes. For a process with a thread that hangs in a system call.
   [[noreturn]] void EndNow(int status);
 
-  /// Starts the server with the settings file. Throws Failure.
+  /// To be called with the status of the command when its output is written: a failure of the
+  /// output is reported, and is the status then.
+  int Finish(int status);
+
+  /// Makes the server with the settings file; no scale runs yet. No store is written. Throws
+  /// Failure.
   std::unique_ptr<TarnServerConnection> StartServer();
+
+  /// Notes each --port that is the port of none of these scales.
+  void NoteUnusedPorts(const std::function<std::shared_ptr<TarnScale>(std::int16_t)>& scaleAt);
+
+  /// Where the settings store lies, and the devices of ports that stand in it.
+  std::string StorePlace() const;
+  const std::map<int, std::string>& StoredPorts() const { return storedPorts_; }
 
   /// Opens the activity log of --log; null without --log. Throws Failure.
   std::shared_ptr<TextStream> OpenLog();
@@ -61,11 +74,12 @@ class Program {
   HostOptions OptionsOfHost();
   void AddStoredPorts();
   bool UsesServerStore() const;
-  void PrepareStore(const std::string& file);
+  RunSettings::Values SettingsOfRun(const std::string& file);
 
   CommonOptions options_;
   StandardError errors_;
   TraceSink trace_;
+  std::map<int, std::string> storedPorts_;
   std::unique_ptr<NativeHost> host_;
   std::unique_ptr<Console> console_;
 };

@@ -2,10 +2,13 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <set>
 
 #include "platform/line_writer.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/event_filter.hpp"
 #include "tools/tarnscale/event_output.hpp"
 #include "tools/tarnscale/event_watch.hpp"
 #include "tools/tarnscale/live_output.hpp"
@@ -14,43 +17,60 @@
 namespace tarn::tool {
 namespace {
 
-bool IsSerial(TarnScaleServer& server, int number) {
-  const auto scale = server.GetScale(static_cast<std::int16_t>(number));
-  const auto connection = scale ? scale->Connection() : nullptr;
-  return connection && connection->Ctype() == ConnectionType::serial;
+std::set<int> ScalesOf(const RunOptions& options) {
+  std::set<int> scales;
+  for (std::string_view rest : options.scales) {
+    while (true) {
+      const auto comma = rest.find(',');
+      scales.insert(ScaleNumber(rest.substr(0, comma)));
+      if (comma == rest.npos) break;
+      rest.remove_prefix(comma + 1);
+    }
+  }
+  return scales;
+}
+
+/// Who chooses among the readings, or counts lines, wants no lines about lamps.
+bool WantsReadingsOnly(const RunOptions& options) {
+  return options.readingsOnly || options.csv || options.stable || options.changes ||
+         options.every > 0 || options.count;
 }
 
 /// Reports on standard error; JSON output reports the failures too, for the program that reads it.
 void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions& options,
                     EventOutput& output) {
-  bool anyPort = false;
   const WallTime now = std::chrono::system_clock::now();
   for (const ScaleEvent& event : FailureEvents(server.StartFailures(), now)) {
-    program.Complain(ScaleTitle(event.scale, event.alias) + ": " + Printable(event.message));
-    if (options.json && !options.readingsOnly) output.Write(event);
-    anyPort = anyPort || IsSerial(server, event.scale);
+    program.Complain(EventWords(event));
+    if (options.json && !WantsReadingsOnly(options)) output.Write(event);
   }
-  if (!anyPort) return;
-  program.Say(
-      "--port N=DEVICE names the device of serial port N; on Linux the user needs the group of "
-      "the device, usually dialout");
+  if (const std::string hint = StartHint(server); !hint.empty()) program.Say(hint);
 }
 
 int RunScales(Program& program, const RunOptions& options, TarnScaleServer& server,
               EventOutput& output) {
+  const std::set<int> scales = ScalesOf(options);
+  EventFilter filter({.stable = options.stable,
+                      .changes = options.changes,
+                      .every = options.every,
+                      .count = options.count});
   const auto capture = CaptureLines(program, server, options.capture);
+  StartScales(server, scales);
   ReportFailures(program, server, options, output);
-  const std::string reason = WhyNothingRuns(server, program.Options().file);
+  const std::string reason = WhyNothingRuns(server, program.Options().file, scales);
   if (!reason.empty()) {
     program.Complain(reason);
     return kFailed;
   }
-  const EventWatch watch(server, {.readingsOnly = options.readingsOnly, .updates = options.updates},
-                         std::chrono::system_clock::now,
-                         [&output](const ScaleEvent& event) { output.Write(event); });
-  KeepConnected(server);
+  const EventWatch watch(server,
+                         {.readingsOnly = WantsReadingsOnly(options), .updates = options.updates},
+                         std::chrono::system_clock::now, [&](const ScaleEvent& event) {
+                           if (!filter.Passes(event)) return;
+                           output.Write(event);
+                           if (filter.IsDone()) program.Host().Loop().Quit();
+                         });
   RunLoop(program, options.seconds);
-  return kSuccess;
+  return options.count && !filter.IsDone() ? kTimedOut : kSuccess;
 }
 
 }  // namespace
@@ -58,9 +78,13 @@ int RunScales(Program& program, const RunOptions& options, TarnScaleServer& serv
 int RunCommand(Program& program, const RunOptions& options) {
   auto connection = program.StartServer();
   LineWriter writer([&program](std::string_view bytes) { program.Output().Write(bytes); });
-  EventOutput output(options.json, [&writer](std::string_view bytes, std::size_t bound) {
-    return writer.TryWrite(bytes, bound);
-  });
+  EventOutput output(options.json  ? EventJson
+                     : options.csv ? EventCsv
+                                   : EventText,
+                     [&writer](std::string_view bytes, std::size_t bound) {
+                       return writer.TryWrite(bytes, bound);
+                     });
+  if (options.csv) writer.TryWrite(std::string(kCsvHeader) + "\n", EventOutput::kEventBound);
   std::int32_t any = 0;
   const int status = RunScales(program, options, *connection->TarnScaleServer(any), output);
   connection.reset();

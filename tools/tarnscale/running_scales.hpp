@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 
 #include "server/tarn_scale_server.hpp"
@@ -10,12 +11,17 @@
 
 namespace tarn::tool {
 
-/// Returns why nothing runs, in words for the user; empty while at least one scale runs.
-std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file);
+/// Starts the scales with these numbers, all when there is none. Links that break, and those that
+/// cannot be made now, are tried again, whatever the settings file says, since nobody may be there
+/// to restart the scales.
+void StartScales(TarnScaleServer& server, const std::set<int>& only = {});
 
-/// From now on links that break are connected again, whatever the settings file says, since nobody
-/// may be there to restart the scales.
-void KeepConnected(TarnScaleServer& server);
+/// Returns why nothing runs, in words for the user; empty while at least one scale runs.
+std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file,
+                           const std::set<int>& only = {});
+
+/// What the user can do about scales that did not start; empty where there is nothing to say.
+std::string StartHint(const TarnScaleServer& server);
 
 /// Captures the lines of the server, which outlives the result, into that folder; with an empty one
 /// only what they bring before an error, into the program's own folder.

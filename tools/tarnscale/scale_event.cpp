@@ -6,6 +6,8 @@
 #include <ctime>
 #include <utility>
 
+#include "base/number_text.hpp"
+#include "scale/tarn_scale.hpp"
 #include "tools/tarnscale/display_text.hpp"
 
 namespace tarn::tool {
@@ -140,6 +142,11 @@ Reading ReadingOf(const PrintData& record) {
   return reading;
 }
 
+bool IsValidWeight(const Reading& reading) {
+  const bool isNumber = LocaleNumber(reading.net, ".") || LocaleNumber(reading.net, ",");
+  return isNumber && !reading.outOfRange;
+}
+
 std::vector<Field> FieldsOf(const TarnRecordTemplateData& record) {
   const std::int16_t count = std::clamp<std::int16_t>(record.NumFields(), 0, record.MaxNumFields());
   std::vector<Field> fields;
@@ -174,7 +181,7 @@ std::string StateText(const Reading& reading) {
   };
   if (reading.IsOld()) add(true, QualityName(*reading.quality));
   add(reading.noData, "no-data");
-  add(reading.outOfRange, "range");
+  add(reading.outOfRange, "out of range");
   add(reading.motion, "motion");
   add(reading.atZero, "zero");
   add(reading.inNetMode, "net");
@@ -193,6 +200,34 @@ std::string EventWords(const ScaleEvent& event) {
 
 std::string EventText(const ScaleEvent& event) {
   return LocalText(event.time) + "  " + EventWords(event);
+}
+
+std::string EventCsv(const ScaleEvent& event) {
+  std::string line = UtcText(event.time) + "," + EventName(event.kind);
+  const auto text = [&line](std::string_view value) {
+    line += ',';
+    if (value.find_first_of(",\"") == value.npos) {
+      line += Printable(value);
+      return;
+    }
+    line += '"';
+    for (const char c : Printable(value))
+      line += c == '"' ? std::string("\"\"") : std::string(1, c);
+    line += '"';
+  };
+  text(event.scale == 0 ? "" : std::to_string(event.scale));
+  text(event.alias);
+  const bool hasWeights = event.HasWeights();
+  const bool hasFlags = hasWeights && event.kind != Kind::PrintRecord;
+  const Reading& r = event.reading;
+  for (const std::string& weight : {r.gross, r.tare, r.net, r.units})
+    text(hasWeights ? weight : "");
+  for (const bool flag : {r.motion, r.atZero, r.outOfRange, r.inNetMode, r.noData}) {
+    text(!hasFlags ? "" : flag ? "1" : "0");
+  }
+  text(!hasWeights ? "" : IsValidWeight(r) ? "1" : "0");
+  text(event.fields.empty() ? event.message : FieldsText(event.fields));
+  return line;
 }
 
 /// By the calendar of the standard library: a system's own gmtime knows no time before 1970

@@ -51,6 +51,10 @@ Reading ReadingOf(const WeightData& record);
 Reading ReadingOf(const TarnScale& scale);
 Reading ReadingOf(const PrintData& record);
 
+/// Whether the net weight may be used: the terminal sent a number, and the scale is in its range.
+/// The no-data flag says less: it follows every reading of some protocols.
+bool IsValidWeight(const Reading& reading);
+
 /// "gross 133.4 tare 10.0 net 123.4 kg".
 std::string WeightsText(const Reading& reading);
 /// The flags that are set, and the quality unless it is good, as words: "stale motion net".
@@ -113,8 +117,13 @@ std::string EventText(const ScaleEvent& event);
 std::string EventWords(const ScaleEvent& event);
 /// One JSON object on one line without its end; the time is UTC.
 std::string EventJson(const ScaleEvent& event);
-/// Reads such a line back, without its time. Members that are missing keep their defaults. Returns
-/// nothing when the line is no event.
+/// One line of comma-separated values, and the line of their names; the time is UTC.
+std::string EventCsv(const ScaleEvent& event);
+inline constexpr std::string_view kCsvHeader =
+    "time,event,scale,alias,gross,tare,net,units,motion,atZero,outOfRange,inNetMode,noDataError,"
+    "valid,fields";
+/// Reads a line of JSON back, without its time. Members that are missing keep their defaults.
+/// Returns nothing when the line is no event.
 std::optional<ScaleEvent> EventOfJson(std::string_view line);
 
 /// "2024-06-01T12:34:56.789Z".

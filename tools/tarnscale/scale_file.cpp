@@ -1,15 +1,22 @@
 #include "tools/tarnscale/scale_file.hpp"
 
+#include <cstdint>
 #include <optional>
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "base/number_text.hpp"
+#include "base/persistable.hpp"
 #include "server/settings_file.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
 
 namespace tarn::tool {
 namespace {
+
+std::string NewAlias(int number) {
+  return "Scale" + std::to_string(number);
+}
 
 /// Returns nothing when there is no such file.
 std::optional<PropertyBag> ReadIfThere(Host& host, const std::string& name) {
@@ -36,13 +43,21 @@ PropertyBag ReadThere(Host& host, const std::string& name) {
 
 }  // namespace
 
+int ScaleNumber(std::string_view text) {
+  const auto number = LocaleNumber(text, ".");
+  if (number && *number >= 1 && *number <= kScaleCount && *number == RoundHalfEven(*number))
+    return static_cast<int>(*number);
+  throw UsageError("'" + Printable(text) + "' is no scale number: write 1 to " +
+                   std::to_string(kScaleCount));
+}
+
 void RequireSettingsFile(Host& host, const std::string& name) {
   ReadThere(host, name);
 }
 
 bool IsConfigured(const TarnScale& scale, int number) {
   const std::string& alias = scale.AliasName();
-  const bool isNamed = alias != "Scale x" && alias != "Scale" + std::to_string(number);
+  const bool isNamed = alias != "Scale x" && alias != NewAlias(number);
   const auto connection = scale.Connection();
   const auto protocol = scale.Protocol();
   return isNamed || !scale.Disabled() || scale.UpdateRate() != 10 ||
@@ -74,16 +89,49 @@ void ScaleFile::LoadOrNew() {
 TarnScale& ScaleFile::Scale(int number) const {
   const auto scale = At(number);
   if (scale) return *scale;
-  throw Failure("scale " + std::to_string(number) + " of '" + Printable(name_) +
-                "' cannot be restored: its entry is damaged or comes from another version");
+  throw Failure(DamagedText(number) + " (or it comes from another version)");
+}
+
+std::string ScaleFile::DamagedText(int number) const {
+  return "the settings file '" + Printable(name_) + "' is damaged: entry of scale " +
+         std::to_string(number);
+}
+
+void ScaleFile::Clear(int number) {
+  const auto scale = NewObject<TarnScale>(*site_, TarnScale::kClassName);
+  scale->AliasName(NewAlias(number));
+  Put(number, scale);
+}
+
+void ScaleFile::Copy(int from, int to) {
+  const TarnScale& source = Scale(from);
+  const auto present = At(to);
+  if (!present || IsConfigured(*present, to)) {
+    throw Failure(ScaleTitle(to, present ? present->AliasName() : "") +
+                  " is set up already; remove it with: tarnscale delete " +
+                  ShellWord(Printable(name_)) + " " + std::to_string(to));
+  }
+  PropertyBag bag;
+  source.WriteProperties(bag);
+  const auto copy = TarnScale::Create(site_);
+  copy->ReadProperties(bag);
+  if (copy->AliasName() == NewAlias(from)) copy->AliasName(NewAlias(to));
+  Put(to, copy);
+}
+
+void ScaleFile::Put(int number, const std::shared_ptr<TarnScale>& scale) {
+  const auto slot = static_cast<std::int16_t>(number);
+  scale->ScaleNumber(slot);
+  table_.Replace(slot, scale);
 }
 
 void ScaleFile::RequireWhole() const {
   for (int number = 1; number <= kScaleCount; ++number) {
     if (At(number)) continue;
-    throw Failure("scale " + std::to_string(number) + " of '" + Printable(name_) +
-                  "' cannot be restored, and writing the file would destroy its entry. Nothing was "
-                  "changed: use the version that wrote the file, or start another file");
+    throw Failure(DamagedText(number) +
+                  ", and writing the file would destroy it. Nothing was changed: use the version "
+                  "that wrote the file, or give the entry up with: tarnscale delete " +
+                  ShellWord(Printable(name_)) + " " + std::to_string(number));
   }
 }
 

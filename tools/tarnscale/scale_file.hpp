@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/host.hpp"
 #include "scale/tarn_scale.hpp"
@@ -13,6 +14,9 @@ namespace tarn::tool {
 
 /// Throws Failure when the settings file is missing or cannot be read.
 void RequireSettingsFile(Host& host, const std::string& name);
+
+/// Throws UsageError for what is no number from 1 to 32.
+int ScaleNumber(std::string_view text);
 
 /// Returns whether any setting of the scale differs from those of a new configuration.
 bool IsConfigured(const TarnScale& scale, int number);
@@ -38,10 +42,16 @@ class ScaleFile {
   std::shared_ptr<TarnScale> At(int number) const { return table_.At(number); }
   /// Throws Failure for such a slot.
   TarnScale& Scale(int number) const;
+  /// Makes the scale a new one that nobody has set up, also one that could not be restored.
+  void Clear(int number);
+  /// Throws Failure when the other scale is set up already.
+  void Copy(int from, int to);
   ServerSite& Site() { return *site_; }
 
  private:
   void RequireWhole() const;
+  void Put(int number, const std::shared_ptr<TarnScale>& scale);
+  std::string DamagedText(int number) const;
 
   Host& host_;
   std::string name_;

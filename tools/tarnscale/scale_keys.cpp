@@ -1,5 +1,6 @@
 #include "tools/tarnscale/scale_keys.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -184,7 +185,28 @@ void SetType(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
 }
 
 KeyValue TypeValue(const TarnScale& scale) {
-  return ProtocolTypeName(scale.Protocol()->pType());
+  return ProtocolTypeWord(scale.Protocol()->pType());
+}
+
+/// Such a protocol sets the update rate to 0 when it starts.
+bool HasUpdateRate(const TarnScale& scale) {
+  const auto family = FamilyOf(scale.Protocol()->ClassName());
+  return family != ProtocolClass::TarnContinuous && family != ProtocolClass::DemandTemplate &&
+         family != ProtocolClass::KesDemandTemplate;
+}
+
+/// With an update rate the start sets it.
+bool HasOwnTimeout(const TarnScale& scale) {
+  return !HasUpdateRate(scale) || scale.UpdateRate() <= 0;
+}
+
+bool HasDevice(const TarnScale& scale) {
+  return !Serial(scale).Device().empty();
+}
+
+/// TCP accepts nobody else anyway.
+bool HasStrangers(const TarnScale& scale) {
+  return FamilyOf(scale.Protocol()->ClassName()) != ProtocolClass::KesDemandTemplate;
 }
 
 // --- The table --------------------------------------------------------------------------------
@@ -228,14 +250,16 @@ std::vector<ScaleKey> MakeTable() {
        [](const TarnScale& s) -> KeyValue { return s.UpdateRate(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          s.UpdateRate(ParseNumber(v, 0, 1000, "write a number from 0 to 1000"));
-       }},
+       },
+       true, HasUpdateRate},
       {"timeout", Place::Scale, "", "MILLISECONDS",
        "silence until no-data, 0 for never (with a rate above 0 the server sets it)",
        [](const TarnScale& s) -> KeyValue { return Number(s.ActivityTimeoutTime()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          s.ActivityTimeoutTime(ParseWhole(v, 0, std::numeric_limits<std::int32_t>::max(),
                                           "write whole milliseconds, 0 or more"));
-       }},
+       },
+       true, HasOwnTimeout},
       {"corrected", Place::Scale, "", "yes|no",
        "whether readings are corrected where the published rules falsify or withhold them",
        [](const TarnScale& s) -> KeyValue { return s.CorrectReadings(); },
@@ -247,6 +271,11 @@ std::vector<ScaleKey> MakeTable() {
       {"port", Place::Connection, kSerial, "1..32767", "the serial port: 3 or COM3",
        [](const TarnScale& s) -> KeyValue { return Number(Serial(s).ComPort()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { Serial(s).ComPort(ParsePort(v)); }},
+      {"device", Place::Connection, kSerial, "DEVICE",
+       "what the port stands for, such as /dev/ttyUSB0, unless --port or the store names another",
+       [](const TarnScale& s) -> KeyValue { return Serial(s).Device(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { Serial(s).Device(std::string(v)); }, true,
+       HasDevice},
       {"baud", Place::Connection, kSerial, Brief(PieceWords(BaudRatePiece)), "speed of the line",
        [](const TarnScale& s) { return PieceValue(BaudRatePiece, Serial(s).BaudRate()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
@@ -297,7 +326,8 @@ std::vector<ScaleKey> MakeTable() {
        [](const TarnScale& s) -> KeyValue { return Ethernet(s).CheckSender(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
          Ethernet(s).CheckSender(ParseSwitch(v));
-       }},
+       },
+       true, HasStrangers},
       {"cluster", Place::Connection, kArcNet, "LETTER", "cluster of the terminal on its network",
        [](const TarnScale& s) -> KeyValue { return ArcNet(s).Cluster(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { ArcNet(s).Cluster(v); }},
@@ -395,6 +425,20 @@ bool ScaleKey::Fits(const TarnScale& scale) const {
       break;
   }
   return true;
+}
+
+void ApplyPairs(TarnScale& scale, ScaleSite& site, std::vector<std::string> pairs) {
+  const auto rank = [](std::string_view pair) {
+    constexpr std::array<std::string_view, 3> kFirst = {"connection", "protocol", "type"};
+    const auto* found = std::find_if(kFirst.begin(), kFirst.end(), [&](std::string_view key) {
+      return EqualIgnoringCase(pair.substr(0, pair.find('=')), key);
+    });
+    return found - kFirst.begin();
+  };
+  std::stable_sort(pairs.begin(), pairs.end(), [&rank](const auto& left, const auto& right) {
+    return rank(left) < rank(right);
+  });
+  for (const std::string& pair : pairs) ApplyPair(scale, site, pair);
 }
 
 std::span<const ScaleKey> ScaleKeys() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "scale/scale_site.hpp"
 #include "scale/tarn_scale.hpp"
@@ -31,12 +32,18 @@ struct ScaleKey {
   /// Throws UsageError, in words that follow "KEY=VALUE: ".
   void (*set)(TarnScale& scale, ScaleSite& site, std::string_view value);
   bool shown = true;  ///< false for a second way to write what another key shows
+  /// Whether the setting has an effect with the others that the scale has now; null: always.
+  bool (*matters)(const TarnScale& scale) = nullptr;
 
   /// Whether the scale, with the connection and protocol that it has now, has this setting.
   bool Fits(const TarnScale& scale) const;
 };
 
 std::span<const ScaleKey> ScaleKeys();
+
+/// Applies several in an order in which they fit: connection, protocol and type before what belongs
+/// to them. Throws as ApplyPair; some may have been applied then.
+void ApplyPairs(TarnScale& scale, ScaleSite& site, std::vector<std::string> pairs);
 
 /// Applies "KEY=VALUE". Throws UsageError where the pair, the key or the value is wrong or does not
 /// fit the scale's present connection or protocol; the scale is then as it was.

@@ -1,9 +1,5 @@
 // send: runs one scale and gives it one command.
-#include <algorithm>
-#include <cstdint>
-#include <optional>
 #include <string>
-#include <utility>
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
@@ -13,12 +9,13 @@
 #include "tools/tarnscale/scale_commands.hpp"
 #include "tools/tarnscale/scale_event.hpp"
 #include "tools/tarnscale/scale_file.hpp"
+#include "tools/tarnscale/single_scale.hpp"
 
 namespace tarn::tool {
 namespace {
 
 /// The time for the line to carry the command and for the terminal to act on it.
-constexpr std::int32_t kSettlingTime = 1000;  // milliseconds
+constexpr double kSettlingTime = 1;  // seconds
 
 const ScaleCommand& CommandOf(const SendOptions& options) {
   if (const ScaleCommand* command = FindCommand(options.command)) return *command;
@@ -41,132 +38,100 @@ double TareOf(const SendOptions& options, const ScaleCommand& command) {
   return *tare;
 }
 
-/// Runs one scale of a file by itself, without a server.
-class SingleScale {
+class Sending {
  public:
-  SingleScale(Program& program, int number)
-      : program_(program), file_(program.Host(), program.Options().file) {
-    file_.Load();
-    scale_ = file_.At(number);
-    file_.Scale(number);  // fails in words where there is none
-    title_ = ScaleTitle(number, scale_->AliasName());
-    file_.Site().Log().Stream(program.OpenLog());
-    file_.Site().Log().Enabled(!program.Options().log.empty());
-    onPrint_ = scale_->PrintData()->NewWeight.Subscribe([this] { printed_ = true; });
-    onWeight_ = scale_->WeightData()->NewWeight.Subscribe([this] { TakeReading(); });
-    onRecord_ = scale_->TarnRecordTemplateData()->NewDataReady.Subscribe(
-        [this] { record_ = FieldsText(FieldsOf(*scale_->TarnRecordTemplateData())); });
-    onInterrupted_ = program.Output().Interrupted.Subscribe([this] { interrupted_ = true; });
-  }
+  Sending(Program& program, const SendOptions& options)
+      : program_(program), patience_(options.wait), scale_(program, ScaleNumber(options.scale)) {}
 
-  int Send(const ScaleCommand& command, double tare, double patience) {
-    const std::string hindrance = CommandHindrance(*scale_, command);
+  int Send(const ScaleCommand& command, double tare) {
+    const std::string hindrance = CommandHindrance(scale_.Scale(), command);
     if (!hindrance.empty()) {
-      throw Failure(title_ + " cannot take " + std::string(command.name) + ": " + hindrance +
-                    "; see: tarnscale set --help");
+      throw Failure(scale_.Title() + " cannot take " + std::string(command.name) + ": " +
+                        hindrance + "; see: tarnscale set --help",
+                    kRefused);
     }
+    scale_.Start();
     try {
-      scale_->RunScale();
-      return GoesToTerminal(command.command) ? SendToTerminal(command, tare, patience)
-                                             : TakePrint(command, patience);
+      return GoesToTerminal(command.command) ? SendToTerminal(command, tare) : TakePrint(command);
     } catch (const AutomationError& error) {
-      throw Failure(title_ + ": " + error.what());
+      throw Failure(scale_.Title() + ": " + error.what());
     }
   }
 
  private:
-  int SendToTerminal(const ScaleCommand& command, double tare, double patience) {
-    // A network connection takes its time.
-    WaitFor([this] { return interrupted_ || LineCondition(*scale_).empty(); },
-            Milliseconds(patience));
-    if (const std::string condition = LineCondition(*scale_); !condition.empty()) {
-      throw Failure(title_ + ": nothing can be sent: " + condition);
-    }
-    if (scale_->Protocol()->CommandsFollowReadings()) AwaitReading(patience);
-    reading_.reset();
-    GiveCommand(*scale_, command, tare);
-    program_.Say(std::string(command.name) + " sent to " + title_);
-    if (command.command == OperatorCommand::Print) return AwaitPrint(patience);
-    WaitFor([this] { return interrupted_; }, kSettlingTime);
+  int SendToTerminal(const ScaleCommand& command, double tare) {
+    scale_.AwaitLine(patience_);
+    if (scale_.Scale().Protocol()->CommandsFollowReadings()) AwaitReading();
+    scale_.Forget();
+    GiveCommand(scale_.Scale(), command, tare);
+    program_.Say(std::string(command.name) + " sent to " + scale_.Title());
+    if (command.command == OperatorCommand::Print) return AwaitPrint();
+    scale_.WaitFor([] { return false; }, kSettlingTime);
     return PrintReading();
   }
 
   /// Only a reading shows what the command did.
   int PrintReading() {
-    if (reading_) {
-      const std::string state = StateText(*reading_);
-      Print(title_ + ": now " + WeightsText(*reading_) + (state.empty() ? "" : " (" + state + ")"));
-    } else {
-      program_.Say(title_ + ": no reading came, so it is unknown whether the terminal took it");
+    const auto& reading = scale_.LatestReading();
+    if (!scale_.WaitFor([&] { return reading.has_value(); }, patience_)) {
+      throw Failure(scale_.Title() + ": no reading came within " + GeneralNumberText(patience_) +
+                        " s, so it is unknown whether the terminal took it",
+                    kTimedOut);
     }
-    return kSuccess;
+    const std::string state = StateText(*reading);
+    Print("now " + WeightsText(*reading) + (state.empty() ? "" : " (" + state + ")"));
+    return StatusOf(*reading);
   }
 
-  int TakePrint(const ScaleCommand& command, double patience) {
+  int TakePrint(const ScaleCommand& command) {
     // An immediate capture would take the blank record of a scale that has just started.
-    AwaitReading(patience);
-    GiveCommand(*scale_, command);
-    return AwaitPrint(patience);
+    AwaitReading();
+    GiveCommand(scale_.Scale(), command);
+    return AwaitPrint();
   }
 
-  int AwaitPrint(double patience) {
-    WaitFor([this] { return interrupted_ || printed_ || record_; }, Milliseconds(patience));
-    if (record_) {
-      Print(title_ + ": record " + *record_);
+  int AwaitPrint() {
+    scale_.WaitFor([this] { return scale_.LatestPrint() || scale_.LatestRecord(); }, patience_);
+    if (const auto& record = scale_.LatestRecord()) {
+      Print("record " + *record);
       return kSuccess;
     }
-    if (!printed_) {
-      throw Failure(title_ + ": no print record within " + GeneralNumberText(patience) +
-                    " s: the weight did not come to rest, or the terminal does not answer");
+    const auto& print = scale_.LatestPrint();
+    if (!print) {
+      throw Failure(scale_.Title() + ": no print record within " + GeneralNumberText(patience_) +
+                        " s: the weight did not come to rest, or the terminal does not answer",
+                    kTimedOut);
     }
-    Print(title_ + ": print " + WeightsText(ReadingOf(*scale_->PrintData())));
-    return kSuccess;
+    Print("print " + WeightsText(*print));
+    return StatusOf(*print);
   }
 
-  template <class Condition>
-  void WaitFor(Condition condition, std::int32_t milliseconds) {
-    program_.Host().Loop().RunUntil(condition, milliseconds);
+  void AwaitReading() {
+    if (!scale_.WaitFor([this] { return scale_.LatestReading().has_value(); }, patience_)) {
+      throw Failure(scale_.Title() + ": no reading came: is the terminal on and wired?", kTimedOut);
+    }
   }
 
-  static std::int32_t Milliseconds(double seconds) {
-    return static_cast<std::int32_t>(std::clamp(seconds * 1000, 1.0, 1e9));
+  int StatusOf(const Reading& reading) {
+    if (IsValidWeight(reading)) return kSuccess;
+    program_.Complain(scale_.Title() + ": " + Printable(reading.net) + " is no weight to be used");
+    return kNoValidWeight;
   }
 
-  void AwaitReading(double patience) {
-    WaitFor([this] { return interrupted_ || reading_; }, Milliseconds(patience));
-    if (!reading_) throw Failure(title_ + ": no reading came: is the terminal on and wired?");
+  void Print(const std::string& what) {
+    program_.Output().Write(scale_.Title() + ": " + what + "\n");
   }
-
-  /// The blank record of the start and "Error" are no readings. The no-data flag does not help
-  /// here: it stays set until the next time-out, even when readings come.
-  void TakeReading() {
-    Reading reading = ReadingOf(*scale_->WeightData());
-    if (!reading.units.empty() && reading.net != kNoDataText) reading_ = std::move(reading);
-  }
-
-  void Print(const std::string& line) { program_.Output().Write(line + "\n"); }
 
   Program& program_;
-  ScaleFile file_;
-  std::shared_ptr<TarnScale> scale_;
-  std::string title_;
-  bool printed_ = false;
-  std::optional<std::string> record_;  ///< of a terminal that prints records of fields
-  bool interrupted_ = false;
-  std::optional<Reading> reading_;  ///< the latest
-  Subscription onPrint_;
-  Subscription onRecord_;
-  Subscription onWeight_;
-  Subscription onInterrupted_;
+  double patience_;  ///< seconds
+  SingleScale scale_;
 };
 
 }  // namespace
 
 int SendCommand(Program& program, const SendOptions& options) {
   const ScaleCommand& command = CommandOf(options);
-  const double tare = TareOf(options, command);
-  SingleScale scale(program, options.scale);
-  return scale.Send(command, tare, options.wait);
+  return Sending(program, options).Send(command, TareOf(options, command));
 }
 
 }  // namespace tarn::tool

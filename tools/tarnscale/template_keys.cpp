@@ -67,6 +67,11 @@ void SetName(TarnScale& scale, ScaleSite& /*site*/, std::string_view text) {
   TemplateOf(scale).FieldName(index, PlainText(text));
 }
 
+template <std::int16_t index>
+bool IsField(const TarnScale& scale) {
+  return index <= TemplateOf(scale).NumFields();
+}
+
 template <std::size_t... positions>
 void AppendNames(std::vector<ScaleKey>& table, std::string_view className, bool first,
                  std::index_sequence<positions...> /*all*/) {
@@ -75,7 +80,8 @@ void AppendNames(std::vector<ScaleKey>& table, std::string_view className, bool 
   };
   (table.push_back({kNameKeys[positions], Place::Protocol, className, "TEXT", help(positions),
                     NameValue<static_cast<std::int16_t>(positions + 1)>,
-                    SetName<static_cast<std::int16_t>(positions + 1)>}),
+                    SetName<static_cast<std::int16_t>(positions + 1)>, true,
+                    IsField<static_cast<std::int16_t>(positions + 1)>}),
    ...);
 }
 

@@ -22,7 +22,7 @@ int ViewCommand(Program& program, const ViewOptions& options) {
   MessageLoop& loop = program.Host().Loop();
   EventTable table(loop, file, options.title.empty() ? "tarnscale " + name : options.title,
                    std::chrono::system_clock::now);
-  if (table.RowCount() == 0) throw Failure("no scale of '" + Printable(name) + "' is configured");
+  if (table.RowCount() == 0) throw Failure("no scale of '" + Printable(name) + "' is set up");
 
   bool readable = true;
   const LineReader reader(loop, options.events,
@@ -40,7 +40,7 @@ int ViewCommand(Program& program, const ViewOptions& options) {
   if (!readable) program.Complain("cannot read events from '" + Printable(options.events) + "'");
   const int status = readable ? kSuccess : kFailed;
   FinishOutput(program, writer, status);
-  program.EndNow(status);  // the reader's thread may still wait for input
+  program.EndNow(program.Finish(status));  // the reader's thread may still wait for input
 }
 
 }  // namespace tarn::tool

@@ -76,7 +76,7 @@ void AddLoadOptions(Command& command, CommonOptions& options) {
       .Range(0.0, kMostDigits);
   command
       .Add("--seed", options.seed,
-           "Fixes everything random; each terminal has its own numbers by it")
+           "Makes everything random repeatable; each terminal has its own numbers by it")
       .ShowDefault();
 }
 

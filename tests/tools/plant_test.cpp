@@ -1,0 +1,128 @@
+// What a technician does to a whole plant: checks it, moves scales, and chooses what is printed.
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "tests/tools/scale_tool_fixture.hpp"
+#include "tools/tarnscale/event_filter.hpp"
+#include "tools/tarnscale/monitor_view.hpp"
+#include "tools/tarnscale/scale_check.hpp"
+#include "tools/tarnscale/show_text.hpp"
+
+namespace tarn::tool {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::ThrowsMessage;
+
+class PlantTest : public ScaleToolFixture {
+ protected:
+  PlantTest() { file.LoadOrNew(); }
+  void Apply(int number, const std::vector<std::string>& pairs) {
+    ApplyPairs(file.Scale(number), file.Site(), pairs);
+  }
+  std::vector<std::string> Check(int number) {
+    return Findings(file, number, [](std::int16_t port, const std::string& device) {
+      return port == 9 || device == "/dev/gone" ? device + "#9" : std::string();
+    });
+  }
+
+  ScaleFile file{host, kFile};
+};
+
+TEST_F(PlantTest, ACheckNamesWhatCannotWorkAndNothingElse) {
+  Apply(1, {"address=0.0.0.0", "type=standard", "protocol=continuous", "connection=ethernet"});
+  EXPECT_THAT(Check(1), ElementsAre(HasSubstr("does not work over connection=ethernet: set "
+                                              "connection=serial"),
+                                    HasSubstr("address")));
+  Apply(1, {"connection=serial", "enabled=yes"});
+  EXPECT_THAT(Check(1), IsEmpty());
+  Apply(2, {"protocol=shared-data", "connection=serial"});
+  EXPECT_THAT(Check(2), ElementsAre(HasSubstr("set connection=ethernet or arcnet")));
+  Apply(3, {"enabled=yes"});
+  EXPECT_THAT(Check(3), ElementsAre(HasSubstr("no connection"), HasSubstr("no protocol")));
+  Apply(4, {"connection=serial", "protocol=generic", "alias=D", "enabled=yes"});
+  EXPECT_THAT(Check(4), ElementsAre("Scale 4 (D): it has no type: set "
+                                    "type=cardinal|fairbanks|gse550|ricelake|wi120",
+                                    HasSubstr("COM1 is used by Scale 1 (Scale1) too")));
+  Apply(4, {"type=fairbanks", "device=/dev/gone"});  // which is not COM1 any more
+  EXPECT_THAT(Check(4), ElementsAre(HasSubstr("/dev/gone#9 is not there now")));
+  EXPECT_THAT(Check(5), IsEmpty()) << "nobody has set it up";
+}
+
+TEST_F(PlantTest, ScalesAreCopiedMovedAndDeletedButNeverOverwritten) {
+  Apply(1, {"device=/dev/a b", "connection=serial", "protocol=mira", "rate=2"});
+  file.Copy(1, 3);
+  EXPECT_EQ(file.Scale(3).AliasName(), "Scale3");
+  EXPECT_THAT(ShowScaleText(file, 3), HasSubstr("device=\"/dev/a b\"\n"));
+  EXPECT_THAT(ShowScaleText(file, 3), HasSubstr("rate=2\n"));
+  EXPECT_THAT([&] { file.Copy(1, 3); }, ThrowsMessage<Failure>(HasSubstr("tarnscale delete")));
+  file.Clear(1);
+  EXPECT_FALSE(IsConfigured(file.Scale(1), 1));
+  EXPECT_EQ(file.Scale(3).ScaleNumber(), 3);
+  file.Save();
+  std::string& content = host.files.contents[kFile];
+  content.replace(content.find("MiraProtocol"), 4, "Xira");
+  file.Load();
+  EXPECT_THAT([&] { file.Save(); }, ThrowsMessage<Failure>(HasSubstr("entry of scale 3")));
+  file.Clear(3);
+  file.Save();
+  for (const char* wrong : {"one", "0", "33", "1.5", ""})
+    EXPECT_THROW(ScaleNumber(wrong), UsageError) << wrong;
+}
+
+ScaleEvent Weight(int scale, const char* net, double seconds, bool motion = false) {
+  ScaleEvent event;
+  event.scale = scale;
+  event.time = WallTime(std::chrono::milliseconds(static_cast<int>(seconds * 1000)));
+  event.reading.net = net;
+  event.reading.motion = motion;
+  return event;
+}
+
+TEST(EventFilter, LeavesReadingsOut) {
+  const std::vector<ScaleEvent> events = {Weight(1, "1.0", 0, true), Weight(1, "1.0", 1),
+                                          Weight(2, "1.0", 1),       Weight(1, "1.0", 2),
+                                          Weight(1, "Error", 3),     Weight(1, "2.0", 3)};
+  const auto passed = [&events](const EventFilter::Options& options) {
+    EventFilter filter(options);
+    std::string text;
+    for (const ScaleEvent& event : events) text += filter.Passes(event) ? 'x' : '-';
+    return text;
+  };
+  EXPECT_EQ(passed({}), "xxxxxx");
+  EXPECT_EQ(passed({.stable = true}), "-xxx-x");
+  EXPECT_EQ(passed({.changes = true}), "xxx-xx");
+  EXPECT_EQ(passed({.every = 2}), "x-xx--");
+  EXPECT_EQ(passed({.stable = true, .changes = true, .count = 2}), "-xx---");
+}
+
+TEST(EventCsv, QuotesWhatNeedsIt) {
+  ScaleEvent event = Weight(3, "12,5", 0);
+  event.alias = "a \"b\"\n";
+  EXPECT_EQ(EventCsv(event),
+            "1970-01-01T00:00:00.000Z,NewWeight,3,\"a \"\"b\"\"?\",,,\"12,5\",,"
+            "0,0,0,0,0,1,");
+}
+
+TEST(MonitorView, KeepsAnAnswerAmongRecordsAndShowsReasonsWhole) {
+  MonitorSnapshot snapshot{.title = "t"};
+  snapshot.rows.assign(32, MonitorRow{.number = 1});
+  snapshot.events = {"10:00:00  an older line", "10:00:01  Z sent"};
+  snapshot.passing.assign(32, "10:00:02  a record");
+  const auto lines = DrawMonitor(snapshot, {80, 24}).lines;
+  EXPECT_EQ(lines.front(), "t   18 of 32 scales");
+  EXPECT_THAT(lines, testing::Contains("10:00:01  Z sent"));
+  snapshot.rows.resize(1);
+  snapshot.events = {"10:00:01  a reason that is longer than the screen is wide"};
+  EXPECT_THAT(DrawMonitor(snapshot, {40, 12}).lines,
+              testing::Contains("          the screen is wide"));
+  snapshot.help = {"z  set to zero"};
+  EXPECT_THAT(DrawMonitor(snapshot, {40, 3}).lines,
+              ElementsAre("z  set to zero", "", "any key goes back"));
+}
+
+}  // namespace
+}  // namespace tarn::tool
