@@ -37,10 +37,10 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
   COM_PROPERTY(VARIANT_BOOL, Disabled)
   COM_PROPERTY(VARIANT_BOOL, ActivityLED)
   COM_PROPERTY(VARIANT_BOOL, ErrorLED)
-  COM_GET(::_PrintData*, PrintData)
-  COM_GET(::_TarnRecordTemplateData*, TarnRecordTemplateData)
+  COM_GET_KEPT(::_PrintData, PrintData)
+  COM_GET_KEPT(::_TarnRecordTemplateData, TarnRecordTemplateData)
   COM_OBJECT(::_SummitData, SummitData)
-  COM_GET(::_WeightData*, WeightData)
+  COM_GET_KEPT(::_WeightData, WeightData)
   COM_CALL(C)
   COM_CALL(T)
   STDMETHODIMP SetTare(double* TareValue) override {
