@@ -13,6 +13,13 @@
     return this->Get(result, [this] { return this->Core().Name(); }); \
   }
 
+/// Reads a property whose object stays the same, and keeps its COM object.
+#define COM_GET_KEPT(Interface, Name)                                                    \
+  STDMETHODIMP get_##Name(Interface** result) override {                                 \
+    return this->GetKept(kept##Name##_, result, [this] { return this->Core().Name(); }); \
+  }                                                                                      \
+  Kept kept##Name##_{this->Module()};
+
 /// Writes a property.
 #define COM_PUT(Type, Name)                                            \
   STDMETHODIMP put_##Name(Type value) override {                       \

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "automation/core_objects.hpp"
 #include "automation/unattached_site.hpp"
 
 namespace tarn {
@@ -45,6 +46,23 @@ void ComModule::Forget(const void* core, const IUnknown* object) {
 bool ComModule::IsOwn(const IUnknown* object) const {
   return std::any_of(objects_.begin(), objects_.end(),
                      [object](const auto& known) { return known.second == object; });
+}
+
+void ComModule::Keep(IUnknown* object) {
+  if (!ComPtr<IUnknown>(object).As<ICoreObject>(kCoreObjectId)->MayBeKept()) return;
+  const auto [entry, isNew] = kept_.try_emplace(object, object);
+  if (isNew) CoLockObjectExternal(object, TRUE, FALSE);
+}
+
+void ComModule::LetGo(const IUnknown* object) {
+  const auto entry = kept_.extract(object);
+  if (entry) CoLockObjectExternal(entry.mapped().Get(), FALSE, TRUE);
+}
+
+void Kept::Keep(IUnknown* object) {
+  if (object_ != object) LetGo();
+  object_ = object;
+  if (object != nullptr) module_.Keep(object);
 }
 
 ComModule::LateArguments::LateArguments(ComModule& module, const DISPPARAMS& arguments)

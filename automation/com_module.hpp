@@ -54,6 +54,14 @@ class ComModule {
   /// Whether a COM object, given by its identity, is one of these.
   bool IsOwn(const IUnknown* object) const;
 
+  /// Holds a COM object, and what COM has made to reach it from other processes, which is costly,
+  /// beyond the last reference of a client, until it is let go. Whoever keeps one must go before
+  /// the process may end, since it counts as a reference. Nobody keeps one with subscribers: those
+  /// that a client left behind go with its references.
+  void Keep(IUnknown* object);
+  /// What is not kept is no error.
+  void LetGo(const IUnknown* object);
+
   /// The object arguments of a late-bound call, for as long as it lasts.
   class LateArguments {
    public:
@@ -87,8 +95,25 @@ class ComModule {
   ProcessWatch clients_;
   std::shared_ptr<ScaleSite> clientSite_;
   std::map<const void*, IUnknown*> objects_;
+  std::map<const IUnknown*, ComPtr<IUnknown>> kept_;
   std::vector<const void*> lateArguments_;
   std::atomic<long> references_ = 0;
+};
+
+/// An object that another one keeps for as long as it lives itself.
+class Kept {
+ public:
+  explicit Kept(ComModule& module) : module_(module) {}
+  Kept(const Kept&) = delete;
+  Kept& operator=(const Kept&) = delete;
+  ~Kept() { LetGo(); }
+  /// Keeps this one in place of the former.
+  void Keep(IUnknown* object);
+  void LetGo() { module_.LetGo(object_); }
+
+ private:
+  ComModule& module_;
+  const IUnknown* object_ = nullptr;
 };
 
 }  // namespace tarn

@@ -155,6 +155,7 @@ class ComObject : public Interfaces...,
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints** points) override {
     using Point = ComPtr<IConnectionPoint>;
     *points = nullptr;
+    LetGo();
     return Guarded([&] {
       *points = new ComEnumerator<IEnumConnectionPoints, IConnectionPoint*, Point>(
           {events_->ForClients()}, GiveConnectionPoint);
@@ -163,6 +164,7 @@ class ComObject : public Interfaces...,
   STDMETHODIMP FindConnectionPoint(REFIID iid, IConnectionPoint** point) override {
     *point = nullptr;
     if (iid != events_->Events()) return CONNECT_E_NOCONNECTION;
+    LetGo();
     return Guarded([&] { *point = events_->ForClients().Detach(); });
   }
 
@@ -177,11 +179,21 @@ class ComObject : public Interfaces...,
     }
   }
 
+  bool MayBeKept() const override { return !events_ || !events_->HasSubscribers(); }
+
  protected:
   virtual ~ComObject() { module_.ReleaseReference(); }
 
   CoreKind& Core() const { return *core_; }
   ComModule& Module() const { return module_; }
+
+  /// Reads an object that stays the same, and keeps its COM object from then on.
+  template <class Result, class Read>
+  HRESULT GetKept(Kept& place, Result* result, Read&& read) {
+    const HRESULT got = Get(result, std::forward<Read>(read));
+    if (SUCCEEDED(got)) place.Keep(*result);
+    return got;
+  }
 
   /// Passes an event of the core on to the clients, with its values.
   template <class... Values>
@@ -218,6 +230,9 @@ class ComObject : public Interfaces...,
   }
 
  private:
+  /// A client is about to subscribe.
+  void LetGo() { module_.LetGo(static_cast<First*>(this)); }
+
   /// A client's own object is handed back as it is, without asking it for an interface: it comes
   /// with the contract's, and a script's object, which has none, with the one that scripts use.
   template <class Wanted>

@@ -1,6 +1,8 @@
 // The connection to the server, the server, and the object behind LogFile.
 #include <TarnSclServer.h>
 
+#include <cstddef>
+#include <deque>
 #include <memory>
 #include <string>
 #include <utility>
@@ -21,11 +23,14 @@ class ComServerConnection final : public ComObject<::TarnServerConnection, void,
   ~ComServerConnection() override { Module().Clients().Gone(static_cast<First*>(this)); }
 
   STDMETHODIMP get_TarnScaleServer(LONG* eCompNo, ::_TarnScaleServer** result) override {
-    return Get(result, [&] {
+    return GetKept(server_, result, [&] {
       std::int32_t number = *eCompNo;
       return Core().TarnScaleServer(number);
     });
   }
+
+ private:
+  Kept server_{Module()};
 };
 
 /// A client's own object with a WriteLine, as a log stream.
@@ -72,6 +77,7 @@ class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleSe
   ComScaleServer(ComModule& module, std::shared_ptr<TarnScaleServer> server)
       : ComObject(module, std::move(server)) {
     Pass(Core().InfoMessage, 1);
+    for (int i = 0; i < kScaleCount; ++i) scales_.emplace_back(Module());
   }
 
   COM_OBJECT(IDispatch, LogFile)
@@ -85,7 +91,10 @@ class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleSe
     return Get(result, [&] { return Core().GetServerPath(value); });
   }
   STDMETHODIMP LoadScaleSettings(VARIANT_BOOL INITNEW) override {
-    return Guarded([&] { Core().LoadScaleSettings(IsTrue(INITNEW)); });
+    return Guarded([&] {
+      for (Kept& scale : scales_) scale.LetGo();
+      Core().LoadScaleSettings(IsTrue(INITNEW));
+    });
   }
   COM_CALL(SaveScaleSettings)
   COM_CALL(SetComPortsUsed)
@@ -95,8 +104,13 @@ class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleSe
   COM_CALL(RunAllScales)
   COM_CALL(StopAllScales)
   STDMETHODIMP GetScale(SHORT sno, ::_TarnScale** result) override {
-    return Get(result, [&] { return Core().GetScale(sno); });
+    const auto read = [&] { return Core().GetScale(sno); };
+    if (sno < 1 || sno > kScaleCount) return Get(result, read);
+    return GetKept(scales_[static_cast<std::size_t>(sno - 1)], result, read);
   }
+
+ private:
+  std::deque<Kept> scales_;  ///< by their numbers
 };
 
 }  // namespace

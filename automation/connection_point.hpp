@@ -69,6 +69,7 @@ class ConnectionPoint {
   /// Never throws. The object may be gone afterwards, unless the caller holds it.
   void Raise(DISPID event, const std::vector<Variant>& arguments = {}) noexcept;
   const IID& Events() const { return events_; }
+  bool HasSubscribers() const { return !sinks_->Live().empty(); }
   /// The connection point as clients get it; holds the object. Throws WindowsError.
   ComPtr<IConnectionPoint> ForClients();
 

@@ -39,6 +39,8 @@ struct ICoreObject : IUnknown {
   virtual std::any CoreObject() const = 0;
   /// Holds the core object and gives its COM object again; none where that cannot be done.
   virtual std::function<ComPtr<IUnknown>()> WrapAgain() const = 0;
+  /// Whether another object may keep this one (ComModule::Keep).
+  virtual bool MayBeKept() const = 0;
 
  protected:
   ~ICoreObject() = default;

@@ -3,6 +3,7 @@
 # Wine in a prefix of its own.
 #
 # Usage: bench/automation.sh [SECONDS]             (3 s for each figure)
+#        bench/automation.sh fetch [SECONDS]       what it costs to fetch objects anew
 #        bench/automation.sh memory [ACCESSES]     what 18000 accesses leave behind in the server
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -2,6 +2,7 @@
 // a second, and what one event costs the server for each client that receives it.
 //
 //   bench_automation [SECONDS]
+//   bench_automation fetch [SECONDS]     what it costs to fetch objects anew
 //   bench_automation memory [ACCESSES]   what is left behind in the server by as many accesses
 //
 // The server must be registered. Clients are further processes of this program; each
@@ -281,6 +282,68 @@ void MeasureEvents(double seconds) {
   }
 }
 
+// --- Objects fetched anew ------------------------------------------------------------------------
+
+struct FetchCost {
+  double took = 0;       ///< milliseconds for one
+  double processor = 0;  ///< of these, the server's own processor time
+};
+
+FetchCost CostOf(double seconds, const std::function<void(SHORT number)>& access) {
+  access(1);  // what is made once
+  const double processor = ServerTime();
+  const auto start = Clock::now();
+  double took = 0;
+  int count = 0;
+  for (; took < seconds; ++count) {
+    access(static_cast<SHORT>(count % 32 + 1));
+    took = std::chrono::duration<double>(Clock::now() - start).count();
+  }
+  return {took * 1e3 / count, (ServerTime() - processor) / 1e3 / count};
+}
+
+void ReadWeightOf(_TarnScale& scale) {
+  _WeightDataPtr weight;
+  Check(scale.get_WeightData(&weight));
+  double value = 0;
+  Check(weight->get_GrossWeightValue(&value));
+}
+
+/// A poller that keeps less and less of what it fetched.
+void MeasureFetches(double seconds) {
+  const _TarnScaleServerPtr server = Server();
+  std::vector<_TarnScalePtr> scales(32);
+  std::vector<_WeightDataPtr> weights(32);
+  for (SHORT i = 0; i < 32; ++i) {
+    Check(server->GetScale(static_cast<SHORT>(i + 1), &scales[i]));
+    Check(scales[i]->get_WeightData(&weights[i]));
+  }
+  const auto fetch = [&](SHORT number) {
+    _TarnScalePtr scale;
+    Check(server->GetScale(number, &scale));
+    ReadWeightOf(*scale);
+  };
+  const auto show = [](const char* name, const FetchCost& cost) {
+    std::printf("%-46s%10.2f%20.2f\n", name, cost.took, cost.processor);
+    std::fflush(stdout);
+  };
+  std::printf("%-46s%10s%20s\n", "a weight of 32 scales in turn", "ms each", "server's processor");
+  show("a read of a record that is kept", CostOf(seconds, [&](SHORT number) {
+         double value = 0;
+         Check(weights[static_cast<std::size_t>(number - 1)]->get_GrossWeightValue(&value));
+       }));
+  show("fetched anew, this program keeps them all", CostOf(seconds, fetch));
+  weights.clear();
+  show("record fetched anew from a scale that is kept", CostOf(seconds, [&](SHORT number) {
+         ReadWeightOf(*scales[static_cast<std::size_t>(number - 1)]);
+       }));
+  scales.clear();
+  show("GetScale(n).WeightData fetched anew", CostOf(seconds, fetch));
+  tarn::ComPtr<ITypeLib> library;
+  Check(LoadRegTypeLib(LIBID_TarnSclServer, 1, 0, LOCALE_NEUTRAL, library.Receive()));
+  show("the same, this program holds the type library", CostOf(seconds, fetch));
+}
+
 // --- What stays behind ---------------------------------------------------------------------------
 
 struct Held {
@@ -356,6 +419,10 @@ void MeasureMemory(int accesses) {
 int Run(const std::wstring& way, const std::wstring& count) {
   if (way == L"listen") return Listen(Signals());
   if (way == L"early" || way == L"by-id" || way == L"by-name") return Read(way, Signals());
+  if (way == L"fetch") {
+    MeasureFetches(count.empty() ? 3 : std::wcstod(count.c_str(), nullptr));
+    return 0;
+  }
   if (way == L"memory") {
     const auto keptAlive = Server();
     MeasureMemory(count.empty() ? 18000
