@@ -267,7 +267,7 @@ std::string Datagram(Random& random, const std::string& asked, const ClientConfi
     if (random.Chance(replies > 1 ? 60 : 15) && !config.tags.empty()) {
       name = random.OneOf(config.tags)->TagName();
     }
-    const int length = random.Chance(70) ? 27 : random.Below(random.Chance(5) ? 1500 : 30);
+    const int length = random.Chance(70) ? 27 : random.Chance(20) ? 1400 : random.Below(30);
     std::string bytes(static_cast<std::size_t>(length), '0');
     const bool text = random.Chance(50);
     for (char& c : bytes) c = text ? random.OneOf(std::string("0123 ")) : random.Byte();

@@ -154,6 +154,8 @@ TEST_F(SingleVariables, ReadsAndWritesAnswerWithTheirStatus) {
     EXPECT_EQ(data->SDWrite(one.key, one.value), one.status) << one.key;
     EXPECT_EQ(terminal.Requests(), one.sent);
   }
+  EXPECT_EQ(data->SDWrite("S", std::string(210, 'x')), RW_SUCCESS) << "the longest";
+  terminal.Requests();
   EXPECT_EQ(data->KBCommand(std::int16_t{3}), RW_SUCCESS);
   EXPECT_EQ(terminal.Requests(), "!3:cmd=3");
   Socket().failSend = AutomationError(ErrorNumber::DeviceInputOutput, "full");
