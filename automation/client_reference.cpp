@@ -1,24 +1,11 @@
 #include "automation/client_reference.hpp"
 
-#include <cstdio>
 #include <utility>
 
 #include "automation/parcel.hpp"
-#include "platform/win32/win32_handle.hpp"
 
 namespace tarn {
 namespace {
-
-/// Asked while the client lives. Under Wine the upper half of the id is the process's; elsewhere it
-/// is hardly ever that of a process.
-std::string NameOf(std::uint64_t apartment) {
-  const auto process = static_cast<DWORD>(apartment >> 32U);
-  const OwnedHandle known(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
-  if (known) return "client " + std::to_string(process);
-  char text[32];
-  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment));
-  return text;
-}
 
 /// A spreadsheet whose user is editing a cell answers the last one of the busy results.
 constexpr HRESULT kIgnoredWhileEditing = static_cast<HRESULT>(0x800AC472);
@@ -88,10 +75,7 @@ struct ClientReference::Proxy {
 
 ClientReference::ClientReference(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
                                  std::shared_ptr<ClientApartment> apartment)
-    : calls_(calls),
-      proxy_(std::move(proxy)),
-      apartment_(std::move(apartment)),
-      name_(NameOf(apartment_->id)) {}
+    : calls_(calls), proxy_(std::move(proxy)), apartment_(std::move(apartment)) {}
 
 HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
                                 const IID& preferred, std::shared_ptr<ClientReference>& created) {
@@ -103,21 +87,16 @@ HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const II
   const std::shared_ptr<ClientReference> made(
       new ClientReference(calls, proxy, calls.Apartment(client)));
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
-  const auto kept = std::make_shared<ComPtr<IUnknown>>();
-  const bool done = calls.Run(
-      [proxy, outcome, preferred, kept, parcel] { *outcome = proxy->Open(*parcel, preferred); },
-      made->Apartment());
-  if (!done) {
-    // The reference of the caller's argument would be given back at the end of its call, by a call
-    // to the client that hangs. It is kept until that client has answered.
-    *kept = ComPtr<IUnknown>(object);
-    return kTimedOut;
-  }
+  const bool done =
+      calls.Run([proxy, outcome, preferred, parcel] { *outcome = proxy->Open(*parcel, preferred); },
+                *made->apartment_);
+  if (!done) return kTimedOut;
   if (SUCCEEDED(*outcome)) created = made;
   return *outcome;
 }
 
-HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
+HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, DWORD process,
+                                    const IID& preferred,
                                     std::shared_ptr<ClientReference>& created) {
   // Marshalled only to see the apartment that it comes from.
   Parcel parcel(object, IID_IUnknown);
@@ -125,7 +104,9 @@ HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, cons
   const std::uint64_t client = parcel.Apartment();
   const auto proxy = std::make_shared<Proxy>(calls, client);
   const HRESULT result = proxy->Open(parcel, preferred);
-  if (SUCCEEDED(result)) created.reset(new ClientReference(calls, proxy, calls.Apartment(client)));
+  if (SUCCEEDED(result)) {
+    created.reset(new ClientReference(calls, proxy, calls.Apartment(client, process)));
+  }
   return result;
 }
 
@@ -138,13 +119,14 @@ HRESULT ClientReference::Run(std::function<HRESULT(IDispatch&)> work) {
     if (OutcomeOf(*outcome) == CallOutcome::Done) calls_.Answered();
     return *outcome;
   }
-  apartment_->lost = true;
+  Lose();
   return kTimedOut;
 }
 
-HRESULT ClientReference::Call(DISPID id, const std::vector<Variant>& arguments) {
-  return Run(
-      [id, own = arguments](IDispatch& object) mutable { return InvokeMethod(object, id, own); });
+HRESULT ClientReference::CallHere(DISPID id, std::vector<Variant>& arguments) {
+  const HRESULT result = InvokeMethod(*proxy_->object.Get(), id, arguments);
+  if (OutcomeOf(result) == CallOutcome::Done) calls_.Answered();
+  return result;
 }
 
 HRESULT ClientReference::Call(const wchar_t* name, const std::vector<Variant>& arguments) {
@@ -172,6 +154,7 @@ ComPtr<IUnknown> ClientReference::ForThisApartment(const std::vector<IID>& faces
     const auto opened = parcel.Open<IUnknown>(face);
     if (!object) object = opened;
   }
+  if (object) calls_.GiveBackLater(object.Get());
   return object;
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "automation/class_table.hpp"
+#include "automation/client_list.hpp"
 #include "automation/client_reference.hpp"
 #include "automation/com_object.hpp"
 #include "server/tarn_scale_server.hpp"
@@ -51,7 +52,7 @@ class ClientTextStream final : public TextStream {
   }
 
  private:
-  bool IsGone() const { return client_->Apartment().lost; }
+  bool IsGone() const { return client_->IsLost(); }
 
   std::shared_ptr<ClientReference> client_;
 };
@@ -66,8 +67,9 @@ class ComTextStream final : public ComObject<::TextStream, void, TextStream, ::_
   COM_CALL(Close)
 };
 
-class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleServer,
-                                              TarnScaleServer, ::_TarnScaleServer> {
+class ComScaleServer final
+    : public ComObject<::TarnScaleServer, ::__TarnScaleServer, TarnScaleServer, ::_TarnScaleServer,
+                       ::_ClientListingServer> {
  public:
   ComScaleServer(ComModule& module, std::shared_ptr<TarnScaleServer> server)
       : ComObject(module, std::move(server)) {
@@ -96,6 +98,10 @@ class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleSe
   COM_CALL(StopAllScales)
   STDMETHODIMP GetScale(SHORT sno, ::_TarnScale** result) override {
     return Get(result, [&] { return Core().GetScale(sno); });
+  }
+  STDMETHODIMP get_Clients(SAFEARRAY** result) override {
+    *result = nullptr;
+    return Guarded([&] { *result = ListClients(Module()); });
   }
 };
 

@@ -38,14 +38,22 @@ void Serve(LaneSystem& system, const std::shared_ptr<Lane>& lane, std::optional<
 void Lanes::Deliver(const std::shared_ptr<Lane>& lane, LaneEvent event,
                     std::shared_ptr<void> keep) {
   if (!lane->Begin(event, system_.Now())) return;
-  const auto answer = system_.NewAnswer();
-  system_.Start(
-      [&system = system_, lane, answer, event = std::move(event),
-       keep = std::move(keep)]() mutable { Serve(system, lane, std::move(event), answer); });
+  std::shared_ptr<LaneSystem::Answer> answer;
+  try {
+    answer = system_.NewAnswer();
+    system_.Start(
+        [&system = system_, lane, answer, event = std::move(event),
+         keep = std::move(keep)]() mutable { Serve(system, lane, std::move(event), answer); });
+  } catch (const std::exception&) {
+    bool ignored = false;
+    lane->Finish(Delivery::Missed, system_.Now(), ignored);
+    throw;
+  }
   if (Hold(*lane, *answer, limits_.hung, true)) return;
   if (lane->HangsFor(limits_.hung, system_.Now())) return Lose(lane);
   if (!lane->Leave()) return;
-  late_.push_back(lane);
+  const auto isThisLane = [&lane](const auto& known) { return known.lock() == lane; };
+  if (std::none_of(late_.begin(), late_.end(), isThisLane)) late_.push_back(lane);
   system_.Changed(lane, LaneState::Late);
 }
 
