@@ -1,26 +1,13 @@
 #include "automation/client_reference.hpp"
 
 #include <chrono>
-#include <cstdio>
 #include <future>
 #include <utility>
 
 #include "automation/parcel.hpp"
-#include "platform/win32/win32_handle.hpp"
 
 namespace tarn {
 namespace {
-
-/// Asked while the client lives. Under Wine the upper half of the id is the process's; elsewhere it
-/// is hardly ever that of a process.
-std::string NameOf(std::uint64_t apartment) {
-  const auto process = static_cast<DWORD>(apartment >> 32U);
-  const OwnedHandle known(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
-  if (known) return "client " + std::to_string(process);
-  char text[32];
-  std::snprintf(text, sizeof text, "client %llx", static_cast<unsigned long long>(apartment));
-  return text;
-}
 
 /// Seconds that a client's Advise waits for the client's answer.
 constexpr std::chrono::seconds kAdviseLimit{1};
@@ -104,10 +91,7 @@ struct ClientReference::Proxy {
 
 ClientReference::ClientReference(OutgoingCalls& calls, std::shared_ptr<Proxy> proxy,
                                  std::shared_ptr<ClientApartment> apartment)
-    : calls_(calls),
-      proxy_(std::move(proxy)),
-      apartment_(std::move(apartment)),
-      name_(NameOf(apartment_->id)) {}
+    : calls_(calls), proxy_(std::move(proxy)), apartment_(std::move(apartment)) {}
 
 HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const IID& cameAs,
                                 const IID& preferred, std::shared_ptr<ClientReference>& created) {
@@ -119,30 +103,25 @@ HRESULT ClientReference::Create(OutgoingCalls& calls, IUnknown* object, const II
   const std::shared_ptr<ClientReference> made(
       new ClientReference(calls, proxy, calls.Apartment(client)));
   const auto outcome = std::make_shared<HRESULT>(kTimedOut);
-  const auto kept = std::make_shared<ComPtr<IUnknown>>();
   const bool done = calls.Run(
-      [proxy, outcome, preferred, kept, parcel] {
+      [proxy, outcome, preferred, parcel] {
         *outcome = proxy->Open(parcel->Open<IUnknown>(IID_IUnknown), preferred);
       },
-      made->Apartment());
-  if (!done) {
-    // The reference of the caller's argument would be given back at the end of its call, by a call
-    // to the client that hangs. It is kept until that client has answered.
-    *kept = ComPtr<IUnknown>(object);
-    return kTimedOut;
-  }
+      *made->apartment_);
+  if (!done) return kTimedOut;
   if (SUCCEEDED(*outcome)) created = made;
   return *outcome;
 }
 
-HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
+HRESULT ClientReference::CreateHere(OutgoingCalls& calls, IUnknown* object, DWORD process,
+                                    const IID& preferred,
                                     std::shared_ptr<ClientReference>& created) {
   // Marshalled only to see the apartment that it comes from.
   const Parcel parcel(object, IID_IUnknown);
   if (FAILED(parcel.Packed())) return parcel.Packed();
   const std::uint64_t client = parcel.Apartment();
   const auto proxy = std::make_shared<Proxy>(calls, client);
-  created.reset(new ClientReference(calls, proxy, calls.Apartment(client)));
+  created.reset(new ClientReference(calls, proxy, calls.Apartment(client, process)));
   calls.Later(client, [proxy, preferred, given = ComPtr<IUnknown>(object)] {
     proxy->Open(given, preferred);
   });
@@ -163,13 +142,16 @@ HRESULT ClientReference::Run(std::function<HRESULT(IDispatch&)> work) {
     if (OutcomeOf(*outcome) == CallOutcome::Done) calls_.Answered();
     return *outcome;
   }
-  apartment_->lost = true;
+  Lose();
   return kTimedOut;
 }
 
-HRESULT ClientReference::Call(DISPID id, const std::vector<Variant>& arguments) {
-  return Run(
-      [id, own = arguments](IDispatch& object) mutable { return InvokeMethod(object, id, own); });
+HRESULT ClientReference::CallHere(DISPID id, std::vector<Variant>& arguments) {
+  const HRESULT opened = proxy_->answer.get();
+  if (FAILED(opened)) return WithoutInterface(opened);
+  const HRESULT result = InvokeMethod(*proxy_->object.Get(), id, arguments);
+  if (OutcomeOf(result) == CallOutcome::Done) calls_.Answered();
+  return result;
 }
 
 HRESULT ClientReference::Call(const wchar_t* name, const std::vector<Variant>& arguments) {
@@ -197,6 +179,7 @@ ComPtr<IUnknown> ClientReference::ForThisApartment(const std::vector<IID>& faces
     const auto opened = parcel.Open<IUnknown>(face);
     if (!object) object = opened;
   }
+  if (object) calls_.GiveBackLater(object.Get());
   return object;
 }
 

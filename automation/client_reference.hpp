@@ -34,19 +34,20 @@ class ClientReference {
                         const IID& preferred, std::shared_ptr<ClientReference>& created);
 
   /// The same for an object that was received in the calls' own apartment, on a thread of which
-  /// this is called. Waits a second for the client's answer, and then takes it on trust that the
-  /// object has one of the interfaces: a client that is in the middle of its Advise may not see the
-  /// question before that has returned. Calls then wait for the answer first.
-  static HRESULT CreateHere(OutgoingCalls& calls, IUnknown* object, const IID& preferred,
-                            std::shared_ptr<ClientReference>& created);
+  /// this is called. `process` is that of the client, 0 where it is not known. Waits a second for
+  /// the client's answer, and then takes it on trust that the object has one of the interfaces: a
+  /// client that is in the middle of its Advise may not see the question before that has returned.
+  /// Calls then wait for the answer first.
+  static HRESULT CreateHere(OutgoingCalls& calls, IUnknown* object, DWORD process,
+                            const IID& preferred, std::shared_ptr<ClientReference>& created);
 
   /// Whether it has the preferred interface.
   bool HasPreferred() const;
 
-  /// Calls a method; the outcome is the client's own or COM's. A client that does not return in
-  /// time is lost.
-  HRESULT Call(DISPID id, const std::vector<Variant>& arguments);
-  /// The same by name; one step, as seen from the limit.
+  /// Calls a method on a thread of the calls' own apartment, and takes as long as the client likes.
+  /// The outcome is the client's own or COM's.
+  HRESULT CallHere(DISPID id, std::vector<Variant>& arguments);
+  /// Calls a method by name. A client that does not return in time is lost.
   HRESULT Call(const wchar_t* name, const std::vector<Variant>& arguments);
   /// The same for work of any kind, which gets the preferred interface or what stands in for it.
   /// The work must own all that it uses: it goes on alone when the client does not return.
@@ -57,10 +58,11 @@ class ClientReference {
   ComPtr<IUnknown> ForThisApartment(const std::vector<IID>& faces);
   /// The same for a thread of the calls' own apartment; null while the client has not answered.
   ComPtr<IUnknown> ForCallsApartment() const;
-  ClientApartment& Apartment() const { return *apartment_; }
-  /// For the trace: "client" and the number of its process, or that of its apartment where the
-  /// process is not known.
-  const std::string& Name() const { return name_; }
+  const std::shared_ptr<ClientApartment>& Apartment() const { return apartment_; }
+  bool IsLost() const { return apartment_->IsLost(); }
+  void Lose() { calls_.ClientLanes().Lose(apartment_); }
+  /// For the trace.
+  const std::string& Name() const { return apartment_->Name(); }
 
  private:
   struct Proxy;
@@ -71,7 +73,6 @@ class ClientReference {
   OutgoingCalls& calls_;
   std::shared_ptr<Proxy> proxy_;
   std::shared_ptr<ClientApartment> apartment_;
-  std::string name_;
 };
 
 }  // namespace tarn

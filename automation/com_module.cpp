@@ -10,11 +10,11 @@
 
 namespace tarn {
 
-ComModule::ComModule(Host& host, const std::wstring& program, double eventLimit,
+ComModule::ComModule(Host& host, const std::wstring& program, const LaneLimits& limits,
                      const std::function<void()>& unused)
     : host_(host),
       types_(program),
-      callsOut_(std::make_shared<OutgoingCalls>(eventLimit)),
+      callsOut_(std::make_shared<OutgoingCalls>(host, limits)),
       unused_(unused),
       clients_(host, *callsOut_, unused) {}
 
@@ -65,6 +65,12 @@ void Kept::Keep(IUnknown* object) {
   if (object != nullptr) module_.Keep(object);
 }
 
+ComPtr<IUnknown> ComModule::MindForeign(IUnknown* object) const {
+  auto identity = ComPtr<IUnknown>(object).As<IUnknown>(IID_IUnknown);
+  if (object != nullptr && !IsOwn(identity.Get())) callsOut_->GiveBackLater(object);
+  return identity;
+}
+
 ComModule::LateArguments::LateArguments(ComModule& module, const DISPPARAMS& arguments)
     : late_(module.lateArguments_), before_(late_.size()) {
   for (UINT i = 0; i < arguments.cArgs; ++i) {
@@ -72,6 +78,10 @@ ComModule::LateArguments::LateArguments(ComModule& module, const DISPPARAMS& arg
     if (V_VT(given) == (VT_BYREF | VT_VARIANT)) given = V_VARIANTREF(given);
     if (V_VT(given) == VT_DISPATCH) late_.push_back(V_DISPATCH(given));
     if (V_VT(given) == (VT_BYREF | VT_DISPATCH)) late_.push_back(*V_DISPATCHREF(given));
+    if (V_VT(given) == VT_UNKNOWN) module.MindForeign(V_UNKNOWN(given));
+  }
+  for (std::size_t i = before_; i < late_.size(); ++i) {
+    module.MindForeign(static_cast<IDispatch*>(const_cast<void*>(late_[i])));
   }
 }
 

@@ -31,7 +31,7 @@ class ComModule {
  public:
   /// `program` is the file that carries the type library. `unused` is called whenever the process
   /// may be in use no more, on any thread.
-  ComModule(Host& host, const std::wstring& program, double eventLimit,
+  ComModule(Host& host, const std::wstring& program, const LaneLimits& limits,
             const std::function<void()>& unused);
   ComModule(const ComModule&) = delete;
   ComModule& operator=(const ComModule&) = delete;
@@ -40,7 +40,7 @@ class ComModule {
   const TypeLibrary& Types() const { return types_; }
   /// The members of a class for late binding, read when they are first asked for.
   const DispatchTable& MembersOf(const CLSID& coclass, const std::vector<IID>& interfaces);
-  OutgoingCalls& CallsOut() { return *callsOut_; }
+  OutgoingCalls& CallsOut() const { return *callsOut_; }
   ProcessWatch& Clients() { return clients_; }
 
   /// The site of a connection or protocol that a client has created and not yet given to a scale.
@@ -53,6 +53,9 @@ class ComModule {
   void Forget(const void* core, const IUnknown* object);
   /// Whether a COM object, given by its identity, is one of these.
   bool IsOwn(const IUnknown* object) const;
+  /// An object has come to this thread, as an argument or as the answer of a client. Its identity;
+  /// where it is a client's, giving it back waits for nobody (OutgoingCalls::GiveBackLater).
+  ComPtr<IUnknown> MindForeign(IUnknown* object) const;
 
   /// Holds a COM object, and what COM has made to reach it from other processes, which is costly,
   /// beyond the last reference of a client, until it is let go. Whoever keeps one must go before

@@ -211,6 +211,13 @@ class ComObject : public Interfaces...,
       return ConvertingArgument<Given>(module_, given);
   }
 
+  /// Runs a member. A client that the core waits for meanwhile does not answer for that time.
+  template <class Work>
+  HRESULT Guarded(Work&& work) {
+    const Lanes::Elsewhere served(module_.CallsOut().ClientLanes());
+    return tarn::Guarded(std::forward<Work>(work));
+  }
+
   /// Reads a value of the core for a client. An object is handed out as its COM object, a row of
   /// values as an array that counts from 1.
   template <class Result, class Read>

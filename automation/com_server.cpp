@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "automation/class_table.hpp"
+#include "automation/client_list.hpp"
 #include "automation/client_reference.hpp"
 #include "automation/com_object.hpp"
 #include "server/tarn_scale_server.hpp"
@@ -56,7 +57,7 @@ class ClientTextStream final : public TextStream {
   }
 
  private:
-  bool IsGone() const { return client_->Apartment().lost; }
+  bool IsGone() const { return client_->IsLost(); }
 
   std::shared_ptr<ClientReference> client_;
 };
@@ -71,8 +72,9 @@ class ComTextStream final : public ComObject<::TextStream, void, TextStream, ::_
   COM_CALL(Close)
 };
 
-class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleServer,
-                                              TarnScaleServer, ::_TarnScaleServer> {
+class ComScaleServer final
+    : public ComObject<::TarnScaleServer, ::__TarnScaleServer, TarnScaleServer, ::_TarnScaleServer,
+                       ::_ClientListingServer> {
  public:
   ComScaleServer(ComModule& module, std::shared_ptr<TarnScaleServer> server)
       : ComObject(module, std::move(server)) {
@@ -107,6 +109,10 @@ class ComScaleServer final : public ComObject<::TarnScaleServer, ::__TarnScaleSe
     const auto read = [&] { return Core().GetScale(sno); };
     if (sno < 1 || sno > kScaleCount) return Get(result, read);
     return GetKept(scales_[static_cast<std::size_t>(sno - 1)], result, read);
+  }
+  STDMETHODIMP get_Clients(SAFEARRAY** result) override {
+    *result = nullptr;
+    return Guarded([&] { *result = ListClients(Module()); });
   }
 
  private:

@@ -1,6 +1,10 @@
 #include "automation/connection_point.hpp"
 
 #include <olectl.h>
+// Needs the types of the headers above.
+#include <rpc.h>
+#include <rpcdce.h>
+#include <rpcdcep.h>
 
 #include <algorithm>
 #include <exception>
@@ -12,7 +16,6 @@
 #include "automation/com_unknown.hpp"
 #include "automation/parcel.hpp"
 #include "automation/windows_error.hpp"
-#include "base/number_text.hpp"
 
 namespace tarn {
 namespace {
@@ -22,6 +25,12 @@ using Connection = std::pair<ComPtr<IUnknown>, DWORD>;
 CONNECTDATA GiveConnection(const Connection& connection) {
   ComPtr<IUnknown> sink = connection.first;
   return {sink.Detach(), connection.second};
+}
+
+/// Which process calls, on the thread of a call from another one; 0 where it is not known.
+DWORD CallingProcess() {
+  unsigned long process = 0;
+  return I_RpcBindingInqLocalClientPID(nullptr, &process) == RPC_S_OK ? process : 0;
 }
 
 /// Called on threads of the multithreaded apartment. It may outlive its object, whose apartment
@@ -49,7 +58,7 @@ class PublicPoint final : public CountedObject<IConnectionPoint> {
     HRESULT refused = S_OK;
     const HRESULT result = Guarded([&] {
       std::shared_ptr<ClientReference> client;
-      refused = ClientReference::CreateHere(*calls_, sink, events_, client);
+      refused = ClientReference::CreateHere(*calls_, sink, CallingProcess(), events_, client);
       if (SUCCEEDED(refused)) *cookie = sinks_->Add(std::move(client));
     });
     if (refused == E_NOINTERFACE) return CONNECT_E_CANNOTCONNECT;
@@ -79,6 +88,27 @@ class PublicPoint final : public CountedObject<IConnectionPoint> {
   const IID events_;
 };
 
+/// On a thread of the calls' own.
+Delivery Call(OutgoingCalls& calls, Sink& sink, DISPID event, std::vector<Variant> arguments) {
+  if (!sink.IsLive()) return Delivery::Withdrawn;
+  switch (OutcomeOf(sink.client->CallHere(event, arguments))) {
+    case CallOutcome::Busy:
+      ++sink.missed;
+      return Delivery::Missed;
+    case CallOutcome::ProcessGone:
+      return Delivery::ClientGone;
+    case CallOutcome::Gone:
+      sink.Withdraw();
+      return Delivery::Withdrawn;
+    default:
+      break;
+  }
+  if (const unsigned missed = sink.missed.exchange(0); missed > 0) {
+    calls.TraceLater("Too busy for " + std::to_string(missed) + " events: " + sink.client->Name());
+  }
+  return Delivery::Done;
+}
+
 }  // namespace
 
 DWORD SinkList::Add(std::shared_ptr<ClientReference> client) {
@@ -93,9 +123,14 @@ bool SinkList::Remove(DWORD cookie) {
     return sink->cookie == cookie && sink->advised;
   });
   if (known == sinks_.end()) return false;
-  (*known)->advised = false;
+  (*known)->Withdraw();
   sinks_.erase(known);
   return true;
+}
+
+void SinkList::Close() {
+  const std::lock_guard lock(mutex_);
+  for (const auto& sink : sinks_) sink->Withdraw();
 }
 
 SinkList::Sinks SinkList::Live() {
@@ -128,7 +163,7 @@ void ConnectionPoint::Raise(DISPID event, const std::vector<Variant>& arguments)
     if (sinks.empty()) return;
     const ComPtr<IConnectionPointContainer> self(&object_);  // a handler may release the object
     for (const auto& sink : sinks) {
-      if (sink->IsLive()) Deliver(*sink, event, arguments);
+      if (sink->IsLive()) Deliver(sink, event, arguments);
     }
     sinks_->Live();  // removes those that were lost
   } catch (const std::exception& error) {
@@ -136,37 +171,16 @@ void ConnectionPoint::Raise(DISPID event, const std::vector<Variant>& arguments)
   }
 }
 
-void ConnectionPoint::Deliver(Sink& sink, DISPID event, const std::vector<Variant>& arguments) {
-  const auto client = sink.client;
-  const CallOutcome outcome = OutcomeOf(client->Call(event, arguments));
-  const std::string name = client->Name();
-  switch (outcome) {
-    case CallOutcome::Done:
-      TraceMissed(sink);
-      return;
-    case CallOutcome::Busy:
-      ++sink.missed;
-      return;
-    case CallOutcome::TimedOut:
-      module_.System().Trace("An event was not answered within " +
-                             GeneralNumberText(module_.CallsOut().Limit()) +
-                             " ms; no more events for " + name);
-      client->Apartment().lost = true;
-      return;
-    case CallOutcome::ProcessGone:
-      module_.System().Trace("No more events for a client that is gone: " + name);
-      client->Apartment().lost = true;
-      return;
-    case CallOutcome::Gone:
-      sink.advised = false;
-      return;
-  }
-}
-
-void ConnectionPoint::TraceMissed(Sink& sink) {
-  if (sink.missed == 0) return;
-  module_.System().Trace("Too busy for " + std::to_string(std::exchange(sink.missed, 0)) +
-                         " events: " + sink.client->Name());
+void ConnectionPoint::Deliver(const std::shared_ptr<Sink>& sink, DISPID event,
+                              const std::vector<Variant>& arguments) {
+  LaneEvent next;
+  next.subscription = sink;
+  next.id = event;
+  next.hasArguments = !arguments.empty();
+  next.deliver = [sink, event, own = arguments, calls = module_.CallsOut().shared_from_this()] {
+    return Call(*calls, *sink, event, own);
+  };
+  module_.CallsOut().Deliver(sink->client->Apartment(), std::move(next));
 }
 
 }  // namespace tarn

@@ -18,13 +18,22 @@ namespace tarn {
 
 struct Sink {
   Sink(DWORD known, std::shared_ptr<ClientReference> object)
-      : cookie(known), client(std::move(object)) {}
-  bool IsLive() const { return advised && !client->Apartment().lost; }
+      : cookie(known), client(std::move(object)) {
+    ++client->Apartment()->subscriptions;
+  }
+  Sink(const Sink&) = delete;
+  Sink& operator=(const Sink&) = delete;
+  ~Sink() { Withdraw(); }
+
+  bool IsLive() const { return advised && !client->IsLost(); }
+  void Withdraw() {
+    if (advised.exchange(false)) --client->Apartment()->subscriptions;
+  }
 
   const DWORD cookie;
   const std::shared_ptr<ClientReference> client;
   std::atomic<bool> advised = true;
-  unsigned missed = 0;  ///< events that the client was too busy for, in a row; the core's
+  std::atomic<unsigned> missed = 0;  ///< events that the client was too busy for, in a row
 };
 
 /// Who is subscribed to one object's events, in the order of subscription. From any thread.
@@ -43,6 +52,8 @@ class SinkList {
   bool Remove(DWORD cookie);
   /// A copy of the list, without the sinks that are lost.
   Sinks Live();
+  /// The object is gone. What still waits for a client is not delivered.
+  void Close();
 
  private:
   std::mutex mutex_;
@@ -52,9 +63,10 @@ class SinkList {
 
 /// A member of the object whose events these are.
 ///
-/// Sinks are called synchronously, in the order of subscription. One that was unadvised while an
-/// event is being delivered is skipped. A client that hangs or is dead loses all its subscriptions,
-/// on every object; one that is busy keeps them and misses this event.
+/// Sinks are called in the order of subscription, synchronously as long as the client's lane is
+/// prompt. One that was unadvised while an event is being delivered is skipped. A client that hangs
+/// or is dead loses all its subscriptions, on every object; one that is busy keeps them and misses
+/// this event.
 ///
 /// What clients hold of it lives in the multithreaded apartment: a sink is received, asked and
 /// given back by calls to its client, which last as long as the client likes, so the core's thread
@@ -65,6 +77,7 @@ class ConnectionPoint {
       : module_(module), object_(object), events_(events) {}
   ConnectionPoint(const ConnectionPoint&) = delete;
   ConnectionPoint& operator=(const ConnectionPoint&) = delete;
+  ~ConnectionPoint() { sinks_->Close(); }
 
   /// Never throws. The object may be gone afterwards, unless the caller holds it.
   void Raise(DISPID event, const std::vector<Variant>& arguments = {}) noexcept;
@@ -74,8 +87,8 @@ class ConnectionPoint {
   ComPtr<IConnectionPoint> ForClients();
 
  private:
-  void Deliver(Sink& sink, DISPID event, const std::vector<Variant>& arguments);
-  void TraceMissed(Sink& sink);
+  void Deliver(const std::shared_ptr<Sink>& sink, DISPID event,
+               const std::vector<Variant>& arguments);
 
   ComModule& module_;
   IConnectionPointContainer& object_;

@@ -184,12 +184,13 @@ Variant ContractCalls::Call(DISPID id, WORD how, std::vector<Variant> arguments,
   if (FAILED(result)) Fail(result, call->description.Text());
   if (changed != nullptr) *changed = std::move(call->arguments[0]);
   Unpack(call->resultObject, call->result);
+  if (IsObject(call->result)) module_.MindForeign(V_UNKNOWN(call->result.Get()));
   return call->result;
 }
 
 void ContractCalls::Fail(HRESULT result, const std::wstring& description) {
   const CallOutcome outcome = OutcomeOf(result);
-  if (outcome == CallOutcome::ProcessGone) client_->Apartment().lost = true;
+  if (outcome == CallOutcome::ProcessGone) client_->Lose();
   if (outcome == CallOutcome::Gone) gone_ = true;
   if (IsGone()) ThrowObjectNotSet("The client that gave the object is gone: " + client_->Name());
 

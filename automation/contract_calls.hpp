@@ -53,7 +53,7 @@ class ContractCalls : public std::enable_shared_from_this<ContractCalls> {
  private:
   ContractCalls(ComModule& module, const IID& contract, std::shared_ptr<ClientReference> client);
   bool HasAllNames();
-  bool IsGone() const { return gone_ || client_->Apartment().lost; }
+  bool IsGone() const { return gone_ || client_->IsLost(); }
   [[noreturn]] void Fail(HRESULT result, const std::wstring& description);
 
   ComModule& module_;

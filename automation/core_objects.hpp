@@ -81,7 +81,7 @@ ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TextStream>& stre
 /// The object is not asked, since a client may take any time to answer: its identity, which is
 /// known on this side, is enough.
 inline ComPtr<ICoreObject> OwnObject(const ComModule& module, IUnknown* object) {
-  const auto identity = ComPtr<IUnknown>(object).As<IUnknown>(IID_IUnknown);
+  const auto identity = module.MindForeign(object);
   if (!module.IsOwn(identity.Get())) return {};
   return identity.As<ICoreObject>(kCoreObjectId);
 }

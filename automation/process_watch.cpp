@@ -32,6 +32,7 @@ struct ProcessWatch::Watched {
     static_cast<Watched*>(self)->ended();
   }
 
+  const DATE since = LocalTime();
   OwnedHandle process;
   HANDLE wait = nullptr;
   std::function<void()> ended;  ///< called on a thread of the system's
@@ -76,6 +77,12 @@ bool ProcessWatch::Watch(DWORD process) {
   }
   processes_[process] = std::move(watched);
   return true;
+}
+
+std::map<DWORD, DATE> ProcessWatch::Processes() const {
+  std::map<DWORD, DATE> processes;
+  for (const auto& [process, watched] : processes_) processes[process] = watched->since;
+  return processes;
 }
 
 void ProcessWatch::Gone(const IUnknown* own) {

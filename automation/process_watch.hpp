@@ -10,6 +10,7 @@
 
 #include <windows.h>
 
+#include <oleauto.h>
 #include <unknwn.h>
 
 #include <cstddef>
@@ -43,6 +44,8 @@ class ProcessWatch {
   void Called() { called_ = true; }
   /// Whether all clients were known and have ended, and what they left has been released.
   bool AreGone() const { return gone_; }
+  /// The processes that have created objects and not ended, and when they came, in local time.
+  std::map<DWORD, DATE> Processes() const;
 
  private:
   struct Watched;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -46,8 +47,6 @@ constexpr int kLastCalls = 20;
 /// Milliseconds that a second process waits for the first one to end. The first one needs less once
 /// it has taken its registrations back.
 constexpr DWORD kSuccessionTime = 5000;
-/// Milliseconds that a client may take for an event, unless the settings say otherwise.
-constexpr double kEventLimit = 5000;
 
 /// Two clients that start at the same moment may each have a process launched. Only one serves: the
 /// second one waits, either to take over from one that is just ending, or until its client has
@@ -83,15 +82,28 @@ std::wstring MoveToOwnFolder() {
   return folder;
 }
 
-double EventLimit(Host& host) {
+/// A whole number from 1 to `most`; the present one where there is none.
+void ReadSetting(Host& host, const char* name, double most, double& value) {
   try {
-    const auto text = host.Settings().Get("Settings", "EventTimeout");
-    const double limit = text ? WholeNumber(*text) : kEventLimit;
-    if (limit > 0) return limit;
+    const auto text = host.Settings().Get("Settings", name);
+    if (!text) return;
+    const double number = WholeNumber(*text);
+    if (number >= 1 && number <= most) {
+      value = number;
+      return;
+    }
+    host.Trace(std::string("The setting ") + name + " is out of its range");
   } catch (const std::exception& error) {
-    host.Trace(std::string("The setting EventTimeout cannot be read: ") + error.what());
+    host.Trace(std::string("The setting ") + name + " cannot be read: " + error.what());
   }
-  return kEventLimit;
+}
+
+LaneLimits LimitsOfClients(Host& host) {
+  LaneLimits limits;
+  ReadSetting(host, "EventTimeout", std::numeric_limits<std::int32_t>::max(), limits.hung);
+  ReadSetting(host, "ClientShare", 100, limits.oneClient);
+  ReadSetting(host, "AllClientsShare", 100, limits.allClients);
+  return limits;
 }
 
 /// Reports the calls that come in. Lives as long as the process.
@@ -193,7 +205,7 @@ class OpeningHours {
   Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM");
   SecureProcess();
   OpeningHours* hours = nullptr;
-  ComModule module(host, program, EventLimit(host),
+  ComModule module(host, program, LimitsOfClients(host),
                    [&] { loop.Post([&hours] { hours->Unused(); }); });
   CallFilter filter(module.Clients());
   Check(CoRegisterMessageFilter(&filter, nullptr), "watching the calls");

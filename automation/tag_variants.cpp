@@ -57,7 +57,7 @@ class KeptObject final : public KeptValue {
   Variant Given() const override {
     Variant given;
     V_VT(given.Get()) = type_;
-    if (object_->Apartment().lost) return given;
+    if (object_->IsLost()) return given;
     V_UNKNOWN(given.Get()) = object_->ForThisApartment({FaceOf(type_)}).Detach();
     return given;
   }

@@ -24,6 +24,7 @@ class LoopBase : public MessageLoop {
 
   void Post(std::function<void()> work) override;
   std::unique_ptr<Timer> CreateTimer() override;
+  bool HasDueWork() const override { return TimeToNextWork() == 0; }
   void Run() override;
   void Quit() override;
   bool RunUntil(const std::function<bool()>& condition, std::int32_t milliseconds) override;

@@ -29,6 +29,8 @@ class MessageLoop {
 
   virtual void Post(std::function<void()> work) = 0;
   virtual std::unique_ptr<Timer> CreateTimer() = 0;
+  /// Whether posted work or a timer is due. For a callback that keeps the loop waiting.
+  virtual bool HasDueWork() const = 0;
 
   /// Runs until Quit. Quit before Run makes Run return at once.
   virtual void Run() = 0;

@@ -80,10 +80,19 @@ class ServerTest(unittest.TestCase):
         # Runs last, when all clients are gone: the server must have ended by itself.
         self.addCleanup(wait_until, lambda: not server_processes(), "the end of the server")
 
-    def event_timeout(self, milliseconds):
-        key = (SETTINGS + r"\Settings", "/v", "EventTimeout")
-        wine("reg", "add", *key, "/d", milliseconds, "/f")
+    def setting(self, name, value):
+        key = (SETTINGS + r"\Settings", "/v", name)
+        wine("reg", "add", *key, "/d", value, "/f")
         self.addCleanup(wine, "reg", "delete", *key, "/f")
+
+    def event_timeout(self, milliseconds):
+        self.setting("EventTimeout", milliseconds)
+
+    def without_budgets(self):
+        """Every client that answers is waited for, so that it sees each reading also where the
+        machine is busy."""
+        self.setting("ClientShare", 100)
+        self.setting("AllClientsShare", 100)
 
     def start(self, *command):
         program = ClientProgram(*command)

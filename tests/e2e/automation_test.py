@@ -23,6 +23,10 @@ def without_repeats(values):
 
 
 class AutomationTest(ServerTest):
+    def setUp(self):
+        super().setUp()
+        self.without_budgets()
+
     def terminal(self, *arguments):
         return self.simulator("continuous", "--port", self.com_port(), *arguments)
 
