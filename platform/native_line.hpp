@@ -65,7 +65,7 @@ class LineSystem {
   /// The device that stands for a port number; empty if there can be none.
   virtual std::string DeviceOf(std::int16_t port) const = 0;
   /// Whether the user has named that device, which no setting then replaces.
-  virtual bool IsNamed(std::int16_t /*port*/) const { return false; }
+  bool IsNamed(std::int16_t port) const { return deviceNames_.contains(port); }
   /// The program that has the device open, such as "minicom (process 812)"; empty where the system
   /// does not tell.
   virtual std::string HolderOf(const std::string& /*device*/) const { return {}; }

@@ -293,8 +293,7 @@ std::optional<AutomationError> TarnScale::RunUnattended() {
   return failure;
 }
 
-template <class ConnectLine>
-bool TarnScale::Start(ConnectLine connectLine) {
+bool TarnScale::Start(const ConnectLine& connectLine) {
   const auto self = shared_from_this();
   RequireAttached();
   if (disabled_) {
@@ -306,7 +305,7 @@ bool TarnScale::Start(ConnectLine connectLine) {
   }
 
   try {
-    Connect(self);
+    Connect(self, connectLine);
   } catch (const AutomationError& error) {
     condition_->StartFailed(error.Number(), error.Description());
     throw;
@@ -325,7 +324,7 @@ bool TarnScale::Start(ConnectLine connectLine) {
 }
 
 /// Handlers and clients' own objects may remove the scale from the table meanwhile.
-void TarnScale::Connect(const std::shared_ptr<TarnScale>& self) {
+void TarnScale::Connect(const std::shared_ptr<TarnScale>& self, const ConnectLine& connectLine) {
   const auto protocol = protocol_;
   Required(protocol).Serve(self);
   protocol->myScale(self);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -151,8 +152,8 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
  private:
   explicit TarnScale(std::shared_ptr<ScaleSite> site);
 
-  template <class ConnectLine>
-  bool Start(ConnectLine connectLine);
+  using ConnectLine = std::function<void(_Connection& connection)>;
+  bool Start(const ConnectLine& connectLine);
   void BindProtocol();
   void BuildDataObjects();
   void ClearDataObjects();
@@ -161,7 +162,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   bool IsOwn(const ScalePart& part) const;
   void CloseConnection();
   void RequireAttached() const;
-  void Connect(const std::shared_ptr<TarnScale>& self);
+  void Connect(const std::shared_ptr<TarnScale>& self, const ConnectLine& connectLine);
   template <class Command>
   bool PassOn(OperatorCommand what, Command command);
   void CaptureReading();

@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
+#include "base/automation_error.hpp"
 #include "platform/posix/posix_replace_file.hpp"
 #include "platform/program.hpp"
 #include "platform/standard_error.hpp"
@@ -48,6 +51,17 @@ std::string ProgramSettingsPlace(std::string_view program) {
 
 std::string NullFile() {
   return "/dev/null";
+}
+
+std::string ProgramDataFolder(std::string_view program) {
+  std::string folder = UserFolder("XDG_STATE_HOME", ".local/state") + "/" + std::string(program);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) {
+    throw AutomationError(ErrorNumber::PathFileAccess,
+                          "The folder " + folder + " cannot be made: " + error.message());
+  }
+  return folder;
 }
 
 }  // namespace tarn

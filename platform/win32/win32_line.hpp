@@ -46,7 +46,6 @@ class Win32Lines final : public LineSystem {
   MessageLoop& Loop() override { return loop_; }
   void Trace(std::string_view text) override { trace_(text); }
   std::string DeviceOf(std::int16_t port) const override;
-  bool IsNamed(std::int16_t port) const override { return deviceNames_.contains(port); }
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;
 

@@ -3,17 +3,18 @@
 technician's first hour: from nothing to five scales of five kinds, and the faults on the way, each with
 the words that are shown. Usage: handbook_test.py FOLDER_OF_THE_PROGRAMS [unittest arguments]
 """
-import json
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
-from tools_test import LIMIT, PROGRAMS, Process  # noqa: E402 (it takes the folder from the arguments)
+from programs import LIMIT, Program  # noqa: E402
+from tools_test import PROGRAMS, Server  # noqa: E402 (it takes the folder from the arguments)
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DOCUMENTS = ["README.md", "docs/clients-guide.md", "docs/events.md", "docs/terminal-variables.md"]
@@ -39,14 +40,15 @@ class HandbookTest(unittest.TestCase):
 
     def start(self, line):
         words = ["-c", "exec " + line.replace("/tmp/", f"{self.folder}/")]
-        process = Process("/bin/bash", *words, stdin=subprocess.DEVNULL, cwd=self.folder,
-                          env=self.environment)
-        self.addCleanup(process.end)
-        process.wait_for(lambda text: text.startswith("ready "), line)
+        process = Program("/bin/bash", *words, cwd=self.folder, env=self.environment)
+        self.addCleanup(process.output.close)
+        self.addCleanup(process.end, signal.SIGINT)
+        process.wait_for("^ready ", what=line)
         return process
 
     def shell(self, line, statuses=(0,)):
         line = line.replace("/tmp/", f"{self.folder}/").replace("| your-program", "")
+        line = re.sub(r"\S+\.capture", str(ROOT / "tests/data/captures/continuous.capture"), line)
         line = re.sub(r"(tarnscale (run|monitor|view) (?!.*--count)[^|>]*)", r"\1 --for 0.5 ", line)
         line = re.sub(r"(tarnscale (send|read) (?!.*--timeout)[^|)]*)",
                       lambda m: m[1] + (" --wait 1 " if m[2] == "send" else " --timeout 1 "), line)
@@ -57,7 +59,7 @@ class HandbookTest(unittest.TestCase):
 
     def run_line(self, line):
         if re.match(r"(build/linux/)?tarnsim ", line):
-            self.start(line).end()
+            self.start(line).end(signal.SIGINT)
             return
         asks = re.search(r"tarnscale (send|read|check) ", line)  # there is no terminal
         self.shell(line, (0, 1, 3, 4, 5) if asks else (0,))
@@ -134,11 +136,12 @@ class HandbookTest(unittest.TestCase):
             tool(line, status, words)
 
         # The server is there before the terminals, as after the machine has booted.
-        server = Process("tarnscale", "run", self.folder / "plant.scl", "--json", "--port", "9=x",
-                         stdin=subprocess.DEVNULL, env=self.environment)
-        self.addCleanup(server.end)
-        server.wait_for_event(lambda e: e["event"] == "StartFailure" and e["scale"] == 1
-                              and e["message"].endswith("next try in 1 s"), "failure")
+        server = Server(PROGRAMS / "tarnscale", "run", self.folder / "plant.scl", "--json", "--port",
+                        "9=x", env=self.environment)
+        self.addCleanup(server.output.close)
+        self.addCleanup(server.kill)
+        server.wait_for_event(event="StartFailure", scale=1,
+                              message=lambda text: text.endswith("next try in 1 s"))
         terminals = [self.start("tarnsim " + line) for line in (
             "continuous --port /tmp/line1 --load 'load 12.5'",
             "mira --port /tmp/line2 --load 'load 12.5'",
@@ -146,25 +149,23 @@ class HandbookTest(unittest.TestCase):
             "shareddata --address 127.0.51.4 --load 'load 12.5'",
             "template --listen 127.0.51.5 --print-every 1 --load 'load 12.5'")]
         for scale in range(1, 5):
-            server.wait_for_event(lambda e: e["event"] == "NewWeight" and e["scale"] == scale
-                                  and e["valid"] and e["net"] == "12.50", f"weight of {scale}")
-        server.wait_for_event(lambda e: e["event"] == "NewDataReady" and e["scale"] == 5, "record")
+            server.wait_for_event(event="NewWeight", scale=scale, valid=True, net="12.50")
+        server.wait_for_event(event="NewDataReady", scale=5)
         tool("read plant.scl 1", 1, "is in use by tarnscale (process ")
-        terminals[0].end()
-        server.wait_for_event(lambda e: e["scale"] == 1 and e.get("noDataError"), "silence")
-        self.assertEqual(server.end(), 0)
-        errors = "\n".join(server.errors)
+        terminals[0].end(signal.SIGINT)
+        server.wait_for_event(scale=1, noDataError=True)
+        self.assertEqual(server.end(signal.SIGINT), 0)
         for words in ("has port=9, so --port 9=x does nothing", "Scale 1 (One): port 1 is connected",
                       "Scale 1 (One): The port 1 (", "went away: Input/output error; next try in 1 s"):
-            self.assertIn(words, errors)
+            self.assertIn(words, server.errors)
         self.assertFalse((self.folder / ".config").exists())
 
         tool("read plant.scl 3", 0, "12.50")
         tool("read plant.scl 3 --gross", 5, "no valid weight within 1 s")
-        terminals[2].end()
+        terminals[2].end(signal.SIGINT)
         silent = self.start("tarnsim generic --type fairbanks --port /tmp/line3 --rate 0.01")
         tool("read plant.scl 3", 3, "is the terminal on and wired?")
-        silent.end()
+        silent.end(signal.SIGINT)
         plant = self.folder / "plant.scl"
         plant.write_bytes(plant.read_bytes().replace(b"MiraProtocol", b"XiraProtocol"))
         tool("set plant.scl 1 alias=x", 1, "is damaged: entry of scale 2")

@@ -27,9 +27,9 @@ TEMPLATE = ["fields=3", "start=#", r"terminator=\r\n", "field1=No", "field2=Net"
 class Server(Program):
     """A program that prints the events of its scales."""
 
-    def __init__(self, *command):
+    def __init__(self, *command, **options):
         self.error_output = tempfile.TemporaryFile()
-        super().__init__(*command, stderr=self.error_output)
+        super().__init__(*command, stderr=self.error_output, **options)
 
     def kill(self):
         super().kill()

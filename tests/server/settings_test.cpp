@@ -127,7 +127,7 @@ const std::map<std::string_view, std::string> kMarks = {
     {"ArcNetConnection", "KestrelNum Cluster "},
     {"EthernetConnection", "IPAddress IsBidirectional AutoReconnect CheckSender "},
     {"SerialConnection",
-     "ComPort BaudRate Parity DataBits StopBits IsBidirectional AutoReconnect "},
+     "ComPort BaudRate Parity DataBits StopBits IsBidirectional AutoReconnect Device "},
     {"KesSDProtocol", "Ptype ScaleNum "},
     {"KesDemandTemplateProtocol", "Ptype ScaleNum "}};
 

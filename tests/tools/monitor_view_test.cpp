@@ -44,7 +44,7 @@ TEST(MonitorView, DrawsTheTableTheNewestEventsAndThePrompt) {
 
   snapshot.rows[0].reading.quality = Quality::Stale;
   EXPECT_EQ(DrawMonitor(snapshot, {50, 9}).lines[2],
-            "  1 Br\u00FCcke   (133.4)   (123.4) kg  stale motion ");
+            "  1 Br\u00FCcke   (133.4)   (123.4) kg   stale motion ");
 
   snapshot.title = "a\x1b[2J";
   snapshot.rows[0].alias = "b\nc";

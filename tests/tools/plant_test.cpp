@@ -48,7 +48,8 @@ TEST_F(PlantTest, ACheckNamesWhatCannotWorkAndNothingElse) {
                                     "type=cardinal|fairbanks|gse550|ricelake|wi120",
                                     HasSubstr("COM1 is used by Scale 1 (Scale1) too")));
   Apply(4, {"type=fairbanks", "device=/dev/gone"});  // which is not COM1 any more
-  EXPECT_THAT(Check(4), ElementsAre(HasSubstr("/dev/gone#9 is not there now")));
+  EXPECT_THAT(Check(4), ElementsAre(HasSubstr("will show no weight"),
+                                    HasSubstr("/dev/gone#9 is not there now")));
   EXPECT_THAT(Check(5), IsEmpty()) << "nobody has set it up";
 }
 

@@ -92,7 +92,7 @@ TEST(ScaleEventJson, HasTheNamesOfThePublishedMembersAndCanBeReadBack) {
   again->time = condition.time;
   EXPECT_EQ(EventJson(*again), line);
   EXPECT_THAT(EventText(condition),
-              EndsWith("scale 3 (Line 3): condition stale: no byte for 12 s"));
+              EndsWith("Scale 3 (Line 3): condition stale: no byte for 12 s"));
   ScaleEvent info = Sample(Kind::InfoMessage);
   info.scale = 0;
   EXPECT_THAT(EventJson(info), HasSubstr(R"("event":"InfoMessage","message":"bad)"));

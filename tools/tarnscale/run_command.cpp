@@ -5,6 +5,7 @@
 #include <set>
 
 #include "platform/line_writer.hpp"
+#include "tools/tarnscale/captured_lines.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"

@@ -3,8 +3,6 @@
 #include <cstdint>
 
 #include "connections/reconnector.hpp"
-#include "platform/attempt.hpp"
-#include "platform/program.hpp"
 #include "tools/tarnscale/display_text.hpp"
 
 namespace tarn::tool {
@@ -46,20 +44,6 @@ std::string StartHint(const TarnScaleServer& server) {
       return "on Linux your user must be in the device's group, usually dialout";
   }
   return {};
-}
-
-std::unique_ptr<LineCapture> CaptureLines(Program& program, TarnScaleServer& server,
-                                          const std::string& folder) {
-  const auto capture = [&](const std::string& into) {
-    return std::make_unique<LineCapture>(
-        server, program.Host().Loop(), into, !folder.empty(),
-        [&program](std::string_view text) { program.Host().Trace(text); });
-  };
-  if (!folder.empty()) return capture(folder);
-  std::unique_ptr<LineCapture> quiet;
-  Attempt(program.Host(), "What lines bring before an error is not kept",
-          [&] { quiet = capture(ProgramDataFolder("tarnscale") + "/captures"); });
-  return quiet;
 }
 
 }  // namespace tarn::tool

@@ -1,13 +1,10 @@
 // The scales of a server that this program runs.
 #pragma once
 
-#include <memory>
 #include <set>
 #include <string>
 
 #include "server/tarn_scale_server.hpp"
-#include "tools/tarnscale/line_tape.hpp"
-#include "tools/tarnscale/program.hpp"
 
 namespace tarn::tool {
 
@@ -22,10 +19,5 @@ std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file,
 
 /// What the user can do about scales that did not start; empty where there is nothing to say.
 std::string StartHint(const TarnScaleServer& server);
-
-/// Captures the lines of the server, which outlives the result, into that folder; with an empty one
-/// only what they bring before an error, into the program's own folder.
-std::unique_ptr<LineCapture> CaptureLines(Program& program, TarnScaleServer& server,
-                                          const std::string& folder);
 
 }  // namespace tarn::tool
