@@ -380,7 +380,8 @@ void TarnScale::CaptureReading() {
 /// Deliberately a request stays pending when its print fails, for example since the log cannot be
 /// written: the next reading without motion tries again.
 void TarnScale::mvarWeightData_NewWeight() {
-  if (std::exchange(commits_, mvarWeightData->Commits()) != commits_) condition_->Taken();
+  const std::uint32_t commits = mvarWeightData->Commits();
+  if (std::exchange(commits_, commits) != commits) condition_->Taken();
   if (!printRequested_ || mvarWeightData->Motion()) return;
   // Held only where it matters: this runs with every reading of every scale.
   const auto self = weak_from_this().lock();
