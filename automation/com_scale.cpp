@@ -1,7 +1,10 @@
 // A scale and its watchdog.
 #include <TarnSclServer.h>
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "automation/client_adapters.hpp"
@@ -11,8 +14,8 @@
 namespace tarn {
 namespace {
 
-class ComScale final
-    : public ComObject<::TarnScale, ::__TarnScale, TarnScale, ::_TarnScale, ::_CorrectingScale> {
+class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, ::_TarnScale,
+                                        ::_CorrectingScale, ::_ScaleWithCondition> {
  public:
   ComScale(ComModule& module, std::shared_ptr<TarnScale> scale)
       : ComObject(module, std::move(scale)) {
@@ -53,6 +56,79 @@ class ComScale final
   STDMETHODIMP GetAxDataObj(BSTR* DataObjectName, IDispatch** result) override {
     return Get(result, [&] { return Core().GetAxDataObj(Text(*DataObjectName)); });
   }
+  COM_GET(::_ReadingCondition*, Condition)
+};
+
+// The published numbers are those of the core.
+static_assert(static_cast<int>(::QualityError) == static_cast<int>(Quality::Error));
+static_assert(static_cast<int>(::ReasonLocalPortBusy) ==
+              static_cast<int>(ConditionReason::LocalPortBusy));
+static_assert(kLineCounters.size() == ::CounterCommandsAnswered + 1);
+
+/// A date of Automation by the local clock; 0 for no time.
+DATE LocalDate(const std::optional<std::chrono::system_clock::time_point>& time) {
+  constexpr std::int64_t kStepsASecond = 10'000'000;
+  constexpr std::int64_t kFileTimeOf1970 = 11'644'473'600 * kStepsASecond;
+  constexpr double kMillisecondsADay = 86'400'000;
+  if (!time) return 0;
+  const auto since = time->time_since_epoch();
+  const std::int64_t seconds = std::chrono::duration_cast<std::chrono::seconds>(since).count();
+  const ULARGE_INTEGER steps{.QuadPart =
+                                 static_cast<ULONGLONG>(seconds * kStepsASecond + kFileTimeOf1970)};
+  const FILETIME file{steps.LowPart, steps.HighPart};
+  SYSTEMTIME utc{};
+  SYSTEMTIME local{};
+  DATE date = 0;
+  if (!FileTimeToSystemTime(&file, &utc) ||
+      !SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local) ||
+      !SystemTimeToVariantTime(&local, &date)) {
+    return 0;
+  }
+  const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(since).count() % 1000;
+  return date + static_cast<double>(rest) / kMillisecondsADay;
+}
+
+class ComReadingCondition final : public ComObject<::ReadingCondition, ::__ReadingCondition,
+                                                   ReadingCondition, ::_ReadingCondition> {
+ public:
+  ComReadingCondition(ComModule& module, std::shared_ptr<ReadingCondition> condition)
+      : ComObject(module, std::move(condition)) {
+    Pass(Core().Changed, 1);
+  }
+
+  STDMETHODIMP get_Quality(::ReadingQuality* result) override {
+    return Get(result, [this] { return Core().Present().quality; });
+  }
+  STDMETHODIMP get_Reason(::ReadingReason* result) override {
+    return Get(result, [this] { return Core().Present().reason; });
+  }
+  STDMETHODIMP get_ReasonText(BSTR* result) override {
+    return Get(result, [this] { return Core().Present().words; });
+  }
+  STDMETHODIMP get_AgeMs(double* result) override {
+    return Get(result, [this] { return Core().Present().age.value_or(-1); });
+  }
+  STDMETHODIMP get_ReadingTime(DATE* result) override {
+    return Get(result, [this] { return LocalDate(Core().Present().readAt); });
+  }
+  STDMETHODIMP get_ReadingsPerSecond(double* result) override {
+    return Get(result, [this] { return Core().Present().readingsPerSecond; });
+  }
+  STDMETHODIMP Counter(::LineCounter Which, VARIANT_BOOL SinceReset, double* result) override {
+    return Get(result, [&] {
+      const auto index = static_cast<std::size_t>(Which);  // a negative one becomes a huge one
+      if (index >= kLineCounters.size()) ThrowSubscriptOutOfRange();
+      const LineCounters counters = Core().Counters(IsTrue(SinceReset));
+      return static_cast<double>(counters.*kLineCounters[index].member);
+    });
+  }
+  STDMETHODIMP get_LastError(BSTR* result) override {
+    return Get(result, [this] { return Core().Line()->LastError(); });
+  }
+  STDMETHODIMP get_LastErrorTime(DATE* result) override {
+    return Get(result, [this] { return LocalDate(Core().LastErrorAt()); });
+  }
+  COM_CALL(ResetCounters)
 };
 
 class ComActivityTimer final
@@ -71,6 +147,10 @@ class ComActivityTimer final
 
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale) {
   return WrapAs<ComScale>(module, scale);
+}
+
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ReadingCondition>& condition) {
+  return WrapAs<ComReadingCondition>(module, condition);
 }
 
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ActivityTimer>& timer) {

@@ -59,6 +59,7 @@ const void* IdentityOf(const Core* core) {
 /// core object, it is that one.
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScaleServer>& server);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnScale>& scale);
+ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<ReadingCondition>& condition);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<WeightData>& record);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<PrintData>& record);
 ComPtr<IUnknown> Wrap(ComModule& module, const std::shared_ptr<TarnRecordTemplateData>& record);

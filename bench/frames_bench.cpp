@@ -168,6 +168,24 @@ void TemplateRecordsOverTcpWithKeepAlives(benchmark::State& state) {
 }
 BENCHMARK(TemplateRecordsOverTcpWithKeepAlives);
 
+/// What the record of a line and the condition of its readings cost for each frame: a part of
+/// StandardFrames above.
+void CountStandardFrameAlone(benchmark::State& state) {
+  Line line("TarnContinuousProtocol", ProtocolType::TarnContinuousStandard);
+  line.host.ports.back()->Deliver(kStandardFrame);
+  line.host.loop.RunPending();
+  ReadingCondition& condition = *line.scale->Condition();
+  double now = 0;
+  for (auto _ : state) {
+    condition.Line()->Entered(kStandardFrame, ++now);
+    condition.FrameTaken();
+    condition.Taken();
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(CountStandardFrameAlone);
+
 /// The parsing alone, without the line and the record.
 void ParseStandardFrame(benchmark::State& state) {
   const std::string text = kStandardFrame.substr(1, kStandardFrameLength);

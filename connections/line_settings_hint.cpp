@@ -42,8 +42,8 @@ std::string LineSettingsHint(const LineRecord& line, std::string_view settings) 
     if (odd == 0) return "looks like " + speed + " 7E";
     if (odd == bytes.size()) return "looks like " + speed + " 7O";
   }
-  if (line.FramingErrorsSinceFrame() > 0) return "framing errors: another speed than " + speed;
-  if (line.ParityErrorsSinceFrame() > 0) return "parity errors: another parity, or 8 data bits";
+  if (line.ErrorsWithoutFrame().framing > 0) return "framing errors: another speed than " + speed;
+  if (line.ErrorsWithoutFrame().parity > 0) return "parity errors: another parity, or 8 data bits";
   const std::size_t unusual = count(IsUnusual);
   if (bytes.size() >= kLeastBytes && unusual * 3 > bytes.size()) {
     return "looks like another speed than " + speed;

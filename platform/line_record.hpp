@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -76,15 +75,21 @@ class LineRecord {
   void Entered(std::string_view bytes, double now) {
     total.bytesIn += bytes.size();
     lastArrival_ = now;
-    if (bytes.size() > kRecent) bytes.remove_prefix(bytes.size() - kRecent);
-    const std::size_t first = std::min(bytes.size(), kRecent - end_);
-    std::memcpy(recent_.data() + end_, bytes.data(), first);
-    std::memcpy(recent_.data(), bytes.data() + first, bytes.size() - first);
-    end_ = (end_ + bytes.size()) % kRecent;
+    // While frames come, nobody needs the bytes.
+    if (total.frames != framesAtArrival_) {
+      framesAtArrival_ = total.frames;
+      kept_ = 0;
+    } else {
+      Keep(bytes);
+    }
   }
   void Left(std::string_view bytes) { total.bytesOut += bytes.size(); }
 
+  /// Called now and then, so that the port need not be asked for its errors with every piece.
   void Count(const PortErrors& more) {
+    if (std::exchange(framesAtCount_, total.frames) != total.frames) withoutFrame_ = {};
+    withoutFrame_.parity += more.parity;
+    withoutFrame_.framing += more.framing;
     total.parityErrors += more.parity;
     total.framingErrors += more.framing;
     total.overrunErrors += more.overrun;
@@ -95,26 +100,17 @@ class LineRecord {
     if (lastError_.size() > kLongestError) lastError_.resize(kLongestError);
     lastErrorAt_ = loop_.Now();
   }
-  /// A frame was accepted: what came before is no longer of interest for hints.
-  void Frame() {
-    ++total.frames;
-    bytesAtFrame_ = total.bytesIn;
-    parityAtFrame_ = total.parityErrors;
-    framingAtFrame_ = total.framingErrors;
-  }
-  std::uint64_t ParityErrorsSinceFrame() const { return total.parityErrors - parityAtFrame_; }
-  std::uint64_t FramingErrorsSinceFrame() const { return total.framingErrors - framingAtFrame_; }
 
-  /// The latest bytes behind the last frame, not more than kRecent.
+  /// The latest bytes that came in pieces without a frame, not more than kRecent.
   std::string BytesWithoutFrame() const {
-    const auto count =
-        static_cast<std::size_t>(std::min<std::uint64_t>(total.bytesIn - bytesAtFrame_, kRecent));
     std::string bytes;
-    for (std::size_t i = kRecent - count; i < kRecent; ++i) {
-      bytes += recent_[(end_ + i) % kRecent];
-    }
+    if (total.frames != framesAtArrival_) return bytes;
+    const std::size_t count = std::min(kept_, kRecent);
+    for (std::size_t i = kept_ - count; i < kept_; ++i) bytes += recent_[i % kRecent];
     return bytes;
   }
+  /// Errors of the port since a frame was last seen to come.
+  const PortErrors& ErrorsWithoutFrame() const { return withoutFrame_; }
 
   double Now() const { return loop_.Now(); }
   double LastArrival() const { return lastArrival_; }
@@ -131,13 +127,17 @@ class LineRecord {
   LineCounters total;  ///< since the start; incremented where the thing happens
 
  private:
+  void Keep(std::string_view bytes) {
+    for (const char byte : bytes) recent_[kept_++ % kRecent] = byte;
+  }
+
   MessageLoop& loop_;
   LineCounters atReset_;
   std::array<char, kRecent> recent_{};
-  std::size_t end_ = 0;  ///< where the next byte goes
-  std::uint64_t bytesAtFrame_ = 0;
-  std::uint64_t parityAtFrame_ = 0;
-  std::uint64_t framingAtFrame_ = 0;
+  std::size_t kept_ = 0;  ///< bytes since the last frame; the latest of them are in recent_
+  std::uint64_t framesAtArrival_ = 0;
+  std::uint64_t framesAtCount_ = 0;
+  PortErrors withoutFrame_;
   double lastArrival_ = -1;
   std::string lastError_;
   double lastErrorAt_ = -1;

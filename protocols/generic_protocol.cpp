@@ -97,7 +97,11 @@ void GenericProtocol::Publish(const GenericReading& reading, tarn::WeightData& r
   const UserLocale& locale = System().Locale();
   if (reading.Motion) record.Motion(*reading.Motion);
   if (reading.Units) record.Units(locale.FromBytes(*reading.Units));
-  if (!reading.OutOfRange) return;
+  if (!reading.OutOfRange) {
+    if (const auto scale = myScale())
+      scale->Condition()->Rejected(ReadingCondition::Reject::Length);
+    return;
+  }
   if (!*reading.OutOfRange) {
     record.NetWeight(LocalizeDecimal(locale.FromBytes(reading.Weight), mvarDecimalSeparator));
     record.TareWeight(std::string(kNoWeightText));

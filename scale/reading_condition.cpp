@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kSecond = 1000;
 constexpr double kUsualIntervals = 3;  ///< that a reading may be late
-constexpr double kSmoothing = 8;
+constexpr double kSmoothing = 1.0 / 8;
 
 std::string Seconds(double milliseconds) {
   return std::to_string(std::max<std::int64_t>(std::llround(milliseconds / kSecond), 1)) + " s";
@@ -34,7 +34,7 @@ void ReadingCondition::Started() {
   running_ = true;
   startFault_ = trouble_ = ConditionReason::None;
   startedAt_ = loop_.Now();
-  readingAt_ = lastInterval_ = -1;
+  readingAt_ = readingBefore_ = lastInterval_ = -1;
   usualInterval_ = 0;
   AnnounceLater();
 }
@@ -66,27 +66,31 @@ void ReadingCondition::Trouble(ConditionReason reason) {
   if (announced_.reason != reason) AnnounceLater();
 }
 
-/// This runs with every reading of every scale. A pause does not count as the usual interval, so of
-/// two intervals in a row the shorter one counts.
+/// This runs with every reading of every scale, so what can wait is left to the tick.
 void ReadingCondition::Taken() {
-  const double at = line_->LastArrival() >= 0 ? line_->LastArrival() : loop_.Now();
-  if (readingAt_ >= 0) {
-    const double interval = at - readingAt_;
-    const double counts = lastInterval_ >= 0 ? std::min(interval, lastInterval_) : interval;
-    usualInterval_ += (counts - usualInterval_) / (usualInterval_ > 0 ? kSmoothing : 1);
-    lastInterval_ = interval;
-  }
-  readingAt_ = at;
+  readingBefore_ = readingAt_;
+  readingAt_ = line_->LastArrival() >= 0 ? line_->LastArrival() : loop_.Now();
   framesAtReading_ = line_->total.frames;
   trouble_ = startFault_ = ConditionReason::None;
   ++readings_;
   if (announced_.quality != Quality::Good) AnnounceLater();
 }
 
+/// Once a second where readings came. A pause does not count as the usual interval, so of two
+/// measured in a row the shorter one counts.
+void ReadingCondition::MeasureInterval() {
+  if (readings_ == 0 || readingBefore_ < 0) return;
+  const double interval = readingAt_ - readingBefore_;
+  const double counts = lastInterval_ >= 0 ? std::min(interval, lastInterval_) : interval;
+  usualInterval_ += (counts - usualInterval_) * (usualInterval_ > 0 ? kSmoothing : 1);
+  lastInterval_ = interval;
+}
+
 void ReadingCondition::Tick() {
   const double now = loop_.Now();
   const double passed = now - measuredAt_;
   if (passed >= kSecond) {
+    MeasureInterval();
     readingsPerSecond_ = static_cast<double>(std::exchange(readings_, 0)) * kSecond / passed;
     measuredAt_ = now;
     if (running_) CountPortErrors();
@@ -191,7 +195,9 @@ std::string ReadingCondition::Words(const Verdict& verdict, const LinkState& lin
              verdict.reason == ConditionReason::LineFailed) {
     words += ": " + line_->LastError();
   }
-  if (verdict.quality != Quality::Error || link.fault != verdict.reason) return words;
+  const bool isOfLink =
+      link.fault == verdict.reason || (!running_ && startFault_ == verdict.reason);
+  if (verdict.quality != Quality::Error || !isOfLink) return words;
   if (link.retryAt < 0)
     return words +
            (verdict.reason == ConditionReason::Connecting ? "" : ", start the scale again to try");

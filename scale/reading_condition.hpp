@@ -47,7 +47,7 @@ class ReadingCondition final : public std::enable_shared_from_this<ReadingCondit
   // For the protocols.
 
   /// A whole frame, line or message has been recognised.
-  void FrameTaken() { line_->Frame(); }
+  void FrameTaken() { ++line_->total.frames; }
   void Rejected(Reject why);
   /// What arrives is no reading, for this reason. Holds until the next reading; unless the terminal
   /// prints by hand, not longer than twice the limit of a reading, 2 s at least.
@@ -72,6 +72,7 @@ class ReadingCondition final : public std::enable_shared_from_this<ReadingCondit
   };
 
   void Tick();
+  void MeasureInterval();
   void CountPortErrors() const;
   void AnnounceLater();
   void Announce();
@@ -92,7 +93,8 @@ class ReadingCondition final : public std::enable_shared_from_this<ReadingCondit
   bool running_ = false;
   ConditionReason startFault_ = ConditionReason::None;
   double startedAt_ = 0;
-  double readingAt_ = -1;  ///< when the last byte of its frame came; below 0 before the first
+  double readingAt_ = -1;      ///< when the last byte of its frame came; below 0 before the first
+  double readingBefore_ = -1;  ///< the one before that
   double lastInterval_ = -1;
   double usualInterval_ = 0;
   std::uint64_t framesAtReading_ = 0;

@@ -432,7 +432,8 @@ void TarnScale::CaptureReading() {
 /// written: the next reading without motion tries again, and fails again before clients hear of it.
 /// With CorrectReadings such a print costs a line of the log, and no reading.
 void TarnScale::mvarWeightData_NewWeight() {
-  if (std::exchange(commits_, mvarWeightData->Commits()) != commits_) condition_->Taken();
+  const std::uint32_t commits = mvarWeightData->Commits();
+  if (std::exchange(commits_, commits) != commits) condition_->Taken();
   if (!printRequested_ || mvarWeightData->Motion()) return;
   // Held only where it matters: this runs with every reading of every scale.
   const auto self = weak_from_this().lock();
