@@ -61,6 +61,8 @@ class LineSystem {
   void Name(std::map<int, std::string> devices) { deviceNames_.merge(devices); }
   /// The device that stands for a port number; empty if there can be none.
   virtual std::string DeviceOf(std::int16_t port) const = 0;
+  /// Who has the device open; empty where nobody is known.
+  virtual std::string HolderOf(const std::string& /*device*/) const { return {}; }
   /// Errors: those of SerialPort::PortOpen. The description is only the reason; the port puts its
   /// name in front of it.
   virtual std::unique_ptr<NativeLine> Open(const std::string& device,

@@ -56,6 +56,9 @@ struct SendOptions {
 };
 int SendCommand(Program& program, const SendOptions& options);
 
+struct PortsOptions {};
+int PortsCommand(Program& program, const PortsOptions& options);
+
 struct ReplayCommandOptions {
   std::vector<std::string> settings;
   int cut = 0;  ///< bytes of a piece; 0 for the pieces of the capture

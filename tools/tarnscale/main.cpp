@@ -22,17 +22,19 @@ struct Options {
   ShowOptions show;
   SetOptions set;
   SendOptions send;
+  PortsOptions ports;
   ReplayCommandOptions replay;
 };
 
-/// Adds a command that has the options `own` and calls `run`.
+/// Adds a command that has the options `own` and calls `run`. `file` says what its file is; null
+/// for a command without one.
 template <class Own>
 Command& AddCommand(CommandLine& line, Options& options, const char* name, const char* description,
                     Own Options::*own, int (*run)(Program&, const Own&),
                     const char* file = "The settings file") {
   Command& command = line.Add(name, description);
   CommonOptions& common = options.common;
-  command.Add("FILE", common.file, file).Required();
+  if (file != nullptr) command.Add("FILE", common.file, file).Required();
   command.Group("Options of all commands");
   command
       .Add("--port", common.ports,
@@ -122,7 +124,8 @@ void AddMonitor(CommandLine& line, Options& options) {
   for (const ScaleCommand& c : ScaleCommands())
     keys += std::string("\n  ") + c.key + "  " + std::string(c.help);
   command.Footer(keys +
-                 "\n  e  enable and start, or start again\n  d  disable\n  q  quit\n"
+                 "\n  e  enable and start, or start again\n  d  disable\n"
+                 "  w  write what the lines had lately, for replay\n  q  quit\n"
                  "Where the output is no terminal it prints the readings, a line each.\n\n"
                  "Example:\n"
                  "  tarnscale monitor plant.scl --port 1=/dev/ttyUSB0");
@@ -221,6 +224,16 @@ void AddReplay(CommandLine& line, Options& options) {
       "  tarnscale replay scale01-20260601T123456.capture type=short --fast");
 }
 
+void AddPorts(CommandLine& line, Options& options) {
+  Command& command = AddCommand(line, options, "ports", "Lists the serial ports of this machine",
+                                &Options::ports, PortsCommand, nullptr);
+  command.Footer(
+      "Each has its device, what its adapter calls itself, and who has it open where the system "
+      "tells;\n"
+      "the line below is the option that other commands take, by a name that stays when adapters\n"
+      "change places. N is the number of the port in the settings of the scale.");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -233,5 +246,6 @@ int main(int argc, char** argv) {
   AddSet(line, options);
   AddSend(line, options);
   AddReplay(line, options);
+  AddPorts(line, options);
   return line.Main(argc, argv);
 }
