@@ -23,6 +23,7 @@ struct Options {
   SetOptions set;
   SendOptions send;
   PortsOptions ports;
+  ScanOptions scan;
   ReplayCommandOptions replay;
 };
 
@@ -234,6 +235,20 @@ void AddPorts(CommandLine& line, Options& options) {
       "change places. N is the number of the port in the settings of the scale.");
 }
 
+void AddScan(CommandLine& line, Options& options) {
+  Command& command =
+      AddCommand(line, options, "scan", "Listens at a serial port and says how to set up its scale",
+                 &Options::scan, ScanCommand, nullptr);
+  command.Add("PORT", options.scan.port, "A port number such as 3, or a device").Required();
+  command.Footer(
+      "It tries the usual speeds, hears the parity in the bytes, and looks for the frames of each\n"
+      "dialect; it sends nothing. A terminal that sends by itself is found within 9 seconds. The "
+      "status\n"
+      "is 1 where nothing is found. Stop bits cannot be heard.\n\n"
+      "Example:\n"
+      "  tarnscale scan /dev/ttyUSB0");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -247,5 +262,6 @@ int main(int argc, char** argv) {
   AddSend(line, options);
   AddReplay(line, options);
   AddPorts(line, options);
+  AddScan(line, options);
   return line.Main(argc, argv);
 }
