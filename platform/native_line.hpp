@@ -66,8 +66,7 @@ class LineSystem {
   virtual std::string DeviceOf(std::int16_t port) const = 0;
   /// Whether the user has named that device, which no setting then replaces.
   bool IsNamed(std::int16_t port) const { return deviceNames_.contains(port); }
-  /// The program that has the device open, such as "minicom (process 812)"; empty where the system
-  /// does not tell.
+  /// Who has the device open, such as "minicom (process 812)"; empty where nobody is known.
   virtual std::string HolderOf(const std::string& /*device*/) const { return {}; }
   /// Errors: those of SerialPort::PortOpen. The description is only the reason; the port puts its
   /// name in front of it.

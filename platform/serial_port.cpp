@@ -11,6 +11,10 @@ std::string Title(std::int16_t number, const std::string& device) {
   return "The port " + std::to_string(number) + (device.empty() ? "" : " (" + device + ")");
 }
 
+std::string InUseText(const std::string& holder) {
+  return holder.empty() ? " is in use, here or in another program" : " is in use by " + holder;
+}
+
 }  // namespace
 
 SerialPort::SerialPort(LineSystem& system)
@@ -45,12 +49,10 @@ void SerialPort::Open() {
                         {[this](std::string_view bytes) { Arrived(bytes); },
                          [this](const std::string& why) { LineLost(why); }});
   } catch (const AutomationError& error) {
-    std::string what = " does not open: " + error.Description();
-    if (error.Number() == ErrorNumber::PortInUse) {
-      const std::string holder = system_.HolderOf(device);
-      what = " is in use" + (holder.empty() ? ", here or in another program" : " by " + holder);
-    }
-    throw AutomationError(error.Number(), Title(number_, device) + what);
+    const bool inUse = error.Number() == ErrorNumber::PortInUse;
+    throw AutomationError(error.Number(), Title(number_, device) +
+                                              (inUse ? InUseText(system_.HolderOf(device))
+                                                     : " does not open: " + error.Description()));
   }
   buffer_.CharacterTime(settings.CharacterTime());
   line_ = std::move(line);

@@ -5,15 +5,11 @@
 #include <sys/epoll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <termios.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 #include "platform/posix/posix_support.hpp"
 
@@ -228,32 +224,6 @@ class PosixLine final : public NativeLine {
 
 std::string PosixLines::DeviceOf(std::int16_t port) const {
   return NameOr(port, port >= 1 ? "/dev/ttyS" + std::to_string(port - 1) : std::string());
-}
-
-/// From the system's list of locks, which is read at once: looking through the descriptors of all
-/// processes would take a while. A program that locks nothing stays unknown.
-std::string PosixLines::HolderOf(const std::string& device) const {
-  struct stat file {};
-  if (::stat(device.c_str(), &file) < 0) return {};
-  std::ifstream locks("/proc/locks");
-  for (std::string line; std::getline(locks, line);) {
-    std::array<char, 16> kind{};
-    int process = 0;
-    unsigned major = 0;
-    unsigned minor = 0;
-    unsigned long long node = 0;
-    const int read = std::sscanf(line.c_str(), "%*s %15s %*s %*s %d %x:%x:%llu", kind.data(),
-                                 &process, &major, &minor, &node);
-    const bool isIt = read == 5 && std::string_view(kind.data()) == "FLOCK" && process > 0 &&
-                      node == file.st_ino && gnu_dev_makedev(major, minor) == file.st_dev;
-    if (!isIt) continue;
-    if (process == ::getpid()) return "another scale here";
-    std::string name;
-    std::ifstream comm("/proc/" + std::to_string(process) + "/comm");
-    std::getline(comm, name);
-    return (name.empty() ? "a program" : name) + " (process " + std::to_string(process) + ")";
-  }
-  return {};
 }
 
 std::unique_ptr<NativeLine> PosixLines::Open(const std::string& device,

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/native_line.hpp"
+#include "platform/port_list.hpp"
 #include "platform/posix/posix_message_loop.hpp"
 
 namespace tarn {
@@ -24,7 +25,7 @@ class PosixLines final : public LineSystem {
   MessageLoop& Loop() override { return loop_; }
   void Trace(std::string_view text) override { trace_(text); }
   std::string DeviceOf(std::int16_t port) const override;
-  std::string HolderOf(const std::string& device) const override;
+  std::string HolderOf(const std::string& device) const override { return PortHolder(device); }
   std::unique_ptr<NativeLine> Open(const std::string& device, const SerialSettings& settings,
                                    NativeLine::Listener listener) override;
 

@@ -1,4 +1,4 @@
-// Captures of lines, which users send around and edit.
+// Captures of lines, which users send around and edit, and what a line says about itself.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -7,9 +7,12 @@
 
 #include "tools/tarnscale/capture_text.hpp"
 #include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/line_guess.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tarn::tool;
+  const LineGuess guess = GuessOf({reinterpret_cast<const char*>(data), size});
+  if (guess.heard != size || guess.found.bytes > size) std::abort();
   const std::string title = "# tarnscale capture 1\n";
   try {
     const Capture capture =

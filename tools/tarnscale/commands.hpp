@@ -89,6 +89,14 @@ struct SendOptions {
 };
 int SendCommand(Program& program, const SendOptions& options);
 
+struct PortsOptions {};
+int PortsCommand(Program& program, const PortsOptions& options);
+
+struct ScanOptions {
+  std::string port;  ///< a number, or a device
+};
+int ScanCommand(Program& program, const ScanOptions& options);
+
 struct ReplayCommandOptions {
   std::vector<std::string> settings;
   int cut = 0;  ///< bytes of a piece; 0 for the pieces of the capture

@@ -47,6 +47,7 @@ std::string LineTape::Text() const {
 }
 
 struct LineCapture::Line {
+  std::int16_t number = 0;
   std::string prefix;
   std::shared_ptr<LineTape> tape;
   bool inError = false;
@@ -87,6 +88,7 @@ void LineCapture::Tap(TarnScale& scale, const std::shared_ptr<LineTap>& tape) {
 
 void LineCapture::Attach(TarnScale& scale, bool everything) {
   auto line = std::make_unique<Line>();
+  line->number = scale.ScaleNumber();
   line->prefix = "scale" + TwoDigits(scale.ScaleNumber()) + "-";
   LineTape::Sink sink;
   if (everything) {
@@ -108,8 +110,18 @@ void LineCapture::StatusChanged(Line& line, const TarnScale& scale) {
   const std::int64_t hour = HourOf(std::chrono::system_clock::now());
   if (!begins || hour == line.errorHour) return;
   line.errorHour = hour;
-  Write(line.prefix + "error-" + std::to_string(hour % kErrorFiles) + ".capture",
-        CaptureHead(scale, beganAt_) + line.tape->Text(), true);
+  WriteTape(line, scale, "error-" + std::to_string(hour % kErrorFiles));
+}
+
+void LineCapture::WriteTape(const Line& line, const TarnScale& scale, const std::string& name) {
+  Write(line.prefix + name + ".capture", CaptureHead(scale, beganAt_) + line.tape->Text(), true);
+}
+
+void LineCapture::WriteLatest() {
+  for (const auto& line : lines_) {
+    if (const auto scale = server_.GetScale(line->number)) WriteTape(*line, *scale, "latest");
+  }
+  complain_("what the lines had lately is in " + folder_);
 }
 
 /// A line in the trace for each beginning of trouble, and none for each piece.

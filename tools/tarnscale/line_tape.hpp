@@ -61,12 +61,16 @@ class LineCapture {
   LineCapture& operator=(const LineCapture&) = delete;
   ~LineCapture();
 
+  /// Writes what each line had lately to scaleNN-latest.capture, in place of the former one.
+  void WriteLatest();
+
  private:
   struct Line;
 
   void Attach(TarnScale& scale, bool everything);
   void Tap(TarnScale& scale, const std::shared_ptr<LineTap>& tape);
   void StatusChanged(Line& line, const TarnScale& scale);
+  void WriteTape(const Line& line, const TarnScale& scale, const std::string& name);
   void Write(const std::string& name, std::string bytes, bool anew);
 
   TarnScaleServer& server_;

@@ -29,6 +29,8 @@ struct Options {
   bool net = false;  ///< what read prints anyway
   ReadOptions read;
   SendOptions send;
+  PortsOptions ports;
+  ScanOptions scan;
   ReplayCommandOptions replay;
 };
 
@@ -36,14 +38,15 @@ constexpr const char* kStatuses =
     "Exit status: 0 done and seen, 1 failed, 2 wrong command line, 3 nothing came in time, 4 the\n"
     "scale cannot take the command, 5 the terminal answers, but has no valid weight.\n";
 
-/// Adds a command that has the options `own` and calls `run`.
+/// Adds a command that has the options `own` and calls `run`. `file` says what its file is; null
+/// for a command without one.
 template <class Own>
 Command& AddCommand(CommandLine& line, Options& options, const char* name, const char* description,
                     Own Options::*own, int (*run)(Program&, const Own&),
                     const char* file = "The settings file") {
   Command& command = line.Add(name, description);
   CommonOptions& common = options.common;
-  command.Add("FILE", common.file, file).Required();
+  if (file != nullptr) command.Add("FILE", common.file, file).Required();
   command.Group("Options of all commands");
   command
       .Add("--port", common.ports,
@@ -159,6 +162,7 @@ void AddMonitor(CommandLine& line, Options& options) {
   command.Footer(keys +
                  "\n  e  enable and start, or start again\n  d  disable\n"
                  "  [  ]  older and newer lines of the list below the table\n"
+                 "  w  write what the lines had lately, for replay\n"
                  "  ?  help\n  q  quit\n"
                  "Where the output is no terminal it prints the readings, a line each.\n\n"
                  "Example:\n"
@@ -312,6 +316,28 @@ void AddRead(CommandLine& line, Options& options) {
       kStatuses +
       "\nExamples:\n  tarnscale read plant.scl 1\n"
       "  weight=$(tarnscale read plant.scl 1 --stable --gross) || echo no weight");
+void AddPorts(CommandLine& line, Options& options) {
+  Command& command = AddCommand(line, options, "ports", "Lists the serial ports of this machine",
+                                &Options::ports, PortsCommand, nullptr);
+  command.Footer(
+      "Each has its device, what its adapter calls itself, and who has it open where the system "
+      "tells;\n"
+      "the line below is the option that other commands take, by a name that stays when adapters\n"
+      "change places. N is the number of the port in the settings of the scale.");
+}
+
+void AddScan(CommandLine& line, Options& options) {
+  Command& command =
+      AddCommand(line, options, "scan", "Listens at a serial port and says how to set up its scale",
+                 &Options::scan, ScanCommand, nullptr);
+  command.Add("PORT", options.scan.port, "A port number such as 3, or a device").Required();
+  command.Footer(
+      "It tries the usual speeds, hears the parity in the bytes, and looks for the frames of each\n"
+      "dialect; it sends nothing. A terminal that sends by itself is found within 9 seconds. The "
+      "status\n"
+      "is 1 where nothing is found. Stop bits cannot be heard.\n\n"
+      "Example:\n"
+      "  tarnscale scan /dev/ttyUSB0");
 }
 
 }  // namespace
@@ -332,5 +358,7 @@ int main(int argc, char** argv) {
   AddRead(line, options);
   AddSend(line, options);
   AddReplay(line, options);
+  AddPorts(line, options);
+  AddScan(line, options);
   return line.Main(argc, argv);
 }

@@ -30,6 +30,10 @@ void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& s
                   "' is set up: set one up with tarnscale set, or see all with --all");
   }
   const LiveScreen screen(program, model, writer, options.interval);
+  const Subscription onKey =
+      program.Output().KeyPressed.Subscribe([&capture](Console::Key key, char character) {
+        if (capture && key == Console::Key::Character && character == 'w') capture->WriteLatest();
+      });
   RunLoop(program, options.seconds);
 }
 

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "base/automation_error.hpp"
+#include "platform/utf8.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/replay.hpp"
