@@ -48,7 +48,7 @@ bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& 
     const std::string key = Key(number);
     const auto place = static_cast<std::size_t>(number - 1);
     const std::string what =
-        "Scale " + std::to_string(number) + " cannot be restored from the settings file";
+        "The settings file is damaged: entry of scale " + std::to_string(number);
     whole &= Attempt(site->System(), what, [&] {
       if (bag.FindObject(key, place) == nullptr) missing += " " + key;
       auto scale = ReadObject<TarnScale>(bag, key, *site, TarnScale::kClassName, place);

@@ -299,7 +299,7 @@ std::vector<StartFailure> TarnScaleServer::RunEachScale() {
       failures.back().isPermission = error.Number() == ErrorNumber::PermissionDenied;
     };
     try {
-      if (!scale) ThrowObjectNotSet("it could not be restored from the settings file");
+      if (!scale) ThrowObjectNotSet("its entry in the settings file is damaged");
       if (scale->Disabled()) continue;
       if (const auto error = scale->RunUnattended()) reportError(*error, true);
     } catch (const AutomationError& error) {

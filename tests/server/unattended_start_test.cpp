@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "connections/serial_connection.hpp"
@@ -58,6 +59,25 @@ TEST(UnattendedStart, APortThatIsMissingIsTriedAgainAndTheScaleShowsSilenceMeanw
   EXPECT_THAT(host.traces, Contains("Scale 1 (Scale1): port 1 is connected"));
   EXPECT_FALSE(never->PortOpen());
   EXPECT_FALSE(wrong->PortOpen());
+}
+
+class RecordingStream final : public TextStream {
+ public:
+  void WriteLine(std::string_view) override {}
+  void StoreEachLine() override { ++stored; }
+  void Close() override {}
+  int stored = 0;
+};
+
+TEST(StoreEachLine, IsASettingOfTheStoreThatIsOffAsARule) {
+  for (const char* value : {"", "True"}) {
+    FakeHost host;
+    if (*value != 0) host.store.values["settings/storeeachline"] = value;
+    TarnScaleServer server(host, StartMode::NoScale);
+    const auto stream = std::make_shared<RecordingStream>();
+    server.LogFile(stream);
+    EXPECT_EQ(stream->stored, *value == 0 ? 0 : 1);
+  }
 }
 
 struct Disk {

@@ -32,7 +32,9 @@ bool LiveTable::HandleCommonKey(Console::Key key, char character) {
   if (character == '[' && eventsBack_ + 1 < events_.size()) ++eventsBack_;
   if (character == ']' && eventsBack_ > 0) --eventsBack_;
   MoveSelection(key, character);
-  return help_ || character == '[' || character == ']' || key != Console::Key::Character;
+  const bool isScrolling = character == '[' || character == ']';
+  if (key == Console::Key::Character && !isScrolling) eventsBack_ = 0;  // its answer is the newest
+  return help_ || isScrolling || key != Console::Key::Character;
 }
 
 void LiveTable::MoveSelection(Console::Key key, char character) {

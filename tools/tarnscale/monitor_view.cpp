@@ -16,7 +16,7 @@ constexpr std::size_t kLeastEvents = 3;
 constexpr std::size_t kShortestAlias = 5;
 constexpr std::size_t kLongestAlias = 20;
 constexpr std::string_view kKeys =
-    "? help  q quit  j/k row  z zero  t tare  c clear  s preset tare  p print  r record";
+    "? help  q quit  j/k row  z zero  t tare  c clear  s preset tare  p print";
 
 struct Column {
   std::string_view title;
@@ -193,16 +193,15 @@ class MonitorDrawing {
     return lines;
   }
 
-  /// The newest texts that find room, oldest first.
+  /// The newest texts that find room, oldest first; of the first one perhaps only its beginning.
   std::vector<std::string> Newest(const std::vector<std::string>& texts, std::size_t count,
                                   std::size_t room) const {
     std::vector<std::string> lines;
     for (; count > 0 && lines.size() < room; --count) {
-      const auto wrapped = Wrapped(texts[count - 1]);
+      auto wrapped = Wrapped(texts[count - 1]);
+      wrapped.resize(std::min(wrapped.size(), room - lines.size()));
       lines.insert(lines.begin(), wrapped.begin(), wrapped.end());
     }
-    if (lines.size() > room)
-      lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(room));
     return lines;
   }
 

@@ -11,6 +11,7 @@
 #include "base/number_text.hpp"
 #include "connections/serial_connection.hpp"
 #include "platform/program.hpp"
+#include "tools/arguments.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/scale_file.hpp"
@@ -19,7 +20,6 @@ namespace tarn::tool {
 namespace {
 
 constexpr std::string_view kProgram = "tarnscale";
-constexpr std::string_view kSection = "Settings";
 constexpr std::string_view kServerStore = "server";
 constexpr int kHighestStoredPort = 256;
 constexpr double kHighestPort = 32767;

@@ -14,6 +14,7 @@
 #include "tools/tarnscale/event_watch.hpp"
 #include "tools/tarnscale/live_output.hpp"
 #include "tools/tarnscale/running_scales.hpp"
+#include "tools/tarnscale/scale_file.hpp"
 
 namespace tarn::tool {
 namespace {
