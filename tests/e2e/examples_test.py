@@ -16,7 +16,7 @@ from unittest import mock
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 EXAMPLES = ROOT / "examples"
-CSHARP = {"BSTR": "string", "VARIANT_BOOL": "bool", "long": "int", "unsigned char": "byte",
+CSHARP = {"BSTR": "string", "DATE": "System.DateTime", "VARIANT_BOOL": "bool", "long": "int", "unsigned char": "byte",
           "VARIANT": "object", "IDispatch": "object", "IUnknown": "object"}
 
 

@@ -61,7 +61,7 @@ class HandbookTest(unittest.TestCase):
         if re.match(r"(build/linux/)?tarnsim ", line):
             self.start(line).end(signal.SIGINT)
             return
-        asks = re.search(r"tarnscale (send|read|check) ", line)  # there is no terminal
+        asks = re.search(r"tarnscale (send|read|check|scan) ", line)  # there is no terminal
         self.shell(line, (0, 1, 3, 4, 5) if asks else (0,))
 
     def test_command_lines_of_the_documents(self):

@@ -316,13 +316,16 @@ void AddRead(CommandLine& line, Options& options) {
       kStatuses +
       "\nExamples:\n  tarnscale read plant.scl 1\n"
       "  weight=$(tarnscale read plant.scl 1 --stable --gross) || echo no weight");
+}
+
 void AddPorts(CommandLine& line, Options& options) {
   Command& command = AddCommand(line, options, "ports", "Lists the serial ports of this machine",
                                 &Options::ports, PortsCommand, nullptr);
   command.Footer(
       "Each has its device, what its adapter calls itself, and who has it open where the system "
       "tells;\n"
-      "the line below is the option that other commands take, by a name that stays when adapters\n"
+      "the line below is the option that other commands take, by a name that stays when "
+      "adapters\n"
       "change places. N is the number of the port in the settings of the scale.");
 }
 
@@ -332,7 +335,8 @@ void AddScan(CommandLine& line, Options& options) {
                  &Options::scan, ScanCommand, nullptr);
   command.Add("PORT", options.scan.port, "A port number such as 3, or a device").Required();
   command.Footer(
-      "It tries the usual speeds, hears the parity in the bytes, and looks for the frames of each\n"
+      "It tries the usual speeds, hears the parity in the bytes, and looks for the frames of "
+      "each\n"
       "dialect; it sends nothing. A terminal that sends by itself is found within 9 seconds. The "
       "status\n"
       "is 1 where nothing is found. Stop bits cannot be heard.\n\n"
