@@ -17,6 +17,8 @@ class LanesTest(ServerTest):
         self.event_timeout(2000)
         if "print" in self.id():
             self.without_budgets()  # a busy machine would make the printing client late, too
+        else:
+            self.setting("ClientShare", 0)
         self.terminal = self.simulator("continuous", "--port", self.com_port(), "-vv", "--load",
                                        "wait 1s; ramp 0 90 600s")
         self.keeper = self.script("keeper.vbs", PORT, self.stop)
@@ -67,7 +69,8 @@ class LanesTest(ServerTest):
         self.assertEqual(states.count(("lane_client.exe", "1")), 4, listing.lines)
         self.assertIn(("lane_client.exe", "2"), states)
         self.assertIn(("lane_client.exe", "0"), states)
-        self.assertTrue(self.traced("Late: client ") and self.traced("Lost: client "))
+        for line in ("Late: client ", "Lost: client ", "The setting ClientShare is out of its range"):
+            self.assertTrue(self.traced(line), line)
         # The last event follows the last change.
         self.script("stopper.vbs").wait_for("^All of ")
         for client in slow:
