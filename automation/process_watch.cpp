@@ -55,7 +55,11 @@ ProcessWatch::~ProcessWatch() {
 void ProcessWatch::Created(DWORD process, IUnknown* own) {
   gone_ = false;
   if (process == 0 || !Watch(process)) {
-    allKnown_ = false;
+    // A client that was killed meanwhile leaves what it has asked for.
+    if (process != 0 && GetLastError() == ERROR_INVALID_PARAMETER)
+      Left(own != nullptr ? std::vector{own} : std::vector<IUnknown*>());
+    else
+      allKnown_ = false;
     return;
   }
   if (own != nullptr) processes_[process]->objects.push_back(own);
@@ -96,10 +100,14 @@ void ProcessWatch::Ended(DWORD process) {
   const auto watched = std::move(entry->second);
   processes_.erase(entry);
   callsOut_.ProcessEnded(process);
-  left_.insert(left_.end(), watched->objects.begin(), watched->objects.end());
   if (!watched->objects.empty()) {
     host_.Trace("Client " + std::to_string(process) + " ended without letting go of the server");
   }
+  Left(watched->objects);
+}
+
+void ProcessWatch::Left(const std::vector<IUnknown*>& objects) {
+  left_.insert(left_.end(), objects.begin(), objects.end());
   // Calls of clients that live hide whether anybody else calls; so this is bounded.
   if (left_.size() > kMostLeft) TakeBack(left_.size() - kMostLeft);
   called_ = false;

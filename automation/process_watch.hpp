@@ -52,6 +52,7 @@ class ProcessWatch {
 
   bool Watch(DWORD process);
   void Ended(DWORD process);
+  void Left(const std::vector<IUnknown*>& objects);
   void LookForCalls();
   void TakeBack(std::size_t count);
 

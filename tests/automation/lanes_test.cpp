@@ -33,6 +33,7 @@ class FakeSystem final : public LaneSystem {
     threads_.emplace_back([this, work = std::move(work)]() mutable {
       work();
       work = nullptr;
+      const std::lock_guard lock(mutex_);
       Rest();
     });
   }
@@ -53,12 +54,9 @@ class FakeSystem final : public LaneSystem {
   void Take(double milliseconds) {
     std::unique_lock lock(mutex_);
     const double end = now_ + milliseconds;
-    const auto entry = ends_.insert(end);
-    if (--running_ == 0) changed_.notify_all();
+    ends_.insert(end);
+    Rest();
     changed_.wait(lock, [&] { return now_ >= end; });
-    ends_.erase(entry);
-    woken_.fetch_sub(1);
-    changed_.notify_all();
   }
 
   bool otherWork = true;
@@ -73,25 +71,22 @@ class FakeSystem final : public LaneSystem {
   };
 
   void Rest() {
-    const std::lock_guard lock(mutex_);
     if (--running_ == 0) changed_.notify_all();
   }
   /// To the end, or to where the next handler returns before. True at the end.
   bool MoveTo(double end) {
     std::unique_lock lock(mutex_);
-    const auto settled = [this] { return running_ == 0 && woken_ == 0; };
+    const auto settled = [this] { return running_ == 0; };
     changed_.wait(lock, settled);
-    if (!ends_.empty() && *ends_.begin() <= end) {
-      now_ = *ends_.begin();
-      const int due = static_cast<int>(ends_.count(now_));
-      running_ += due;
-      woken_ += due;
-      changed_.notify_all();
-      changed_.wait(lock, settled);
-      return false;
+    if (ends_.empty() || *ends_.begin() > end) {
+      if (end < kNever) now_ = end;
+      return true;
     }
-    if (end < kNever) now_ = end;
-    return true;
+    now_ = *ends_.begin();
+    running_ += static_cast<int>(ends_.erase(now_));
+    changed_.notify_all();
+    changed_.wait(lock, settled);
+    return false;
   }
 
   std::atomic<double> now_ = 0;
@@ -99,7 +94,6 @@ class FakeSystem final : public LaneSystem {
   std::condition_variable changed_;
   std::multiset<double> ends_;
   std::atomic<int> running_ = 0;
-  std::atomic<int> woken_ = 0;
   std::vector<std::thread> threads_;
 };
 
