@@ -131,6 +131,21 @@ TEST_F(ReadingConditionTest, BytesWithoutFramesSayWhatTheyLookLike) {
   }
 }
 
+TEST_F(ReadingConditionTest, ErrorsOfThePortSayMoreThanTheBytes) {
+  LineRecord line(host.loop);
+  const auto hint = [&line] { return LineSettingsHint(line, "9600,n,8,1"); };
+  line.Entered(std::string(20, 'a'), 0);
+  EXPECT_EQ(hint(), "");
+  line.Count({.parity = 1});
+  EXPECT_THAT(hint(), HasSubstr("parity errors"));
+  line.Count({.framing = 2});
+  EXPECT_THAT(hint(), HasSubstr("framing errors: another speed"));
+  EXPECT_EQ(line.total.parityErrors + line.total.framingErrors, 3U);
+  ++line.total.frames;
+  line.Count({});
+  EXPECT_EQ(hint(), "");
+}
+
 TEST_F(ReadingConditionTest, ABrokenPortIsAnErrorAtOnceAndSaysWhenItIsTriedAgain) {
   Start("TarnContinuousProtocol", ProtocolType::TarnContinuousStandard);
   Deliver(kStandard);

@@ -3,7 +3,7 @@
 Option Explicit
 
 Dim connection, server, scale, again, n, serial, continuous, port, timer, file, heard
-Dim template, record
+Dim template, record, condition
 
 Sub Expect(what, got, wanted)
     If got <> wanted Then
@@ -41,6 +41,7 @@ Sub weight_NewWeight() : heard = heard & "weight " : End Sub
 Sub print_NewWeight() : heard = heard & "print " : End Sub
 Sub record_ConfigChanged() : heard = heard & "fields " : End Sub
 Sub record_NewDataReady() : heard = heard & "record " : End Sub
+Sub condition_ConditionChanged() : heard = heard & "condition " : End Sub
 Sub activity_TimedOut() : heard = heard & "timeout " : End Sub
 Sub server_InfoMessage(message, style) : heard = heard & message & " (" & style & ")" : End Sub
 
@@ -159,8 +160,23 @@ Expect "an array", IsArray(record.FieldDataArray), True
 Set scale.Protocol = continuous
 heard = ""
 
+' The condition of its reading
+Set condition = scale.Condition
+Expect "the identity of a condition", condition Is scale.Condition, True
+Expect "a disabled scale", condition.Quality & condition.Reason & condition.AgeMs, "01-1"
+WScript.ConnectObject condition, "condition_"
+scale.Disabled = False
+WaitFor "condition "
+Expect "a stopped scale", condition.ReasonText & CDbl(condition.ReadingTime), "the scale is stopped0"
+Expect "its counters", condition.Counter(0) + condition.Counter(12, True), 0
+condition.ResetCounters
+WScript.DisconnectObject condition
+heard = ""
+
 ' Errors
 On Error Resume Next
+condition.Counter 13
+ExpectError "Counter(13)", 9, "Subscript out of range"
 server.GetScale 33
 ExpectError "GetScale(33)", 9, "Subscript out of range"
 server.GetScale "one"
