@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,10 @@ class TerminalLine {
   /// Sends what the line takes now and discards the rest, as a terminal does whose line nobody
   /// reads. Returns how many bytes were sent; 0 while detached.
   virtual std::size_t Write(std::string_view bytes) = 0;
+
+  /// The speed that the port at the other end has set; 0 where none has, or the line does not show
+  /// it.
+  virtual std::int32_t ReaderSpeed() const { return 0; }
 
   Event<std::string_view> Received;
 };

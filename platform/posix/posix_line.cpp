@@ -222,6 +222,12 @@ class PosixLine final : public NativeLine {
 
 }  // namespace
 
+std::int32_t BaudOf(unsigned code) {
+  const auto* speed = std::find_if(std::begin(kSpeeds), std::end(kSpeeds),
+                                   [code](const Speed& s) { return s.code == code; });
+  return speed == std::end(kSpeeds) ? 0 : speed->baud;
+}
+
 std::string PosixLines::DeviceOf(std::int16_t port) const {
   return NameOr(port, port >= 1 ? "/dev/ttyS" + std::to_string(port - 1) : std::string());
 }

@@ -1,6 +1,7 @@
 // Serial lines on termios.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -16,6 +17,9 @@ namespace tarn {
 
 /// Port n is /dev/ttyS(n-1) unless the user's names have another device for it. A line of 4 data
 /// bits does not exist here (error 380); 1.5 stop bits are two, except with 5 data bits.
+/// Bits per second; 0 for a speed that ports do not have.
+std::int32_t BaudOf(unsigned code);
+
 class PosixLines final : public LineSystem {
  public:
   PosixLines(PosixMessageLoop& loop, std::map<int, std::string> deviceNames,

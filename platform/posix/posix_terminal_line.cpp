@@ -8,10 +8,15 @@
 #include <array>
 #include <filesystem>
 
+#include "platform/posix/posix_line.hpp"
+
 namespace tarn {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// No port has it, so that it stands for a line that nobody has set.
+constexpr speed_t kNobodysSpeed = B50;
 
 /// A living line holds a record lock on its slave, which is apart from the file lock of the port
 /// that opens it. This distinguishes the link of a living line from one that was left behind. The
@@ -48,6 +53,8 @@ void SetRaw(int fd) {
   termios state{};
   ::tcgetattr(fd, &state);
   ::cfmakeraw(&state);
+  ::cfsetispeed(&state, kNobodysSpeed);
+  ::cfsetospeed(&state, kNobodysSpeed);
   ::tcsetattr(fd, TCSANOW, &state);
 }
 
@@ -120,6 +127,12 @@ std::size_t PosixTerminalLine::Write(std::string_view bytes) {
     sent += static_cast<std::size_t>(count);
   }
   return sent;
+}
+
+std::int32_t PosixTerminalLine::ReaderSpeed() const {
+  termios state{};
+  if (!slave_ || ::tcgetattr(slave_.Get(), &state) < 0) return 0;
+  return BaudOf(::cfgetospeed(&state));
 }
 
 void PosixTerminalLine::ReadMaster() {

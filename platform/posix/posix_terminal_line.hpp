@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,7 @@ class PosixTerminalLine final : public TerminalLine {
   void Detach() override;
   bool IsAttached() const override { return static_cast<bool>(master_); }
   std::size_t Write(std::string_view bytes) override;
+  std::int32_t ReaderSpeed() const override;
 
  private:
   void MakeLink();

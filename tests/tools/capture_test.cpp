@@ -80,6 +80,7 @@ TEST(Captures, AreReadUpToTheLineThatIsWrong) {
     }
   }
   EXPECT_THROW(ReadCapture("scale 1\n"), Failure);
+  EXPECT_EQ(ReadCapture(title + "set delimiter= \r\n").settings[0], "delimiter= ");
 }
 
 TEST(LineTape, KeepsTheLatestBytesOnly) {

@@ -78,16 +78,18 @@ std::optional<CapturedPiece> PieceOf(std::string_view line) {
 }
 
 bool TakeLine(Capture& capture, std::string_view line) {
+  if (line.starts_with(kSet)) {
+    // A blank at its end may be all of a delimiter.
+    capture.settings.emplace_back(line.substr(kSet.size()));
+    return line.find('=') != std::string_view::npos;
+  }
+  line = Trimmed(line);
   if (line.empty() || line[0] == '#') return true;
   if (line.starts_with(kScale)) {
     line.remove_prefix(kScale.size());
     const auto number = TakeNumber<int>(line);
     capture.scale = number.value_or(0);
     return line.empty() && capture.scale >= 1 && capture.scale <= kScaleCount;
-  }
-  if (line.starts_with(kSet)) {
-    capture.settings.emplace_back(line.substr(kSet.size()));
-    return line.find('=') != std::string_view::npos;
   }
   auto piece = PieceOf(line);
   if (!piece) return false;
@@ -131,7 +133,8 @@ Capture ReadCapture(std::string_view text) {
   for (int number = 1; !text.empty(); ++number) {
     const std::size_t end = text.find('\n');
     if (end == std::string_view::npos) break;
-    const std::string_view line = Trimmed(text.substr(0, end));
+    std::string_view line = text.substr(0, end);
+    if (line.ends_with('\r')) line.remove_suffix(1);
     text.remove_prefix(end + 1);
     if (!TakeLine(capture, line)) {
       throw Failure("line " + std::to_string(number) + " of the capture is not understood: '" +

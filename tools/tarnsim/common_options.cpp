@@ -7,6 +7,7 @@
 
 #include "base/automation_error.hpp"
 #include "tools/tarnsim/usage_error.hpp"
+#include "tools/tarnsim/wire_line.hpp"
 
 namespace tarn::sim {
 namespace {
@@ -44,6 +45,9 @@ void AddLineOptions(Command& command, CommonOptions& options) {
            "or character by character")
       .OneOf({"pieces", "char"})
       .ShowDefault();
+  command.Flag("--wire", options.wire,
+               "Sends the parity of 7 bits as the eighth bit, and garbage to a port that is set to "
+               "another speed: for tarnscale scan");
 }
 
 void AddScaleOptions(Command& command, CommonOptions& options) {
@@ -174,6 +178,7 @@ CommonSetup CheckedSetup(const CommonOptions& options, Files& files) {
   setup.ports = PortsOf(options);
   setup.line = LineOf(options);
   setup.pace = options.pace == "char" ? Pace::Characters : Pace::Pieces;
+  setup.wire = options.wire;
   setup.units = UnitsOf(options.units);
   setup.graduation = MakeGraduation(options.capacity, options.division, options.decimals);
   setup.script = ScriptOf(options, files);
@@ -200,6 +205,7 @@ std::unique_ptr<Indicator> MakeIndicator(const CommonOptions& options, const Com
 
 std::unique_ptr<PacedLine> MakePacedLine(std::unique_ptr<TerminalLine> line,
                                          const CommonSetup& setup, std::uint64_t seed) {
+  if (setup.wire) line = std::make_unique<WireLine>(std::move(line), setup.line);
   return std::make_unique<PacedLine>(std::move(line), setup.line.CharacterTime(), setup.pace,
                                      FaultInjector(setup.faults, setup.line.dataBits, seed));
 }

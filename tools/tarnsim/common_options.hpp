@@ -31,6 +31,7 @@ struct CommonOptions {
   std::string dataBits = "7";
   std::string stopBits = "2";
   std::string pace = "pieces";
+  bool wire = false;
 
   std::string units = "kg";
   double capacity = 100;
@@ -59,6 +60,7 @@ struct CommonSetup {
   std::vector<std::string> ports;
   SerialSettings line;
   Pace pace = Pace::Pieces;
+  bool wire = false;  ///< see WireLine
   Units units = Units::Kilogram;
   Graduation graduation;
   LoadScript script;
