@@ -178,7 +178,7 @@ TEST_F(SerialProtocols, APolledScaleThatCannotBeAskedCostsNoOtherSubscriber) {
   EXPECT_EQ(updates, 4);
   EXPECT_EQ(host.traces, (std::vector<std::string>{
                              "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
-                             "Scale x was not asked for its weight: The port 1 is not open"}));
+                             "Scale 1 (Scale x): it was not asked for its weight: The port 1 is not open"}));
   host.traces.clear();
   scale->RunScale();
   scale->Disabled(true);
@@ -205,10 +205,10 @@ TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
   host.loop.Advance(60'000);
   EXPECT_EQ(ticks, 1);
   EXPECT_EQ(host.traces, (std::vector<std::string>{
-                             "Scale x was not asked for its weight: The port 1 (COM1) does not "
+                             "Scale 1 (Scale x): it was not asked for its weight: The port 1 (COM1) does not "
                              "send: its output queue is full",
                              "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
-                             "Scale x was not asked for its weight: The port 1 is not open"}));
+                             "Scale 1 (Scale x): it was not asked for its weight: The port 1 is not open"}));
   scale->StopScale();
   scale->RunScale();
   Port().stalled = false;
