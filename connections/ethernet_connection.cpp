@@ -118,10 +118,9 @@ void EthernetConnection::Open() {
   socket->RemoteHost(ipAddress_);
   socket->RemotePort(remotePort_);
   socket->RemoteHostOnly(checkSender_);
-  if (socket->Transport() == SocketTransport::Udp)
-    socket->Bind(localPort_);
-  else
-    socket->Connect();
+  if (socket->Transport() == SocketTransport::Tcp) return socket->Connect();
+  socket->Bind(localPort_);
+  reconnector_.Restored();
 }
 
 void EthernetConnection::Disconnect() {

@@ -65,7 +65,7 @@ void FramedProtocol::Ask(const std::function<void(const TarnScale& scale)>& ask)
   const auto scale = myScale();
   // A scale that is disabled while it runs keeps its timers, but not its line.
   if (!scale || scale->Disabled()) return;
-  Attempt(System(), scale->AliasName() + " was not asked for its weight", [&] { ask(*scale); });
+  Attempt(System(), scale->Title() + ": it was not asked for its weight", [&] { ask(*scale); });
 }
 
 }  // namespace tarn

@@ -59,7 +59,7 @@ void TarnScale::Detach() noexcept {
     FirstFailure failure;
     failure.Try([this] { StopScale(); });
     failure.Try([this] { site_->ReleaseSocket(scaleNumber_); });
-    Attempt(site_->System(), aliasName_ + " did not stop cleanly", [&] { failure.Rethrow(); });
+    Attempt(site_->System(), Title() + ": it did not stop cleanly", [&] { failure.Rethrow(); });
   }
   detached_ = true;
   condition_->Scale(nullptr);

@@ -360,7 +360,7 @@ void KesSDProtocol::PublishWeight() {
 
 std::string KesSDProtocol::Name() const {
   const auto scale = myScale();
-  return scale ? scale->AliasName() : "A scale";
+  return scale ? scale->Title() : "A scale";
 }
 
 }  // namespace tarn

@@ -200,7 +200,8 @@ bool SummitProtocol::Holds(const Turn& turn) {
 
 /// Runs code that may call a client's object or handler; false when it threw.
 bool SummitProtocol::Attempt(const std::function<void()>& work) const {
-  return tarn::Attempt(site_->System(), "Terminal variables", work);
+  const auto scale = myScale();
+  return tarn::Attempt(site_->System(), scale ? scale->Title() : "Terminal variables", work);
 }
 
 // --- Messages ---------------------------------------------------------------------------------

@@ -228,7 +228,7 @@ void PosixConsole::Write(std::string_view text) {
 /// A terminal that went away is a reader that did.
 std::string PosixConsole::WriteFailure() const {
   const int error = writeError_;
-  const bool readerLeft = error == EPIPE || (error == EIO && ::isatty(Output()) == 1);
+  const bool readerLeft = error == EPIPE || (error == EIO && writesToTerminal_);
   return error == 0 || readerLeft ? std::string() : ErrorText(error);
 }
 

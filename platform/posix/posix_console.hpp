@@ -43,6 +43,8 @@ class PosixConsole final : public Console {
   std::optional<termios> formerState_;    ///< of standard input, once keys are read
   std::atomic<bool> outputGone_ = false;  ///< Write may run on another thread
   std::atomic<int> writeError_ = 0;
+  /// Once the terminal has gone, the system does not tell any more that it was one.
+  const bool writesToTerminal_ = ::isatty(STDOUT_FILENO) == 1;
   bool guarding_ = false;
   // Separate descriptors for the same terminal or pipe, since only those may be set not to block:
   // the standard ones belong to the shell, too. Where that fails the standard ones are used.

@@ -95,9 +95,10 @@ TEST_F(SerialProtocols, APolledScaleThatCannotBeAskedCostsNoOtherSubscriber) {
   Port().Unplug();
   host.loop.Advance(1000);
   EXPECT_EQ(updates, 4);
-  EXPECT_EQ(host.traces, (std::vector<std::string>{
-                             "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
-                             "Scale x was not asked for its weight: The port 1 is not open"}));
+  EXPECT_EQ(host.traces,
+            (std::vector<std::string>{
+                "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
+                "Scale 1 (Scale x): it was not asked for its weight: The port 1 is not open"}));
   host.traces.clear();
   scale->RunScale();
   scale->Disabled(true);
@@ -123,11 +124,12 @@ TEST_F(SerialProtocols, ALineThatTakesNothingIsTracedAndShowsNoData) {
   Port().Unplug();
   host.loop.Advance(60'000);
   EXPECT_EQ(ticks, 1);
-  EXPECT_EQ(host.traces, (std::vector<std::string>{
-                             "Scale x was not asked for its weight: The port 1 (COM1) does not "
-                             "send: its output queue is full",
-                             "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
-                             "Scale x was not asked for its weight: The port 1 is not open"}));
+  EXPECT_EQ(host.traces,
+            (std::vector<std::string>{
+                "Scale 1 (Scale x): it was not asked for its weight: The port 1 (COM1) does not "
+                "send: its output queue is full",
+                "Scale 1 (Scale x): The port 1 (COM1) went away: unplugged",
+                "Scale 1 (Scale x): it was not asked for its weight: The port 1 is not open"}));
   scale->StopScale();
   scale->RunScale();
   Port().stalled = false;

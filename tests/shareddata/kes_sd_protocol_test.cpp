@@ -62,10 +62,10 @@ TEST_F(SharedData, FailuresOfTheSocketReachCommandsAndAreTracedElsewhere) {
   EXPECT_EQ(ErrorOf([&] { scale->Z(); }), 40006);
   Tick();
   EXPECT_EQ(ticks, 1);
-  EXPECT_EQ(host.traces, (std::vector<std::string>{"Scale x: Not bound"}));
+  EXPECT_EQ(host.traces, (std::vector<std::string>{"Scale 1 (Scale x): Not bound"}));
 
   socket->Deliver("x");
-  EXPECT_EQ(host.traces.back(), "Scale x: A reply is cut short");
+  EXPECT_EQ(host.traces.back(), "Scale 1 (Scale x): A reply is cut short");
   scale->Connection(NewEthernet(""));
   BindProtocol();
   host.traces.clear();
