@@ -31,14 +31,15 @@ class ScalePart : public Persistable {
  public:
   /// Null before the first scale, and after that scale has replaced the part.
   std::shared_ptr<TarnScale> ServedScale() const { return served_.lock(); }
-  void Serve(const std::shared_ptr<TarnScale>& scale) { served_ = scale; }
-  /// Those of the served scale; as published without one.
-  ReadingRules Rules() const;
+  void Serve(const std::shared_ptr<TarnScale>& scale);
+  /// Those of the served scale; as published without one. Kept here, since each frame asks.
+  ReadingRules Rules() const { return rules_; }
   /// Called when the scale that it served has replaced it. Must not throw or raise events.
   virtual void Replaced() {}
 
  private:
   std::weak_ptr<TarnScale> served_;
+  ReadingRules rules_ = ReadingRules::Published;
 };
 
 class _Connection : public ScalePart {

@@ -19,9 +19,9 @@ ReadingRules RulesOf(bool correct) {
 
 }  // namespace
 
-ReadingRules ScalePart::Rules() const {
-  const auto scale = ServedScale();
-  return scale ? scale->Rules() : ReadingRules::Published;
+void ScalePart::Serve(const std::shared_ptr<TarnScale>& scale) {
+  served_ = scale;
+  rules_ = scale ? scale->Rules() : ReadingRules::Published;
 }
 
 std::string ScaleTitle(int number, std::string_view alias) {
@@ -143,6 +143,8 @@ void TarnScale::CorrectReadings(bool value) {
   const auto self = weak_from_this().lock();
   StopScale();  // by the rules by which it was started
   rules_ = RulesOf(value);
+  if (connection_ && IsOwn(*connection_)) connection_->Serve(self);
+  if (protocol_ && IsOwn(*protocol_)) protocol_->Serve(self);
   PropertyChanged.Raise("CorrectReadings");
 }
 
