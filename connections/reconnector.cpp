@@ -12,13 +12,22 @@ Reconnector::Reconnector(Host& host, const ScalePart& link, std::function<void()
                          std::function<std::string()> device)
     : host_(host), link_(link), connect_(std::move(connect)), device_(std::move(device)) {}
 
-void Reconnector::Trace(const std::string& what) const {
+std::string Reconnector::Titled(const std::string& what) const {
   const auto scale = link_.ServedScale();
-  host_.Trace((scale ? scale->Title() : "No scale") + ": " + what);
+  return (scale ? scale->Title() : "No scale") + ": " + what;
+}
+
+void Reconnector::Trace(const std::string& what) const {
+  host_.Trace(Titled(what));
 }
 
 void Reconnector::TraceBreak(const std::string& what) const {
-  Trace(what + NextTry());
+  const std::string text = Titled(what + NextTry());
+  // An attempt that fails is no news: the link is broken already.
+  if (enabled_ && !broken_)
+    host_.TraceNews(text);
+  else
+    host_.Trace(text);
 }
 
 std::string Reconnector::NextTry() const {
@@ -51,7 +60,8 @@ bool Reconnector::KeepTrying(const AutomationError& error) {
 }
 
 void Reconnector::Restored() {
-  if (std::exchange(broken_, false) && enabled_ && wanted_) Trace(device_() + " is connected");
+  if (std::exchange(broken_, false) && enabled_ && wanted_)
+    host_.TraceNews(Titled(device_() + " is connected"));
   pause_ = kFirstPause;
   Schedule();
 }
@@ -76,7 +86,7 @@ void Reconnector::Try() {
   try {
     connect_();
   } catch (const std::exception& error) {
-    TraceBreak(std::string("no connection yet: ") + error.what());
+    Trace(std::string("no connection yet: ") + error.what() + NextTry());
     Broken();
   }
 }

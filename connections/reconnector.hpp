@@ -57,6 +57,7 @@ class Reconnector {
   void Schedule();
   void Try();
   std::string NextTry() const;
+  std::string Titled(const std::string& what) const;
 
   Host& host_;
   const ScalePart& link_;

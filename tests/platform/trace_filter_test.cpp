@@ -23,6 +23,8 @@ TEST_F(TraceFilterTest, AFaultThatRepeatsShowsOnceAndAgainAfterAWhile) {
   EXPECT_THAT(traces, ElementsAre("the disk is full", "no??forged ?[2J?line"));
   filter("the disk is full", TraceFilter::kQuietTime + 1);
   EXPECT_EQ(traces.size(), 3U);
+  for (int i = 0; i < 2; ++i) filter.News("the port is back", TraceFilter::kQuietTime + 2);
+  EXPECT_EQ(traces.size(), 5U);
 }
 
 TEST_F(TraceFilterTest, TextsThatDifferAreBoundedByTheMinuteAndInMemory) {
