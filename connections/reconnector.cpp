@@ -20,9 +20,13 @@ Reconnector::Reconnector(Host& host, const ScalePart& connection, std::function<
       connect_(std::move(connect)),
       device_(std::move(device)) {}
 
-void Reconnector::Trace(const std::string& what) const {
+std::string Reconnector::Titled(const std::string& what) const {
   const auto scale = connection_.ServedScale();
-  host_.Trace((scale ? scale->Title() : "No scale") + ": " + what);
+  return (scale ? scale->Title() : "No scale") + ": " + what;
+}
+
+void Reconnector::Trace(const std::string& what) const {
+  host_.Trace(Titled(what));
 }
 
 void Reconnector::TraceFailure(const std::string& what) const {
@@ -32,9 +36,12 @@ void Reconnector::TraceFailure(const std::string& what) const {
 
 void Reconnector::TraceBreak(const std::string& what) const {
   constexpr std::int32_t kSecond = 1000;
-  const bool isTriedAgain = enabled_ && wanted_;
-  TraceFailure(isTriedAgain ? what + "; next try in " + std::to_string(pause_ / kSecond) + " s"
-                            : what);
+  std::string text = what;
+  if (enabled_ && wanted_) text += "; next try in " + std::to_string(pause_ / kSecond) + " s";
+  // An attempt that fails is no news: the link is broken already.
+  if (broken_ || !enabled_) return TraceFailure(text);
+  host_.TraceNews(Titled(text));
+  if (const auto record = RecordOf(connection_)) record->Failed(text);
 }
 
 LinkState Reconnector::Link() const {
@@ -74,7 +81,7 @@ bool Reconnector::KeepTrying(const AutomationError& error) {
 void Reconnector::Restored() {
   if (std::exchange(broken_, false)) {
     if (const auto record = RecordOf(connection_)) ++record->total.reopenings;
-    if (enabled_ && wanted_) Trace(device_() + " is connected");
+    if (enabled_ && wanted_) host_.TraceNews(Titled(device_() + " is connected"));
   }
   pause_ = kFirstPause;
   Schedule();

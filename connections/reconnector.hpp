@@ -65,6 +65,7 @@ class Reconnector {
  private:
   void Schedule();
   void Try();
+  std::string Titled(const std::string& what) const;
 
   Host& host_;
   const ScalePart& connection_;

@@ -43,6 +43,9 @@ class Host {
   /// One line for those who look after the program: what went wrong where no client could hear of
   /// it. A text that repeats is left out for a while, so that a fault of every reading shows once.
   virtual void Trace(std::string_view text) = 0;
+  /// As Trace, for what is news each time although the text repeats: a line that breaks or comes
+  /// back. For what happens once a second at most.
+  virtual void TraceNews(std::string_view text) { Trace(text); }
 };
 
 }  // namespace tarn

@@ -20,6 +20,10 @@ void TraceFilter::operator()(std::string_view text, double now) {
   sink_(line);
 }
 
+void TraceFilter::News(std::string_view text, double now) {
+  if (IsWithinBudget(now)) sink_(Printable(text.substr(0, kLongestText)));
+}
+
 bool TraceFilter::IsWithinBudget(double now) {
   constexpr double kMinute = 60'000;  // milliseconds
   if (now - minuteStart_ >= kMinute) {

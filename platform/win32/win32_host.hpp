@@ -31,6 +31,7 @@ class Win32Host final : public NativeHost {
   tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork_; }
   std::string ProgramFolder() override;
   void Trace(std::string_view text) override { trace_(text, loop_.Now()); }
+  void TraceNews(std::string_view text) override { trace_.News(text, loop_.Now()); }
   void AddPorts(std::map<int, std::string> ports) override { lines_.Name(std::move(ports)); }
   void BeginSettings(RunSettings::Values values) override { runSettings_.Begin(std::move(values)); }
   std::string MissingDevice(std::int16_t port, const std::string& setting) const override;
