@@ -132,6 +132,8 @@ TEST_F(TraceFilterTest, AFaultThatRepeatsShowsOnceAndAgainAfterAWhile) {
   EXPECT_THAT(traces, ElementsAre("the disk is full", "no??forged ?[2J?line"));
   for (int i = 1; i < 3; ++i) filter("the disk is full", TraceFilter::kQuietTime + i);
   EXPECT_EQ(traces.size(), 3U);
+  for (int i = 0; i < 2; ++i) filter.News("the port is back", TraceFilter::kQuietTime + 3);
+  EXPECT_EQ(traces.size(), 5U);
 }
 
 TEST_F(TraceFilterTest, TextsThatDifferAreBoundedByTheMinuteAndInMemory) {
