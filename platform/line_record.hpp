@@ -5,10 +5,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "platform/line_tap.hpp"
 #include "platform/message_loop.hpp"
 
 namespace tarn {
@@ -28,8 +30,7 @@ struct LineCounters {
   std::uint64_t rejectedLength = 0;    ///< frames of another length than the dialect's
   std::uint64_t rejectedParse = 0;     ///< frames whose contents are not understood
   std::uint64_t rejectedOverflow = 0;  ///< bytes without an end, dropped
-  std::uint64_t rejectedTimeout =
-      0;  ///< records that did not end in time, replies that did not come
+  std::uint64_t rejectedTimeout = 0;   ///< records without an end, replies that did not come
   std::uint64_t parityErrors = 0;
   std::uint64_t framingErrors = 0;
   std::uint64_t overrunErrors = 0;
@@ -75,6 +76,7 @@ class LineRecord {
   void Entered(std::string_view bytes, double now) {
     total.bytesIn += bytes.size();
     lastArrival_ = now;
+    if (tap_) tap_->Arrived(bytes);
     // While frames come, nobody needs the bytes.
     if (total.frames != framesAtArrival_) {
       framesAtArrival_ = total.frames;
@@ -83,7 +85,12 @@ class LineRecord {
       Keep(bytes);
     }
   }
-  void Left(std::string_view bytes) { total.bytesOut += bytes.size(); }
+  void Left(std::string_view bytes) {
+    total.bytesOut += bytes.size();
+    if (tap_) tap_->Sent(bytes);
+  }
+  /// From now on the tap sees what passes; null for none.
+  void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
 
   /// Called now and then, so that the port need not be asked for its errors with every piece.
   void Count(const PortErrors& more) {
@@ -132,6 +139,7 @@ class LineRecord {
   }
 
   MessageLoop& loop_;
+  std::shared_ptr<LineTap> tap_;
   LineCounters atReset_;
   std::array<char, kRecent> recent_{};
   std::size_t kept_ = 0;  ///< bytes since the last frame; the latest of them are in recent_

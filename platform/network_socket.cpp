@@ -298,7 +298,6 @@ void NetworkSocket::ReadDatagrams() {
     } else if (!Counts(from)) {
       Stranger.Raise();
     } else {
-      if (tap_) tap_->Arrived({system_.Scratch(), arrived.bytes});
       CountArrival({system_.Scratch(), arrived.bytes});
       RaiseDatagram({std::string(system_.Scratch(), arrived.bytes), from});
     }
@@ -352,7 +351,6 @@ void NetworkSocket::ReadStream() {
     // What arrived is reported before the end that came with it. An end of the stream is still
     // there next time, a failure is not.
     if (failed) FailLater(arrived.error);
-    if (tap_) tap_->Arrived(std::string_view(session.input.bytes).substr(before));
     DataArrival.Raise(static_cast<std::int32_t>(session.input.bytes.size()));
   } else if (failed) {
     Fail(arrived.error, SocketError::Text(arrived.error));
@@ -408,7 +406,6 @@ void NetworkSocket::SendData(std::string_view bytes) {
   } else {
     session.stream += bytes;
   }
-  if (tap_) tap_->Sent(bytes);
   SendQueued();
 }
 

@@ -46,7 +46,7 @@ void SerialPort::Open() {
   try {
     if (device.empty()) throw AutomationError(ErrorNumber::InvalidPort, "There is no such port");
     line = system_.Open(device, settings,
-                        {[this](std::string_view bytes) { Arrived(bytes); },
+                        {[this](std::string_view bytes) { buffer_.Arrived(bytes); },
                          [this](const std::string& why) { LineLost(why); }});
   } catch (const AutomationError& error) {
     const bool inUse = error.Number() == ErrorNumber::PortInUse;
@@ -84,11 +84,6 @@ void SerialPort::Close() {
   buffer_.Clear();
 }
 
-void SerialPort::Arrived(std::string_view bytes) {
-  if (tap_) tap_->Arrived(bytes);
-  buffer_.Arrived(bytes);
-}
-
 void SerialPort::LineLost(const std::string& why) {
   lostText_ = Title(number_, device_) + " went away: " + why;
   Close();
@@ -114,7 +109,6 @@ void SerialPort::Output(std::string_view bytes) {
   }
   if (line_->Send(bytes)) {
     if (buffer_.Record()) buffer_.Record()->Left(bytes);
-    if (tap_) tap_->Sent(bytes);
     return;
   }
   LineLost("it takes no output");

@@ -12,7 +12,6 @@
 
 #include "base/automation_error.hpp"
 #include "base/event.hpp"
-#include "platform/line_tap.hpp"
 #include "platform/native_line.hpp"
 #include "platform/receive_buffer.hpp"
 
@@ -75,8 +74,6 @@ class SerialPort {
   /// Errors: 8018 closed, 57 the queue is full (nothing of these bytes is sent).
   void Output(std::string_view bytes);
 
-  /// From now on the tap sees what comes and goes; null for none.
-  void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
   /// Where bytes and the errors of the port are counted from now on; may be null.
   void Record(std::shared_ptr<LineRecord> record);
   /// Adds the errors that the driver has found since the last call. Nothing while closed.
@@ -96,7 +93,6 @@ class SerialPort {
  private:
   void Open();
   void Close();
-  void Arrived(std::string_view bytes);
   void LineLost(const std::string& why);
   void RequireClosed() const;
   [[noreturn]] void Refuse(ErrorNumber number, const std::string& what) const;
@@ -109,7 +105,6 @@ class SerialPort {
   PortErrors counted_;
   std::string lostText_;
   ReceiveBuffer buffer_;
-  std::shared_ptr<LineTap> tap_;
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< for posted work
   std::unique_ptr<NativeLine> line_;                      ///< goes first: it feeds the buffer
 };

@@ -10,7 +10,6 @@
 
 #include "base/event.hpp"
 #include "platform/line_record.hpp"
-#include "platform/line_tap.hpp"
 
 namespace tarn {
 
@@ -97,10 +96,7 @@ class SocketControl {
   virtual std::string SenderHost() const = 0;
   virtual std::int32_t SenderPort() const = 0;
 
-  /// From now on the tap sees what comes and goes; null for none. It does not see the datagrams of
-  /// strangers.
-  void Tap(std::shared_ptr<LineTap> tap) { tap_ = std::move(tap); }
-  /// Where bytes are counted from now on; may be null.
+  /// Where bytes are counted from now on, less the datagrams of strangers; may be null.
   void Record(std::shared_ptr<LineRecord> record) { record_ = std::move(record); }
 
   /// TCP: the bytes that the control keeps unread; more waits on the network.
@@ -120,7 +116,6 @@ class SocketControl {
   Event<std::int32_t, const std::string&> Error;
 
  protected:
-  std::shared_ptr<LineTap> tap_;
   std::shared_ptr<LineRecord> record_;
 };
 

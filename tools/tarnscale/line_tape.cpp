@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "connections/serial_connection.hpp"
+#include "scale/reading_condition.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -71,19 +71,10 @@ LineCapture::LineCapture(TarnScaleServer& server, MessageLoop& loop, std::string
 
 LineCapture::~LineCapture() {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    if (const auto scale = server_.GetScale(number)) Tap(*scale, nullptr);
+    if (const auto scale = server_.GetScale(number)) scale->Condition()->Line()->Tap(nullptr);
   }
   if (!files_.Finish(kPatience)) complain_("the captures could not be written to their end");
   if (const std::string failure = files_.TakeFailure(); !failure.empty()) complain_(failure);
-}
-
-/// The socket control of the number is there before the scale has taken it.
-void LineCapture::Tap(TarnScale& scale, const std::shared_ptr<LineTap>& tape) {
-  const auto connection = scale.Connection();
-  if (const auto serial = std::dynamic_pointer_cast<SerialConnection>(connection)) {
-    if (serial->SaxPort()) serial->SaxPort()->Tap(tape);
-  }
-  if (const auto socket = scale.Site().Winsock(scale.ScaleNumber())) socket->Tap(tape);
 }
 
 void LineCapture::Attach(TarnScale& scale, bool everything) {
@@ -100,7 +91,7 @@ void LineCapture::Attach(TarnScale& scale, bool everything) {
       [this] { return static_cast<std::int64_t>(loop_.Now() - began_); }, std::move(sink));
   line->onStatus = scale.NewStatus.Subscribe(
       [this, state = line.get(), watched = &scale] { StatusChanged(*state, *watched); });
-  Tap(scale, line->tape);
+  scale.Condition()->Line()->Tap(line->tape);
   lines_.push_back(std::move(line));
 }
 

@@ -68,7 +68,6 @@ class LineCapture {
   struct Line;
 
   void Attach(TarnScale& scale, bool everything);
-  void Tap(TarnScale& scale, const std::shared_ptr<LineTap>& tape);
   void StatusChanged(Line& line, const TarnScale& scale);
   void WriteTape(const Line& line, const TarnScale& scale, const std::string& name);
   void Write(const std::string& name, std::string bytes, bool anew);

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/line_tap.hpp"
+#include "platform/line_record.hpp"
 #include "platform/utf8.hpp"
 #include "scale/dialects.hpp"
 #include "server/class_registry.hpp"
@@ -72,7 +72,9 @@ int ScanCommand(Program& program, const ScanOptions& options) {
   const auto listener = std::make_shared<Listener>();
   const auto port = program.Host().CreateSerialPort();
   port->PortNumber(PortOf(program, options.port));
-  port->Tap(listener);
+  const auto record = std::make_shared<LineRecord>(program.Host().Loop());
+  record->Tap(listener);
+  port->Record(record);
   bool interrupted = false;
   const Subscription onInterrupted =
       program.Output().Interrupted.Subscribe([&interrupted] { interrupted = true; });
