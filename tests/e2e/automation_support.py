@@ -36,15 +36,17 @@ def wine(*arguments):
 
 
 def server_processes():
-    """The numbers of the server's processes in this prefix."""
+    """The numbers of the server's processes in this prefix. In another container the prefix of the
+    same name is another folder."""
     found = []
     for folder in pathlib.Path("/proc").glob("[0-9]*"):
         try:
             command = (folder / "cmdline").read_bytes()
             environment = (folder / "environ").read_bytes().split(b"\0")
+            is_near = (folder / "ns/mnt").readlink() == pathlib.Path("/proc/self/ns/mnt").readlink()
         except OSError:
             continue
-        if (b"TarnSclServer.exe" in command and b"mbedding" in command
+        if (b"TarnSclServer.exe" in command and b"mbedding" in command and is_near
                 and f"WINEPREFIX={PREFIX}".encode() in environment):
             found.append(int(folder.name))
     return found
