@@ -122,7 +122,8 @@ class LanesTest : public testing::Test {
       system.Take(client.takes);
       return Delivery::Done;
     };
-    LaneEvent event{subscriptions[subscription], id, argument > 0, deliver};
+    LaneEvent event{subscriptions.at(static_cast<unsigned>(subscription)), id, argument > 0,
+                    deliver};
     lanes->Deliver(client.lane, std::move(event));
   }
   void Begin() { lanes = std::make_unique<Lanes>(system, limits); }
@@ -160,12 +161,12 @@ TEST_F(LanesTest, SlowAndHangingClientsHoldUpNobody) {
   EXPECT_EQ(fast.lane->State(), LaneState::Prompt);
   EXPECT_EQ(clients[5]->lane->State(), LaneState::Lost);
   EXPECT_EQ(system.changes[int(LaneState::Lost)], 1);
-  for (const int slow : {0, 1, 3, 4}) {
+  for (const unsigned slow : {0U, 1U, 3U, 4U}) {
     EXPECT_EQ(clients[slow]->lane->State(), LaneState::Late);
     EXPECT_EQ(clients[slow]->lane->Counts().waiting, 1U);
   }
   system.Advance(5000);
-  for (const int slow : {0, 1, 3, 4}) {
+  for (const unsigned slow : {0U, 1U, 3U, 4U}) {
     EXPECT_EQ(clients[slow]->seen.back().state, state);
     EXPECT_EQ(clients[slow]->lane->State(), LaneState::Prompt);
   }
