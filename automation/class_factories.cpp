@@ -99,17 +99,6 @@ class PublicFactory final : public CountedObject<IClassFactory> {
   const LONG index_;
 };
 
-/// Wine withdraws a kind of interface from its calls between processes with the last object that is
-/// reached through it, holds a lock meanwhile, and may wait for ever for a call that has ended. So
-/// one factory that nobody is given stays reachable.
-HRESULT StayReachable(const ComPtr<PublicFactory>& factory) {
-  ComPtr<IStream> nowhere;
-  const HRESULT made = CreateStreamOnHGlobal(nullptr, TRUE, nowhere.Receive());
-  if (FAILED(made)) return made;
-  return CoMarshalInterface(nowhere.Get(), IID_IClassFactory, factory.Get(), MSHCTX_LOCAL, nullptr,
-                            MSHLFLAGS_TABLESTRONG);
-}
-
 }  // namespace
 
 /// The registrations are made and taken back in the multithreaded apartment. A factory is kept
@@ -148,10 +137,7 @@ ClassFactories::ClassFactories(ComModule& module)
       door->factories.emplace_back();
       *door->factories.back().Receive() = new PublicFactory(door->passage, static_cast<LONG>(i));
     }
-    ComPtr<PublicFactory> unused;
-    *unused.Receive() = new PublicFactory(door->passage, 0);
-    const HRESULT reachable = StayReachable(unused);
-    return FAILED(reachable) ? reachable : door->Open();
+    return door->Open();
   });
   Check(registered, "registering the class factories");
 }
