@@ -28,7 +28,7 @@
 #include "platform/posix/posix_settings_store.hpp"
 #include "platform/posix/posix_support.hpp"
 #include "platform/standard_error.hpp"
-#include "tests/platform/platform_contract.hpp"
+#include "tests/platform/platform_fixture.hpp"
 
 // The C library forgets a few bytes each time it opens a locale while LOCPATH is set.
 extern "C" const char* __lsan_default_suppressions() {
@@ -81,7 +81,7 @@ class Child {
   pid_t number_;
 };
 
-class PosixLoopTest : public NativeTest {
+class PosixLoopTest : public PlatformTest {
  protected:
   PosixMessageLoop loop{[](std::string_view) {}};
 };
@@ -132,10 +132,10 @@ TEST_F(PosixLoopTest, AWatchMayGoInsideANestedTurnOfItsOwnCallback) {
   EXPECT_EQ(calls, 1);
 }
 
-using PosixLineTest = NativeTest;
+using PosixLineTest = PlatformTest;
 
 TEST_F(PosixLineTest, PortsAndSettingsThatTheSystemDoesNotHaveAreRefused) {
-  const auto line = Native().CreateTerminalLine(Name("port1"));
+  const auto line = host->CreateTerminalLine(Name("port1"));
   Write(Name("port3"), "");
   for (const std::int16_t number : std::initializer_list<std::int16_t>{2, 3, 9999}) {
     EXPECT_EQ(ErrorOf([&] { NewPort(number)->PortOpen(true); }), 8002) << number;
@@ -153,12 +153,12 @@ TEST_F(PosixLineTest, PortsAndSettingsThatTheSystemDoesNotHaveAreRefused) {
 }
 
 TEST_F(PosixLineTest, ADeviceInUseElsewhereIsRefused) {
-  const auto line = Native().CreateTerminalLine(Name("port1"));
-  const auto other = MakeNativeHarness();
-  fs::create_symlink(Name("port1"), other->FileName("port1"));
+  const auto line = host->CreateTerminalLine(Name("port1"));
+  const auto other = NewHost();
   const auto port = NewPort(1);
   port->PortOpen(true);
-  const auto elsewhere = other->Host().CreateSerialPort();
+  const auto elsewhere = other->CreateSerialPort();
+  elsewhere->PortNumber(1);
   EXPECT_EQ(ErrorOf([&] { elsewhere->PortOpen(true); }), 8005);
   port->PortOpen(false);
   elsewhere->PortOpen(true);
@@ -167,11 +167,11 @@ TEST_F(PosixLineTest, ADeviceInUseElsewhereIsRefused) {
 TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
   Write(Name("file"), "precious");
   fs::create_symlink(Name("file"), Name("link"));
-  auto line = Native().CreateTerminalLine(Name("port1"));
+  auto line = host->CreateTerminalLine(Name("port1"));
   const auto port = NewPort(1);
   port->PortOpen(true);
   for (const char* taken : {"file", "link", "no-folder/line", "port1"}) {
-    EXPECT_EQ(ErrorOf([&] { Native().CreateTerminalLine(Name(taken)); }), 75) << taken;
+    EXPECT_EQ(ErrorOf([&] { host->CreateTerminalLine(Name(taken)); }), 75) << taken;
   }
   EXPECT_EQ(Content(Name("link")), "precious");
 
@@ -179,12 +179,12 @@ TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
   // once the line is gone.
   const OwnedFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
-  const auto another = Native().CreateTerminalLine(Name("another"));
+  const auto another = host->CreateTerminalLine(Name("another"));
   for (const std::string& left : {Name("nothing"), std::string(::ptsname(master.Get())),
                                   fs::read_symlink(Name("another")).string()}) {
     const std::string place = Name("left-behind");
     fs::create_symlink(left, place);
-    line = Native().CreateTerminalLine(place);
+    line = host->CreateTerminalLine(place);
     EXPECT_NE(fs::read_symlink(place), left);
     fs::remove(place);
     Write(place, "put here meanwhile");
@@ -195,7 +195,7 @@ TEST_F(PosixLineTest, APlaceIsTakenOnlyFromALineThatWasLeftBehind) {
 }
 
 TEST_F(PosixLineTest, WhatNobodyReadsIsDroppedAndDoesNotReachALaterReader) {
-  const auto line = Native().CreateTerminalLine(Name("port1"));
+  const auto line = host->CreateTerminalLine(Name("port1"));
   std::size_t sent = 0;
   for (int i = 0; i < 100; ++i) sent += line->Write(std::string(1000, 'x'));
   EXPECT_LT(sent, 100'000U);
@@ -223,10 +223,10 @@ class Redirected {
   OwnedFd former_;
 };
 
-using PosixConsoleTest = NativeTest;
+using PosixConsoleTest = PlatformTest;
 
 /// A user's terminal, with what it shows.
-class PosixTerminalTest : public NativeTest {
+class PosixTerminalTest : public PlatformTest {
  protected:
   PosixTerminalTest() {
     ::tcgetattr(terminal.Get(), &cooked);
@@ -242,7 +242,7 @@ class PosixTerminalTest : public NativeTest {
     EXPECT_EQ(after.c_cc[VSUSP], cooked.c_cc[VSUSP]);
   }
 
-  std::unique_ptr<TerminalLine> line = Native().CreateTerminalLine(Name("port1"));
+  std::unique_ptr<TerminalLine> line = host->CreateTerminalLine(Name("port1"));
   OwnedFd terminal{::open(Name("port1").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)};
   termios cooked{};
   std::string shown;
@@ -252,7 +252,7 @@ class PosixTerminalTest : public NativeTest {
 TEST_F(PosixTerminalTest, ItsKeysArriveUnseenAndItIsGivenBackAsItWas) {
   {
     const Redirected input(STDIN_FILENO, terminal.Get());
-    const auto console = Native().CreateConsole();
+    const auto console = host->CreateConsole();
     console->ReadKeys();
     std::vector<Console::Key> keys;
     const auto subscription =
@@ -312,7 +312,7 @@ TEST_F(PosixConsoleTest, StandardErrorThatNobodyReadsHoldsUpNobody) {
 TEST_F(PosixConsoleTest, AnnouncesALostReaderOnceAndFromTheLoop) {
   Pipe pipe;
   int interrupted = 0;
-  const auto console = Native().CreateConsole();
+  const auto console = host->CreateConsole();
   const auto subscription = console->Interrupted.Subscribe([&] { ++interrupted; });
   {
     const Redirected output(STDOUT_FILENO, pipe.write.Get());
@@ -331,7 +331,7 @@ TEST_F(PosixConsoleTest, AnnouncesSignalsButForOneThatWasIgnored) {
   for (const bool ignored : {false, true}) {
     const auto former = std::signal(SIGHUP, ignored ? SIG_IGN : SIG_DFL);
     int interrupted = 0;
-    const auto console = Native().CreateConsole();
+    const auto console = host->CreateConsole();
     const auto subscription = console->Interrupted.Subscribe([&] { ++interrupted; });
     for (const int signal : {SIGHUP, SIGTERM}) ::raise(signal);
     const int expected = ignored ? 1 : 2;
@@ -371,7 +371,7 @@ TEST(PosixKeys, SequencesAreKeys) {
   }
 }
 
-class PosixStoreTest : public NativeTest {
+class PosixStoreTest : public PlatformTest {
  protected:
   const std::string place = Name("settings.ini");
   PosixSettingsStore store{place, [](std::string_view) {}};
@@ -433,7 +433,7 @@ TEST_F(PosixStoreTest, RefusesWhatIsTooBigOrWouldNotReadBack) {
   EXPECT_EQ(ErrorOf([&] { below.Set("S", "Key", "x"); }), 57);
 }
 
-class PosixFilesTest : public NativeTest {
+class PosixFilesTest : public PlatformTest {
  protected:
   PosixLocale locale;
   std::vector<std::string> traces;
@@ -563,13 +563,10 @@ TEST_F(PosixFilesTest, ALogHasEveryLineThatItTookAndNoOther) {
   EXPECT_EQ(ErrorOf([&] { stream->Close(); }), 0);
 }
 
-class PosixLocaleTest : public NativeTest {
+class PosixLocaleTest : public PlatformTest {
  protected:
   ~PosixLocaleTest() override {
     for (const char* name : {"LOCPATH", "LC_ALL", "LC_NUMERIC", "LC_TIME"}) ::unsetenv(name);
-  }
-  static void Variable(const char* name, const std::string& value) {
-    ::setenv(name, value.c_str(), 1);
   }
   /// Builds a locale into the folder; false where this machine lacks what that takes.
   bool Build(const std::string& name, const std::string& characterSet) {
@@ -583,20 +580,20 @@ TEST_F(PosixLocaleTest, FollowsTheVariableOfEachCategory) {
   if (!Build("de_DE", "ISO-8859-1") || !Build("zh_CN", "GB2312")) {
     GTEST_SKIP() << "no locales can be built here";
   }
-  Variable("LOCPATH", folder.string());
-  Variable("LC_ALL", "");
-  Variable("LC_NUMERIC", "de_DE");
-  Variable("LC_TIME", "zh_CN");
+  ::setenv("LOCPATH", folder.c_str(), 1);
+  ::setenv("LC_ALL", "", 1);
+  ::setenv("LC_NUMERIC", "de_DE", 1);
+  ::setenv("LC_TIME", "zh_CN", 1);
   const PosixLocale locale;
   EXPECT_EQ(locale.DecimalSeparator(), ",");
   EXPECT_EQ(locale.GroupSeparator(), ".");
   EXPECT_THAT(locale.DateText(), HasSubstr("\u5E74"));  // the word for year, as UTF-8
-  Variable("LC_ALL", "de_DE");
+  ::setenv("LC_ALL", "de_DE", 1);
   EXPECT_THAT(PosixLocale().DateText(), ::testing::MatchesRegex("[0-9.]+"));
 }
 
 TEST_F(PosixLocaleTest, TheCLocaleStandsInForOneThatIsNotThere) {
-  Variable("LC_ALL", "xx_XX.none");
+  ::setenv("LC_ALL", "xx_XX.none", 1);
   const PosixLocale locale;
   EXPECT_EQ(locale.DecimalSeparator(), ".");
   EXPECT_EQ(locale.GroupSeparator(), "");
