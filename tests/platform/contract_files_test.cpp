@@ -26,18 +26,6 @@ TEST_F(FilesContract, AppendsLinesInTheCodePage) {
   EXPECT_EQ(files.Read(name, kAll), "Gr\xFC\xDF\x65\r\nno ? here\r\nnext\r\n");
 }
 
-TEST_F(FilesContract, ALongLogIsWhole) {
-  std::string expected;
-  auto stream = files.OpenForAppending(Name("log.txt"));
-  for (std::size_t i = 0; i < 500; ++i) {
-    const std::string line(i == 400 ? 10'000 : i * 37 % 211, static_cast<char>('a' + i % 26));
-    stream->WriteLine(line);
-    expected += line + "\r\n";
-  }
-  stream->Close();
-  EXPECT_EQ(files.Read(Name("log.txt"), kAll), expected);
-}
-
 TEST_F(FilesContract, WritesAtTheBeginningAndKeepsALongerOldTail) {
   const std::string name = Name("file");
   const std::string longTail(300'000, 'z');

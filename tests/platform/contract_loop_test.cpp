@@ -33,16 +33,6 @@ class LoopContract : public PlatformTest {
   std::vector<std::string> notes;
 };
 
-TEST_F(LoopContract, RunsPostedWorkInOrderAndWhatItPostsAfterIt) {
-  Loop().Post([&] {
-    Loop().Post(Note("posted inside"));
-    notes.push_back("first");
-  });
-  Loop().Post(Note("second"));
-  ASSERT_TRUE(Becomes([&] { return notes.size() == 3; }));
-  EXPECT_THAT(notes, ElementsAre("first", "second", "posted inside"));
-}
-
 TEST_F(LoopContract, ATimerOfIntervalZeroNeitherTicksNorStarves) {
   const Ticker zero = StartTimer(0, Note("zero"));
   const Ticker other = StartTimer(1, Note("other"));

@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 // Wine does not report a closed port, and shows a reset as an orderly end.
 constexpr bool kReportsBreaks = !kOnWindows;
 
-/// The far end is another socket for datagrams, and the simulators' listener for a stream.
+/// The peer is another socket for datagrams, and the simulators' listener for a stream.
 class SocketContract : public PlatformTest {
  protected:
   template <class... Parameters>
@@ -30,6 +30,7 @@ class SocketContract : public PlatformTest {
     On(socket->Closed, [this] { events.emplace_back("closed"); });
     On(socket->DataArrival, [this](std::int32_t length) {
       data.push_back(socket->GetData());
+      allData += data.back();
       EXPECT_EQ(data.back().size(), static_cast<std::size_t>(length));
       EXPECT_EQ(socket->BytesReceived(), 0);
     });
@@ -48,12 +49,12 @@ class SocketContract : public PlatformTest {
   /// A port where nobody is.
   std::int32_t ClosedPort() { return NewDatagramSocket()->LocalPort(); }
 
-  void BindToFarEnd() {
+  void BindToPeer() {
     socket = NewDatagramSocket();
-    far = NewDatagramSocket();
-    socket->RemotePort(far->LocalPort());
-    far->RemotePort(socket->LocalPort());
-    farReading = far->DataArrival.Subscribe([this](auto) { reached.push_back(far->GetData()); });
+    peer = NewDatagramSocket();
+    socket->RemotePort(peer->LocalPort());
+    peer->RemotePort(socket->LocalPort());
+    peerReading = peer->DataArrival.Subscribe([this](auto) { reached.push_back(peer->GetData()); });
   }
   void BeginConnection(std::int32_t port) {
     socket->Close();
@@ -66,7 +67,7 @@ class SocketContract : public PlatformTest {
     const std::int32_t port = ClosedPort();
     terminal = host->CreateTerminalListener(kTerminal, port);
     streamed.clear();
-    farReading = terminal->Received.Subscribe([this](std::string_view b) { streamed += b; });
+    peerReading = terminal->Received.Subscribe([this](std::string_view b) { streamed += b; });
     BeginConnection(port);
     EXPECT_EQ(socket->State(), SocketState::Connecting);
     ASSERT_TRUE(Becomes([&] { return !socket || socket->State() != SocketState::Connecting; }));
@@ -78,23 +79,18 @@ class SocketContract : public PlatformTest {
       return bytes.empty();
     }));
   }
-  std::string AllData() const {
-    std::string all;
-    for (const std::string& piece : data) all += piece;
-    return all;
-  }
-
   /// No connection begins at this address, so that a port that is free for one is free for all.
   static constexpr const char* kTerminal = "127.0.0.2";
 
   std::shared_ptr<SocketControl> socket = host->CreateSocket();
-  std::shared_ptr<SocketControl> far;
-  std::vector<std::string> reached;  ///< the datagrams at the far end
+  std::shared_ptr<SocketControl> peer;
+  std::vector<std::string> reached;  ///< the datagrams that it has received
   std::unique_ptr<TerminalLine> terminal;
   std::string streamed;  ///< what the terminal has received
-  Subscription farReading;
+  Subscription peerReading;
   std::vector<std::string> events;
   std::vector<std::string> data;
+  std::string allData;
   std::vector<Subscription> subscriptions;
 };
 
@@ -132,14 +128,14 @@ TEST_F(SocketContract, RefusesWhatItsStateDoesNotAllow) {
 }
 
 TEST_F(SocketContract, DatagramsOfEveryLengthPassBothWays) {
-  BindToFarEnd();
+  BindToPeer();
   Record();
   std::vector<std::string> sent;
   for (const std::size_t length : {0U, 1U, 201U, 65507U, 0U}) {
     sent.emplace_back(length, static_cast<char>('a' + sent.size()));
     socket->SendData(sent.back());
     ASSERT_TRUE(Becomes([&] { return reached.size() == sent.size(); }));
-    far->SendData(sent.back());
+    peer->SendData(sent.back());
     ASSERT_TRUE(Becomes([&] { return data.size() == sent.size(); }));
   }
   EXPECT_TRUE(reached == sent);
@@ -148,7 +144,7 @@ TEST_F(SocketContract, DatagramsOfEveryLengthPassBothWays) {
 }
 
 TEST_F(SocketContract, ADatagramLivesAsLongAsItsEvent) {
-  BindToFarEnd();
+  BindToPeer();
   int arrivals = 0;
   std::vector<std::int32_t> senders;
   On(socket->DataArrival, [&](std::int32_t) {
@@ -156,14 +152,14 @@ TEST_F(SocketContract, ADatagramLivesAsLongAsItsEvent) {
     senders.push_back(socket->SenderPort());
     if (++arrivals == 2) data.push_back(socket->GetData());
     if (arrivals != 1) return;
-    far->SendData("inner");
+    peer->SendData("inner");
     ASSERT_TRUE(Becomes([&] { return arrivals == 2; }));
     data.push_back(socket->GetData());
     EXPECT_EQ(socket->GetData(), "");
   });
-  far->SendData("outer");
+  peer->SendData("outer");
   ASSERT_TRUE(Becomes([&] { return arrivals == 2; }));
-  far->SendData("unread");
+  peer->SendData("unread");
   ASSERT_TRUE(Becomes([&] { return arrivals == 3; }));
   EXPECT_THAT(data, ElementsAre("inner", "outer"));
   EXPECT_THAT(senders, ::testing::Each(socket->RemotePort()));
@@ -171,7 +167,7 @@ TEST_F(SocketContract, ADatagramLivesAsLongAsItsEvent) {
 }
 
 TEST_F(SocketContract, AClosedPortOrAnUnknownNameDoesNotEndADatagramSocket) {
-  BindToFarEnd();
+  BindToPeer();
   Record();
   const std::int32_t farPort = socket->RemotePort();
   for (std::size_t times = 1; times < 4 && kReportsBreaks; ++times) {
@@ -197,8 +193,8 @@ TEST_F(SocketContract, AClosedPortOrAnUnknownNameDoesNotEndADatagramSocket) {
   for (int i = 0; i < 5; ++i) {  // what was lost waits no longer
     socket->SendData(std::string(SocketControl::kMaxQueuedOutput / 6, 'x'));
   }
-  far->SendData("still here");
-  ASSERT_TRUE(Becomes([&] { return AllData() == "still here"; }));
+  peer->SendData("still here");
+  ASSERT_TRUE(Becomes([&] { return allData == "still here"; }));
 }
 
 TEST_F(SocketContract, AConnectionCarriesBytesUntilTheOtherSideCloses) {
@@ -208,7 +204,7 @@ TEST_F(SocketContract, AConnectionCarriesBytesUntilTheOtherSideCloses) {
   socket->SendData("\r\n");
   ASSERT_TRUE(Becomes([&] { return streamed == "P\r\n"; }));
   SendFromTerminal("record");
-  ASSERT_TRUE(Becomes([&] { return AllData() == "record"; }));
+  ASSERT_TRUE(Becomes([&] { return allData == "record"; }));
   subscriptions.clear();
   SendFromTerminal("last ");
   SendFromTerminal("words");
@@ -250,7 +246,7 @@ TEST_F(SocketContract, MayCloseOrGoInsideAnyHandler) {
   for (const bool goes : {false, true}) {
     for (const std::string event : {"up", "data", "closed", "error", "datagram"}) {
       socket = host->CreateSocket();
-      if (event == "datagram") BindToFarEnd();
+      if (event == "datagram") BindToPeer();
       int handled = 0;
       const auto endAt = [&](const std::string& name) {
         return [&, wanted = event == name] {
@@ -267,7 +263,7 @@ TEST_F(SocketContract, MayCloseOrGoInsideAnyHandler) {
       On(socket->Error, [end = endAt("error")](auto, const auto&) { end(); });
       On(socket->DataArrival, [end = endAt(event == "data" ? event : "datagram")](auto) { end(); });
       if (event == "datagram") {
-        for (const char* bytes : {"1", "2"}) far->SendData(bytes);
+        for (const char* bytes : {"1", "2"}) peer->SendData(bytes);
       } else if (event == "error") {
         BeginConnection(ClosedPort());
       } else {
