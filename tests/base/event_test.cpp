@@ -10,23 +10,6 @@
 namespace tarn {
 namespace {
 
-TEST(Event, CallsHandlersInOrderOfSubscriptionUntilTheyGo) {
-  Event<int> event;
-  std::string calls;
-  auto first = event.Subscribe([&](int v) { calls += "a" + std::to_string(v); });
-  {
-    const auto second = event.Subscribe([&](int v) { calls += "b" + std::to_string(v); });
-    event.Raise(1);
-  }
-  event.Raise(2);
-  auto moved = std::move(first);
-  event.Raise(3);
-  moved.Reset();
-  event.Raise(4);
-  EXPECT_EQ(calls, "a1b1a2a3");
-  EXPECT_EQ(event.SubscriberCount(), 0U);
-}
-
 TEST(Event, ARemovedHandlerIsNeverCalledAgain) {
   for (const int depthOfRemoval : {0, 1}) {
     Event<int> event;

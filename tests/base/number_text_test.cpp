@@ -42,15 +42,9 @@ TEST(LocaleNumber, ReadsWholeTextsByTheLocale) {
     const char* text;
     const char* separator;
     double value;
-  } cases[] = {{"12.5", ".", 12.5},
-               {" -12.5 ", ".", -12.5},
-               {"12,5", ",", 12.5},
-               {"1E2", ".", 100},
-               {".5", ".", 0.5},
-               {"5.", ".", 5},
-               {"12\xD9\xAB"
-                "5",
-                "\xD9\xAB", 12.5}};
+  } cases[] = {
+      {"12.5", ".", 12.5}, {" -12.5 ", ".", -12.5}, {"12,5", ",", 12.5},          {"1E2", ".", 100},
+      {".5", ".", 0.5},    {"5.", ".", 5},          {"12\u066B5", "\u066B", 12.5}};
   for (const auto& c : cases) EXPECT_EQ(LocaleNumber(c.text, c.separator), c.value) << c.text;
   for (const char* text : {"12,5", "1,234.5", "*******", "", "   ", "1 2", "\t1", "1\n", "12kg",
                            "1E", "1E999", "-", "1..2", "nan", "inf", "0x10"}) {

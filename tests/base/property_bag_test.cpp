@@ -5,7 +5,6 @@
 #include <limits>
 #include <string>
 
-#include "base/keyed_collection.hpp"
 #include "base/persistable.hpp"
 #include "tests/support/error_of.hpp"
 
@@ -83,12 +82,6 @@ TEST(PropertyBag, ConvertsAsAutomationValuesDo) {
   EXPECT_EQ(ErrorOf([&] { bag.ReadLong("Word", 0); }), 13);
   EXPECT_EQ(ErrorOf([&] { bag.ReadBoolean("Word", false); }), 13);
   EXPECT_EQ(ErrorOf([&] { bag.FindObject("Word"); }), 13);
-  try {
-    bag.ReadDouble("Word", 0);
-    ADD_FAILURE() << "a word is no number";
-  } catch (const AutomationError& error) {
-    EXPECT_NE(error.Description().find("Word"), std::string::npos) << error.Description();
-  }
 }
 
 TEST(PropertyBag, TruncationAtEveryLengthIsAnErrorOrACompleteSmallerBag) {
@@ -139,24 +132,6 @@ TEST(PropertyBag, AKindOfALaterProgramIsSkipped) {
   EXPECT_EQ(bag.ReadInteger("B", 9), 5);
   const PropertyBag odd = PropertyBag::FromContents(std::string("TBG1\1\0C\2\3\0\0\0\5\0\0", 15));
   EXPECT_EQ(ErrorOf([&] { odd.ReadInteger("C", 9); }), 321) << "a number of three bytes";
-}
-
-TEST(KeyedCollection, FindsByKeyWithoutRegardToCaseAndByPosition) {
-  KeyedCollection<int> items;
-  items.Add(1, "WeightData");
-  items.Add(2);
-  items.Add(3, "PrintData");
-  EXPECT_EQ(*items.Find("weightDATA"), 1);
-  EXPECT_EQ(items.Find(""), nullptr);
-  EXPECT_EQ(items.Find("Weight"), nullptr);
-  EXPECT_EQ(*items.At(2), 2);
-  EXPECT_EQ(items.At(0), nullptr);
-  EXPECT_EQ(items.At(4), nullptr);
-  EXPECT_EQ(ErrorOf([&] { items.Add(4, "PRINTDATA"); }), 457);
-  EXPECT_EQ(ErrorOf([&] { items.Remove(4); }), 9);
-  items.Remove(1);
-  EXPECT_EQ(*items.At(1), 2);
-  EXPECT_EQ(items.Find("WeightData"), nullptr);
 }
 
 }  // namespace

@@ -107,35 +107,33 @@ std::string FakeLocale::FromBytes(std::string_view bytes) const {
 
 class FakeFiles::Stream final : public TextStream {
  public:
-  Stream(FakeFiles& files, std::string key) : files_(files), key_(std::move(key)) {}
+  Stream(FakeFiles& files, std::string name) : files_(files), name_(std::move(name)) {}
 
   void WriteLine(std::string_view text) override {
     if (closed_) ThrowObjectNotSet("The text stream is closed");
-    ThrowIfListed(files_.failWrite, key_);
-    files_.contents[key_] += files_.locale_.ToBytes(text) + "\r\n";
+    ThrowIfListed(files_.failWrite, name_);
+    files_.contents[name_] += files_.locale_.ToBytes(text) + "\r\n";
   }
 
   void Close() override {
     if (std::exchange(closed_, true)) return;
-    ThrowIfListed(files_.failClose, key_);
+    ThrowIfListed(files_.failClose, name_);
   }
 
  private:
   FakeFiles& files_;
-  std::string key_;
+  std::string name_;
   bool closed_ = false;
 };
 
 std::unique_ptr<TextStream> FakeFiles::OpenForAppending(const std::string& name) {
-  const std::string key = Key(name);
-  ThrowIfListed(failOpen, key);
-  contents.try_emplace(key);
-  return std::make_unique<Stream>(*this, key);
+  ThrowIfListed(failOpen, name);
+  contents.try_emplace(name);
+  return std::make_unique<Stream>(*this, name);
 }
 
 std::string FakeFiles::Read(const std::string& name, std::size_t maxBytes) {
-  const std::string key = Key(name);
-  const auto found = contents.find(key);
+  const auto found = contents.find(name);
   if (found == contents.end()) {
     throw AutomationError(ErrorNumber::FileNotFound, "File not found: " + name);
   }
@@ -143,9 +141,8 @@ std::string FakeFiles::Read(const std::string& name, std::size_t maxBytes) {
 }
 
 void FakeFiles::WriteAtBeginning(const std::string& name, std::string_view bytes) {
-  const std::string key = Key(name);
-  ThrowIfListed(failWrite, key);
-  std::string& content = contents[key];
+  ThrowIfListed(failWrite, name);
+  std::string& content = contents[name];
   content.replace(0, bytes.size(), bytes);
 }
 

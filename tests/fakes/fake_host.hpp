@@ -89,16 +89,11 @@ class FakeLines : public LineSystem {
 };
 
 /// The port itself is the real one.
-class FakeSerialPort final : private FakeLines, public SerialPort {
+class FakeSerialPort final : public FakeLines, public SerialPort {
  public:
   FakeSerialPort(Host& host, std::shared_ptr<OpenDevices> openDevices)
-      : FakeLines(host, std::move(openDevices)), SerialPort(Lines()) {}
+      : FakeLines(host, std::move(openDevices)), SerialPort(static_cast<FakeLines&>(*this)) {}
 
-  using FakeLines::Deliver;
-  using FakeLines::failOpen;
-  using FakeLines::stalled;
-  using FakeLines::Unplug;
-  using FakeLines::written;
   std::vector<std::string> calls;  ///< writes of properties, Open, Close, ClearInput, in order
 
   using SerialPort::EndCharacter;
@@ -130,9 +125,6 @@ class FakeSerialPort final : private FakeLines, public SerialPort {
     SerialPort::ClearInput();
     calls.emplace_back("ClearInput");
   }
-
- private:
-  LineSystem& Lines() { return *this; }
 };
 
 class FakeSettingsStore final : public SettingsStore {
@@ -160,10 +152,8 @@ class FakeLocale final : public UserLocale {
   std::string group = ",";
 };
 
-/// The current folder is kFolder; a name below it and the relative name are the same file.
 class FakeFiles final : public Files {
  public:
-  static constexpr std::string_view kFolder = "/current/";
   using Failures = std::map<std::string, AutomationError>;
 
   explicit FakeFiles(const UserLocale& locale) : locale_(locale) {}
@@ -172,21 +162,17 @@ class FakeFiles final : public Files {
   std::string Read(const std::string& name, std::size_t maxBytes) override;
   void WriteAtBeginning(const std::string& name, std::string_view bytes) override;
   std::string AbsoluteName(const std::string& name) override {
-    return name.starts_with('/') ? name : std::string(kFolder) + name;
+    return name.starts_with('/') ? name : "/current/" + name;
   }
 
-  std::map<std::string, std::string> contents;  ///< by name without kFolder
-  // By name without kFolder: what the operation throws instead of doing its work.
+  std::map<std::string, std::string> contents;  ///< by name
+  // By name: what the operation throws instead of doing its work.
   Failures failOpen;   ///< OpenForAppending
   Failures failWrite;  ///< WriteAtBeginning and WriteLine
   Failures failClose;  ///< the first Close of a text stream; it counts as closed
 
  private:
   class Stream;
-  static std::string Key(std::string_view name) {
-    if (name.starts_with(kFolder)) name.remove_prefix(kFolder.size());
-    return std::string(name);
-  }
 
   const UserLocale& locale_;
 };

@@ -38,13 +38,10 @@ class FakeNetwork : public SocketSystem {
 };
 
 /// The control itself is the real one.
-class FakeSocket final : private FakeNetwork, public NetworkSocket {
+class FakeSocket final : public FakeNetwork, public NetworkSocket {
  public:
-  explicit FakeSocket(MessageLoop& loop) : FakeNetwork(loop), NetworkSocket(Network()) {}
-
-  using FakeNetwork::names;
-  using FakeNetwork::reached;
-  using FakeNetwork::stalled;
+  explicit FakeSocket(MessageLoop& loop)
+      : FakeNetwork(loop), NetworkSocket(static_cast<FakeNetwork&>(*this)) {}
 
   /// What the network does. Each raises its event from here, where the socket is open.
   void Accept();                            ///< the connection is made
@@ -102,9 +99,6 @@ class FakeSocket final : private FakeNetwork, public NetworkSocket {
     NetworkSocket::SendData(bytes);
     sent.emplace_back(bytes);
   }
-
- private:
-  FakeNetwork& Network() { return *this; }
 };
 
 class FakeTerminalNetwork final : public TerminalNetwork {

@@ -4,14 +4,14 @@
 #include <thread>
 
 #include "tests/fakes/fake_host.hpp"
-#include "tests/platform/platform_contract.hpp"
+#include "tests/platform/platform_fixture.hpp"
 
 namespace tarn {
 namespace {
 
 using ::testing::ElementsAre;
 
-class LoopContract : public PlatformContract {
+class LoopContract : public PlatformTest {
  protected:
   struct Ticker {
     std::unique_ptr<Timer> timer;
@@ -32,36 +32,25 @@ class LoopContract : public PlatformContract {
 
   std::vector<std::string> notes;
 };
-TARN_CONTRACT(LoopContract);
 
-TEST_P(LoopContract, RunsPostedWorkInOrderAndWhatItPostsAfterIt) {
-  Loop().Post([&] {
-    Loop().Post(Note("posted inside"));
-    notes.push_back("first");
-  });
-  Loop().Post(Note("second"));
-  ASSERT_TRUE(Becomes([&] { return notes.size() == 3; }));
-  EXPECT_THAT(notes, ElementsAre("first", "second", "posted inside"));
-}
-
-TEST_P(LoopContract, ATimerOfIntervalZeroNeitherTicksNorStarves) {
+TEST_F(LoopContract, ATimerOfIntervalZeroNeitherTicksNorStarves) {
   const Ticker zero = StartTimer(0, Note("zero"));
   const Ticker other = StartTimer(1, Note("other"));
   ASSERT_TRUE(Becomes([&] { return notes.size() >= 3; }));
   EXPECT_THAT(notes, ::testing::Each("other"));
 }
 
-TEST_P(LoopContract, AnExceptionIsTracedAndTheLoopGoesOn) {
+TEST_F(LoopContract, AnExceptionIsTracedAndTheLoopGoesOn) {
   Loop().Post([] { throw AutomationError(ErrorNumber::Overflow, "too much"); });
   const Ticker ticker = StartTimer(1, [&] {
     notes.emplace_back("tick");
     throw std::runtime_error("tock");
   });
   ASSERT_TRUE(Becomes([&] { return notes.size() >= 3; }));
-  EXPECT_THAT(harness->Traces(), ElementsAre("error 6: too much", "fault: tock"));
+  EXPECT_THAT(traces, ElementsAre("error 6: too much", "fault: tock"));
 }
 
-TEST_P(LoopContract, ATimerMayGoOrChangeInsideItsTick) {
+TEST_F(LoopContract, ATimerMayGoOrChangeInsideItsTick) {
   std::map<std::string, Ticker> tickers;
   for (const std::string way : {"destroyed", "disabled", "slowed"}) {
     tickers[way] = StartTimer(1, [&, way] {
@@ -78,7 +67,7 @@ TEST_P(LoopContract, ATimerMayGoOrChangeInsideItsTick) {
   EXPECT_THAT(notes, ::testing::UnorderedElementsAre("destroyed", "disabled", "slowed"));
 }
 
-TEST_P(LoopContract, ANestedRunUntilLetsTheRestGoOn) {
+TEST_F(LoopContract, ANestedRunUntilLetsTheRestGoOn) {
   int ticks = 0;
   const Ticker ticker = StartTimer(1, [&] { ++ticks; });
   Loop().Post([&] {
@@ -93,7 +82,7 @@ TEST_P(LoopContract, ANestedRunUntilLetsTheRestGoOn) {
   EXPECT_THAT(notes, ElementsAre("begin", "other", "held", "end"));
 }
 
-TEST_P(LoopContract, QuitEndsRunAlsoBeforehandAndFromWithin) {
+TEST_F(LoopContract, QuitEndsRunAlsoBeforehandAndFromWithin) {
   Loop().Quit();
   Loop().Run();
   int ticks = 0;
@@ -104,7 +93,7 @@ TEST_P(LoopContract, QuitEndsRunAlsoBeforehandAndFromWithin) {
   EXPECT_GE(ticks, 3);  // a tick more where the turn that ends it comes late
 }
 
-TEST_P(LoopContract, WorkThatNeverRanGoesWhileTheLoopStands) {
+TEST_F(LoopContract, WorkThatNeverRanGoesWhileTheLoopStands) {
   // The timer stops itself when it goes, and its owner's destructor posts.
   struct Owner {
     ~Owner() {
@@ -118,19 +107,17 @@ TEST_P(LoopContract, WorkThatNeverRanGoesWhileTheLoopStands) {
   owner->timer->Enabled(true);
   const std::weak_ptr<Owner> watched = owner;
   Loop().Post([posted = std::move(owner)] {});
-  harness->Restart();
+  Restart();
   EXPECT_TRUE(watched.expired());
 }
 
-TEST(NativeLoop, AnotherThreadWakesIt) {
-  const auto harness = MakeNativeHarness();
-  MessageLoop& loop = harness->Host().Loop();
+TEST_F(LoopContract, AnotherThreadWakesIt) {
   std::thread::id ranOn;
   std::thread other([&] {
-    loop.Post([&] { ranOn = std::this_thread::get_id(); });
-    loop.Quit();
+    Loop().Post([&] { ranOn = std::this_thread::get_id(); });
+    Loop().Quit();
   });
-  loop.Run();
+  Loop().Run();
   other.join();
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }

@@ -1,6 +1,6 @@
 // The serial-port control over every kind of line, and the settings of one.
 #include "platform/serial_settings.hpp"
-#include "tests/platform/platform_contract.hpp"
+#include "tests/platform/platform_fixture.hpp"
 
 namespace tarn {
 namespace {
@@ -8,11 +8,34 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class SerialPortContract : public PlatformContract {
+/// A port and the far end of its line: a pseudo-terminal on POSIX, on Windows the COM port that
+/// TARN_TEST_FORT_B names. That pair is away while a file exists whose name is in TARN_TEST_UNPLUG;
+/// without that variable it stays.
+class SerialPortContract : public PlatformTest {
  protected:
   void SetUp() override {
-    if (!harness->ConnectLine()) GTEST_SKIP() << "no pair of ports is named";
+    const std::string place = kOnWindows ? Variable("TARN_TEST_FORT_B") : Name("port7");
+    if (place.empty()) GTEST_SKIP() << "no pair of ports is named";
+    line = host->CreateTerminalLine(place);
+    arriving = line->Received.Subscribe([this](std::string_view bytes) { arrived += bytes; });
     port = NewPort();
+  }
+
+  void Deliver(std::string_view bytes) { ASSERT_EQ(line->Write(bytes), bytes.size()); }
+
+  void Unplug() {
+    if (kOnWindows)
+      Write(unplugFile, "");
+    else
+      line->Detach();
+  }
+
+  void PlugIn() {
+    if (!kOnWindows) return line->Attach();
+    ASSERT_TRUE(Becomes([this] { return !line->IsAttached(); }));
+    std::filesystem::remove(unplugFile);
+    const auto attaches = [this] { return ErrorOf([this] { line->Attach(); }) == 0; };
+    ASSERT_TRUE(Becomes(attaches)) << "the pair does not come back";
   }
 
   int OpenError() {
@@ -31,7 +54,6 @@ class SerialPortContract : public PlatformContract {
 
   /// Fills the output queue; returns what was accepted.
   std::string FillQueue() {
-    harness->Stall();
     std::string accepted;
     int error = 0;
     while (error == 0 && accepted.size() < 64 * SerialPort::kMaxQueuedOutput) {
@@ -44,14 +66,17 @@ class SerialPortContract : public PlatformContract {
     return accepted;
   }
 
+  const std::string unplugFile = Variable("TARN_TEST_UNPLUG");
+  std::unique_ptr<TerminalLine> line;
+  std::string arrived;
+  Subscription arriving;
   std::shared_ptr<SerialPort> port;
   std::vector<std::string> events;
   std::string collected;
   Subscription subscription;
 };
-TARN_CONTRACT(SerialPortContract);
 
-TEST_P(SerialPortContract, RefusesWhatItCannotDoClosedAndOpen) {
+TEST_F(SerialPortContract, RefusesWhatItCannotDoClosedAndOpen) {
   const struct {
     std::string before;
     std::vector<const char*> wrong;
@@ -71,14 +96,13 @@ TEST_P(SerialPortContract, RefusesWhatItCannotDoClosedAndOpen) {
   }
   port->Settings("9600,e,7,2");
   for (const std::int16_t number : std::initializer_list<std::int16_t>{0, 250}) {
-    if (number != 0 && !harness->HasNetwork()) continue;  // a fake host has every port
     port->PortNumber(number);
     EXPECT_EQ(OpenError(), 8002);
   }
   EXPECT_EQ(ErrorOf([&] { port->Output("x"); }), 8018);
   EXPECT_EQ(port->DeviceName(), "");
 
-  port->PortNumber(Harness::kPort);
+  port->PortNumber(kPort);
   port->PortOpen(true);
   port->PortOpen(true);
   EXPECT_NE(port->DeviceName(), "");
@@ -108,68 +132,72 @@ TEST(SerialSettings, AreTakenApart) {
 }
 
 /// Drivers keep the settings of the last opening, and some refuse what they have already.
-TEST_P(SerialPortContract, OpensWithTheSameAndWithOtherSettingsAgain) {
+TEST_F(SerialPortContract, OpensWithTheSameAndWithOtherSettingsAgain) {
   for (const char* settings : {"9600,e,7,2", "9600,e,7,2", "19200,o,7,1", "9600,n,8,1"}) {
     port->Settings(settings);
     port->PortOpen(true);
     port->Output(settings);
-    EXPECT_TRUE(Becomes([&] { return harness->Sent().ends_with(settings); })) << settings;
+    EXPECT_TRUE(Becomes([&] { return arrived.ends_with(settings); })) << settings;
     port->PortOpen(false);
   }
 }
 
-TEST_P(SerialPortContract, IsInUseByAnyNameUntilItClosesOrGoes) {
+TEST_F(SerialPortContract, IsInUseByAnyNameUntilItClosesOrGoes) {
   port->PortOpen(true);
-  auto other = NewPort(harness->SamePort());
+  std::int16_t samePort = 4;
+  if (kOnWindows)
+    samePort = static_cast<std::int16_t>(std::stoi(Variable("TARN_TEST_PORT_A").substr(3)));
+  else
+    std::filesystem::create_symlink(Name("port7"), Name("port4"));
+  auto other = NewPort(samePort);
   EXPECT_EQ(ErrorOf([&] { other->PortOpen(true); }), 8005);
   EXPECT_FALSE(other->PortOpen());
   other->PortOpen(false);
   port->PortOpen(false);
   other->PortOpen(true);
   EXPECT_EQ(OpenError(), 8005);
-  harness->ForgetPorts();
   other.reset();
   EXPECT_EQ(OpenError(), 0);
 }
 
-TEST_P(SerialPortContract, RaisesReceiveFromTheThresholdOnAndForWholeFrames) {
+TEST_F(SerialPortContract, RaisesReceiveFromTheThresholdOnAndForWholeFrames) {
   port->ReceiveThreshold(0);
   EXPECT_EQ(port->ReceiveThreshold(), 1);
   port->ReceiveThreshold(4);
   OpenAndCollect();
-  harness->Deliver("abc");
+  Deliver("abc");
   ASSERT_TRUE(Becomes([&] { return port->InBufferCount() == 3; }));
   RunSomeTurns();
   EXPECT_THAT(events, ElementsAre());
-  harness->Deliver("d");
+  Deliver("d");
   ASSERT_TRUE(Becomes([&] { return !events.empty(); }));
   port->EndCharacter('\r');
-  harness->Deliver("abcdef");
+  Deliver("abcdef");
   RunSomeTurns();
   EXPECT_EQ(port->InBufferCount(), 0);
-  harness->Deliver("g\r");
+  Deliver("g\r");
   ASSERT_TRUE(Becomes([&] { return events.size() == 2; }));
   EXPECT_THAT(events, ElementsAre("abcd", "abcdefg\r"));
 }
 
-TEST_P(SerialPortContract, EveryByteValuePasses) {
+TEST_F(SerialPortContract, EveryByteValuePasses) {
   std::string bytes;
   for (int i = 0; i < 256; ++i) bytes += static_cast<char>(i);
   OpenAndCollect();
-  harness->Deliver(bytes);
+  Deliver(bytes);
   port->Output(bytes);
-  ASSERT_TRUE(Becomes([&] { return collected.size() + harness->Sent().size() == 512; }));
+  ASSERT_TRUE(Becomes([&] { return collected.size() + arrived.size() == 512; }));
   EXPECT_EQ(collected, bytes);
-  EXPECT_EQ(harness->Sent(), bytes);
+  EXPECT_EQ(arrived, bytes);
 }
 
-TEST_P(SerialPortContract, ClearAndOpeningEmptyTheBuffer) {
+TEST_F(SerialPortContract, ClearAndOpeningEmptyTheBuffer) {
   port->ReceiveThreshold(100);
   OpenAndCollect();
   const std::function<void()> ways[] = {[&] { port->ClearInput(); },
                                         [&] { port->PortOpen(false); }};
   for (const auto& empty : ways) {
-    harness->Deliver("old");
+    Deliver("old");
     ASSERT_TRUE(Becomes([&] { return port->InBufferCount() == 3; }));
     empty();
     EXPECT_EQ(port->InBufferCount(), 0);
@@ -177,19 +205,16 @@ TEST_P(SerialPortContract, ClearAndOpeningEmptyTheBuffer) {
     port->PortOpen(true);
   }
   port->ReceiveThreshold(1);
-  harness->Deliver("new");
+  Deliver("new");
   ASSERT_TRUE(Becomes([&] { return collected == "new"; }));
 }
 
-TEST_P(SerialPortContract, MayCloseOrGoInsideAHandler) {
+TEST_F(SerialPortContract, MayCloseOrGoInsideAHandler) {
   const std::function<void()> ways[] = {[&] {
                                           port->PortOpen(false);
                                           EXPECT_EQ(port->Input(), std::nullopt);
                                         },
-                                        [&] {
-                                          harness->ForgetPorts();
-                                          port.reset();
-                                        }};
+                                        [&] { port.reset(); }};
   for (const auto& end : ways) {
     int eventCount = 0;
     const auto first = port->Receive.Subscribe([&] {
@@ -197,20 +222,20 @@ TEST_P(SerialPortContract, MayCloseOrGoInsideAHandler) {
       end();
     });
     port->PortOpen(true);
-    harness->Deliver("abc");
+    Deliver("abc");
     ASSERT_TRUE(Becomes([&] { return !port || !port->PortOpen(); }));
     RunSomeTurns();
     EXPECT_EQ(eventCount, 1);
   }
 }
 
-TEST_P(SerialPortContract, OutputWaitsInABoundedQueueAndHoldsUpNoClosing) {
+TEST_F(SerialPortContract, OutputWaitsInABoundedQueueAndHoldsUpNoClosing) {
   port->PortOpen(true);
   const std::string accepted = FillQueue();
   EXPECT_TRUE(port->PortOpen());
-  ASSERT_TRUE(Becomes([&] { return harness->Sent().size() >= accepted.size(); }));
+  ASSERT_TRUE(Becomes([&] { return arrived.size() >= accepted.size(); }));
   RunSomeTurns();
-  EXPECT_TRUE(harness->Sent() == accepted);
+  EXPECT_TRUE(arrived == accepted);
 
   port->PortOpen(false);
   port->PortOpen(true);
@@ -218,30 +243,30 @@ TEST_P(SerialPortContract, OutputWaitsInABoundedQueueAndHoldsUpNoClosing) {
   port->PortOpen(false);  // the device still holds on to a write
   port->PortOpen(true);
   port->Output("the end");
-  EXPECT_TRUE(Becomes([&] { return harness->Sent().ends_with("the end"); }));
-  EXPECT_THAT(harness->Traces(), ElementsAre());
+  EXPECT_TRUE(Becomes([&] { return arrived.ends_with("the end"); }));
+  EXPECT_THAT(traces, ElementsAre());
 }
 
-TEST_P(SerialPortContract, ALineThatGoesAwayClosesThePort) {
-  if (!harness->CanUnplug()) GTEST_SKIP() << "these lines stay";
+TEST_F(SerialPortContract, ALineThatGoesAwayClosesThePort) {
+  if (kOnWindows && unplugFile.empty()) GTEST_SKIP() << "these lines stay";
   OpenAndCollect();
   int losses = 0;
   const auto onLost = port->Lost.Subscribe([&] {
     EXPECT_FALSE(port->PortOpen());
     ++losses;
   });
-  harness->Deliver("last words");
+  Deliver("last words");
   ASSERT_TRUE(Becomes([&] { return collected == "last words"; }));
-  harness->Unplug();
+  Unplug();
   ASSERT_TRUE(Becomes([&] { return !port->PortOpen(); }));
   RunSomeTurns();
   EXPECT_EQ(losses, 1);
   EXPECT_THAT(port->LostText(), HasSubstr("The port 7 ("));
   EXPECT_EQ(ErrorOf([&] { port->Output("x"); }), 8018);
   EXPECT_EQ(port->DeviceName(), "");
-  harness->PlugIn();
+  PlugIn();
   port->PortOpen(true);
-  harness->Deliver(" again");
+  Deliver(" again");
   ASSERT_TRUE(Becomes([&] { return collected == "last words again"; }));
   port->PortOpen(false);
   RunSomeTurns();

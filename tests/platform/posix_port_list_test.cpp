@@ -1,35 +1,24 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-
+// The ports that Linux has, read from a made-up tree of its system folders.
 #include "platform/port_list.hpp"
+#include "tests/platform/platform_fixture.hpp"
 
 namespace tarn {
 namespace {
 
-namespace fs = std::filesystem;
-
-class PortList : public testing::Test {
+class PortList : public PlatformTest {
  protected:
-  PortList() { fs::remove_all(root); }
-  ~PortList() override { fs::remove_all(root); }
-
   void File(const std::string& name, const std::string& text) {
-    fs::create_directories((root / name).parent_path());
-    std::ofstream(root / name) << text << "\n";
+    std::filesystem::create_directories((folder / name).parent_path());
+    Write(folder / name, text + "\n");
   }
   void Link(const std::string& name, const std::string& target) {
-    fs::create_directories((root / name).parent_path());
-    fs::create_symlink(target, root / name);
+    std::filesystem::create_directories((folder / name).parent_path());
+    std::filesystem::create_symlink(target, folder / name);
   }
-
-  const fs::path root = fs::temp_directory_path() / ("tarn_ports_" + std::to_string(::getpid()));
 };
 
 TEST_F(PortList, ShowsWhatIsThereAndWhoHasIt) {
-  EXPECT_TRUE(ListPorts(root).empty());
+  EXPECT_TRUE(ListPorts(folder).empty());
   File("sys/class/tty/tty1/dev", "4:1");  // a terminal of the system
   File("sys/class/tty/ttyS0/type", "0");  // a port that the mainboard does not have
   File("sys/class/tty/ttyS0/device/any", "");
@@ -46,7 +35,7 @@ TEST_F(PortList, ShowsWhatIsThereAndWhoHasIt) {
   Link("proc/42/fd/3", "/dev/ttyUSB0");
   Link("proc/self/fd/3", "/dev/ttyS2");
   std::string text;
-  for (const PortInfo& port : ListPorts(root)) {
+  for (const PortInfo& port : ListPorts(folder)) {
     text += port.device + "|" + port.stableName + "|" + port.adapter + "|" + port.holder + "\n";
   }
   EXPECT_EQ(text,

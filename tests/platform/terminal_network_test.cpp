@@ -1,7 +1,7 @@
 // The client library of the terminals' own network, loaded as the hosts load it.
 #include <cstdlib>
 
-#include "tests/platform/platform_contract.hpp"
+#include "tests/platform/platform_fixture.hpp"
 
 namespace tarn {
 namespace {
@@ -14,19 +14,12 @@ const std::string kDrive;
 const std::string kOtherLibrary = "libc.so.6";
 #endif
 
-std::unique_ptr<NativeHost> HostWith(const std::string& library) {
-  HostOptions options;
-  options.terminalNetwork = library;
-  options.settingsPlace = "tarn-test-unused";
-  return CreateNativeHost(std::move(options));
-}
-
-using TerminalNetworkLibrary = NativeTest;
+using TerminalNetworkLibrary = PlatformTest;
 
 TEST_F(TerminalNetworkLibrary, ALibraryThatIsMissingOrAnotherIsError53AtEveryCall) {
   std::string buffer = "unchanged";
   for (const std::string& library : {std::string("no-such-library"), kOtherLibrary}) {
-    const auto host = HostWith(library);
+    host = NewHost(library);
     for (int i = 0; i < 2; ++i) {
       EXPECT_EQ(ErrorOf([&] { host->TerminalNetwork().KesRegisterProcess(125); }), 53) << library;
     }
@@ -42,7 +35,7 @@ TEST_F(TerminalNetworkLibrary, TheFourFunctionsAreCalledWithTheirArguments) {
   ::putenv(variables.data());
   ::putenv(trace.data());
 
-  const auto host = HostWith(kDrive + TARN_KESAPI);
+  host = NewHost(kDrive + TARN_KESAPI);
   TerminalNetwork& network = host->TerminalNetwork();
   EXPECT_EQ(network.KesRegisterProcess(125), 0);
   const auto read = [&](const char* address, std::int32_t length, std::size_t room) {
