@@ -1,17 +1,14 @@
-// What goes over a simulated line: graduations, frames and records, commands, faults.
+// What goes over a simulated line: graduations, frames, faults.
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "tools/tarnsim/continuous_frame.hpp"
 #include "tools/tarnsim/fault_injector.hpp"
 #include "tools/tarnsim/fixed_frame.hpp"
-#include "tools/tarnsim/template_record.hpp"
-#include "tools/tarnsim/terminal_command.hpp"
 #include "tools/tarnsim/usage_error.hpp"
 
 namespace tarn::sim {
@@ -101,42 +98,6 @@ TEST(FixedFrame, HasTheBytesOfEachMaker) {
     EXPECT_EQ(BuildFixedFrame(options, c.reading), c.bytes) << c.layout;
   }
   EXPECT_THROW(FixedLayoutOf("morse"), UsageError);
-}
-
-TEST(TemplateRecord, HasTheFieldsThatItsTemplateNames) {
-  TemplateLayout layout{.startString = "#",
-                        .fields = ParseRecordFields("number,id,gross,tare,net,units"),
-                        .graduation = kHundred};
-  const Reading reading{.gross = 1250, .tare = 250, .netMode = true};
-  EXPECT_EQ(BuildTemplateRecord(layout, reading, 7, 9),
-            (std::vector<std::string>{"#7,", "A007,", "12.50,", "2.50,", "10.00,", "kg\r\n"}));
-  layout.delimiterAtEnd = true;
-  EXPECT_EQ(BuildTemplateRecord(layout, reading, 1001, 2),
-            (std::vector<std::string>{"#1001,", "A001,\r\n"}));
-  EXPECT_THROW(ParseRecordFields("weight"), UsageError);
-}
-
-using Key = TerminalCommand::Key;
-
-TEST(CommandReader, FindsCommandsByteByByte) {
-  const std::string longest(CommandReader::kLongestNumber, '1');
-  const std::pair<std::string, std::vector<TerminalCommand>> cases[] = {
-      {"CTZP", {{Key::Clear}, {Key::Tare}, {Key::Zero}, {Key::Print}}},
-      {"-3T12.5TT", {{Key::PresetTare, -3}, {Key::PresetTare, 12.5}, {Key::Tare}}},
-      {"1E-03T12.5C", {{Key::PresetTare, 0.001}, {Key::Clear}}},
-      {"12 5T12\rT", {{Key::PresetTare, 5}, {Key::Tare}}},
-      {"1.2.3TT", {{Key::Tare}}},
-      {"-T.T1E999Tctzp\x02\xFF\r\n", {}},
-      {longest + "T" + longest + "1T", {{Key::PresetTare, 1.1111111111111111e23}}},
-      {std::string(100'000, '7') + "T" + "5T", {{Key::PresetTare, 5}}}};
-  for (const auto& [bytes, expected] : cases) {
-    CommandReader reader;
-    std::vector<TerminalCommand> commands;
-    for (const char byte : bytes) {
-      if (const auto command = reader.Take(byte)) commands.push_back(*command);
-    }
-    EXPECT_EQ(commands, expected) << bytes.substr(0, 40);
-  }
 }
 
 std::string Spoilt(const FaultOptions& options, int frames = 1, std::uint64_t seed = 1) {

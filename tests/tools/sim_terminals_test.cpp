@@ -2,19 +2,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/serial_settings.hpp"
-#include "tests/support/error_of.hpp"
 #include "tools/tarnsim/continuous_terminal.hpp"
 #include "tools/tarnsim/mira_terminal.hpp"
 #include "tools/tarnsim/paced_line.hpp"
-#include "tools/tarnsim/template_terminal.hpp"
 
 namespace tarn::sim {
 namespace {
@@ -26,11 +22,7 @@ inline const Graduation kHundredKilograms = MakeGraduation(100, 0.01, {});
 
 class SimulatedLine final : public TerminalLine {
  public:
-  void Attach() override {
-    ++attachTries;
-    if (failAttach) throw *failAttach;
-    attached = true;
-  }
+  void Attach() override { attached = true; }
   void Detach() override { attached = false; }
   bool IsAttached() const override { return attached; }
   std::size_t Write(std::string_view bytes) override {
@@ -45,8 +37,6 @@ class SimulatedLine final : public TerminalLine {
   }
 
   bool attached = true;
-  int attachTries = 0;
-  std::optional<AutomationError> failAttach;
   std::vector<std::string> pieces;
 };
 
@@ -55,7 +45,6 @@ struct Surroundings {
   std::string script{};
   FaultOptions faults{};
   std::string settings = "115200,n,8,1";
-  Pace pace = Pace::Pieces;
 };
 
 /// A terminal on such a line, with a clock that the test turns.
@@ -68,12 +57,12 @@ struct Bench {
                                              ParseLoadScript(around.script), LoadModel::Options{}),
                  std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line),
                                              ParseSerialSettings(around.settings).CharacterTime(),
-                                             around.pace, FaultInjector(around.faults, 7, 1))) {}
+                                             Pace::Pieces, FaultInjector(around.faults, 7, 1))) {}
 
   /// Returns what is sent from now until then.
-  std::string SentUntil(double until, double tick = 10) {
+  std::string SentUntil(double until) {
     line->pieces.clear();
-    for (; now + tick <= until; now += tick) terminal.Tick(now + tick);
+    for (; now + 10 <= until; now += 10) terminal.Tick(now + 10);
     return line->Written();
   }
   std::string Ask(const std::string& command) {
@@ -88,23 +77,6 @@ struct Bench {
 
 /// Frames of 17 characters; each takes 19.5 ms at 9600 bits per second.
 const ContinuousLayout kFrames{.checksum = false, .graduation = kHundredKilograms};
-
-TEST(ContinuousTerminal, SendsWholeFramesAtItsRate) {
-  const std::string frame = "\x02,0 000000000000\r";
-  for (const Pace pace : {Pace::Pieces, Pace::Characters}) {
-    const bool inPieces = pace == Pace::Pieces;
-    Bench<ContinuousTerminal> bench({.layout = kFrames, .firstFrame = 37},
-                                    {.settings = "9600,e,7,2", .pace = pace});
-    std::string expected;
-    for (int i = 0; i < 100; ++i) expected += frame;
-    EXPECT_EQ(bench.SentUntil(10'000, inPieces ? 10 : 1), expected);
-    for (const std::string& piece : bench.line->pieces) ASSERT_LE(piece.size(), inPieces ? 9 : 1);
-  }
-  // Of frames that are due every 10 ms and take 19.5 ms, every second one goes out.
-  Bench<ContinuousTerminal> crowded({.layout = kFrames, .framePeriod = 10},
-                                    {.settings = "9600,e,7,2"});
-  EXPECT_NEAR(static_cast<double>(crowded.SentUntil(30'000).size()), 1500 * 17, 17);
-}
 
 TEST(ContinuousTerminal, SaturatesTheLineAndSendsLittleOfWhatItMissedWhenHeldUp) {
   Bench<ContinuousTerminal> bench({.layout = kFrames, .framePeriod = 0},
@@ -136,19 +108,6 @@ TEST(ContinuousTerminal, FallsSilentAndVanishesBySchedule) {
   EXPECT_FALSE(gone.line->attached);
   EXPECT_EQ(gone.SentUntil(2490), "");
   EXPECT_THAT(gone.SentUntil(2700), StartsWith("\x02")) << "a whole frame";
-
-  // Next time it cannot come back at first, and tries once a second.
-  gone.SentUntil(4400);
-  gone.line->attachTries = 0;
-  gone.line->failAttach = AutomationError(ErrorNumber::PathFileAccess, "taken");
-  for (double now = 4500; now < 5600; now += 10) {
-    ErrorOf([&] { gone.terminal.Tick(now); });
-    EXPECT_FALSE(gone.line->attached);
-  }
-  EXPECT_EQ(gone.line->attachTries, 2);
-  gone.line->failAttach.reset();
-  gone.terminal.Tick(6600);
-  EXPECT_TRUE(gone.line->attached);
 }
 
 /// A text with ";" for the end of each line.
@@ -185,17 +144,6 @@ TEST(MiraTerminal, AnswersEachCommand) {
   Bench<MiraTerminal> busy({.graduation = kHundredKilograms, .busy = 1}, {.script = "load 12.5"});
   busy.SentUntil(3000);
   EXPECT_EQ(busy.Ask(Lines("SI;SIR;Z;T;TA 1;@;")), Lines("S I;S I;Z I;T I;TA I;I4 I;"));
-}
-
-TEST(TemplateTerminal, PrintsOnDemandAsFarAsItsLineKeepsUp) {
-  TemplateTerminal::Options options;
-  options.demand = "\x05P";
-  options.layout.fields = ParseRecordFields("number,units");
-  Bench<TemplateTerminal> bench(options);
-  for (const char* piece : {"P\x05", "P\x05P\x05\x05", "x"}) bench.line->Received.Raise(piece);
-  EXPECT_EQ(bench.SentUntil(400), "1,kg\r\n2,kg\r\n");
-  for (int i = 0; i < 1000; ++i) bench.terminal.Press({TerminalCommand::Key::Print});
-  EXPECT_LE(bench.SentUntil(490).size(), 130 * 8U) << "the rest is refused";
 }
 
 }  // namespace
