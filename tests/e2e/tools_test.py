@@ -266,9 +266,7 @@ class ToolsTest(unittest.TestCase):
         self.assertEqual(terminal.end(signal.SIGINT), 0)
         self.assertIsNone(server.process.poll())
         self.end_well(server)
-        fields = [{field["name"]: field["value"] for field in event["fields"]}
-                  for event in server.events("NewDataReady")]
-        numbers = [int(record["No"]) for record in fields]
+        numbers = [int(event["fields"][0]["value"]) for event in server.events("NewDataReady")]
         self.assertEqual(numbers, list(range(numbers[0], numbers[0] + len(numbers))))
         self.assertEqual(server.events("TimeoutError"), [])
 

