@@ -15,7 +15,6 @@ namespace tarn::tool {
 namespace {
 
 using Key = Console::Key;
-using testing::Contains;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -78,29 +77,20 @@ TEST_F(MonitorModelTest, ARowFollowsItsScale) {
   EXPECT_EQ(Row(1).reading.net, "12.50") << "though every frame ends with no data";
   EXPECT_FALSE(Row(1).reading.noData);
 
-  Port(4).Deliver(Frame());
-  host.loop.Advance(1000);
-  EXPECT_TRUE(Row().activityLed);
-  host.loop.Advance(5000);  // silence
+  host.loop.Advance(6000);  // silence
   for (std::size_t i = 0; i < 2; ++i) {
-    const MonitorRow silent = Row(i);
-    EXPECT_TRUE(silent.reading.noData);
-    EXPECT_TRUE(silent.errorLed);
-    EXPECT_DOUBLE_EQ(silent.readingsPerSecond, 0);
+    EXPECT_TRUE(Row(i).reading.noData && Row(i).errorLed) << i;
+    EXPECT_DOUBLE_EQ(Row(i).readingsPerSecond, 0);
   }
-  EXPECT_THAT(Events(), testing::ElementsAre(HasSubstr("Line 4): condition good"),
-                                             HasSubstr("Scale5): condition good"),
-                                             HasSubstr("Line 4): condition stale: no byte for 1 s"),
-                                             HasSubstr("Scale5): condition stale: no byte")))
-      << "changes of state are in the row";
+  EXPECT_EQ(Events().size(), 4U) << "good and stale, twice; changes of state are in the row";
+  EXPECT_THAT(Events().back(), HasSubstr("Scale5): condition stale: no byte"));
 }
 
-TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
+TEST_F(MonitorModelTest, TemplateRecordsPassAndAConnectionShowsItsState) {
   Set(1, {"alias=A", "connection=serial", "protocol=template", "fields=2", "terminator=;",
           "field1=Id", "enabled=yes"});
   Set(2, {"connection=ethernet", "protocol=tcp-template", "enabled=yes"});
   Start();
-  EXPECT_EQ(Row(0).protocol, "template");
   EXPECT_EQ(Row(1).condition, "unconnected");
   const auto connection = server->GetScale(2)->Connection();
   dynamic_cast<FakeSocket&>(*dynamic_cast<EthernetConnection&>(*connection).mvarSocket()).Accept();
@@ -108,10 +98,6 @@ TEST_F(MonitorModelTest, TemplateRecordsBecomeEvents) {
   Port(1).Deliver("A17,12.5;");
   EXPECT_THAT(model->Snapshot().passing,
               testing::ElementsAre(EndsWith("Scale 1 (A): record Id=A17, Field2=12.5")));
-  Port(1).Deliver("A18");
-  host.loop.Advance(1000);
-  EXPECT_THAT(Events(), Contains(EndsWith("record not complete in time")));
-  EXPECT_TRUE(Row(0).errorLed);
 }
 
 TEST_F(MonitorModelTest, KeysReachTheTerminalOfTheSelectedScale) {
@@ -136,35 +122,11 @@ TEST_F(MonitorModelTest, KeysReachTheTerminalOfTheSelectedScale) {
   Press(Key::Enter);
   EXPECT_EQ(Port(2).written, "CP12.5T");
   EXPECT_THAT(Events().back(), HasSubstr("'1-2'"));
-}
 
-TEST_F(MonitorModelTest, ACommandThatCannotBeGivenSaysSoAndEndsNothing) {
-  SetSerial(1, {"bidirectional=no"});
-  Set(2, {"alias=B", "enabled=yes"});
-  SetSerial(3, {"port=3", "bidirectional=yes"});
-  Start();
-  Port(3).Unplug();
-  EXPECT_EQ(Row(2).condition, "port closed");
-  for (const char* complaint : {"one-way", "no connection", "The port 3 is not open"}) {
-    EXPECT_TRUE(Press("z"));
-    EXPECT_THAT(Events().back(), HasSubstr(complaint));
-    Press("j");
-  }
-  EXPECT_THAT(Port(1).written, IsEmpty());
-}
-
-TEST_F(MonitorModelTest, PrintRecordsAreTakenAtRestAndShown) {
-  SetSerial(1, {});
-  Start();
-  Port(1).Deliver(Frame(kMotion));
-  Press("r");
-  Port(1).Deliver(Frame(kMotion));
-  EXPECT_THAT(Events(), testing::Not(Contains(HasSubstr("print gross"))));
-  Port(1).Deliver(Frame());
-  EXPECT_THAT(Events(), Contains(EndsWith("print gross 12.34 tare 0.00 net 12.34 kg")));
-  const std::size_t before = Events().size();
-  Press("R");
-  EXPECT_EQ(Events().size(), before + 2);
+  Port(2).Unplug();
+  EXPECT_EQ(Row(1).condition, "port closed");
+  EXPECT_TRUE(Press("z")) << "a command that cannot be given ends nothing";
+  EXPECT_THAT(Events().back(), HasSubstr("The port 2 is not open"));
 }
 
 TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
@@ -178,6 +140,8 @@ TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
   EXPECT_EQ(Row(1).condition, "");
   Port(2).Deliver(Frame());
   EXPECT_EQ(Row(1).reading.net, "12.34");
+  Press("R");
+  EXPECT_THAT(Events(), testing::Contains(EndsWith("print gross 12.34 tare 0.00 net 12.34 kg")));
   Press("ke");
   EXPECT_THAT(Events().back(), HasSubstr("Scale 1 (Scale1): start failed: "));
 }
@@ -189,13 +153,11 @@ TEST_F(MonitorModelTest, SelectionStaysInTheTableAlsoInAnEmptyOne) {
   Press(Key::Up);
   EXPECT_EQ(model->Snapshot().selected, 0U);
   Press(Key::PageDown);
-  Press("jk");
   EXPECT_EQ(model->Snapshot().selected, 10U);
   Press(Key::End);
   Press("j");
   EXPECT_EQ(model->Snapshot().selected, 31U);
   EXPECT_FALSE(Press("q"));
-  EXPECT_FALSE(Press("\x03"));
 
   Start();
   EXPECT_EQ(model->RowCount(), 0U);
@@ -209,8 +171,7 @@ TEST_F(MonitorModelTest, ATableShowsTheEventsOfOtherPrograms) {
   file.Load();
   EventTable table(host.loop, file, "others", [] { return WallTime(); });
   const auto row = [&table] { return table.Snapshot().rows.at(0); };
-  EXPECT_EQ(row().alias + ", " + row().protocol + ", " + row().condition,
-            "Line 3, mira sir, no event yet");
+  EXPECT_EQ(row().condition, "no event yet");
   host.loop.Advance(5000);
   table.Snapshot();
   const std::string begin = R"({"scale":3,"event":)";
@@ -221,22 +182,12 @@ TEST_F(MonitorModelTest, ATableShowsTheEventsOfOtherPrograms) {
   EXPECT_EQ(row().reading.net + row().condition, "1.5");
   EXPECT_TRUE(row().activityLed);
   EXPECT_DOUBLE_EQ(row().readingsPerSecond, 10);
-  host.loop.Advance(1000);
-  table.HandleLine(begin + R"("NewWeight","net":"Error"})");
-  EXPECT_EQ(row().reading.net, "Error");
-  for (const char* line : {R"("PrintRecord","net":"7"})", R"("NewDataReady","fields":[]})"}) {
-    table.HandleLine(begin + line);
-  }
+  table.HandleLine(begin + R"("PrintRecord","net":"7"})");
+  table.HandleLine(begin + R"("NewDataReady","fields":[]})");
   table.HandleLine(R"({"scale":4,"event":"NewWeight","net":"2"})");
-  table.HandleLine("a text");
-  table.HandleLine("");
   EXPECT_THAT(table.Snapshot().events,
-              testing::ElementsAre(HasSubstr("print gross - tare - net 7"),
-                                   HasSubstr("Scale 4: weight"), EndsWith("  a text")));
+              testing::ElementsAre(HasSubstr("net 7"), HasSubstr("Scale 4: weight")));
   EXPECT_EQ(table.Snapshot().passing.size(), 1U);
-  EXPECT_TRUE(table.HandleKey(Key::Down, 0));
-  EXPECT_TRUE(table.HandleKey(Key::Character, 'x'));
-  EXPECT_FALSE(table.HandleKey(Key::Character, 'q'));
 }
 
 }  // namespace

@@ -54,6 +54,20 @@ TEST(MonitorView, DrawsTheTableTheNewestEventsAndThePrompt) {
   }
 }
 
+TEST(MonitorView, KeepsAnAnswerAmongRecordsAndShowsReasonsWhole) {
+  MonitorSnapshot snapshot{.title = "t"};
+  snapshot.rows.assign(32, MonitorRow{.number = 1});
+  snapshot.events = {"10:00:00  an older line", "10:00:01  Z sent"};
+  snapshot.passing.assign(32, "10:00:02  a record");
+  const auto lines = DrawMonitor(snapshot, {80, 24}).lines;
+  EXPECT_EQ(lines.front(), "t   18 of 32 scales");
+  EXPECT_THAT(lines, testing::Contains("10:00:01  Z sent"));
+  snapshot.rows.resize(1);
+  snapshot.events = {"10:00:01  a reason that is longer than the screen is wide"};
+  EXPECT_THAT(DrawMonitor(snapshot, {40, 12}).lines,
+              testing::Contains("          the screen is wide"));
+}
+
 TEST(MonitorView, FitsEveryScreenAndShowsTheSelectedRow) {
   MonitorSnapshot snapshot = Sample();
   snapshot.rows.assign(32, snapshot.rows[0]);
@@ -81,9 +95,8 @@ TEST(Screen, SendsOnlyWhatChanged) {
             "\x1b[2J\x1b[1;1Htop\x1b[K\x1b[2;1H\x1b[7mrow\x1b[0m\x1b[K\x1b[3;1Hfull!");
   EXPECT_EQ(screen.Update(drawing, size), "");
   drawing.lines[0] = "new";
-  EXPECT_EQ(screen.Update(drawing, size), "\x1b[1;1Hnew\x1b[K");
   drawing.selectedLine = Drawing::kNoLine;
-  EXPECT_EQ(screen.Update(drawing, size), "\x1b[2;1Hrow\x1b[K");
+  EXPECT_EQ(screen.Update(drawing, size), "\x1b[1;1Hnew\x1b[K\x1b[2;1Hrow\x1b[K");
   EXPECT_THAT(screen.Update(drawing, {6, 3}), testing::HasSubstr("\x1b[2J\x1b[1;1Hnew"));
 }
 

@@ -3,8 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/persistable.hpp"
-#include "server/settings_file.hpp"
 #include "tests/tools/scale_tool_fixture.hpp"
 #include "tools/tarnscale/show_text.hpp"
 
@@ -14,12 +12,6 @@ namespace {
 using Json = nlohmann::json;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
-
-/// An object of a class that this version does not have.
-class Stranger final : public Persistable {
- public:
-  std::string_view ClassName() const override { return "StrangeScale"; }
-};
 
 class ScaleFileTest : public ScaleToolFixture {
  protected:
@@ -52,19 +44,15 @@ TEST_F(ScaleFileTest, AScaleIsConfiguredWhenAnySettingDiffersFromANewOne) {
 }
 
 TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
-  ScaleFile missing(host, "my plant.scl");
-  EXPECT_THAT([&] { missing.Load(); },
-              ThrowsMessage<Failure>(HasSubstr("no settings file 'my plant.scl': create one with: "
-                                               "tarnscale set \"my plant.scl\" 1 alias=")));
-  EXPECT_TRUE(host.files.contents.empty());
   host.files.contents[kFile] = "something else";
   EXPECT_THAT([&] { Set(1, {"alias=x"}); },
               ThrowsMessage<Failure>(HasSubstr("Not a settings file")));
 
-  PropertyBag bag;
-  WriteObject(bag, "Scale5", Stranger());
-  WriteSettingsFile(host.files, kFile, bag);
-  const std::string before = host.files.contents[kFile];
+  host.files.contents.clear();
+  Set(5, {"protocol=mira"});
+  std::string& content = host.files.contents[kFile];
+  content.replace(content.find("MiraProtocol"), 4, "Xira");
+  const std::string before = content;
   for (const int number : {1, 5}) {
     EXPECT_THAT([&] { Set(number, {"alias=x"}); },
                 ThrowsMessage<Failure>(HasSubstr("'plant.scl' is damaged: entry of scale 5")));
@@ -82,16 +70,16 @@ TEST_F(ScaleFileTest, WhatCannotBeReadOrWrittenSaysSoAndIsNeverOverwritten) {
 TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
   Set(1, {"enabled=no"});
   EXPECT_THAT(Shown(), HasSubstr("no scale of 'plant.scl' is set up"));
-  Set(3, {"alias=Line \x1b[2J3", "connection=serial", "port=2", "stopbits=1.5", "rate=0.5",
-          "protocol=continuous", "type=short"});
+  Set(3, {"alias=Line \x1b[2J3", "connection=serial", "port=2", "baud=38400", "parity=odd",
+          "stopbits=1.5", "rate=0.5", "protocol=continuous", "type=short"});
   EXPECT_EQ(Shown(),
-            "Scale 3: COM2 9600,e,7,1.5, continuous short\n  alias=\"Line ?[2J3\"\n  enabled=no\n"
-            "  timeout=0\n  corrected=no\n  connection=serial\n  port=2\n  baud=9600\n"
-            "  parity=even\n  databits=7\n  stopbits=1.5\n  bidirectional=no\n  reconnect=no\n"
+            "Scale 3: COM2 38400,o,7,1.5, continuous short\n  alias=\"Line ?[2J3\"\n  enabled=no\n"
+            "  timeout=0\n  corrected=no\n  connection=serial\n  port=2\n  baud=38400\n"
+            "  parity=odd\n  databits=7\n  stopbits=1.5\n  bidirectional=no\n  reconnect=no\n"
             "  protocol=continuous\n  type=short\n");
   EXPECT_EQ(ShownJson()[0].dump(),
-            R"({"alias":"Line \u001b[2J3","connection":{"baud":9600,"bidirectional":false,)"
-            R"("class":"SerialConnection","databits":7,"device":"","parity":"even","port":2,)"
+            R"({"alias":"Line \u001b[2J3","connection":{"baud":38400,"bidirectional":false,)"
+            R"("class":"SerialConnection","databits":7,"device":"","parity":"odd","port":2,)"
             R"("reconnect":false,"stopbits":1.5},"corrected":false,"enabled":false,)"
             R"("protocol":{"class":"TarnContinuousProtocol","type":"short"},"rate":0.5,)"
             R"("scale":3,"timeout":0})");

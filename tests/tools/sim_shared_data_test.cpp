@@ -135,18 +135,11 @@ TEST_F(SharedDataTerminals, AnswersReadsAndWritesOfItsVariables) {
   const auto write = [this](const char* name, const std::string& data) {
     EXPECT_EQ(Ask(name, 0x10, data), "") << name;
   };
-  EXPECT_EQ(Ask("_sbfl"), "\x00\x02\x00"s);
   EXPECT_EQ(Ask("wt201") + Ask("wt203"), "       12.50\0kg \0"s);
-  write("bas13", Hex("0000000000000440"));  // 2.5
-  write("bas13", Hex("000000000000f87f"));  // no number
-  write("bas13", "short");
-  EXPECT_EQ(Ask("ws202") + Ask("wt202"), "        2.50\0       10.00\0"s);
-  write("t_6a1", "0");
-  EXPECT_EQ(Ask("ws202"), "        2.50\0"s);
-  write("t_6a1", "1");
-  EXPECT_EQ(Ask("ws202"), "        0.00\0"s);
-  write("t_6a2", "\x01");  // print shows in two reads
-  for (const int second : {0x12, 0x12, 0x02}) EXPECT_EQ(Ask("_sbfl")[1], second);
+  for (const std::string& tare : {Hex("0000000000000440"), Hex("000000000000f87f"), "short"s}) {
+    write("bas13", tare);  // 2.5, and what is no number
+    EXPECT_EQ(Ask("wt202"), "       10.00\0"s);
+  }
   write("pcl01", Hex("07000000"));
   EXPECT_EQ(Ask("pcl01"), Hex("07000000"));
   for (const char* name : {"quiet", "nosuch", ""}) EXPECT_EQ(Ask(name), "0 replies") << name;
@@ -182,7 +175,7 @@ TEST_F(SharedDataTerminals, SpoilsItsRepliesOnRequest) {
   }
 }
 
-TEST_F(SharedDataTerminals, SpoilsTheOrderOfItsRepliesByChance) {
+TEST_F(SharedDataTerminals, AReplyComesBehindTheNextOneOrInFrontOfItInOneDatagram) {
   const std::size_t length = Reply("/k5/pcl01", Hex("05000000")).size();
   for (const ReplyFaults& faults : {ReplyFaults{.reordered = 0.5}, ReplyFaults{.joined = 0.5}}) {
     Start(faults);
@@ -193,20 +186,10 @@ TEST_F(SharedDataTerminals, SpoilsTheOrderOfItsRepliesByChance) {
       const bool pair = answers.size() == 2 || (answers.size() == 1 && answers[0].size() > length);
       if (!pair) continue;
       ++found;
-      // Behind the next reply, or in front of it in the same datagram.
       EXPECT_EQ(answers[0].substr(8, 5) == name, faults.reordered > 0);
     }
     EXPECT_GT(found, 5);
   }
-  Start({.malformed = 1});
-  int noise = 0;
-  for (int i = 0; i < 40; ++i) {
-    Send("pcl01", 0x20, "");
-    ASSERT_EQ(answers.size(), 1U);
-    noise += answers[0].size() == length ? 1 : 0;
-  }
-  EXPECT_GT(noise, 5);
-  EXPECT_LT(noise, 35);
 }
 
 }  // namespace

@@ -1,24 +1,16 @@
-// Simulated terminals on their lines, and the simulation that runs them.
+// Simulated terminals on their lines: what the server on the other end would not notice.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/serial_settings.hpp"
-#include "tests/fakes/fake_host.hpp"
-#include "tests/support/error_of.hpp"
 #include "tools/tarnsim/continuous_terminal.hpp"
-#include "tools/tarnsim/fixed_terminal.hpp"
 #include "tools/tarnsim/mira_terminal.hpp"
 #include "tools/tarnsim/paced_line.hpp"
-#include "tools/tarnsim/simulation.hpp"
-#include "tools/tarnsim/template_terminal.hpp"
 
 namespace tarn::sim {
 namespace {
@@ -30,11 +22,7 @@ inline const Graduation kHundredKilograms = MakeGraduation(100, 0.01, {});
 
 class SimulatedLine final : public TerminalLine {
  public:
-  void Attach() override {
-    ++attachTries;
-    if (failAttach) throw *failAttach;
-    attached = true;
-  }
+  void Attach() override { attached = true; }
   void Detach() override { attached = false; }
   bool IsAttached() const override { return attached; }
   std::size_t Write(std::string_view bytes) override {
@@ -49,8 +37,6 @@ class SimulatedLine final : public TerminalLine {
   }
 
   bool attached = true;
-  int attachTries = 0;
-  std::optional<AutomationError> failAttach;
   std::vector<std::string> pieces;
 };
 
@@ -59,7 +45,6 @@ struct Surroundings {
   std::string script{};
   FaultOptions faults{};
   std::string settings = "115200,n,8,1";
-  Pace pace = Pace::Pieces;
 };
 
 /// A terminal on such a line, with a clock that the test turns.
@@ -72,12 +57,12 @@ struct Bench {
                                              ParseLoadScript(around.script), LoadModel::Options{}),
                  std::make_unique<PacedLine>(std::unique_ptr<TerminalLine>(line),
                                              ParseSerialSettings(around.settings).CharacterTime(),
-                                             around.pace, FaultInjector(around.faults, 7, 1))) {}
+                                             Pace::Pieces, FaultInjector(around.faults, 7, 1))) {}
 
   /// Returns what is sent from now until then.
-  std::string SentUntil(double until, double tick = 10) {
+  std::string SentUntil(double until) {
     line->pieces.clear();
-    for (; now + tick <= until; now += tick) terminal.Tick(now + tick);
+    for (; now + 10 <= until; now += 10) terminal.Tick(now + 10);
     return line->Written();
   }
   std::string Ask(const std::string& command) {
@@ -92,29 +77,6 @@ struct Bench {
 
 /// Frames of 17 characters; each takes 19.5 ms at 9600 bits per second.
 const ContinuousLayout kFrames{.checksum = false, .graduation = kHundredKilograms};
-
-int PrintRequests(const std::string& frames) {
-  int count = 0;
-  for (std::size_t i = 0; i + 17 <= frames.size(); i += 17) count += frames[i + 3] >> 3 & 1;
-  return count;
-}
-
-TEST(ContinuousTerminal, SendsWholeFramesAtItsRate) {
-  const std::string frame = "\x02,0 000000000000\r";
-  for (const Pace pace : {Pace::Pieces, Pace::Characters}) {
-    const bool inPieces = pace == Pace::Pieces;
-    Bench<ContinuousTerminal> bench({.layout = kFrames, .firstFrame = 37},
-                                    {.settings = "9600,e,7,2", .pace = pace});
-    std::string expected;
-    for (int i = 0; i < 100; ++i) expected += frame;
-    EXPECT_EQ(bench.SentUntil(10'000, inPieces ? 10 : 1), expected);
-    for (const std::string& piece : bench.line->pieces) ASSERT_LE(piece.size(), inPieces ? 9 : 1);
-  }
-  // Of frames that are due every 10 ms and take 19.5 ms, every second one goes out.
-  Bench<ContinuousTerminal> crowded({.layout = kFrames, .framePeriod = 10},
-                                    {.settings = "9600,e,7,2"});
-  EXPECT_NEAR(static_cast<double>(crowded.SentUntil(30'000).size()), 1500 * 17, 17);
-}
 
 TEST(ContinuousTerminal, SaturatesTheLineAndSendsLittleOfWhatItMissedWhenHeldUp) {
   Bench<ContinuousTerminal> bench({.layout = kFrames, .framePeriod = 0},
@@ -133,23 +95,7 @@ TEST(ContinuousTerminal, SaturatesTheLineAndSendsLittleOfWhatItMissedWhenHeldUp)
   EXPECT_NEAR(frames, 115'200 / 10 / 17, 2) << "it does not spin";
 }
 
-TEST(ContinuousTerminal, TakesCommandsInAnyPiecesAndRequestsPrints) {
-  Bench<ContinuousTerminal> bench({.layout = kFrames, .printEvery = 2000, .printFrames = 3},
-                                  {.script = "load 50"});
-  EXPECT_EQ(PrintRequests(bench.SentUntil(1900)), 0);
-  EXPECT_EQ(PrintRequests(bench.SentUntil(9000)), 12);
-  for (const char* piece : {"1", "2.", "5", "T", "P"}) bench.line->Received.Raise(piece);
-  const std::string frames = bench.SentUntil(9900);
-  EXPECT_EQ(PrintRequests(frames), 3);
-  EXPECT_TRUE(frames.ends_with("\x02,1 003750001250\r"));
-}
-
-TEST(ContinuousTerminal, FallsSilentAndVanishesBySchedule) {
-  Bench<ContinuousTerminal> quiet({.layout = kFrames}, {.faults = {.silent = {2000, 500}}});
-  quiet.SentUntil(2000);
-  EXPECT_EQ(quiet.SentUntil(2490), "");
-  EXPECT_EQ(quiet.SentUntil(3000).size(), 5 * 17U);
-
+TEST(ContinuousTerminal, VanishesBySchedule) {
   // One frame is on its way when the line goes.
   Bench<ContinuousTerminal> gone({.layout = kFrames, .firstFrame = 85},
                                  {.faults = {.vanished = {2000, 500}}, .settings = "9600,e,7,2"});
@@ -157,27 +103,6 @@ TEST(ContinuousTerminal, FallsSilentAndVanishesBySchedule) {
   EXPECT_FALSE(gone.line->attached);
   EXPECT_EQ(gone.SentUntil(2490), "");
   EXPECT_THAT(gone.SentUntil(2700), StartsWith("\x02")) << "a whole frame";
-
-  // Next time it cannot come back at first, and tries once a second.
-  gone.SentUntil(4400);
-  gone.line->attachTries = 0;
-  gone.line->failAttach = AutomationError(ErrorNumber::PathFileAccess, "taken");
-  for (double now = 4500; now < 5600; now += 10) {
-    ErrorOf([&] { gone.terminal.Tick(now); });
-    EXPECT_FALSE(gone.line->attached);
-  }
-  EXPECT_EQ(gone.line->attachTries, 2);
-  gone.line->failAttach.reset();
-  gone.terminal.Tick(6600);
-  EXPECT_TRUE(gone.line->attached);
-}
-
-TEST(FixedTerminal, SendsOnceForEachEnquiry) {
-  Bench<FixedTerminal> polled({.frame = {FixedLayout::Wi120, Units::Kilogram, kHundredKilograms}},
-                              {.script = "load 12.5"});
-  EXPECT_EQ(polled.SentUntil(5000), "");
-  EXPECT_EQ(polled.Ask("x\x05"), "   12.50 kg    \r\n");
-  EXPECT_EQ(polled.Ask("\x05\x05"), "   12.50 kg    \r\n") << "the second came before the answer";
 }
 
 /// A text with ";" for the end of each line.
@@ -211,109 +136,9 @@ TEST(MiraTerminal, AnswersEachCommand) {
     if (c.load != inMotion) continue;
     EXPECT_THAT(bench.Ask("SI\r\n"), StartsWith("S D "));
   }
-  Bench<MiraTerminal> repeating({.graduation = kHundredKilograms, .decimalPoint = ','},
-                                {.script = "load 12.5"});
-  repeating.SentUntil(5000);
-  repeating.line->Received.Raise("SIR\r\n");
-  EXPECT_EQ(repeating.SentUntil(6050).size(), 11 * Lines("S S      12,50 kg;").size());
-  EXPECT_EQ(repeating.Ask("Z\r\n"), "Z +\r\n");
-  EXPECT_EQ(repeating.SentUntil(7000), "");
-}
-
-TEST(MiraTerminal, IsBusyOrMishearsByChance) {
   Bench<MiraTerminal> busy({.graduation = kHundredKilograms, .busy = 1}, {.script = "load 12.5"});
   busy.SentUntil(3000);
   EXPECT_EQ(busy.Ask(Lines("SI;SIR;Z;T;TA 1;@;")), Lines("S I;S I;Z I;T I;TA I;I4 I;"));
-  Bench<MiraTerminal> deaf({.graduation = kHundredKilograms, .errors = 1});
-  EXPECT_EQ(deaf.Ask("T\r\n"), "ET\r\n");
-  Bench<MiraTerminal> silent({.graduation = kHundredKilograms}, {.faults = {.silence = 1}});
-  std::size_t longest = 0;
-  const Subscription notes = silent.terminal.Noted.Subscribe(
-      [&](std::string_view note) { longest = std::max(longest, note.size()); });
-  EXPECT_EQ(silent.Ask("SIR\r\n" + std::string(100'000, 'x') + "\r\n"), "");
-  EXPECT_LT(longest, 60U) << "a command is kept only to its longest";
-}
-
-TEST(TemplateTerminal, PrintsByItselfAndOnDemand) {
-  TemplateTerminal::Options options;
-  options.demand = "\x05P";
-  options.printEvery = 1000;
-  options.layout.fields = ParseRecordFields("number,units");
-  Bench<TemplateTerminal> bench(options);
-  EXPECT_EQ(bench.SentUntil(2500), "1,kg\r\n2,kg\r\n");
-  for (const char* piece : {"P\x05", "P\x05P\x05\x05", "x"}) bench.line->Received.Raise(piece);
-  EXPECT_EQ(bench.SentUntil(2900), "3,kg\r\n4,kg\r\n");
-  for (int i = 0; i < 1000; ++i) bench.terminal.Press({TerminalCommand::Key::Print});
-  EXPECT_LE(bench.SentUntil(2990).size(), 130 * 8U) << "the rest is refused";
-
-  options.demand = "";
-  options.fieldDelay = 300;
-  options.keepAlive = 600;
-  Bench<TemplateTerminal> slow(options);
-  EXPECT_EQ(slow.SentUntil(1280), "!!I'm Alive!!1,!!I'm Alive!!");
-  slow.line->Received.Raise("anything");  // nothing demands a record
-  EXPECT_EQ(slow.SentUntil(1600), "kg\r\n");
-}
-
-class QuietConsole final : public Console {
- public:
-  bool IsTerminal() const override { return false; }
-  Size ScreenSize() const override { return {}; }
-  void ReadKeys() override {}
-  void GuardScreen(std::string_view) override {}
-  void LeaveNow() override {}
-  void WatchInputEnd() override {}
-  void Write(std::string_view) override {}
-};
-
-class CountingTerminal final : public Terminal {
- public:
-  void Tick(double now) override {
-    lastTick = now;
-    ++ticks;
-    if (broken) throw AutomationError(ErrorNumber::DeviceInputOutput, "the line broke");
-  }
-  void Press(const TerminalCommand& command) override { keys.push_back(command); }
-
-  bool broken = false;
-  int ticks = 0;
-  double lastTick = 0;
-  std::vector<TerminalCommand> keys;
-};
-
-TEST(Simulation, RunsForItsTimeDespiteABrokenLineAndEndsWhenItIsAskedTo) {
-  FakeHost host;
-  QuietConsole console;
-  const std::function<void()> ends[] = {
-      [] {}, [&] { console.Interrupted.Raise(); }, [&] { console.InputEnded.Raise(); },
-      [&] { console.KeyPressed.Raise(Console::Key::Character, 'q'); }};
-  host.loop.ComeLate(5000);  // its time begins with Run
-  for (const auto& end : ends) {
-    Simulation simulation(host, console, {.tick = 10, .runFor = 1000, .endWithInput = true});
-    CountingTerminal* terminals[2];
-    for (auto& terminal : terminals) {
-      terminal = new CountingTerminal;
-      simulation.Add(std::unique_ptr<Terminal>(terminal));
-    }
-    terminals[0]->broken = true;
-    const auto timer = host.loop.CreateTimer();
-    const Subscription tick = timer->Tick.Subscribe([&] {
-      timer->Enabled(false);
-      console.KeyPressed.Raise(Console::Key::Up, 0);
-      for (const char key : {'x', 'p'}) console.KeyPressed.Raise(Console::Key::Character, key);
-      end();
-    });
-    timer->Interval(55);
-    timer->Enabled(true);
-    simulation.Run();
-    for (const CountingTerminal* terminal : terminals) {
-      const bool toItsEnd = &end == &ends[0];
-      EXPECT_EQ(terminal->ticks, toItsEnd ? 99 : 5);
-      EXPECT_EQ(terminal->lastTick, toItsEnd ? 990 : 50);
-      EXPECT_EQ(terminal->keys, std::vector<TerminalCommand>{{TerminalCommand::Key::Print}});
-    }
-  }
-  EXPECT_EQ(host.traces, std::vector<std::string>{"the line broke"});
 }
 
 }  // namespace
