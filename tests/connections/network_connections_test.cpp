@@ -93,25 +93,20 @@ TEST_F(EthernetTest, DatagramsOfAnotherSenderCountUnlessTheSenderIsChecked) {
   socket->names["terminal-7"] = 0x0A000007;
   int arrived = 0;
   const auto onArrival = socket->DataArrival.Subscribe([&](std::int32_t) { ++arrived; });
-  const struct {
-    const char* address;
-    bool checked;
-    std::uint32_t sender;
-    int counts;
-  } cases[] = {{"10.0.0.5", false, 0x0A000006, 1},  {"10.0.0.5", true, 0x0A000006, 0},
-               {"10.0.0.5", true, 0x0A000005, 1},   {"terminal-7", true, 0x0A000007, 1},
-               {"terminal-7", true, 0x0A000005, 0}, {"terminal-8", true, 0x0A000008, 0},
-               {"0.0.0.0", true, 0x7F000001, 0},    {"0.0.0.0", false, 0x7F000001, 1}};
-  for (const auto& c : cases) {
-    ethernet->IPAddress(c.address);
-    ethernet->CheckSender(c.checked);
+  const std::tuple<const char*, bool, std::uint32_t, int> cases[] = {
+      {"10.0.0.5", false, 0x0A000006, 1},  {"10.0.0.5", true, 0x0A000006, 0},
+      {"10.0.0.5", true, 0x0A000005, 1},   {"terminal-7", true, 0x0A000007, 1},
+      {"terminal-7", true, 0x0A000005, 0}, {"terminal-8", true, 0x0A000008, 0},
+      {"0.0.0.0", true, 0x7F000001, 0},    {"0.0.0.0", false, 0x7F000001, 1}};
+  for (const auto& [address, checked, sender, counts] : cases) {
+    ethernet->IPAddress(address);
+    ethernet->CheckSender(checked);
     ethernet->Connect();
     socket->SendData("?");
     host.loop.RunPending();
-    arrived = 0;
-    socket->sender.ip = c.sender;
+    socket->sender.ip = sender;
     socket->Deliver("!");
-    EXPECT_EQ(arrived, c.counts) << c.address << c.sender;
+    EXPECT_EQ(std::exchange(arrived, 0), counts) << address << sender;
   }
   EXPECT_EQ(host.traces.front(), "Scale 5 (Scale x): a datagram of another sender does not count");
 }

@@ -66,6 +66,9 @@ TEST_F(ReadingConditionTest, AReadingGoesStaleAfterTheTimeOutAndItsAgeCountsFrom
   scale->Disabled(true);
   host.loop.Advance(200);
   EXPECT_EQ(Changes(), (Changed{"stale NoByte", "off Stopped", "off Disabled"}));
+  scale.reset();  // a client may hold the condition longer
+  host.loop.Advance(1000);
+  EXPECT_EQ(Counters().frames, 1U);
 }
 
 TEST_F(ReadingConditionTest, WithoutATimeOutTheUsualIntervalDecidesAndAPauseIsNone) {
@@ -132,7 +135,6 @@ TEST_F(ReadingConditionTest, ErrorsOfThePortSayMoreThanTheBytes) {
   EXPECT_THAT(hint(), HasSubstr("parity errors"));
   line.Count({.framing = 2});
   EXPECT_THAT(hint(), HasSubstr("framing errors: another speed"));
-  EXPECT_EQ(line.total.parityErrors + line.total.framingErrors, 3U);
   ++line.total.frames;
   line.Count({});
   EXPECT_EQ(hint(), "");
@@ -247,15 +249,6 @@ TEST_F(ReadingConditionTest, CountersCountWhereTheThingHappens) {
   host.loop.Advance(60'000);
   EXPECT_EQ(Counters().rejectedTimeout, 1U);
   EXPECT_EQ(Changes(), Changed{"error RecordIncomplete"}) << "until the next record";
-}
-
-TEST_F(ReadingConditionTest, OutlivesItsScale) {
-  Start("TarnContinuousProtocol", ProtocolType::TarnContinuousStandard);
-  Deliver(kStandard);
-  scale.reset();
-  host.loop.Advance(1000);
-  EXPECT_EQ(Changes(), (Changed{"good None", "off Stopped"}));
-  EXPECT_EQ(Counters().frames, 1U);
 }
 
 }  // namespace

@@ -201,11 +201,10 @@ TEST_F(Settings, WildValuesAreBoundedOrRefused) {
   PropertyBag wild;
   wild.WriteInteger("NumFields", 99, 0);
   const auto bounded = NewObject<TarnRecordTemplateConfig>(*site, "TarnRecordTemplateConfig");
-  std::string events;
-  const auto watch = bounded->ConfigChanged.Subscribe([&] { events += "Changed "; });
+  EventRecorder events;
+  events.Add(bounded->ConfigChanged, "Changed");
   bounded->ReadProperties(wild);
-  EXPECT_EQ(events, "Changed ");
-  EXPECT_EQ(bounded->NumFields(), 20);
+  EXPECT_EQ(events.Take() + std::to_string(bounded->NumFields()), "Changed20");
 
   for (const auto& [name, error] : {std::pair{"FutureConnection", 429}, {"NoProtocol", 13}}) {
     PropertyBag wrong;

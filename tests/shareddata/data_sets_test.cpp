@@ -200,20 +200,21 @@ TEST_F(DataSets, LoadCellDiagnosticsReadWhatTheUserNames) {
 
   TarnOrbixDiagData data;
   Watch(data);
-  const auto tag = [](std::string_view index) {
-    auto made = TagNamed("any");
-    made->EasyIndex(std::string(index));
-    return made;
-  };
+  const auto tag = TagNamed("any");
   Bytes bytes{1, 0, 7};
   bytes.resize(24);
-  data.SetCharArrayData(bytes, 3, tag(TarnOrbixDiagConfig::kErrorNumbers));
-  data.SetCharArrayData(bytes, 2, tag(TarnOrbixDiagConfig::kOverloadStatus));
-  EXPECT_EQ(events.Take(), "");
-  data.SetCharArrayData(bytes, 24, tag(TarnOrbixDiagConfig::kScanTable));
-  EXPECT_EQ(events.Take(), "Config");
-  data.SetLongData(99, 23, tag(TarnOrbixDiagConfig::kCounts));
-  EXPECT_EQ(ErrorOf([&] { data.SetLongData(1, 24, tag(TarnOrbixDiagConfig::kCounts)); }), 9);
+  const std::tuple<std::string_view, std::int16_t, const char*> arrays[] = {
+      {TarnOrbixDiagConfig::kErrorNumbers, 3, ""},
+      {TarnOrbixDiagConfig::kOverloadStatus, 2, ""},
+      {TarnOrbixDiagConfig::kScanTable, 24, "Config"}};
+  for (const auto& [index, length, raised] : arrays) {
+    tag->EasyIndex(std::string(index));
+    data.SetCharArrayData(bytes, length, tag);
+    EXPECT_EQ(events.Take(), raised);
+  }
+  tag->EasyIndex(std::string(TarnOrbixDiagConfig::kCounts));
+  data.SetLongData(99, 23, tag);
+  EXPECT_EQ(ErrorOf([&] { data.SetLongData(1, 24, tag); }), 9);
   EXPECT_EQ(data.CellErrorNumber(3), 7);
   EXPECT_EQ(data.CellOverloadStatus(3), 0);
   EXPECT_EQ(data.NumberActiveCells(), 2);

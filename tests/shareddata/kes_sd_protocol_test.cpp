@@ -76,21 +76,6 @@ TEST_F(SharedData, FailuresOfTheSocketReachCommandsAndAreTracedElsewhere) {
   EXPECT_TRUE(host.traces.empty());
 }
 
-TEST_F(SharedData, ALineThatWasReplacedIsReadNoMore) {
-  for (const char* reply : {"_safl", "wt101", "wt102", "ws102", "wt103"}) {
-    socket->Deliver(Reply("/k1/" + std::string(reply), "\x20\x02"));
-  }
-  EXPECT_TRUE(scale->ActivityLED());
-  EventRecorder recorder;
-  scale->Connection(NewEthernet(""));
-  EXPECT_EQ(socket->State(), SocketState::Closed);
-  scale->RunScale();
-  recorder.Watch(*scale);
-  socket->Bind(1701);  // as a client may that holds it
-  socket->Deliver(Reply("/k1/wt103", "lb"));
-  EXPECT_EQ(recorder.Take(), "");
-}
-
 TEST_F(SharedData, OnTheTerminalNetworkNoWeightIsPublished) {
   socket->Deliver(Reply("/k1/wt101", "a gross weight of the line before"));
   const auto network = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
