@@ -2,16 +2,15 @@
 // ones.
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "connections/arcnet_connection.hpp"
-#include "protocols/record_layout.hpp"
 #include "protocols/template_protocol.hpp"
 #include "shareddata/kes_sd_protocol.hpp"
 #include "shareddata/tag_messages.hpp"
 #include "tests/support/scale_fixture.hpp"
+#include "tests/support/shared_data.hpp"
 
 namespace tarn {
 namespace {
@@ -30,56 +29,31 @@ TEST_F(CorrectedReadings, OfSerialFrames) {
   const std::string error = "Error|Error|Error";
   const std::string net = "*******|*******|";
   const struct {
-    const char* protocol;
     int type;
     std::string frame;
     std::string published;
     std::string corrected;
   } cases[] = {
       // A negative gross, one of seven digits, and code 7's tare under weights of both signs.
-      {"TarnContinuousProtocol", 1,
-       "\x02\x2B\x32\x20"
-       "012345"
-       "000000"
-       "\r",
-       "-123.5|0.0|-1234.5 kg", "-1234.5|0.0|-1234.5 kg"},
-      {"TarnContinuousProtocol", 1,
-       "\x02\x2D\x30\x20"
-       "999999"
-       "999999"
-       "\r",
-       "199.998|999.999|999.999 kg", "1999.998|999.999|999.999 kg"},
-      {"TarnContinuousProtocol", 2,
-       "\x02\x2F\x30\x20"
-       "000500"
-       "150000"
-       "\r",
-       "1.50500|0.50000|0.00500 kg", "1.50500|1.50000|0.00500 kg"},
-      {"TarnContinuousProtocol", 3,
-       "\x02\x2F\x32\x20"
-       "000050"
-       "000100"
-       "\r",
-       "0.00050|-0.00100|-0.00050 kg", "0.00050|0.00100|-0.00050 kg"},
-      {"TarnContinuousProtocol", 4,
-       "\x02\x2B\x32\x20"
-       "012345"
-       "\r",
-       net + "-1234.5 kg", net + "-1234.5 kg"},
+      {1, "\x02+2 012345000000\r", "-123.5|0.0|-1234.5 kg", "-1234.5|0.0|-1234.5 kg"},
+      {1, "\x02-0 999999999999\r", "199.998|999.999|999.999 kg", "1999.998|999.999|999.999 kg"},
+      {2, "\x02/0 000500150000\r", "1.50500|0.50000|0.00500 kg", "1.50500|1.50000|0.00500 kg"},
+      {3, "\x02/2 000050000100\r", "0.00050|-0.00100|-0.00050 kg", "0.00050|0.00100|-0.00050 kg"},
+      {4, "\x02+2 012345\r", net + "-1234.5 kg", net + "-1234.5 kg"},
       // The frames that end in no data, the sign that is read twice, and the unit of one letter.
-      {"GenericProtocol", 24, "\r-12.50  ckg    \x03", error + "  E", "*******||******* "},
-      {"GenericProtocol", 24, "\r-12.50  nkg    \x03", error + " kg E", net + "-12.50 kg"},
-      {"GenericProtocol", 24, "\r 12.50  nkg    \x03", error + " kg E", net + "12.50 kg"},
-      {"GenericProtocol", 25, "   123.4 kg  g\r\n", error + " kg E", net + "123.4 kg"},
-      {"GenericProtocol", 26, "\x02M    123.4 kg        \r\n", error + " kg E", net + "123.4 kg"},
-      {"GenericProtocol", 27, "\x02- 12.50L  G\r\n", error + "  E", net + "-12.50 lb"},
-      {"GenericProtocol", 27, "\x02  12.50k  G\r\n", error + "  E", net + "12.50 kg"},
-      {"GenericProtocol", 28, "  -12.50 lb   \r\n", error + " lb E", net + "-12.50 lb"},
-      {"GenericProtocol", 28, "\r\n", error + "  E", error + "  E"},
+      {24, "\r-12.50  ckg    \x03", error + "  E", "*******||******* "},
+      {24, "\r-12.50  nkg    \x03", error + " kg E", net + "-12.50 kg"},
+      {24, "\r 12.50  nkg    \x03", error + " kg E", net + "12.50 kg"},
+      {25, "   123.4 kg  g\r\n", error + " kg E", net + "123.4 kg"},
+      {26, "\x02M    123.4 kg        \r\n", error + " kg E", net + "123.4 kg"},
+      {27, "\x02- 12.50L  G\r\n", error + "  E", net + "-12.50 lb"},
+      {27, "\x02  12.50k  G\r\n", error + "  E", net + "12.50 kg"},
+      {28, "  -12.50 lb   \r\n", error + " lb E", net + "-12.50 lb"},
+      {28, "\r\n", error + "  E", error + "  E"},
   };
   for (const auto& c : cases) {
     for (const bool correct : {false, true}) {
-      const auto scale = NewSerialScale(c.protocol);
+      const auto scale = NewSerialScale(c.type < 6 ? "TarnContinuousProtocol" : "GenericProtocol");
       scale->Protocol()->pType(ProtocolType{c.type});
       scale->CorrectReadings(correct);
       scale->UpdateRate(0);
@@ -102,10 +76,10 @@ TEST_F(CorrectedReadings, OfRecords) {
     std::string published;
     std::string corrected;
   } cases[] = {
-      {{"1,2\r\n3,4,5\r\n"}, "1,2\r\n3,4; ", "1,2; 3,4,5; "},
-      {{"1,2,3\r\n4,5,6\r\n"}, "1,2,3\r\n4; ", "1,2,3; 4,5,6; "},
-      {{"1,2,3,\r\n", "4,5,6,\r", "\n"}, "1,2,3; \r\n4,5,6; ,; ", "1,2,3; 4,5,6; "},
-      {{"1,2,3,4,5,6,7"}, "1,2,3; ", "1,2,3; 4,5,6; "},
+      {{"1,2\r\n3,4,5\r\n"}, "1|2\r\n3|4; ", "1|2|; 3|4|5; "},
+      {{"1,2,3\r\n4,5,6\r\n"}, "1|2|3\r\n4; ", "1|2|3; 4|5|6; "},
+      {{"1,2,3,\r\n", "4,5,6,\r", "\n"}, "1|2|3; \r\n4|5|6; ||; ", "1|2|3; 4|5|6; "},
+      {{"1,2,3,4,5,6,7"}, "1|2|3; ", "1|2|3; 4|5|6; "},
   };
   for (const auto& c : cases) {
     for (const bool correct : {false, true}) {
@@ -119,9 +93,7 @@ TEST_F(CorrectedReadings, OfRecords) {
       std::string records;
       const auto data = scale->TarnRecordTemplateData();
       const auto filed = data->NewDataReady.Subscribe([&] {
-        records += data->FieldData(1) + "," + data->FieldData(2);
-        if (!data->FieldData(3).empty()) records += "," + data->FieldData(3);
-        records += "; ";
+        records += data->FieldData(1) + "|" + data->FieldData(2) + "|" + data->FieldData(3) + "; ";
         data->ClearFields();
       });
       for (const std::string& piece : c.pieces) Port().Deliver(piece);
@@ -140,7 +112,6 @@ TEST_F(CorrectedReadings, OverTheTerminalNetwork) {
                                     {"/a12/wt102", "10.0"},
                                     {"/a12/ws102", "2.5"},
                                     {"/a12/wt103", "kg"}};
-  std::vector<std::shared_ptr<TarnScale>> scales;
   const auto registrations = [&] {
     std::string text;
     for (const auto& call : std::exchange(host.terminalNetwork.calls, {})) {
@@ -148,8 +119,8 @@ TEST_F(CorrectedReadings, OverTheTerminalNetwork) {
     }
     return text;
   };
-  for (const std::int16_t number : {std::int16_t{1}, std::int16_t{2}}) {
-    const auto scale = scales.emplace_back(NewScale(number));
+  const auto make = [this](std::int16_t number) {
+    auto scale = NewScale(number);
     scale->CorrectReadings(true);
     const auto network = NewObject<ArcNetConnection>(*site, "ArcNetConnection");
     network->Cluster("A");
@@ -159,31 +130,30 @@ TEST_F(CorrectedReadings, OverTheTerminalNetwork) {
     protocol->scaleNum("A");
     scale->Protocol(protocol);
     scale->Disabled(false);
-  }
+    return scale;
+  };
+  const auto first = make(1);
+  const auto second = make(2);
   registrations();
-  for (const auto& scale : scales) scale->RunScale();
+  first->RunScale();
+  second->RunScale();
   host.loop.Advance(100);
-  EXPECT_EQ(ReadingOf(*scales[1]), "12.5|2.5|10.0 kg");
-  scales[0]->RunScale();
-  scales[0]->StopScale();
-  scales[0]->StopScale();
+  EXPECT_EQ(ReadingOf(*second), "12.5|2.5|10.0 kg");
+  first->RunScale();
+  first->StopScale();
+  first->StopScale();
   EXPECT_EQ(registrations(), "R") << "once each, however often it starts and stops";
-  scales[1]->Connection(nullptr);
+  second->Connection(nullptr);
   EXPECT_EQ(registrations(), "C") << "one that is replaced counts no more";
-  scales[0]->RunScale();
-  scales[0]->CorrectReadings(false);
+  first->RunScale();
+  first->CorrectReadings(false);
   EXPECT_EQ(registrations(), "RC");
-  EXPECT_EQ(host.terminalNetwork.calls.size(), 0U);
 }
 
 TEST_F(CorrectedReadings, OfAnUnsignedLong) {
   const std::string high("\x01\0\0\x80", 4);
-  MessageHeaderStruct header;
-  header.length[0] = 4;
   KesMessage message(host.locale);
-  std::string reply(reinterpret_cast<const char*>(&header), kMessageHeaderLength);
-  reply += high;
-  message.LoadReply(reply, static_cast<std::int32_t>(reply.size()));
+  message.LoadReply(Reply("/k1/abc", high), kMessageHeaderLength + 4);
   SDTagInfo tag;
   tag.TagType(SDTagType::SDULongType);
   tag.TagDataLen(4);
@@ -198,10 +168,10 @@ TEST_F(CorrectedReadings, OfAnUnsignedLong) {
     return message.GetRequestBytes().substr(kMessageHeaderLength, 4);
   };
   EXPECT_EQ(written(2147483649.0, ReadingRules::Published), "2147");
-  EXPECT_EQ(written(2147483649.0, ReadingRules::Corrected), high);
   EXPECT_EQ(written("2147483649", ReadingRules::Corrected), high);
-  EXPECT_EQ(ErrorOf([&] { written(4294967296.0, ReadingRules::Corrected); }), 6);
-  EXPECT_EQ(ErrorOf([&] { written(-1.0, ReadingRules::Corrected); }), 6);
+  for (const double outside : {4294967296.0, -1.0}) {
+    EXPECT_EQ(ErrorOf([&] { written(outside, ReadingRules::Corrected); }), 6);
+  }
 }
 
 TEST_F(CorrectedReadings, SurviveALogThatCannotBeWritten) {
@@ -212,13 +182,7 @@ TEST_F(CorrectedReadings, SurviveALogThatCannotBeWritten) {
     const auto scale = NewSerialScale("TarnContinuousProtocol");
     scale->CorrectReadings(correct);
     scale->RunScale();
-    const auto deliver = [&] {
-      Port().Deliver(
-          "\x02\x2B\x30\x28"
-          "001234"
-          "000100"
-          "\r");
-    };
+    const auto deliver = [&] { Port().Deliver("\x02+0(001234000100\r"); };
     EXPECT_EQ(ErrorOf(deliver), correct ? 0 : 61) << "with a print request of the terminal";
     EXPECT_EQ(scale->WeightData()->NoDataError(), !correct);
     EXPECT_EQ(scale->PRState(), !correct);
@@ -226,7 +190,6 @@ TEST_F(CorrectedReadings, SurviveALogThatCannotBeWritten) {
     EXPECT_EQ(ErrorOf([&] { scale->printRequest(true); }), 61) << "whose call prints hears of it";
     EXPECT_EQ(host.traces.size(), correct ? 1U : 0U);
     site->Log().Enabled(false);
-    scale->StopScale();
   }
 }
 

@@ -54,20 +54,21 @@ TEST_F(ReadingConditionTest, AReadingGoesStaleAfterTheTimeOutAndItsAgeCountsFrom
   EXPECT_EQ(Now().reason, ConditionReason::Waiting);
   EXPECT_FALSE(Now().age);
   Deliver(kStandard);
-  EXPECT_EQ(Changes(), Changed{"good None"});
   host.loop.Advance(500);
-  EXPECT_EQ(Now().quality, Quality::Good);
+  EXPECT_EQ(Changes(), Changed{"good None"});
   EXPECT_DOUBLE_EQ(Now().age.value(), 500);
   host.loop.Advance(1);
   EXPECT_EQ(Now().quality, Quality::Stale) << "at once where somebody asks";
   host.loop.Advance(11'700);
-  EXPECT_EQ(Changes(), Changed{"stale NoByte"}) << "once, however the seconds grow";
   EXPECT_EQ(Now().words, "no byte for 12 s: cable, terminal off, or wrong port");
   scale->StopScale();
   host.loop.RunPending();
   scale->Disabled(true);
   host.loop.Advance(200);
-  EXPECT_EQ(Changes(), (Changed{"off Stopped", "off Disabled"}));
+  EXPECT_EQ(Changes(), (Changed{"stale NoByte", "off Stopped", "off Disabled"}));
+  scale.reset();  // a client may hold the condition longer
+  host.loop.Advance(1000);
+  EXPECT_EQ(Counters().frames, 1U);
 }
 
 TEST_F(ReadingConditionTest, WithoutATimeOutTheUsualIntervalDecidesAndAPauseIsNone) {
@@ -99,32 +100,26 @@ TEST_F(ReadingConditionTest, BytesWithoutFramesSayWhatTheyLookLike) {
   }
   const struct {
     ProtocolType type;
-    CommParity parity;
-    CommDataBits bits;
+    bool parity;
     std::string bytes;
     const char* words;
   } cases[] = {
-      {ProtocolType::TarnContinuousStandard, CommParity::Even, CommDataBits::Seven, kShort,
-       "looks like a short layout"},
-      {ProtocolType::TarnContinuousShort, CommParity::Even, CommDataBits::Seven, kStandard,
-       "looks like the standard layout"},
-      {ProtocolType::TarnContinuousStandard, CommParity::NoParity, CommDataBits::Eight,
-       even.substr(0, 9) + even.substr(10), "looks like 9600 7E"},
-      {ProtocolType::TarnContinuousStandard, CommParity::Even, CommDataBits::Seven,
-       "\x7F\x11\x1E\x05", "another speed than 9600"},
-      {ProtocolType::TarnContinuousStandard, CommParity::Even, CommDataBits::Seven, "hello",
-       "check the line settings"},
+      {ProtocolType::TarnContinuousStandard, true, kShort, "looks like a short layout"},
+      {ProtocolType::TarnContinuousShort, true, kStandard, "looks like the standard layout"},
+      {ProtocolType::TarnContinuousStandard, false, even.substr(0, 9) + even.substr(10),
+       "looks like 9600 7E"},
+      {ProtocolType::TarnContinuousStandard, true, "\x7F\x11\x1E\x05", "another speed than 9600"},
+      {ProtocolType::TarnContinuousStandard, true, "hello", "check the line settings"},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.words);
     Start("TarnContinuousProtocol", c.type);
-    serial->Parity(c.parity);
-    serial->DataBits(c.bits);
+    serial->Parity(c.parity ? CommParity::Even : CommParity::NoParity);
+    serial->DataBits(c.parity ? CommDataBits::Seven : CommDataBits::Eight);
     for (int i = 0; i < 30; ++i) {
       Deliver(c.bytes);
       host.loop.Advance(50);
     }
-    EXPECT_EQ(Now().quality, Quality::Stale);
+    EXPECT_EQ(Now().quality, Quality::Stale) << c.words;
     EXPECT_THAT(Now().words, HasSubstr("bytes arrive but no frame: "));
     EXPECT_THAT(Now().words, HasSubstr(c.words));
     scale->StopScale();
@@ -140,7 +135,6 @@ TEST_F(ReadingConditionTest, ErrorsOfThePortSayMoreThanTheBytes) {
   EXPECT_THAT(hint(), HasSubstr("parity errors"));
   line.Count({.framing = 2});
   EXPECT_THAT(hint(), HasSubstr("framing errors: another speed"));
-  EXPECT_EQ(line.total.parityErrors + line.total.framingErrors, 3U);
   ++line.total.frames;
   line.Count({});
   EXPECT_EQ(hint(), "");
@@ -235,13 +229,12 @@ TEST_F(ReadingConditionTest, CountersCountWhereTheThingHappens) {
   Deliver("\x02\x24\x30 0012349E99  \r");
   EXPECT_EQ(Counters().rejectedParse, 1U);
   EXPECT_EQ(Now().reason, ConditionReason::NotUnderstood);
-  scale->Condition()->ResetCounters();
+  condition->ResetCounters();
   EXPECT_EQ(Counters().frames, 0U);
-  EXPECT_EQ(scale->Condition()->Counters(false).frames, 3U);
+  EXPECT_EQ(condition->Counters(false).frames, 3U);
 
   Start("MiraProtocol", ProtocolType::Mira_Level_0_SIR);
   serial->IsBidirectional(true);
-  scale->Condition()->ResetCounters();
   scale->T();
   Deliver("S S 1.0 kg\r\nT S 1.0 kg\r\n" + std::string(40, 'x'));
   EXPECT_EQ(Counters().commandsAnswered, 1U);
@@ -256,15 +249,6 @@ TEST_F(ReadingConditionTest, CountersCountWhereTheThingHappens) {
   host.loop.Advance(60'000);
   EXPECT_EQ(Counters().rejectedTimeout, 1U);
   EXPECT_EQ(Changes(), Changed{"error RecordIncomplete"}) << "until the next record";
-}
-
-TEST_F(ReadingConditionTest, OutlivesItsScale) {
-  Start("TarnContinuousProtocol", ProtocolType::TarnContinuousStandard);
-  Deliver(kStandard);
-  scale.reset();
-  host.loop.Advance(1000);
-  EXPECT_EQ(Changes(), (Changed{"good None", "off Stopped"}));
-  EXPECT_EQ(Counters().frames, 1U);
 }
 
 }  // namespace

@@ -44,22 +44,21 @@ class SingleVariables : public SummitFixture {
 };
 
 TEST_F(SingleVariables, AReadEndsCleanlyHoweverItEnds) {
-  const std::string answer = ReplyOf("long", 2, Wire<std::int32_t>(42));
-  const struct {
-    const char* name;
-    std::function<void()> meanwhile;
-    SDAccessStatus status;
-  } cases[] = {
-      {"answered", [&] { Socket().Deliver(answer); }, RW_SUCCESS},
+  const auto deliver = [this](const char* name, std::uint8_t sequence, const std::string& bytes) {
+    Socket().Deliver(ReplyOf(name, sequence, bytes));
+  };
+  const auto answer = [&] { deliver("long", 2, Wire<std::int32_t>(42)); };
+  const std::tuple<const char*, std::function<void()>, SDAccessStatus> cases[] = {
+      {"answered", answer, RW_SUCCESS},
       {"silence", [] {}, READ_FAILURE},
-      {"no data", [&] { Socket().Deliver(ReplyOf("long", 2, "")); }, READ_FAILURE},
-      {"another variable", [&] { Socket().Deliver(ReplyOf("str", 2, "abcd")); }, READ_FAILURE},
-      {"a polling reply", [&] { Socket().Deliver(ReplyOf("long", 1, "abcd")); }, READ_FAILURE},
+      {"no data", [&] { deliver("long", 2, ""); }, READ_FAILURE},
+      {"another variable", [&] { deliver("str", 2, "abcd"); }, READ_FAILURE},
+      {"a polling reply", [&] { deliver("long", 1, "abcd"); }, READ_FAILURE},
       {"a second read fails at once, the first goes on",
        [&] {
          TagValue other;
          EXPECT_EQ(data->SDRead("S", other), READ_FAILURE);
-         Socket().Deliver(answer);
+         answer();
        },
        RW_SUCCESS},
       {"the scale stops", [&] { scale->StopScale(); }, READ_FAILURE},
@@ -68,7 +67,7 @@ TEST_F(SingleVariables, AReadEndsCleanlyHoweverItEnds) {
       {"replaced, and answered then",
        [&] {
          scale->Protocol(NewObject<_Protocol>(*site, "NoProtocol"));
-         Socket().Deliver(answer);
+         answer();
          engine.reset();
        },
        READ_FAILURE},
@@ -80,19 +79,19 @@ TEST_F(SingleVariables, AReadEndsCleanlyHoweverItEnds) {
        },
        READ_FAILURE},
   };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(one.name);
+  for (const auto& [name, meanwhile, status] : cases) {
+    SCOPED_TRACE(name);
     Make(ProtocolType::NoProtType);
     engine->Configuration(config);
     scale->SummitData(data);
     scale->RunScale();
     host.loop.Advance(200);
-    host.loop.Post(one.meanwhile);
+    host.loop.Post(meanwhile);
     TagValue value = "as it was";
     const double before = host.loop.Now();
-    EXPECT_EQ(data->SDRead("l", value), one.status);
-    EXPECT_EQ(value, one.status == RW_SUCCESS ? TagValue(std::int32_t{42}) : TagValue("as it was"));
-    const bool silence = one.name == std::string("silence");  // four ticks after the last
+    EXPECT_EQ(data->SDRead("l", value), status);
+    EXPECT_EQ(value, status == RW_SUCCESS ? TagValue(std::int32_t{42}) : TagValue("as it was"));
+    const bool silence = name == std::string("silence");  // four ticks after the last
     EXPECT_TRUE(silence ? host.loop.Now() - before == 800 : host.loop.Now() - before <= 800);
     if (scale) scale->StopScale();
   }
@@ -183,23 +182,21 @@ TEST_F(SingleVariables, AHandlerMayReadInTheMiddleOfARound) {
 }
 
 TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
-  const std::tuple<const char*, SDTagType, std::int16_t> polled[] = {
-      {"bit", SDBitType, 1},         {"float", SDFloatType, 4}, {"double", SDDoubleType, 8},
-      {"chars", SDCharArrayType, 4}, {"text", SDStringType, 4}, {"bytes", SDByteArrayType, 2},
-      {"longs", SDLongArrayType, 8}};
-  for (const auto& [name, type, length] : polled) {
-    config->AddVariable(name, name, type, length, false, true);
+  const std::tuple<const char*, SDTagType, std::string> polled[] = {
+      {"bit", SDBitType, "\x01"},
+      {"float", SDFloatType, std::string("\0\0\xC0\x7F", 4)},  // not a number
+      {"double", SDDoubleType, Wire(2.5)},
+      {"chars", SDCharArrayType, std::string("ab\0\0", 4)},
+      {"text", SDStringType, std::string("cd\0\0", 4)},
+      {"bytes", SDByteArrayType, "\x03\x04"},
+      {"longs", SDLongArrayType, "12345678"}};
+  auto& variables = terminal.variables;
+  for (const auto& [name, type, wire] : polled) {
+    config->AddVariable(name, name, type, static_cast<std::int16_t>(wire.size()), false, true);
+    variables[name] = wire;
   }
   config->RemoveVariable("P");
-  auto& variables = terminal.variables;
-  variables = {{"stat", Wire<std::int16_t>(7)},
-               {"bit", "\x01"},
-               {"float", std::string("\0\0\xC0\x7F", 4)},  // not a number
-               {"double", Wire(2.5)},
-               {"chars", std::string("ab\0\0", 4)},
-               {"text", std::string("cd\0\0", 4)},
-               {"bytes", "\x03\x04"},
-               {"longs", "12345678"}};
+  variables["stat"] = Wire<std::int16_t>(7);
   std::string told;
   const auto handler =
       data->KBEvent.Subscribe([&](const std::string& index) { told += index + " "; });
@@ -216,8 +213,9 @@ TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
   EXPECT_EQ(data->StringValueArray(), (std::vector<std::string>{"ab", "cd"}));
   EXPECT_EQ(data->ByteValueArray(), (std::vector<std::uint8_t>{3, 4}));
   EXPECT_EQ(data->LongValue(2), 0x38373635);
-  EXPECT_EQ(ErrorOf([&] { data->LongValue(3); }), 9);
-  EXPECT_EQ(ErrorOf([&] { data->LongValue(0); }), 9);
+  for (const std::int16_t index : {std::int16_t{0}, std::int16_t{3}}) {
+    EXPECT_EQ(ErrorOf([&] { data->LongValue(index); }), 9);
+  }
   EXPECT_EQ(config->SDVariables()->Item("bytes")->TagData(),
             TagValue(std::vector<std::uint8_t>{3, 4}));
   EXPECT_EQ(round(), "| ");
@@ -225,31 +223,29 @@ TEST_F(SingleVariables, PolledValuesStandInArraysAndChangesAreTold) {
   variables["bytes"] = "\x03\x05";
   EXPECT_EQ(round(), "bytes longs | ");
   data->CommLossError(true);
-  EXPECT_EQ(std::exchange(told, {}), "| ");
   EXPECT_EQ(data->ByteValueArray(), (std::vector<std::uint8_t>{0, 0}));
 }
 
 TEST_F(SingleVariables, ADeclarationIsChecked) {
-  const struct {
-    const char* index;
-    const char* name;
-    SDTagType type;
-    std::int16_t length;
-    int error;
-  } cases[] = {{"", "abc", SDBitType, 1, 380},        {"x", "", SDBitType, 1, 380},
-               {"x", "1234567", SDBitType, 1, 380},   {"x", "abc", NoTagType, 1, 380},
-               {"x", "abc", SDTagType{14}, 1, 380},   {"x", "abc", SDLongType, 3, 380},
-               {"x", "abc", SDStringType, 1401, 380}, {"l", "abc", SDLongType, 4, 457}};
-  const auto declare = [&](const std::string& index, const auto& as) {
-    return ErrorOf([&] { config->AddVariable(index, as.name, as.type, as.length, false, false); });
-  };
-  for (const auto& one : cases) EXPECT_EQ(declare(one.index, one), one.error) << one.name;
-  EXPECT_EQ(ErrorOf([&] { config->RemoveVariable("x"); }), 9);
-  const auto& fine = cases[7];
-  for (int i = config->SDVariables()->Count(); i < TarnKesBasicConfig::kMostVariables; ++i) {
-    EXPECT_EQ(declare(std::to_string(i), fine), 0);
+  const std::tuple<std::string, const char*, SDTagType, std::int16_t, int> cases[] = {
+      {"", "abc", SDBitType, 1, 380},        {"x", "", SDBitType, 1, 380},
+      {"x", "1234567", SDBitType, 1, 380},   {"x", "abc", NoTagType, 1, 380},
+      {"x", "abc", SDTagType{14}, 1, 380},   {"x", "abc", SDLongType, 3, 380},
+      {"x", "abc", SDStringType, 1401, 380}, {"l", "abc", SDLongType, 4, 457}};
+  for (const auto& [index, name, type, length, error] : cases) {
+    EXPECT_EQ(ErrorOf([&, &i = index, &n = name, t = type, l = length] {
+                config->AddVariable(i, n, t, l, false, false);
+              }),
+              error);
   }
-  EXPECT_EQ(declare("x", fine), 6);
+  EXPECT_EQ(ErrorOf([&] { config->RemoveVariable("x"); }), 9);
+  const auto add = [&](const std::string& index) {
+    return ErrorOf([&] { config->AddVariable(index, "abc", SDLongType, 4, false, false); });
+  };
+  for (int i = config->SDVariables()->Count(); i < TarnKesBasicConfig::kMostVariables; ++i) {
+    EXPECT_EQ(add(std::to_string(i)), 0);
+  }
+  EXPECT_EQ(add("x"), 6);
 }
 
 TEST_F(SingleVariables, TagsThatAClientHasSpoiledAreReadBackAndRefused) {
