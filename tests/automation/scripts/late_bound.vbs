@@ -19,6 +19,11 @@ Sub ExpectError(what, number, description)
     Err.Clear
 End Sub
 
+Sub ExpectNumber(what, number)
+    Expect what, Err.Number, number
+    Err.Clear
+End Sub
+
 Sub ExpectHeard(what, wanted)
     Expect "the events of " & what, heard, wanted
     heard = ""
@@ -34,6 +39,8 @@ Sub WaitFor(what)
 End Sub
 
 Sub scale_ScaleConfigurationChange() : heard = heard & "config " : End Sub
+Sub scale_NewStatus() : heard = heard & "status " : End Sub
+Sub server_InfoMessage(message, style) : heard = heard & message & " (" & style & ")" : End Sub
 Sub scale_UpdateWeight() : heard = heard & "update " : End Sub
 Sub weight_StatusChange() : heard = heard & "flags " : End Sub
 Sub weight_NewWeight() : heard = heard & "weight " : End Sub
@@ -114,6 +121,8 @@ WScript.ConnectObject scale.PrintData, "print_"
 WScript.ConnectObject scale.ActivityTimer, "activity_"
 scale.AliasName = "Gate 7"
 ExpectHeard "a new name", "config "
+scale.ErrorLED = False
+ExpectHeard "the lamp", "status "
 scale.printRequest
 scale.StopScale
 ExpectHeard "a stop while a print waits", "flags print weight "
@@ -170,31 +179,23 @@ ExpectError "Counter(13)", 9, "Subscript out of range"
 server.GetScale 33
 ExpectError "GetScale(33)", 9, "Subscript out of range"
 server.GetScale "one"
-Expect "a text for a number", Err.Number, 13
-Err.Clear
+ExpectNumber "a text for a number", 13
 Set scale.Connection = continuous
-Expect "a protocol for a connection", Err.Number, 13
-Err.Clear
+ExpectNumber "a protocol for a connection", 13
 scale.Connection.IsBidirectional = True
 scale.SetTare 1
-Expect "a command while the port is closed", Err.Number, 8018
-Err.Clear
+ExpectNumber "a command while the port is closed", 8018
 scale.NoSuchMember
-Expect "an unknown member", Err.Number, 438
-Err.Clear
+ExpectNumber "an unknown member", 438
 port.InBufferCount = 3
-Expect "a value that cannot be", Err.Number, 380
-Err.Clear
+ExpectNumber "a value that cannot be", 380
 port.Output = "x"
-Expect "output while it is closed", Err.Number, 8018
-Err.Clear
+ExpectNumber "output while it is closed", 8018
 port.CommPort = 250
 port.PortOpen = True
-Expect "a port that is not there", Err.Number, 8002
-Err.Clear
+ExpectNumber "a port that is not there", 8002
 CreateObject("TarnSclServer.SummitProtocol").ConvertReadData Nothing, Nothing
-Expect "an answer to nothing", Err.Number, 91
-Err.Clear
+ExpectNumber "an answer to nothing", 91
 On Error GoTo 0
 
 ' Save, load, new configuration
@@ -207,4 +208,9 @@ server.LoadScaleSettings False
 Expect "the loaded alias", server.GetScale(7).AliasName, "Gate 7"
 Expect "the loaded protocol", server.GetScale(7).Protocol.pType, 1
 Expect "the old scale", scale Is server.GetScale(7), False
+heard = ""
+WScript.ConnectObject server, "server_"
+server.CurrentFileName = "Z:\no such folder\plant.scl"
+server.SaveScaleSettings
+ExpectHeard "a save", "Can't write configuration settings file: Z:\no such folder\plant.scl (48)"
 WScript.Echo "All of late_bound.vbs"
