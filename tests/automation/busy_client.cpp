@@ -8,7 +8,7 @@
 //                                  server's question to the sink in the middle of Advise
 //   busy_client WAY STOP_FILE      hands an object to the server that does not return when it is
 //                                  asked what it is: "late" bound as a protocol, as the data of a
-//                                  "tag", as the "log", or where a "value" is wanted
+//                                  "tag", or as the "log"
 //
 // Or hands the server on to another program, as a launcher does:
 //   busy_client give FILE        writes a reference to the server into the file and waits
@@ -80,6 +80,13 @@ _TarnServerConnectionPtr Connect() {
   return connection;
 }
 
+_TarnScaleServerPtr ServerOf(_TarnServerConnection& connection) {
+  LONG component = 0;
+  _TarnScaleServerPtr server;
+  Check(connection.get_TarnScaleServer(&component, &server));
+  return server;
+}
+
 [[noreturn]] void Give(const char* name) {
   const auto connection = Connect();
   tarn::ComPtr<IStream> stream;
@@ -101,15 +108,10 @@ _TarnServerConnectionPtr Connect() {
   _TarnServerConnectionPtr connection;
   Check(CoUnmarshalInterface(stream.Get(), __uuidof(_TarnServerConnection),
                              reinterpret_cast<void**>(&connection)));
-  Filter::Say("taken");
-  for (;;) {
-    LONG component = 0;
-    _TarnScaleServerPtr server;
-    Check(connection->get_TarnScaleServer(&component, &server));
+  for (;; Sleep(100)) {
     _TarnScalePtr scale;
-    Check(server->GetScale(1, &scale));
+    Check(ServerOf(*connection)->GetScale(1, &scale));
     Filter::Say("read");
-    Sleep(100);
   }
 }
 
@@ -137,15 +139,6 @@ class Hanging final : public tarn::Own<IDispatch> {
   const char* untilFile_;
 };
 
-HRESULT InvokeWith(IDispatch* target, DISPID id, WORD how, const _variant_t& argument) {
-  DISPID put = DISPID_PROPERTYPUT;
-  const bool puts = how != DISPATCH_METHOD;
-  VARIANT given = argument;
-  DISPPARAMS arguments{&given, puts ? &put : nullptr, 1, puts ? 1U : 0U};
-  return target->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, how, &arguments, nullptr, nullptr,
-                        nullptr);
-}
-
 /// By which the server knows its own objects. No client is asked for it.
 constexpr IID kOfTheServer = {
     0x61254325, 0x3668, 0x4b1c, {0x8c, 0xce, 0x26, 0x7f, 0x33, 0x8c, 0xad, 0xa3}};
@@ -153,13 +146,16 @@ constexpr IID kOfTheServer = {
 /// How the server takes an object of this program's; no interest in any other way.
 HRESULT HandOver(std::string_view way, const char* stopFile, _TarnScaleServer* server) {
   static Hanging own(way == "late" ? __uuidof(_Protocol) : kOfTheServer, stopFile);
-  constexpr DISPID kProtocol = 10, kGetScale = 15;
   if (way == "log") return server->putref_LogFile(&own);
-  if (way == "value") return InvokeWith(server, kGetScale, DISPATCH_METHOD, &own);
   if (way == "late") {
     _TarnScalePtr other;
     Check(server->GetScale(2, &other));
-    return InvokeWith(other, kProtocol, DISPATCH_PROPERTYPUTREF, &own);
+    DISPID put = DISPID_PROPERTYPUT;
+    _variant_t given(&own);
+    DISPPARAMS arguments{&given, &put, 1, 1};
+    constexpr DISPID kProtocol = 10;
+    return other->Invoke(kProtocol, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUTREF,
+                         &arguments, nullptr, nullptr, nullptr);
   }
   if (way != "tag") return S_FALSE;
   _SDTagInfoPtr tag;
@@ -171,9 +167,7 @@ void Follow(const char* way, const char* stopFile) {
   Filter filter;
   Check(CoRegisterMessageFilter(&filter, nullptr));
   const auto connection = Connect();
-  LONG component = 0;
-  _TarnScaleServerPtr server;
-  Check(connection->get_TarnScaleServer(&component, &server));
+  const auto server = ServerOf(*connection);
   _TarnScalePtr scale;
   Check(server->GetScale(1, &scale));
   _WeightDataPtr weight;

@@ -1,6 +1,7 @@
 // The registration, tried on this test program, which carries the type library as the server does.
 #include "automation/registration.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sddl.h>
 #include <shlobj.h>
@@ -48,37 +49,28 @@ void AddBelow(HKEY key, const std::wstring& path, REGSAM view, Registry& all) {
   }
 }
 
-Registry Snapshot(const RegistrationScope& scope, REGSAM view) {
+Registry Snapshot(const RegistrationScope& scope, REGSAM view, const std::wstring& key = L"") {
   Registry all;
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(scope.hive, scope.classes.c_str(), 0, KEY_READ | view, &key) == ERROR_SUCCESS) {
-    AddBelow(key, L"", view, all);
-    RegCloseKey(key);
+  HKEY opened = nullptr;
+  if (RegOpenKeyExW(scope.hive, (scope.classes + key).c_str(), 0, KEY_READ | view, &opened) ==
+      ERROR_SUCCESS) {
+    AddBelow(opened, L"", view, all);
+    RegCloseKey(opened);
   }
   return all;
+}
+
+std::string ReadText(const RegistrationScope& scope, const std::wstring& key,
+                     const std::wstring& name, REGSAM view) {
+  const Registry all = Snapshot(scope, view, L'\\' + key);
+  const auto value = all.find(L'|' + name);
+  return value == all.end() ? "(none)" : FromWide(value->second);
 }
 
 std::wstring Program() {
   std::wstring path(1024, L'\0');
   path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
   return path;
-}
-
-std::string ReadText(const RegistrationScope& scope, const std::wstring& key,
-                     const std::wstring& name, REGSAM view) {
-  std::wstring data(1024, L'\0');
-  auto size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
-  const DWORD part = view == KEY_WOW64_32KEY ? RRF_SUBKEY_WOW6432KEY : RRF_SUBKEY_WOW6464KEY;
-  const LSTATUS status =
-      RegGetValueW(scope.hive, (scope.classes + L'\\' + key).c_str(), name.c_str(),
-                   RRF_RT_REG_SZ | part, nullptr, data.data(), &size);
-  return status == ERROR_SUCCESS ? FromWide(data.c_str()) : "(none)";
-}
-
-void WriteText(const RegistrationScope& scope, const std::wstring& key, const std::wstring& text) {
-  ASSERT_EQ(RegSetKeyValueW(scope.hive, (scope.classes + L'\\' + key).c_str(), nullptr, REG_SZ,
-                            text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
-            ERROR_SUCCESS);
 }
 
 constexpr wchar_t kConnectionClass[] = L"{88F40787-3631-4D54-BD1A-75D825CB0882}";
@@ -170,40 +162,26 @@ TEST_P(Registration, WritesWhatProgramsOfEitherWidthLookUp) {
   EXPECT_EQ(Read(L"TarnSclServer.TarnScale"), "(none)");
 }
 
-/// Who has which of COM's rights, as "who rights"; everybody else has none.
-std::set<std::string> Rights(const RegistrationScope& scope, const wchar_t* name) {
-  const std::wstring app =
-      ToWide(ReadText(scope, L"AppID\\TarnSclServer.exe", L"AppID", KEY_WOW64_64KEY));
-  std::vector<DWORD> descriptor(256);
-  auto size = static_cast<DWORD>(descriptor.size() * sizeof(DWORD));
-  EXPECT_EQ(
-      RegGetValueW(scope.hive, (scope.classes + L"\\AppID\\" + app).c_str(), name,
-                   RRF_RT_REG_BINARY | RRF_SUBKEY_WOW6464KEY, nullptr, descriptor.data(), &size),
-      ERROR_SUCCESS);
-  BOOL present = FALSE, defaulted = FALSE;
-  PACL list = nullptr;
-  GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted);
-  std::set<std::string> rights;
-  for (DWORD i = 0; list != nullptr && i < list->AceCount; ++i) {
-    ACCESS_ALLOWED_ACE* entry = nullptr;
-    GetAce(list, i, reinterpret_cast<void**>(&entry));
-    EXPECT_EQ(entry->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
-    LPWSTR who = nullptr;
-    ConvertSidToStringSidW(&entry->SidStart, &who);
-    rights.insert(FromWide(who) + ' ' + std::to_string(entry->Mask));
-    LocalFree(who);
-  }
-  return rights;
-}
-
-/// Interactive users, administrators and the system; nothing from other machines (4 and 16).
+/// Interactive users, administrators and the system; nothing from other machines.
 TEST_P(Registration, LetsLocalUsersAndAdministratorsLaunchAndCall) {
-  using Names = std::set<std::string>;
   Run(GetParam().on);
-  EXPECT_EQ(Rights(GetParam().scope, L"LaunchPermission"),
-            (Names{"S-1-5-4 11", "S-1-5-32-544 11", "S-1-5-18 11"}));
-  EXPECT_EQ(Rights(GetParam().scope, L"AccessPermission"),
-            (Names{"S-1-5-4 3", "S-1-5-32-544 3", "S-1-5-18 3"}));
+  const std::wstring app =
+      GetParam().scope.classes + L"\\AppID\\" + ToWide(Read(L"AppID\\TarnSclServer.exe", L"AppID"));
+  for (const auto& [name, rights] :
+       {std::pair(L"LaunchPermission", L"D:(A;;CCDCSW;;;IU)(A;;CCDCSW;;;BA)(A;;CCDCSW;;;SY)"),
+        std::pair(L"AccessPermission", L"D:(A;;CCDC;;;IU)(A;;CCDC;;;BA)(A;;CCDC;;;SY)")}) {
+    std::vector<DWORD> descriptor(256);
+    auto size = static_cast<DWORD>(descriptor.size() * sizeof(DWORD));
+    LPWSTR found = nullptr;
+    ASSERT_EQ(
+        RegGetValueW(GetParam().scope.hive, app.c_str(), name,
+                     RRF_RT_REG_BINARY | RRF_SUBKEY_WOW6464KEY, nullptr, descriptor.data(), &size),
+        ERROR_SUCCESS);
+    ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorW(
+        descriptor.data(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &found, nullptr));
+    EXPECT_EQ(FromWide(found), FromWide(rights));
+    LocalFree(found);
+  }
 }
 
 TEST_P(Registration, NamesATypeLibraryOfEachWidth) {
@@ -219,28 +197,27 @@ TEST_P(Registration, NamesATypeLibraryOfEachWidth) {
 }
 
 TEST_P(Registration, IsGoneWithoutATraceAfterwards) {
-  const auto view = [](REGSAM which) { return Snapshot(GetParam().scope, which); };
-  const Registry before64 = view(KEY_WOW64_64KEY), before32 = view(KEY_WOW64_32KEY);
-  Run(GetParam().on);
-  Run(GetParam().on);
-  EXPECT_GT(view(KEY_WOW64_64KEY).size(), before64.size() + 100);
-  EXPECT_GT(view(KEY_WOW64_32KEY).size(), before32.size() + 100);
-  Run(GetParam().off);
-  const Registry after64 = view(KEY_WOW64_64KEY), after32 = view(KEY_WOW64_32KEY);
-  for (const auto& [key, data] : after64) EXPECT_TRUE(before64.count(key)) << FromWide(key);
-  EXPECT_TRUE(after64 == before64);
-  EXPECT_TRUE(after32 == before32);
-  Run(GetParam().off);
+  for (const REGSAM view : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
+    const Registry before = Snapshot(GetParam().scope, view);
+    Run(GetParam().on);
+    Run(GetParam().on);
+    EXPECT_GT(Snapshot(GetParam().scope, view).size(), before.size() + 100);
+    Run(GetParam().off);
+    EXPECT_THAT(Snapshot(GetParam().scope, view), testing::ContainerEq(before));
+    Run(GetParam().off);
+  }
 }
 
 TEST_P(Registration, LeavesANameThatAnotherProgramTookOver) {
   Run(GetParam().on);
-  WriteText(GetParam().scope, L"TarnSclServer.Protocol\\CLSID", kScaleClass);
+  const auto& [hive, classes] = GetParam().scope;
+  const std::wstring name = classes + L"\\TarnSclServer.Protocol";
+  RegSetKeyValueW(hive, (name + L"\\CLSID").c_str(), nullptr, REG_SZ, kScaleClass,
+                  sizeof kScaleClass);
   Run(GetParam().off);
   EXPECT_EQ(Read(L"TarnSclServer.Protocol\\CLSID"), FromWide(kScaleClass));
   EXPECT_EQ(Read(L"TarnSclServer.Protocol.1\\CLSID"), "(none)");
-  RegDeleteTreeW(GetParam().scope.hive,
-                 (GetParam().scope.classes + L"\\TarnSclServer.Protocol").c_str());
+  RegDeleteTreeW(hive, name.c_str());
 }
 
 const ScopeCase kMachine{"Machine", MachineScope(), RegistrationCommand::Register,

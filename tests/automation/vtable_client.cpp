@@ -1,7 +1,7 @@
 // An early-bound client.
 //
-// Walks every interface of every class (see slot_walker.hpp), and calls by hand the members that
-// take arguments or do more than keep a value.
+// Walks every interface of every class (see slot_walker.hpp), and calls by hand what scripts
+// cannot: rows and their arrays, bytes, the lists of connections.
 #include <windows.h>
 
 #include <ocidl.h>
@@ -11,7 +11,6 @@
 #include <TarnSclServer.h>
 
 #include <string>
-#include <vector>
 
 #include "automation/script_host/event_sink.hpp"
 #include "automation/type_library.hpp"
@@ -25,13 +24,6 @@ using namespace tarn::slots;
 using tarn::Bstr;
 using tarn::ComPtr;
 using tarn::Variant;
-
-Variant OfType(VARTYPE type, void* content = nullptr) {
-  Variant value;
-  V_VT(value.Get()) = type;
-  V_BYREF(value.Get()) = content;
-  return value;
-}
 
 /// A class that the server does not know, or knows as another one, is found here.
 void WalkClasses() {
@@ -70,116 +62,40 @@ void CheckRow(const std::wstring& what, SHORT count, VARTYPE type, const ComPtr<
 #define CHECK_ROW(face, count, type, Face, Name) \
   CheckRow(L"" #Name, count, type, face, &Face::get_##Name, &Face::get_##Name##Array)
 
-std::vector<DWORD> CookiesOf(IConnectionPoint& point) {
-  ComPtr<IEnumConnections> connections;
-  CONNECTDATA found[4] = {};
-  ULONG ignored = 0;  // Wine counts wrong
-  if (Succeeds(point.EnumConnections(connections.Receive()), L"EnumConnections")) {
-    connections->Next(4, found, &ignored);
-  }
-  std::vector<DWORD> cookies;
-  for (const CONNECTDATA& connection : found) {
-    if (connection.pUnk == nullptr) continue;
-    connection.pUnk->Release();
-    cookies.push_back(connection.dwCookie);
-  }
-  return cookies;
-}
-
 /// Anything that can be called late may receive events.
 void CheckConnections(const ComPtr<IDispatch>& record, const ComPtr<IDispatch>& sink) {
   ComPtr<IConnectionPoint> point;
   record.As<IConnectionPointContainer>(IID_IConnectionPointContainer)
       ->FindConnectionPoint(__uuidof(__WeightData), point.Receive());
-  DWORD first = 0, second = 0, third = 0;
-  Succeeds(point->Advise(sink.Get(), &first), L"Advise");
-  Succeeds(point->Advise(sink.Get(), &second), L"Advise again");
-  Expect(CookiesOf(*point.Get()) == std::vector{first, second}, L"both connections");
-  Succeeds(point->Unadvise(first), L"Unadvise");
-  Expect(point->Unadvise(first) == CONNECT_E_NOCONNECTION, L"Unadvise again");
-  Expect(point->Advise(point.Get(), &third) == CONNECT_E_CANNOTCONNECT, L"Advise of no sink");
-  Succeeds(point->Advise(sink.Get(), &third), L"Advise once more");
-  Expect(CookiesOf(*point.Get()) == std::vector{second, third} && third != first, L"the rest");
-  point->Unadvise(second);
-  point->Unadvise(third);
-}
-
-void CheckSerialPort(const ComPtr<_SerialPort>& port) {
-  Succeeds(port->put_Settings(Bstr(L"4800,n,8,1").Get()), L"Settings");
-  Succeeds(port->put_CommPort(250), L"CommPort");
-  Fails(port->put_PortOpen(VARIANT_TRUE), 8002, L"opening a port that is not there");
-  Succeeds(port->put_InBufferCount(0), L"dropping the input");
-  Fails(port->put_Output(Bstr(L"x").Get()), 8018, L"Output when closed");
-}
-
-/// Optional arguments that are left out, and the type of what is read.
-void CheckSocket(const ComPtr<_SocketControl>& socket) {
-  Variant left = OfType(VT_ERROR);
-  V_ERROR(left.Get()) = DISP_E_PARAMNOTFOUND;
-  Succeeds(socket->Close(), L"closing");
-  Fails(socket->put_Protocol(2), 380, L"a transport that is none");
-  Succeeds(socket->put_Protocol(1), L"UDP");
-  Succeeds(socket->put_LocalPort(0), L"any port");
-  Succeeds(socket->put_LocalHost(Bstr(L"127.0.0.1").Get()), L"an address of this machine");
-  Fails(socket->Connect(*left.Get(), *left.Get()), 40006, L"connecting a UDP socket");
-  Succeeds(socket->Bind(*left.Get()), L"binding");
-  for (const VARTYPE type : {VARTYPE{VT_BSTR}, VARTYPE{VT_ARRAY | VT_UI1}}) {
-    Variant read;
-    Succeeds(socket->GetData(read.Get(), *Variant(LONG{type}).Get()), L"reading nothing");
-    Expect(V_VT(read.Get()) == type, L"the type of what is read");
+  DWORD cookies[3] = {};
+  for (DWORD& cookie : cookies) Succeeds(point->Advise(sink.Get(), &cookie), L"Advise");
+  Succeeds(point->Unadvise(cookies[1]), L"Unadvise");
+  Expect(point->Unadvise(cookies[1]) == CONNECT_E_NOCONNECTION, L"Unadvise again");
+  Expect(point->Advise(point.Get(), &cookies[1]) == CONNECT_E_CANNOTCONNECT, L"Advise of no sink");
+  ComPtr<IEnumConnections> connections;
+  CONNECTDATA found[4] = {};
+  ULONG ignored = 0;  // Wine counts wrong
+  Succeeds(point->EnumConnections(connections.Receive()), L"EnumConnections");
+  connections->Next(4, found, &ignored);
+  Expect(found[0].dwCookie == cookies[0] && found[1].dwCookie == cookies[2] && !found[2].pUnk,
+         L"the connections that are left");
+  for (const int left : {0, 1}) {
+    found[left].pUnk->Release();
+    point->Unadvise(found[left].dwCookie);
   }
-  socket->Close();
 }
 
-void CheckTags() {
+void CheckBytes() {
   const auto tag = Create<_SDTagInfo>(CLSID_SDTagInfo);
-  Variant date = OfType(VT_DATE), bytes = OfType(VT_ARRAY | VT_UI1);
-  V_DATE(date.Get()) = 36526.5;
+  Variant bytes, read;
+  V_VT(bytes.Get()) = VT_ARRAY | VT_UI1;
   V_ARRAY(bytes.Get()) = SafeArrayCreateVector(VT_UI1, 5, 2);
-  Variant object = OfType(VT_DISPATCH, Create(CLSID_SDTagInfo).Detach());
-  for (Variant* value : {&date, &object, &bytes}) {
-    Variant read;
-    Succeeds(
-        value == &object ? tag->putref_TagData(*value->Get()) : tag->put_TagData(*value->Get()),
-        L"TagData");
-    tag->get_TagData(read.Get());
-    LONG first = 5;
-    if (value == &bytes) SafeArrayGetLBound(V_ARRAY(read.Get()), 1, &first);
-    Expect(V_VT(read.Get()) == V_VT(value->Get()) && first == 5 &&
-               (value == &bytes || V_BYREF(read.Get()) == V_BYREF(value->Get())),
-           L"TagData keeps what it is given");
-  }
-
-  const auto basic = Create<_TarnKesBasicConfig>(CLSID_TarnKesBasicConfig);
-  Walk(ObjectOf(basic.As<IDispatch>(IID_IDispatch), L"SDVariables"));
-  Fails(basic->RemoveVariable(Bstr(L"Three").Get()), 9, L"no such variable");
-
-  const auto list = Create<_SummitConfig>(CLSID_TarnPredictFailureConfig);
-  SHORT count = 0;
-  list->GetTagInfoCount(&count);
-  ComPtr<_SDTagInfo> byKey, byIndex;
-  list->GetTagInfoByKey(Bstr(L"bd021").Get(), byKey.Receive());
-  list->GetTagInfoByIndex(4, byIndex.Receive());
-  Bstr reset, update;
-  list->GetResetTrigger(4, reset.Receive());
-  list->GetUpdateTrigger(1, update.Receive());
-  Expect(count == 20 && byKey && byKey.Get() == byIndex.Get() && reset.View() == L"t_63f" &&
-             update.View().empty(),
-         L"what the configuration lists");
-}
-
-/// The base class files nothing, so there is nothing to read back.
-void CheckBaseData() {
-  const auto data = Create<_SummitData>(CLSID_SummitData);
-  SAFEARRAY* bytes = SafeArrayCreateVector(VT_UI1, 0, 4);
-  for (const HRESULT result :
-       {data->put_CommLossError(VARIANT_TRUE), data->put_NoDataError(VARIANT_TRUE),
-        data->SetBitData(VARIANT_TRUE, nullptr), data->SetByteData(1, nullptr),
-        data->SetCharArrayData(&bytes, 4, nullptr), data->SetLongData(1, 1, nullptr),
-        data->SetFloatData(1, 1, nullptr), data->SetDoubleData(1, 1, nullptr)}) {
-    Succeeds(result, L"a member of the base data object");
-  }
-  SafeArrayDestroy(bytes);
+  Succeeds(tag->put_TagData(*bytes.Get()), L"TagData");
+  tag->get_TagData(read.Get());
+  LONG first = 0;
+  Expect(V_VT(read.Get()) == V_VT(bytes.Get()) &&
+             SUCCEEDED(SafeArrayGetLBound(V_ARRAY(read.Get()), 1, &first)) && first == 5,
+         L"an array keeps its bounds");
 }
 
 template <class Face>
@@ -230,40 +146,17 @@ ComPtr<Link> PutTogether(const ComPtr<_TarnScale>& scale, const CLSID& link,
   return connection.As<Link>();
 }
 
-void CheckProtocol(const ComPtr<_Protocol>& protocol) {
-  ProtocolClass family = NoProt;
-  Succeeds(protocol->TypeToClass(RowanBCType, &family), L"TypeToClass");
-  Expect(family == RowanBC, L"TypeToClass(17) is 8");
-  double tare = 12.5;
-  Fails(protocol->SetTare(&tare), 8018, L"SetTare while the port is closed");
-  Expect(tare == 12.5, L"SetTare leaves its value");
-  const auto summit = Create<_SummitProtocol>(CLSID_SummitProtocol);
-  Fails(summit->ConvertReadData(nullptr, nullptr), 91, L"ConvertReadData of nothing");
-}
-
-void CheckScale(const ComPtr<IDispatch>& object) {
-  const auto scale = object.As<_TarnScale>();
-  ComPtr<IDispatch> data;
-  Bstr name(L"NoSuchData");
-  BSTR text = name.Get();
-  Expect(scale->GetAxDataObj(&text, data.Receive()) == S_OK && !data, L"GetAxDataObj of no name");
-  scale->put_Disabled(VARIANT_FALSE);
-  VARIANT_BOOL runs = VARIANT_FALSE;
-  Fails(scale->RunScale(&runs), 8002, L"RunScale without its port");
-  Succeeds(scale->StopScale(), L"StopScale");
-  const auto record = ObjectOf(object, L"TarnRecordTemplateData").As<_TarnRecordTemplateData>();
+void CheckScale(const ComPtr<IDispatch>& scale) {
+  const auto record = ObjectOf(scale, L"TarnRecordTemplateData").As<_TarnRecordTemplateData>();
   CHECK_ROW(record, 20, VT_BSTR, _TarnRecordTemplateData, FieldData);
   const auto names = Create<_TarnRecordTemplateConfig>(CLSID_TarnRecordTemplateConfig);
   CHECK_ROW(names, 20, VT_BSTR, _TarnRecordTemplateConfig, FieldName);
-  CheckConnections(ObjectOf(object, L"WeightData"), object);
+  CheckConnections(ObjectOf(scale, L"WeightData"), scale);
 }
 
 void CheckServer(const ComPtr<_TarnScaleServer>& server) {
   const auto itself = server.As<IDispatch>(IID_IDispatch);
   Walk(itself, itself);  // saves settings, and must find empty ones
-  Bstr path;
-  Succeeds(server->GetServerPath(0, path.Receive()), L"GetServerPath");
-  Expect(path.View().size() > 3, L"GetServerPath is a folder");
   Succeeds(server->LoadScaleSettings(VARIANT_TRUE), L"LoadScaleSettings True");
   ComPtr<_TarnScale> scales[5];
   for (SHORT number = 1; number <= 4; ++number) {
@@ -272,25 +165,15 @@ void CheckServer(const ComPtr<_TarnScaleServer>& server) {
 
   const auto serial = PutTogether<_SerialConnection>(scales[1], CLSID_SerialConnection,
                                                      CLSID_TarnContinuousProtocol);
-  serial->put_ComPort(29);
   PutTogether<_Connection>(scales[2], CLSID_SerialConnection, CLSID_TarnContinuousProtocol);
-  Succeeds(server->SetComPortsUsed(), L"SetComPortsUsed");
-  for (const LONG port : {29, 28}) {
-    VARIANT_BOOL used = VARIANT_FALSE;
-    Succeeds(server->GetComPortUsed(port, &used), L"GetComPortUsed");
-    Expect((used != VARIANT_FALSE) == (port == 29), L"the port in use");
-  }
   const auto first = scales[1].As<IDispatch>(IID_IDispatch);
   CheckScale(first);
-  CheckProtocol(ObjectOf(first, L"Protocol").As<_Protocol>());
   for (const wchar_t* part : {L"Connection", L"Protocol", L"WeightData", L"PrintData",
                               L"TarnRecordTemplateData", L"ActivityTimer", L"UpdateTimer"}) {
     Walk(ObjectOf(first, part), ObjectOf(scales[2].As<IDispatch>(IID_IDispatch), part));
   }
   Walk(first, scales[2].As<IDispatch>(IID_IDispatch));
-  const auto port = ObjectOf(serial.As<IDispatch>(IID_IDispatch), L"SaxPort");
-  Walk(port);
-  CheckSerialPort(port.As<_SerialPort>());
+  Walk(ObjectOf(serial.As<IDispatch>(IID_IDispatch), L"SaxPort"));
 
   // The socket of a scale is taken when its protocol connects.
   ComPtr<_EthernetConnection> links[2];
@@ -303,9 +186,11 @@ void CheckServer(const ComPtr<_TarnScaleServer>& server) {
   const auto link = links[0].As<IDispatch>(IID_IDispatch);
   Walk(link, links[1].As<IDispatch>(IID_IDispatch));
   const auto socket = ObjectOf(link, L"mvarSocket");
-  CheckSocket(socket.As<_SocketControl>());
+  Succeeds(socket.As<_SocketControl>()->Close(), L"closing");
+  socket.As<_SocketControl>()->put_LocalHost(Bstr(L"127.0.0.1").Get());  // the walk adds a digit
   Walk(socket);
-
+  const auto basic = Create(CLSID_TarnKesBasicConfig);
+  Walk(ObjectOf(basic, L"SDVariables"));
   Walk(ObjectOf(itself, L"LogFile"));
 }
 
@@ -320,8 +205,7 @@ int main() {
     Succeeds(way->get_TarnScaleServer(&component, server.Receive()), L"TarnScaleServer");
     Expect(component == 5, L"the component number stays");
     WalkClasses();
-    CheckTags();
-    CheckBaseData();
+    CheckBytes();
     CheckDataSets();
     CheckServer(server);
   } catch (const std::exception& error) {

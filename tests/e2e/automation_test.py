@@ -6,12 +6,11 @@ that it started.
 
 Usage: automation_test.py FOLDER_OF_THE_WINDOWS_PROGRAMS FOLDER_OF_THE_NATIVE_PROGRAMS
 """
-import re
 import signal
 import unittest
 
-from automation_support import (EXAMPLES, PORT, SERVER, WINDOWS, ServerTest, server_processes,
-                                wait_until, windows_path)
+from automation_support import (EXAMPLES, PORT, SERVER, WINDOWS, ServerTest, wait_until,
+                                windows_path)
 
 
 WEIGHT = r"^weight [1-9]"
@@ -82,11 +81,7 @@ class AutomationTest(ServerTest):
         self.end_well(self.start("wine", WINDOWS / "vtable_client.exe"))
 
     def test_clients_that_start_together_share_one_process(self):
-        clients = [self.script("sharer.vbs", n, 3, self.stop) for n in (1, 2, 3)]
-        for client in clients:
-            client.wait_for("^together")
-        wait_until(lambda: len(server_processes()) == 1, "a single process")
-        self.end_well(*clients)
+        self.end_well(*[self.script("sharer.vbs", n, 3) for n in (1, 2, 3)])
 
     def test_a_client_that_comes_while_the_server_ends_is_served(self):
         self.end_well(*[self.script("passer_by.vbs", 150, 60) for _ in range(2)])
@@ -97,24 +92,14 @@ class AutomationTest(ServerTest):
     def test_events_reach_several_clients_each_once_and_in_order(self):
         terminal = self.terminal("-vv", "--load", "wait 1s; ramp 0 90 120s", "--rate", "5")
         keeper = self.keeper()
-        followers = [self.follower(way) for way in ("plain", "callback", "disconnect", "release")]
-        for follower in followers:
-            follower.wait_for("^following ")
-        followers.insert(0, self.follower("stir"))
+        followers = [self.follower(way) for way in ("plain", "plain", "callback", "release")]
         for follower in followers[:3]:
-            for event in ("UpdateWeight", "StatusChange", "NewStatus"):
-                follower.wait_for(event)
             follower.wait_for(WEIGHT, count=30)
         self.end_well(keeper, *followers)
         sent = self.readings_sent(terminal)
         for follower in followers[:3]:
             self.assert_all_readings(follower.weights(), sent)
-            self.assertEqual(
-                [line for line in follower.lines if re.match("change|message|Update", line)],
-                ["change Stirred", "change Stirred again", "message 48 Can't write configuration "
-                 r"settings file: Z:\no such folder\plant.scl", "UpdateWeight"])
-        for follower in followers[3:]:
-            self.assertIn("events 3", follower.lines)
+        self.assertIn("events 3", followers[3].lines)
 
     def test_the_examples_show_the_weight(self):
         self.terminal("--load", "load 12.5")
@@ -128,10 +113,6 @@ class AutomationTest(ServerTest):
             # All three take the tare, so the net is zero in the end.
             example.wait_for(r"^NewWeight: gross 12\.50 tare 12\.50 net 0\.00 kg$")
         self.end_well(keeper)
-
-    def test_a_handler_may_turn_everything_over_in_the_middle_of_a_frame(self):
-        self.terminal("--load", "ramp 1 90 120s")
-        self.end_well(self.script("restless.vbs", PORT))
 
     def test_killed_clients_cost_the_others_nothing_and_leave_no_server(self):
         terminal, keeper, healthy, victim = self.rising(followers=2)
@@ -152,33 +133,25 @@ class AutomationTest(ServerTest):
         wait_until(lambda: self.traced("ended without letting go"), "the end of the client")
         taker.wait_for("^read", start=len(taker.lines), count=20)
 
-    def test_a_stopped_client_costs_the_others_no_reading(self):
+    def test_clients_that_hang_or_are_stopped_cost_the_others_no_reading(self):
         self.event_timeout(2000)
         terminal, keeper, stopped, healthy = self.rising(followers=2)
         stopped.signal(signal.SIGSTOP)  # perhaps while it connects to its other events
         self.addCleanup(stopped.signal, signal.SIGCONT)
-        healthy.wait_for(WEIGHT, start=len(healthy.lines), count=60)
-        stopped.signal(signal.SIGCONT)
-        self.end_well(keeper, healthy, stopped)
-        self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
-        # Dropped at the limit, so it saw less.
-        self.assertLess(len(stopped.weights()), len(healthy.weights()) - 20)
-
-    def test_a_client_that_hangs_while_it_is_asked_holds_up_nobody(self):
-        self.event_timeout(2000)
-        terminal, keeper, healthy = self.rising(followers=1)
         hanging = [self.start("wine", WINDOWS / "busy_client.exe", way, self.stop)
                    for way in ("advise", "late")]
         for client in hanging:
             client.wait_for("^hanging")
         healthy.wait_for(WEIGHT, start=len(healthy.lines), count=60)
-        # An object is handed over unasked, and refused unasked where a value is wanted.
-        for way, result in (("tag", "00000000"), ("log", "00000000"), ("value", "80020005")):
+        for way in ("tag", "log"):  # an object is handed over unasked
             hanging.append(self.start("wine", WINDOWS / "busy_client.exe", way, self.stop))
-            hanging[-1].wait_for("^taken " + result)
+            hanging[-1].wait_for("^taken 00000000")
         self.follower().wait_for(WEIGHT)  # others may come, too
-        self.end_well(keeper, healthy, *hanging)
+        stopped.signal(signal.SIGCONT)
+        self.end_well(keeper, healthy, stopped, *hanging)
         self.assert_all_readings(healthy.weights(), self.readings_sent(terminal))
+        # Dropped at the limit, so it saw less.
+        self.assertLess(len(stopped.weights()), len(healthy.weights()) - 20)
         hanging[1].wait_for("^taken 80020009")
 
     def test_a_busy_client_misses_events_and_keeps_its_subscription(self):

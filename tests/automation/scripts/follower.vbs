@@ -1,7 +1,7 @@
 ' Prints the readings of scale 1 as they come, until the stop file is there.
 '   follower.vbs STOP_FILE WAY
 ' The way says what the handler does besides: "plain" nothing, "callback" calls into other objects of
-' the server, "disconnect" unsubscribes at the third event, "release" releases the server there, "stir" raises all the others.
+' the server, "release" unsubscribes at the third event and releases the server there.
 Option Explicit
 
 Dim connection, server, scale, weight, files, events, way
@@ -12,8 +12,6 @@ Set server = connection.TarnScaleServer(0)
 Set scale = server.GetScale(1)
 Set weight = scale.WeightData
 WScript.ConnectObject weight, "weight_"
-WScript.ConnectObject scale, "scale_"
-WScript.ConnectObject server, "server_"
 WScript.Echo "following", scale.AliasName
 Set files = CreateObject("Scripting.FileSystemObject")
 Do Until files.FileExists(WScript.Arguments(0))
@@ -26,29 +24,7 @@ Sub weight_NewWeight()
     events = events + 1
     If way = "callback" Then CallBack
     WScript.Echo "weight", weight.GrossWeightValue
-    If events = 3 And way = "disconnect" Then WScript.DisconnectObject weight
     If events = 3 And way = "release" Then LetGo
-    If events = 3 And way = "stir" Then Stir
-End Sub
-
-Sub weight_StatusChange() : WScript.Echo "StatusChange" : End Sub
-Sub scale_NewStatus() : WScript.Echo "NewStatus" : End Sub
-Sub scale_ScaleConfigurationChange() : WScript.Echo "change", scale.AliasName : End Sub
-Sub server_InfoMessage(message, style) : WScript.Echo "message", style, message : End Sub
-
-Sub scale_UpdateWeight()
-    scale.UpdateTimer.Enabled = False
-    WScript.Echo "UpdateWeight"
-End Sub
-
-Sub Stir()
-    scale.AliasName = "Stirred"
-    scale.AliasName = "Stirred again"
-    server.CurrentFileName = "Z:\no such folder\plant.scl"
-    server.SaveScaleSettings
-    scale.ActivityTimer.TimeoutTime = 200
-    scale.UpdateTimer.Interval = 50
-    scale.UpdateTimer.Enabled = True
 End Sub
 
 Sub CallBack()
@@ -62,8 +38,6 @@ End Sub
 
 Sub LetGo()
     WScript.DisconnectObject weight
-    WScript.DisconnectObject scale
-    WScript.DisconnectObject server
     Set weight = Nothing
     Set scale = Nothing
     Set server = Nothing

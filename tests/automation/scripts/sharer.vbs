@@ -1,12 +1,12 @@
-' One of several clients that start at the same moment: writes its own scale and reads all.
-'   sharer.vbs NUMBER COUNT STOP_FILE
+' One of several clients that start at the same moment: writes its own scale, and ends when it has
+' read what all of them wrote, which takes that they share one process.
+'   sharer.vbs NUMBER COUNT
 Option Explicit
 
-Dim connection, server, files, i, together
+Dim connection, server, i, together
 Set connection = CreateObject("TarnSclServer.TarnServerConnection")
 Set server = connection.TarnScaleServer(0)
 server.GetScale(WScript.Arguments(0)).AliasName = "Shared " & WScript.Arguments(0)
-Set files = CreateObject("Scripting.FileSystemObject")
 Do
     WScript.Sleep 50
     together = True
@@ -14,8 +14,4 @@ Do
         If server.GetScale(i).AliasName <> "Shared " & i Then together = False
     Next
 Loop Until together
-WScript.Echo "together"
-Do Until files.FileExists(WScript.Arguments(2))
-    WScript.Sleep 50
-Loop
 WScript.Echo "All of sharer.vbs"
