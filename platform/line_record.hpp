@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -74,16 +75,11 @@ class LineRecord {
   /// Every byte that a line receives passes here, piece by piece as it came and before anybody
   /// reads it, and every byte that is sent passes Left. Nothing else counts bytes.
   void Entered(std::string_view bytes, double now) {
-    total.bytesIn += bytes.size();
     lastArrival_ = now;
     if (tap_) tap_->Arrived(bytes);
-    // While frames come, nobody needs the bytes.
-    if (total.frames != framesAtArrival_) {
-      framesAtArrival_ = total.frames;
-      kept_ = 0;
-    } else {
-      Keep(bytes);
-    }
+    withoutFrameCount_ = total.frames == framesAtArrival_ ? withoutFrameCount_ + bytes.size() : 0;
+    framesAtArrival_ = total.frames;
+    Keep(bytes);
   }
   void Left(std::string_view bytes) {
     total.bytesOut += bytes.size();
@@ -110,10 +106,15 @@ class LineRecord {
 
   /// The latest bytes that came in pieces without a frame, not more than kRecent.
   std::string BytesWithoutFrame() const {
+    return total.frames == framesAtArrival_ ? Latest(withoutFrameCount_) : std::string();
+  }
+  /// The latest bytes that came, not more than kRecent.
+  std::string Latest(std::uint64_t most) const {
+    const std::uint64_t count = std::min({most, total.bytesIn, std::uint64_t{kRecent}});
     std::string bytes;
-    if (total.frames != framesAtArrival_) return bytes;
-    const std::size_t count = std::min(kept_, kRecent);
-    for (std::size_t i = kept_ - count; i < kept_; ++i) bytes += recent_[i % kRecent];
+    for (std::uint64_t i = total.bytesIn - count; i < total.bytesIn; ++i) {
+      bytes += recent_[i % kRecent];
+    }
     return bytes;
   }
   /// Errors of the port since a frame was last seen to come.
@@ -135,14 +136,20 @@ class LineRecord {
 
  private:
   void Keep(std::string_view bytes) {
-    for (const char byte : bytes) recent_[kept_++ % kRecent] = byte;
+    if (bytes.empty()) return;
+    total.bytesIn += bytes.size();
+    if (bytes.size() > kRecent) bytes.remove_prefix(bytes.size() - kRecent);
+    const std::size_t place = (total.bytesIn - bytes.size()) % kRecent;
+    const std::size_t first = std::min(bytes.size(), kRecent - place);
+    std::memcpy(recent_.data() + place, bytes.data(), first);
+    std::memcpy(recent_.data(), bytes.data() + first, bytes.size() - first);
   }
 
   MessageLoop& loop_;
   std::shared_ptr<LineTap> tap_;
   LineCounters atReset_;
-  std::array<char, kRecent> recent_{};
-  std::size_t kept_ = 0;  ///< bytes since the last frame; the latest of them are in recent_
+  std::array<char, kRecent> recent_{};   ///< the byte of number n at n % kRecent
+  std::uint64_t withoutFrameCount_ = 0;  ///< bytes in pieces without a frame
   std::uint64_t framesAtArrival_ = 0;
   std::uint64_t framesAtCount_ = 0;
   PortErrors withoutFrame_;

@@ -455,7 +455,9 @@ TEST_F(PosixFilesTest, WhatCannotTakeAFilesPlaceIsWrittenIntoItAndSaysSo) {
   fs::create_directory(Name("closed"));
   const std::pair<const char*, uid_t> writers[] = {
       {"file", kOwner}, {"file", kMember}, {"closed/file", kMember}};
-  for (const auto& [file, user] : writers) {
+  for (const auto& writer : writers) {
+    const auto& file = writer.first;
+    const auto user = writer.second;
     const std::string name = Name(file);
     Write(name, "former");
     ASSERT_EQ(::chown(name.c_str(), kOwner, kGroup), 0);

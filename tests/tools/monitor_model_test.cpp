@@ -86,6 +86,23 @@ TEST_F(MonitorModelTest, ARowFollowsItsScale) {
   EXPECT_THAT(Events().back(), HasSubstr("Scale5): condition stale: no byte"));
 }
 
+TEST_F(MonitorModelTest, ThePaneShowsTheLineOfTheSelectedScale) {
+  SetSerial(1, {"alias=A"});
+  Start();
+  Port(1).Deliver("\x02short\r" + Frame());
+  EXPECT_THAT(model->Snapshot().detail, IsEmpty());
+  Press("i");
+  const auto detail = model->Snapshot().detail;
+  EXPECT_EQ(detail.at(0), "Scale 1 (A): good; the reading is 0 s old");
+  EXPECT_THAT(detail.at(1), HasSubstr("bytesIn 24  bytesOut 0  frames 1"));
+  EXPECT_THAT(detail.at(2), testing::StartsWith(" 02 73 68 6F 72 74 0D"));
+  const auto lines = DrawMonitor(model->Snapshot(), {80, 20}).lines;
+  EXPECT_THAT(lines, testing::Contains(HasSubstr("|.short..$0 00123|")));
+  EXPECT_EQ(lines.size(), 20U);
+  Press("i");
+  EXPECT_THAT(model->Snapshot().detail, IsEmpty());
+}
+
 TEST_F(MonitorModelTest, TemplateRecordsPassAndAConnectionShowsItsState) {
   Set(1, {"alias=A", "connection=serial", "protocol=template", "fields=2", "terminator=;",
           "field1=Id", "enabled=yes"});

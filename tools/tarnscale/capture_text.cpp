@@ -111,17 +111,24 @@ std::string CaptureHead(const TarnScale& scale, WallTime began) {
   return head;
 }
 
+std::string ByteText(std::string_view bytes) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::setfill('0') << std::uppercase << std::hex;
+  std::string readable;
+  for (const char byte : bytes) {
+    text << ' ' << std::setw(2) << static_cast<unsigned>(static_cast<unsigned char>(byte));
+    readable += byte >= ' ' && byte <= '~' ? byte : '.';
+  }
+  text << kReadable << readable << '|';
+  return text.str();
+}
+
 std::string CaptureLine(const CapturedPiece& piece) {
   std::ostringstream line;
   line.imbue(std::locale::classic());
   line << std::setw(8) << piece.time / 1000 << '.' << std::setfill('0') << std::setw(3)
-       << piece.time % 1000 << (piece.arrived ? " <" : " >") << std::uppercase << std::hex;
-  std::string readable;
-  for (const char byte : piece.bytes) {
-    line << ' ' << std::setw(2) << static_cast<unsigned>(static_cast<unsigned char>(byte));
-    readable += byte >= ' ' && byte <= '~' ? byte : '.';
-  }
-  line << kReadable << readable << "|\n";
+       << piece.time % 1000 << (piece.arrived ? " <" : " >") << ByteText(piece.bytes) << '\n';
   return line.str();
 }
 

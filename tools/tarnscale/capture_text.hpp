@@ -38,6 +38,8 @@ struct Capture {
 
 /// The lines in front of the pieces.
 std::string CaptureHead(const TarnScale& scale, WallTime began);
+/// The bytes as hex and as what can be read of them: " 02 2B 30  |.+0|".
+std::string ByteText(std::string_view bytes);
 /// One line with its end.
 std::string CaptureLine(const CapturedPiece& piece);
 

@@ -159,14 +159,16 @@ void AddMonitor(CommandLine& line, Options& options) {
   std::string keys = "Keys: Up/Down or k/j select a scale";
   for (const ScaleCommand& c : ScaleCommands())
     keys += std::string("\n  ") + c.key + "  " + std::string(c.help);
-  command.Footer(keys +
-                 "\n  e  enable and start, or start again\n  d  disable\n"
-                 "  [  ]  older and newer lines of the list below the table\n"
-                 "  w  write what the lines had lately, for replay\n"
-                 "  ?  help\n  q  quit\n"
-                 "Where the output is no terminal it prints the readings, a line each.\n\n"
-                 "Example:\n"
-                 "  tarnscale monitor plant.scl --port 1=/dev/ttyUSB0");
+  command.Footer(
+      keys +
+      "\n  e  enable and start, or start again\n  d  disable\n"
+      "  i  the line of the selected scale: condition, counters, last error, latest bytes\n"
+      "  [  ]  older and newer lines of the list below the table\n"
+      "  w  write what the lines had lately, for replay\n"
+      "  ?  help\n  q  quit\n"
+      "Where the output is no terminal it prints the readings, a line each.\n\n"
+      "Example:\n"
+      "  tarnscale monitor plant.scl --port 1=/dev/ttyUSB0");
 }
 
 void AddView(CommandLine& line, Options& options) {

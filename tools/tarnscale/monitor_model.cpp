@@ -8,6 +8,7 @@
 #include "base/number_text.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/line_detail.hpp"
 #include "tools/tarnscale/running_scales.hpp"
 #include "tools/tarnscale/scale_file.hpp"
 
@@ -106,6 +107,9 @@ MonitorSnapshot MonitorModel::Snapshot() {
   MonitorSnapshot snapshot;
   for (const Slot& slot : slots_) snapshot.rows.push_back(RowOf(slot));
   Complete(snapshot);
+  const Slot* selected = SelectedSlot();
+  if (showsLine_ && selected != nullptr && selected->scale)
+    snapshot.detail = LineDetail(*selected->scale);
   if (tareText_) {
     snapshot.prompt = "Preset tare for scale " + std::to_string(slots_[Selected()].number) + ": " +
                       *tareText_ + "_   (Enter sends it, Escape does not)";
@@ -154,6 +158,7 @@ bool MonitorModel::HandleKey(Key key, char character) {
 
 bool MonitorModel::HandleCharacter(char character) {
   if (character == 'q') return false;
+  if (character == 'i') showsLine_ = !showsLine_;
   if (character == 'e') Start();
   if (character == 'd') Disable();
   const ScaleCommand* command = FindCommandKey(character);
@@ -191,6 +196,7 @@ std::vector<std::string> MonitorModel::Help() const {
   lines.insert(lines.end(), {
                                 "e             enable and start, or start again",
                                 "d             disable",
+                                "i             the line of the selected scale, or no more",
                                 "q             quit",
                                 "",
                                 "active        messages of the terminal come in",

@@ -65,6 +65,7 @@ class MonitorModel final : public LiveTable {
 
   MessageLoop& loop_;
   std::deque<Slot> slots_;               ///< its elements stay where they are
+  bool showsLine_ = false;               ///< of the selected scale
   std::optional<std::string> tareText_;  ///< while the monitor asks for the preset tare
   double measuredAt_ = 0;
   EventWatch watch_;

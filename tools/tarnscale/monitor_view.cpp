@@ -126,6 +126,7 @@ class MonitorDrawing {
     if (height_ > 3) {
       Add("");
       DrawTable();
+      DrawDetail();
       DrawEvents();
       drawing_.lines.front() = Cut(Title());
     }
@@ -161,8 +162,9 @@ class MonitorDrawing {
   void DrawTable() {
     const auto columns = ColumnsFor(snapshot_.rows, width_);
     Add(TableLine(columns, false, [](const Column& c) { return std::string(c.title); }));
-    // Title, table, an empty line, events, keys.
-    const std::size_t others = 3 + std::min(kLeastEvents, height_ / 4);
+    // Title, table, an empty line, the detail and another one, events, keys.
+    const std::size_t detail = snapshot_.detail.empty() ? 0 : snapshot_.detail.size() + 1;
+    const std::size_t others = 3 + detail + std::min(kLeastEvents, height_ / 4);
     const std::size_t room = height_ > others ? height_ - others : 1;
     const std::size_t shown = std::min(snapshot_.rows.size(), room);
     const std::size_t first = FirstRow(snapshot_, shown);
@@ -172,6 +174,16 @@ class MonitorDrawing {
       if (selected) drawing_.selectedLine = drawing_.lines.size();
       const MonitorRow& row = snapshot_.rows[i];
       Add(TableLine(columns, selected, [&row](const Column& c) { return c.text(row); }));
+    }
+  }
+
+  void DrawDetail() {
+    if (snapshot_.detail.empty() || drawing_.lines.size() + 1 >= height_) return;
+    Add("");
+    for (const std::string& text : snapshot_.detail) {
+      for (const std::string& line : Wrapped(text)) {
+        if (drawing_.lines.size() + 1 < height_) Add(line);
+      }
     }
   }
 

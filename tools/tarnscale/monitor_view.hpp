@@ -32,8 +32,9 @@ struct MonitorSnapshot {
   /// Lines that come by themselves again and again, oldest first; they get what room the events
   /// leave, but at most half of it where it is scarce.
   std::vector<std::string> passing{};
-  std::vector<std::string> help{};  ///< shown in place of the table when not empty
-  std::string prompt{};             ///< shown in place of the line of keys when not empty
+  std::vector<std::string> detail{};  ///< about the selected row, below the table
+  std::vector<std::string> help{};    ///< shown in place of the table when not empty
+  std::string prompt{};               ///< shown in place of the line of keys when not empty
 };
 
 struct Drawing {
