@@ -10,7 +10,8 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-ORDER = ["base", "platform", "scale", "connections", "protocols", "shareddata", "server", "tools"]
+ORDER = ["base", "platform", "scale", "connections", "protocols", "shareddata", "server", "outlets",
+         "tools"]
 ANYTHING = ["automation", "tests", "bench"]  # may include from everywhere
 SYSTEM_FOLDERS = ("platform/posix/", "platform/win32/", "automation/", "tests/platform/",
                   "tests/automation/", "bench/automation/")

@@ -1,5 +1,5 @@
 // Events as lines, and their way to a reader who may be slow.
-#include "tools/tarnscale/scale_event.hpp"
+#include "outlets/scale_event.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

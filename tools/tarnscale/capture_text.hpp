@@ -19,8 +19,8 @@
 #include <string_view>
 #include <vector>
 
+#include "outlets/scale_event.hpp"
 #include "scale/tarn_scale.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
 namespace tarn::tool {
 

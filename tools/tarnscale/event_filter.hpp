@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/tarnscale/scale_event.hpp"
+#include "outlets/scale_event.hpp"
 
 namespace tarn::tool {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/tarnscale/scale_event.hpp"
+#include "outlets/scale_event.hpp"
 
 namespace tarn::tool {
 

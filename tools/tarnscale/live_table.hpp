@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
+#include "outlets/scale_event.hpp"
 #include "platform/console.hpp"
 #include "tools/tarnscale/monitor_view.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
 namespace tarn::tool {
 

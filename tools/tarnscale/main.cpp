@@ -3,11 +3,11 @@
 #include <optional>
 #include <string>
 
+#include "outlets/scale_commands.hpp"
 #include "tools/arguments.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/errors.hpp"
-#include "tools/tarnscale/scale_commands.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
 
 namespace {
@@ -157,7 +157,7 @@ void AddMonitor(CommandLine& line, Options& options) {
   AddSeconds(command, options.monitor.seconds);
   AddCapture(command, options.monitor.capture);
   std::string keys = "Keys: Up/Down or k/j select a scale";
-  for (const ScaleCommand& c : ScaleCommands())
+  for (const tarn::ScaleCommand& c : tarn::ScaleCommands())
     keys += std::string("\n  ") + c.key + "  " + std::string(c.help);
   command.Footer(
       keys +
@@ -235,7 +235,7 @@ void AddSend(CommandLine& line, Options& options) {
       .ShowDefault()
       .Value("SECONDS");
   std::string commands;
-  for (const ScaleCommand& c : ScaleCommands()) {
+  for (const tarn::ScaleCommand& c : tarn::ScaleCommands()) {
     std::string name(c.name);
     name.resize(12, ' ');
     commands += "  " + name + std::string(c.help) + "\n";

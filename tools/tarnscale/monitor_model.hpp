@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "base/event.hpp"
+#include "outlets/event_watch.hpp"
+#include "outlets/scale_commands.hpp"
 #include "platform/console.hpp"
 #include "platform/message_loop.hpp"
 #include "server/tarn_scale_server.hpp"
-#include "tools/tarnscale/event_watch.hpp"
 #include "tools/tarnscale/live_table.hpp"
-#include "tools/tarnscale/scale_commands.hpp"
 
 namespace tarn::tool {
 

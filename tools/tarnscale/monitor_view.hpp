@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "outlets/scale_event.hpp"
 #include "platform/console.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
 namespace tarn::tool {
 

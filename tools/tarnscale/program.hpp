@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "outlets/scale_event.hpp"
 #include "platform/native_host.hpp"
 #include "platform/standard_error.hpp"
 #include "server/tarn_server_connection.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
 namespace tarn::tool {
 

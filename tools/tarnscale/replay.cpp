@@ -5,9 +5,9 @@
 #include <cstdio>
 
 #include "connections/ethernet_connection.hpp"
+#include "outlets/event_watch.hpp"
 #include "server/tarn_server_connection.hpp"
 #include "tools/tarnscale/errors.hpp"
-#include "tools/tarnscale/event_watch.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
 
 namespace tarn::tool {

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include "outlets/scale_event.hpp"
 #include "platform/user_locale.hpp"
 #include "tools/tarnscale/capture_text.hpp"
 #include "tools/tarnscale/replay_host.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
 namespace tarn::tool {
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 
+#include "outlets/event_watch.hpp"
 #include "platform/line_writer.hpp"
 #include "tools/tarnscale/captured_lines.hpp"
 #include "tools/tarnscale/commands.hpp"
@@ -11,7 +12,6 @@
 #include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/event_filter.hpp"
 #include "tools/tarnscale/event_output.hpp"
-#include "tools/tarnscale/event_watch.hpp"
 #include "tools/tarnscale/live_output.hpp"
 #include "tools/tarnscale/running_scales.hpp"
 #include "tools/tarnscale/scale_file.hpp"

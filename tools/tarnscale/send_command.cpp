@@ -3,11 +3,11 @@
 
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
+#include "outlets/scale_commands.hpp"
+#include "outlets/scale_event.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
-#include "tools/tarnscale/scale_commands.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 #include "tools/tarnscale/scale_file.hpp"
 #include "tools/tarnscale/single_scale.hpp"
 

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "base/automation_error.hpp"
+#include "outlets/scale_commands.hpp"
 #include "tools/tarnscale/errors.hpp"
-#include "tools/tarnscale/scale_commands.hpp"
 
 namespace tarn::tool {
 

@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "outlets/scale_event.hpp"
 #include "tools/tarnscale/program.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 #include "tools/tarnscale/scale_file.hpp"
 
 namespace tarn::tool {

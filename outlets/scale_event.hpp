@@ -17,7 +17,7 @@
 #include "scale/tarn_scale.hpp"
 #include "scale/weight_data.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 
 using WallTime = std::chrono::system_clock::time_point;
 using WallClock = std::function<WallTime()>;
@@ -131,4 +131,4 @@ std::string UtcText(WallTime time);
 /// "2024-06-01 14:34:56.789" by the user's clock.
 std::string LocalText(WallTime time);
 
-}  // namespace tarn::tool
+}  // namespace tarn

@@ -1,4 +1,4 @@
-#include "tools/tarnscale/scale_commands.hpp"
+#include "outlets/scale_commands.hpp"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include "connections/ethernet_connection.hpp"
 #include "connections/serial_connection.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 namespace {
 
 using enum OperatorCommand;
@@ -94,4 +94,4 @@ void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare) {
   }
 }
 
-}  // namespace tarn::tool
+}  // namespace tarn

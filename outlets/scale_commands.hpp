@@ -8,7 +8,7 @@
 
 #include "scale/tarn_scale.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 
 struct ScaleCommand {
   OperatorCommand command;
@@ -33,4 +33,4 @@ std::string LineCondition(const TarnScale& scale);
 /// Gives the command to the scale. Errors of the scale propagate to the caller.
 void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare = 0);
 
-}  // namespace tarn::tool
+}  // namespace tarn

@@ -1,12 +1,12 @@
-#include "tools/tarnscale/event_watch.hpp"
+#include "outlets/event_watch.hpp"
 
 #include <memory>
 #include <utility>
 
+#include "outlets/variable_fields.hpp"
 #include "shareddata/terminal_data.hpp"
-#include "tools/tarnscale/variable_fields.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 
 using Kind = ScaleEvent::Kind;
 
@@ -132,4 +132,4 @@ std::vector<ScaleEvent> FailureEvents(const std::vector<StartFailure>& failures,
   return events;
 }
 
-}  // namespace tarn::tool
+}  // namespace tarn

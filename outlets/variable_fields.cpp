@@ -1,11 +1,11 @@
-#include "tools/tarnscale/variable_fields.hpp"
+#include "outlets/variable_fields.hpp"
 
 #include <algorithm>
 #include <memory>
 
 #include "shareddata/summit_protocol.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 
 std::vector<Field> VariablesOf(const TarnScale& scale) {
   std::vector<Field> fields;
@@ -29,4 +29,4 @@ std::vector<Field> ChangedFields(const std::vector<Field>& former,
   return changed;
 }
 
-}  // namespace tarn::tool
+}  // namespace tarn

@@ -3,10 +3,10 @@
 
 #include <vector>
 
+#include "outlets/scale_event.hpp"
 #include "scale/tarn_scale.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 
 /// By the published names of the data object's members, an array as its values up to the last that
 /// is not 0; of the BASIC exchange the polled variables by their easy indexes. None for a scale
@@ -17,4 +17,4 @@ std::vector<Field> VariablesOf(const TarnScale& scale);
 std::vector<Field> ChangedFields(const std::vector<Field>& former,
                                  const std::vector<Field>& fields);
 
-}  // namespace tarn::tool
+}  // namespace tarn

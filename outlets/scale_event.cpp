@@ -1,4 +1,4 @@
-#include "tools/tarnscale/scale_event.hpp"
+#include "outlets/scale_event.hpp"
 
 #include <algorithm>
 #include <array>
@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "base/number_text.hpp"
+#include "platform/utf8.hpp"
 #include "scale/tarn_scale.hpp"
-#include "tools/tarnscale/display_text.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 namespace {
 
 using Kind = ScaleEvent::Kind;
@@ -255,4 +255,4 @@ std::string LocalText(WallTime time) {
   return text.data() + Milliseconds(time);
 }
 
-}  // namespace tarn::tool
+}  // namespace tarn

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "base/event.hpp"
+#include "outlets/scale_event.hpp"
 #include "server/tarn_scale_server.hpp"
-#include "tools/tarnscale/scale_event.hpp"
 
-namespace tarn::tool {
+namespace tarn {
 
 /// Its handlers only copy the records and pass the copies on.
 class EventWatch {
@@ -44,4 +44,4 @@ class EventWatch {
 /// Returns the failures of a start as events.
 std::vector<ScaleEvent> FailureEvents(const std::vector<StartFailure>& failures, WallTime time);
 
-}  // namespace tarn::tool
+}  // namespace tarn
