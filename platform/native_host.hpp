@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "platform/console.hpp"
+#include "platform/descriptor_watcher.hpp"
 #include "platform/host.hpp"
 #include "platform/run_settings.hpp"
 #include "platform/terminal_line.hpp"
@@ -32,6 +33,8 @@ struct HostOptions {
 
 class NativeHost : public Host {
  public:
+  /// Null where the system has no descriptors.
+  virtual DescriptorWatcher* Descriptors() { return nullptr; }
   /// Adds ports to HostOptions::portMap; a number that is there keeps its device. Ports that are
   /// open already do not change.
   virtual void AddPorts(std::map<int, std::string> ports) = 0;

@@ -9,6 +9,14 @@
 
 namespace tarn {
 
+/// Who wanted a print.
+enum class PrintOrigin {
+  Terminal,   ///< the terminal sent it or asked for it
+  Request,    ///< an operator of this program
+  Client,     ///< an Automation client
+  Detection,  ///< the scale found a weighing
+};
+
 /// Clients only read. Writers write NetWeightValue last: it commits the record and raises
 /// NewWeight.
 class PrintData final : public DataObject {
@@ -23,11 +31,16 @@ class PrintData final : public DataObject {
 
   Event<> NewWeight;
 
+  // Not published.
+
+  PrintOrigin Origin() const { return origin_; }
+
   // Called only by the server's own protocols and scales. Texts are not converted to values.
   void GrossWeight(std::string text) { gross_ = std::move(text); }
   void TareWeight(std::string text) { tare_ = std::move(text); }
   void NetWeight(std::string text) { net_ = std::move(text); }
   void Units(std::string text) { units_ = std::move(text); }
+  void Origin(PrintOrigin origin) { origin_ = origin; }
   void GrossWeightValue(double value) { grossValue_ = value; }
   void TareWeightValue(double value) { tareValue_ = value; }
   void NetWeightValue(double value) {
@@ -43,6 +56,7 @@ class PrintData final : public DataObject {
   double grossValue_ = 0;
   double tareValue_ = 0;
   double netValue_ = 0;
+  PrintOrigin origin_ = PrintOrigin::Terminal;
 };
 
 }  // namespace tarn

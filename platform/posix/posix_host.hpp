@@ -20,6 +20,7 @@ class PosixHost final : public NativeHost {
   explicit PosixHost(HostOptions options);
 
   MessageLoop& Loop() override { return loop_; }
+  DescriptorWatcher* Descriptors() override { return &loop_; }
   SettingsStore& Settings() override { return runSettings_; }
   UserLocale& Locale() override { return locale_; }
   tarn::Files& Files() override { return files_; }

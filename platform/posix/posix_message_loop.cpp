@@ -28,6 +28,20 @@ timespec ToTimespec(double milliseconds) {
   return time;
 }
 
+std::uint32_t EventsOf(bool reading, bool writing) {
+  return (reading ? std::uint32_t{EPOLLIN} : 0U) | (writing ? std::uint32_t{EPOLLOUT} : 0U);
+}
+
+class LoopDescriptorWatch final : public DescriptorWatch {
+ public:
+  explicit LoopDescriptorWatch(PosixMessageLoop::Watch watch) : watch_(std::move(watch)) {}
+
+  void Want(bool reading, bool writing) override { watch_.Events(EventsOf(reading, writing)); }
+
+ private:
+  PosixMessageLoop::Watch watch_;
+};
+
 }  // namespace
 
 PosixMessageLoop::Watch& PosixMessageLoop::Watch::operator=(Watch&& other) noexcept {
@@ -81,6 +95,16 @@ PosixMessageLoop::Watch PosixMessageLoop::WatchFd(int fd, std::uint32_t events, 
   if (::epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, fd, &event) < 0) ThrowSystemError("epoll_ctl");
   watches_.emplace(id, std::make_shared<Ready>(std::move(ready)));
   return {*this, id, fd};
+}
+
+std::unique_ptr<DescriptorWatch> PosixMessageLoop::WatchDescriptor(int descriptor, bool reading,
+                                                                   bool writing,
+                                                                   DescriptorWatcher::Ready ready) {
+  return std::make_unique<LoopDescriptorWatch>(WatchFd(
+      descriptor, EventsOf(reading, writing), [ready = std::move(ready)](std::uint32_t events) {
+        const bool over = (events & (EPOLLERR | EPOLLHUP)) != 0;
+        ready(over || (events & EPOLLIN) != 0, over || (events & EPOLLOUT) != 0);
+      }));
 }
 
 void PosixMessageLoop::WaitAndDispatch(double milliseconds) {

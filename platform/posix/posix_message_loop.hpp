@@ -7,12 +7,13 @@
 #include <memory>
 #include <utility>
 
+#include "platform/descriptor_watcher.hpp"
 #include "platform/loop_base.hpp"
 #include "platform/posix/posix_support.hpp"
 
 namespace tarn {
 
-class PosixMessageLoop final : public LoopBase {
+class PosixMessageLoop final : public LoopBase, public DescriptorWatcher {
  public:
   /// Gets the epoll events. They are a hint: a nested RunUntil may have served them already, so the
   /// descriptor must not block.
@@ -47,6 +48,8 @@ class PosixMessageLoop final : public LoopBase {
 
   /// Throws std::system_error where the descriptor cannot be watched (EPERM: a plain file).
   [[nodiscard]] Watch WatchFd(int fd, std::uint32_t events, Ready ready);
+  std::unique_ptr<DescriptorWatch> WatchDescriptor(int descriptor, bool reading, bool writing,
+                                                   DescriptorWatcher::Ready ready) override;
 
  protected:
   void WaitAndDispatch(double milliseconds) override;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/arguments.hpp"
+#include "tools/tarnscale/outlets.hpp"
 #include "tools/tarnscale/program.hpp"
 
 namespace tarn::tool {
@@ -22,6 +23,7 @@ struct RunOptions {
   std::vector<std::string> scales{};  ///< "1,2"; all scales when empty
   std::optional<double> seconds{};    ///< when given, the command ends after this time
   std::string capture;                ///< the folder for captures of all lines; none when empty
+  OutletOptions outlets{};
 };
 int RunCommand(Program& program, const RunOptions& options);
 
@@ -30,6 +32,7 @@ struct MonitorOptions {
   int interval = 200;  ///< milliseconds between two drawings at least
   std::optional<double> seconds;
   std::string capture;  ///< as that of run
+  OutletOptions outlets;
 };
 int MonitorCommand(Program& program, const MonitorOptions& options);
 

@@ -95,6 +95,9 @@ void AddCapture(Command& command, std::string& folder) {
       .Value("FOLDER");
 }
 
+/// What run and monitor publish.
+void AddOutlets(Command& /*command*/, OutletOptions& /*outlets*/) {}
+
 void AddDrawing(Command& command, int& interval) {
   command.Add("--interval", interval, "Milliseconds between two drawings")
       .Range(20, 60000)
@@ -132,6 +135,7 @@ void AddRun(CommandLine& line, Options& options) {
                "Prints the paced updates too, for scales that have a rate");
   AddSeconds(command, options.run.seconds);
   AddCapture(command, options.run.capture);
+  AddOutlets(command, options.run.outlets);
   command.Footer(
       "Events in JSON: NewWeight, StatusChange, PrintRecord, NewStatus (the lamps), UpdateWeight,\n"
       "NewDataReady and TimeoutError (records of fields), Variables and CommLossError (variables "
@@ -156,6 +160,7 @@ void AddMonitor(CommandLine& line, Options& options) {
   AddDrawing(command, options.monitor.interval);
   AddSeconds(command, options.monitor.seconds);
   AddCapture(command, options.monitor.capture);
+  AddOutlets(command, options.monitor.outlets);
   std::string keys = "Keys: Up/Down or k/j select a scale";
   for (const tarn::ScaleCommand& c : tarn::ScaleCommands())
     keys += std::string("\n  ") + c.key + "  " + std::string(c.help);

@@ -19,6 +19,7 @@ namespace {
 
 void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& server,
              LineWriter& writer) {
+  const Outlets outlets(program, server, options.outlets);
   StartScales(server);
   const std::string& file = program.Options().file;
   const auto capture = CaptureLines(program, server, options.capture);
@@ -41,8 +42,10 @@ void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& s
 
 int MonitorCommand(Program& program, const MonitorOptions& options) {
   if (!program.Output().IsTerminal()) {
-    return RunCommand(
-        program, {.readingsOnly = true, .seconds = options.seconds, .capture = options.capture});
+    return RunCommand(program, {.readingsOnly = true,
+                                .seconds = options.seconds,
+                                .capture = options.capture,
+                                .outlets = options.outlets});
   }
   auto connection = program.StartServer();
   LineWriter writer([&program](std::string_view bytes) { program.Output().Write(bytes); });

@@ -57,6 +57,7 @@ int RunScales(Program& program, const RunOptions& options, TarnScaleServer& serv
                       .every = options.every,
                       .count = options.count});
   const auto capture = CaptureLines(program, server, options.capture);
+  const Outlets outlets(program, server, options.outlets);
   StartScales(server, scales);
   ReportFailures(program, server, options, output);
   const std::string reason = WhyNothingRuns(server, program.Options().file, scales);

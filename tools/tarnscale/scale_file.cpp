@@ -14,10 +14,6 @@
 namespace tarn::tool {
 namespace {
 
-std::string NewAlias(int number) {
-  return "Scale" + std::to_string(number);
-}
-
 /// Returns nothing when there is no such file.
 std::optional<PropertyBag> ReadIfThere(Host& host, const std::string& name) {
   try {
@@ -53,17 +49,6 @@ int ScaleNumber(std::string_view text) {
 
 void RequireSettingsFile(Host& host, const std::string& name) {
   ReadThere(host, name);
-}
-
-bool IsConfigured(const TarnScale& scale, int number) {
-  const std::string& alias = scale.AliasName();
-  const bool isNamed = alias != "Scale x" && alias != NewAlias(number);
-  const auto connection = scale.Connection();
-  const auto protocol = scale.Protocol();
-  return isNamed || !scale.Disabled() || scale.UpdateRate() != 10 ||
-         scale.ActivityTimeoutTime() != 0 ||
-         (connection && connection->Ctype() != ConnectionType::none) ||
-         (protocol && protocol->pType() != ProtocolType::NoProtType);
 }
 
 ScaleFile::ScaleFile(Host& host, std::string name)

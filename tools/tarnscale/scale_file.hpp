@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "outlets/scale_state.hpp"
 #include "platform/host.hpp"
 #include "scale/tarn_scale.hpp"
 #include "server/scale_table.hpp"
@@ -17,9 +18,6 @@ void RequireSettingsFile(Host& host, const std::string& name);
 
 /// Throws UsageError for what is no number from 1 to 32.
 int ScaleNumber(std::string_view text);
-
-/// Returns whether any setting of the scale differs from those of a new configuration.
-bool IsConfigured(const TarnScale& scale, int number);
 
 /// The host outlives it. It opens no port unless its user runs a scale.
 class ScaleFile {

@@ -1,0 +1,53 @@
+#include "outlets/scale_source.hpp"
+
+#include <cstdint>
+#include <exception>
+#include <utility>
+
+#include "server/tarn_scale_server.hpp"
+
+namespace tarn {
+
+using Status = CommandResult::Status;
+
+ServerSource::ServerSource(TarnScaleServer& server, WallClock clock)
+    : server_(server),
+      clock_(clock),
+      watch_(server, {}, std::move(clock), [this](const auto& event) { Happened.Raise(event); }) {}
+
+std::vector<int> ServerSource::Scales() const {
+  std::vector<int> numbers;
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    const auto scale = server_.GetScale(number);
+    if (scale && IsConfigured(*scale, number)) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+std::shared_ptr<TarnScale> ServerSource::At(int number) const {
+  const bool isNumber = number >= 1 && number <= kScaleCount;
+  return isNumber ? server_.GetScale(static_cast<std::int16_t>(number)) : nullptr;
+}
+
+std::optional<ScaleState> ServerSource::State(int number) const {
+  const auto scale = At(number);
+  if (!scale) return std::nullopt;
+  return StateOf(*scale, clock_());
+}
+
+void ServerSource::Give(int number, const ScaleCommand& command, double tare, const OnDone& done) {
+  const auto scale = At(number);
+  if (!scale) return done({Status::NoScale, "there is no such scale"});
+  if (std::string why = CommandHindrance(*scale, command); !why.empty()) {
+    return done({Status::Refused, std::move(why)});
+  }
+  CommandResult result;
+  try {
+    GiveCommand(*scale, command, tare);
+  } catch (const std::exception& error) {
+    result = {Status::Failed, error.what()};
+  }
+  done(result);
+}
+
+}  // namespace tarn
