@@ -2,7 +2,9 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 
+#include "outlets/json_writer.hpp"
 #include "outlets/scale_event.hpp"
+#include "outlets/scale_state.hpp"
 
 namespace tarn {
 namespace {
@@ -32,20 +34,22 @@ void VisitFlags(SomeReading& reading, Visit visit) {
 }
 
 /// With the words for people, since they say what to do; the word for programs is beside them.
-void AddCondition(Json& json, const Reading& reading) {
+void AddCondition(JsonWriter& json, const Reading& reading) {
   if (!reading.quality) return;
-  json["quality"] = QualityName(*reading.quality);
-  json["reason"] = reading.conditionWords;
-  json["reasonCode"] = reading.reason;
-  json["ageMs"] = reading.age ? Json(static_cast<std::int64_t>(*reading.age)) : Json();
+  json.Member("quality", QualityName(*reading.quality));
+  json.Member("reason", reading.conditionWords).Member("reasonCode", reading.reason);
+  json.Key("ageMs");
+  if (reading.age)
+    json.Value(static_cast<std::int64_t>(*reading.age));
+  else
+    json.Null();
 }
 
-void AddCounters(Json& json, const ScaleEvent& event) {
-  json["readingsPerSecond"] = event.readingsPerSecond;
-  for (const LineCounterRow& row : kLineCounters) {
-    json["counters"][std::string(row.name)] = event.counters.*row.member;
-  }
-  json["lastError"] = event.lastError;
+void AddCounters(JsonWriter& json, const ScaleEvent& event) {
+  json.Member("readingsPerSecond", event.readingsPerSecond);
+  json.Key("counters").BeginObject();
+  for (const LineCounterRow& row : kLineCounters) json.Member(row.name, event.counters.*row.member);
+  json.EndObject().Member("lastError", event.lastError);
 }
 
 /// Without a condition, where the program that wrote the line did not know it.
@@ -65,40 +69,33 @@ void TakeCondition(const Json& json, ScaleEvent& event) {
   }
 }
 
-/// In the order of the record; names may occur twice.
-void AddFields(Json& json, const ScaleEvent& event) {
-  json["fields"] = Json::array();
-  for (const Field& field : event.fields) {
-    json["fields"].push_back({{"name", field.name}, {"value", field.value}});
-  }
-}
-
 }  // namespace
 
 std::string EventJson(const ScaleEvent& event) {
-  Json json = {{"time", UtcText(event.time)}, {"event", EventName(event.kind)}};
-  if (event.scale != 0) {
-    json["scale"] = event.scale;
-    json["alias"] = event.alias;
-  }
-  const auto add = [&json](const char* name, const auto& value) { json[name] = value; };
+  std::string text;
+  text.reserve(512);
+  JsonWriter json(text);
+  json.BeginObject().Member("time", UtcText(event.time)).Member("event", EventName(event.kind));
+  if (event.scale != 0) json.Member("scale", event.scale).Member("alias", event.alias);
+  const auto add = [&json](const char* name, const auto& value) { json.Member(name, value); };
   if (event.HasWeights()) VisitWeights(event.reading, add);
   if (event.HasWeights() && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
-  if (event.HasWeights()) json["valid"] = IsValidWeight(event.reading);
+  if (event.HasWeights()) json.Member("valid", IsValidWeight(event.reading));
   if (event.kind != Kind::PrintRecord) AddCondition(json, event.reading);
   if (event.kind == Kind::Condition) AddCounters(json, event);
-  if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) AddFields(json, event);
+  if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) {
+    WriteFields(json, event.fields);
+  }
   if (event.kind == Kind::NewStatus) {
-    json["activityLED"] = event.activityLed;
-    json["errorLED"] = event.errorLed;
+    json.Member("activityLED", event.activityLed).Member("errorLED", event.errorLed);
   }
-  if (!event.message.empty()) json["message"] = event.message;
-  if (event.kind == Kind::InfoMessage) json["style"] = event.style;
+  if (!event.message.empty()) json.Member("message", event.message);
+  if (event.kind == Kind::InfoMessage) json.Member("style", event.style);
   if (event.kind == Kind::Lost) {
-    json["readings"] = event.lostReadings;
-    json["events"] = event.lostEvents;
+    json.Member("readings", event.lostReadings).Member("events", event.lostEvents);
   }
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  json.EndObject();
+  return text;
 }
 
 std::optional<ScaleEvent> EventOfJson(std::string_view line) {

@@ -1,6 +1,7 @@
 // The console of a tool: its keys, its screen size, and requests to end.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,9 @@ class Console {
   /// Writes at once and whole, however long the reader takes. Output that cannot be written raises
   /// Interrupted, and the rest is discarded. From any thread, one at a time.
   virtual void Write(std::string_view text) = 0;
+  /// Writes what the output takes without waiting, and returns how many bytes that were: 0 where
+  /// the system cannot promise that, for a plain file. Not while Write runs.
+  virtual std::size_t WriteNow(std::string_view /*text*/) { return 0; }
   /// Why Write could not write, such as a full disk; empty while it could, and for a reader that
   /// went away, which is how readers end a program. Not while Write runs.
   virtual std::string WriteFailure() const { return {}; }

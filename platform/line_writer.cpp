@@ -19,8 +19,9 @@ struct LineWriter::State {
   bool stopping = false;
 };
 
-LineWriter::LineWriter(Sink sink)
+LineWriter::LineWriter(Sink sink, DirectSink direct)
     : state_(std::make_shared<State>(std::move(sink))),
+      direct_(std::move(direct)),
       thread_([state = state_] { WriteWhatWaits(*state); }) {}
 
 LineWriter::~LineWriter() {
@@ -42,6 +43,8 @@ bool LineWriter::TryWrite(std::string_view bytes, std::size_t bound) {
   {
     const std::lock_guard lock(state_->mutex);
     if (state_->waiting.size() + bytes.size() > bound) return false;
+    if (direct_ && state_->IsIdle()) bytes.remove_prefix(direct_(bytes));
+    if (bytes.empty()) return true;
     state_->waiting += bytes;
   }
   state_->changed.notify_all();

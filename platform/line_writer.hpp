@@ -1,4 +1,5 @@
-// Writes output on a separate thread, so that a slow reader never holds up the loop.
+// Writes output without ever holding up the loop: at once while the reader keeps up, on a separate
+// thread when it does not.
 #pragma once
 
 #include <chrono>
@@ -14,8 +15,12 @@ class LineWriter {
  public:
   /// Called on the thread with everything that waits; may take any length of time. Never throws.
   using Sink = std::function<void(std::string_view bytes)>;
+  /// Called by TryWrite while nothing waits: writes what can be written without waiting, and
+  /// returns how many bytes that were. Never throws.
+  using DirectSink = std::function<std::size_t(std::string_view bytes)>;
 
-  explicit LineWriter(Sink sink);
+  /// Without `direct` everything is written on the thread.
+  explicit LineWriter(Sink sink, DirectSink direct = {});
   LineWriter(const LineWriter&) = delete;
   LineWriter& operator=(const LineWriter&) = delete;
   /// Discards what still waits and joins the thread, which takes as long as the sink does. If
@@ -35,6 +40,7 @@ class LineWriter {
   static void WriteWhatWaits(State& state);
 
   std::shared_ptr<State> state_;
+  DirectSink direct_;
   bool givenUp_ = false;
   std::thread thread_;
 };

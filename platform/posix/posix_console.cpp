@@ -5,6 +5,7 @@
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <cstdlib>
@@ -218,11 +219,35 @@ void PosixConsole::Write(std::string_view text) {
       pollfd output{Output(), POLLOUT, 0};
       ::poll(&output, 1, kLookUp);
     } else {
-      writeError_ = errno;
-      outputGone_ = true;
-      PostRaise(Interrupted);
+      OutputFailed(errno);
     }
   }
+}
+
+/// A pipe or a terminal has room or not; a plain file may wait for its disk.
+bool PosixConsole::OutputNeverBlocks() {
+  if (!outputNeverBlocks_) {
+    struct stat status {};
+    const bool isPipe = ::fstat(STDOUT_FILENO, &status) == 0 && S_ISFIFO(status.st_mode);
+    if ((isPipe || writesToTerminal_) && !ownOutput_) {
+      ownOutput_ = ReopenNonBlocking(STDOUT_FILENO, O_WRONLY);
+    }
+    outputNeverBlocks_ = static_cast<bool>(ownOutput_);
+  }
+  return *outputNeverBlocks_;
+}
+
+std::size_t PosixConsole::WriteNow(std::string_view text) {
+  if (guarding_ || outputGone_ || !OutputNeverBlocks()) return 0;
+  const auto count = Retry([&] { return ::write(Output(), text.data(), text.size()); });
+  if (count < 0 && errno != EAGAIN) OutputFailed(errno);
+  return count < 0 ? 0 : static_cast<std::size_t>(count);
+}
+
+void PosixConsole::OutputFailed(int error) {
+  writeError_ = error;
+  outputGone_ = true;
+  PostRaise(Interrupted);
 }
 
 /// A terminal that went away is a reader that did.

@@ -28,9 +28,12 @@ class PosixConsole final : public Console {
   void LeaveNow() override;
   void WatchInputEnd() override;
   void Write(std::string_view text) override;
+  std::size_t WriteNow(std::string_view text) override;
   std::string WriteFailure() const override;
 
  private:
+  bool OutputNeverBlocks();
+  void OutputFailed(int error);
   void OnSignal();
   void OnKeys();
   void OnInput();
@@ -46,6 +49,7 @@ class PosixConsole final : public Console {
   /// Once the terminal has gone, the system does not tell any more that it was one.
   const bool writesToTerminal_ = ::isatty(STDOUT_FILENO) == 1;
   bool guarding_ = false;
+  std::optional<bool> outputNeverBlocks_;  ///< nothing until somebody asks
   // Separate descriptors for the same terminal or pipe, since only those may be set not to block:
   // the standard ones belong to the shell, too. Where that fails the standard ones are used.
   OwnedFd ownInput_;

@@ -152,16 +152,24 @@ TEST(LineWriter, GoesOnWhileTheReaderHangsAndWritesEverythingInOrder) {
   std::promise<void> begun;
   std::promise<void> released;
   std::string written;
-  LineWriter writer([&, first = true](std::string_view bytes) mutable {
+  const auto sink = [&, first = true](std::string_view bytes) mutable {
     if (std::exchange(first, false)) {
       begun.set_value();
       released.get_future().wait();
     }
     written += bytes;
+  };
+  // The reader has room for three bytes; it is asked only while nothing waits.
+  std::size_t room = 3;
+  LineWriter writer(sink, [&](std::string_view bytes) {
+    const std::size_t taken = std::min(std::exchange(room, 0), bytes.size());
+    written += bytes.substr(0, taken);
+    return taken;
   });
   EXPECT_TRUE(writer.IsIdle());
   EXPECT_TRUE(writer.TryWrite("one ", 8));
   begun.get_future().wait();
+  room = 3;
   EXPECT_TRUE(writer.TryWrite("two ", 8));
   EXPECT_FALSE(writer.TryWrite("too long", 8));
   EXPECT_FALSE(writer.IsIdle());

@@ -80,7 +80,9 @@ int RunScales(Program& program, const RunOptions& options, TarnScaleServer& serv
 
 int RunCommand(Program& program, const RunOptions& options) {
   auto connection = program.StartServer();
-  LineWriter writer([&program](std::string_view bytes) { program.Output().Write(bytes); });
+  LineWriter writer(
+      [&program](std::string_view bytes) { program.Output().Write(bytes); },
+      [&program](std::string_view bytes) { return program.Output().WriteNow(bytes); });
   EventOutput output(options.json  ? EventJson
                      : options.csv ? EventCsv
                                    : EventText,
