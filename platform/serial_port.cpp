@@ -7,7 +7,9 @@
 namespace tarn {
 namespace {
 
+/// A port that has only a device, as a tool opens it, has the number 0.
 std::string Title(std::int16_t number, const std::string& device) {
+  if (number == 0 && !device.empty()) return "The port " + device;
   return "The port " + std::to_string(number) + (device.empty() ? "" : " (" + device + ")");
 }
 

@@ -25,8 +25,9 @@ void ScalePart::Serve(const std::shared_ptr<TarnScale>& scale) {
 }
 
 std::string ScaleTitle(int number, std::string_view alias) {
-  const std::string title = "Scale " + std::to_string(number);
-  return alias.empty() ? title : title + " (" + Printable(alias) + ")";
+  const std::string digits = std::to_string(number);
+  const bool isNamed = !alias.empty() && alias != "Scale" + digits;  // the alias of a new scale
+  return "Scale " + digits + (isNamed ? " (" + Printable(alias) + ")" : "");
 }
 
 std::string TarnScale::Title() const {

@@ -55,7 +55,7 @@ TEST(UnattendedStart, APortThatIsMissingIsTriedAgainAndTheScaleShowsSilenceMeanw
   EXPECT_TRUE(server.GetScale(1)->WeightData()->NoDataError());
   for (const auto& port : host.ports) port->failOpen.reset();
   host.loop.Advance(60'000);
-  EXPECT_THAT(host.traces, Contains("Scale 1 (Scale1): port 1 is connected"));
+  EXPECT_THAT(host.traces, Contains("Scale 1: port 1 is connected"));
   for (const auto& port : host.ports) EXPECT_EQ(port->PortOpen(), port == host.ports[0]);
 }
 

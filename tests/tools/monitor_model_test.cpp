@@ -83,7 +83,7 @@ TEST_F(MonitorModelTest, ARowFollowsItsScale) {
     EXPECT_DOUBLE_EQ(Row(i).readingsPerSecond, 0);
   }
   EXPECT_EQ(Events().size(), 4U) << "good and stale, twice; changes of state are in the row";
-  EXPECT_THAT(Events().back(), HasSubstr("Scale5): condition stale: no byte"));
+  EXPECT_THAT(Events().back(), HasSubstr("Scale 5: condition stale: no byte"));
 }
 
 TEST_F(MonitorModelTest, ThePaneShowsTheLineOfTheSelectedScale) {
@@ -160,7 +160,7 @@ TEST_F(MonitorModelTest, AScaleThatDidNotStartCanBeStartedLater) {
   Press("R");
   EXPECT_THAT(Events(), testing::Contains(EndsWith("print gross 12.34 tare 0.00 net 12.34 kg")));
   Press("ke");
-  EXPECT_THAT(Events().back(), HasSubstr("Scale 1 (Scale1): start failed: "));
+  EXPECT_THAT(Events().back(), HasSubstr("Scale 1: start failed: "));
 }
 
 TEST_F(MonitorModelTest, SelectionStaysInTheTableAlsoInAnEmptyOne) {

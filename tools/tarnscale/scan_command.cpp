@@ -22,7 +22,6 @@ namespace {
 /// The usual ones first. All of them take less than ten seconds.
 constexpr std::int32_t kSpeeds[] = {9600, 4800, 2400, 19200, 1200, 38400, 57600, 115200};
 constexpr std::int32_t kListenTime = 1100;  ///< milliseconds at each
-constexpr std::int16_t kScannedPort = 32767;
 
 class Listener final : public LineTap {
  public:
@@ -43,26 +42,24 @@ std::string ProtocolWord(ProtocolType type) {
   return {};
 }
 
-/// A number is a port of the settings, anything else is a device.
-std::int16_t PortOf(Program& program, const std::string& text) {
+/// The number of a port of the settings; nothing for anything else, which is a device.
+std::optional<std::int16_t> PortNumber(const std::string& text) {
   std::int16_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error == std::errc() && end == text.data() + text.size()) return number;
-  program.Host().AddPorts({{kScannedPort, text}});
-  return kScannedPort;
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
 }
 
 void Report(Program& program, const std::string& port, std::int32_t speed, const LineGuess& guess) {
   const Dialect* dialect = FindDialect(guess.found.type);
   const std::string protocol = ProtocolWord(guess.found.type);
-  const std::string number = PortOf(program, port) == kScannedPort ? "1" : port;
+  const std::string place = PortNumber(port) ? "port=" + port : "port=1 device=" + ShellWord(port);
   program.Output().Write(
       SpeedText(speed) + ": " + std::to_string(guess.found.frames) + " frames of " + protocol +
       " " + std::string(dialect->word) + ", " + std::to_string(guess.heard - guess.found.bytes) +
-      " of " + std::to_string(guess.heard) +
-      " bytes beside them: " + (guess.IsSure() ? "sure" : "likely") +
-      "\n\n  tarnscale set FILE 1 connection=serial port=" + number +
-      " baud=" + std::to_string(speed) + " " + std::string(guess.framing) +
+      " of " + std::to_string(guess.heard) + " bytes beside them: " +
+      (guess.IsSure() ? "sure" : "likely") + "\n\n  tarnscale set FILE 1 connection=serial " +
+      place + " baud=" + std::to_string(speed) + " " + std::string(guess.framing) +
       " protocol=" + protocol + " type=" + std::string(dialect->word) + " enabled=yes\n");
 }
 
@@ -71,7 +68,8 @@ void Report(Program& program, const std::string& port, std::int32_t speed, const
 int ScanCommand(Program& program, const ScanOptions& options) {
   const auto listener = std::make_shared<Listener>();
   const auto port = program.Host().CreateSerialPort();
-  port->PortNumber(PortOf(program, options.port));
+  port->PortNumber(PortNumber(options.port).value_or(0));
+  if (port->PortNumber() == 0) port->Device(options.port);
   const auto record = std::make_shared<LineRecord>(program.Host().Loop());
   record->Tap(listener);
   port->Record(record);
