@@ -84,6 +84,7 @@ void EventWatch::TellReading(Kind kind, const TarnScale& scale) {
 void EventWatch::TellPrint(const TarnScale& scale) {
   ScaleEvent event = EventOf(Kind::PrintRecord, scale);
   event.reading = ReadingOf(*scale.PrintData());
+  event.origin = scale.PrintData()->Origin();
   sink_(event);
 }
 

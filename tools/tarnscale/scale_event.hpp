@@ -90,7 +90,8 @@ struct ScaleEvent {
   int scale = 0;  ///< 0 for the server
   std::string alias;
   Reading reading;
-  std::vector<Field> fields;  ///< of NewDataReady and Variables
+  std::vector<Field> fields;                   ///< of NewDataReady and Variables
+  PrintOrigin origin = PrintOrigin::Terminal;  ///< of PrintRecord
   bool activityLed = false;
   bool errorLed = false;
   std::string message;  ///< of InfoMessage and StartFailure
