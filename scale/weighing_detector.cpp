@@ -31,7 +31,6 @@ double LastDigit(std::string_view text, std::string_view decimalSeparator) {
 LoadReading LoadReadingOf(const WeightData& record, double at, double staleAfter) {
   LoadReading reading{
       .at = at, .staleAfter = staleAfter, .units = record.Units(), .motion = record.Motion()};
-  if (record.OutOfRange()) return reading;
   const std::string& separator = record.DecimalSeparator();
   const std::string* text = &record.GrossWeight();
   reading.load = LocaleNumber(*text, separator);
