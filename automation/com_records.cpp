@@ -32,7 +32,10 @@ class ComWeightData final
   COM_GET(BSTR, GrossWeight)
 };
 
-class ComPrintData final : public ComObject<::PrintData, ::__PrintData, PrintData, ::_PrintData> {
+static_assert(static_cast<int>(::OriginDetection) == static_cast<int>(PrintOrigin::Detection));
+
+class ComPrintData final : public ComObject<::PrintData, ::__PrintData, PrintData, ::_PrintData,
+                                            ::_PrintDataWithOrigin> {
  public:
   ComPrintData(ComModule& module, std::shared_ptr<PrintData> record)
       : ComObject(module, std::move(record)) {
@@ -46,6 +49,9 @@ class ComPrintData final : public ComObject<::PrintData, ::__PrintData, PrintDat
   COM_GET(BSTR, NetWeight)
   COM_GET(BSTR, TareWeight)
   COM_GET(BSTR, GrossWeight)
+  STDMETHODIMP get_Origin(::PrintOrigin* result) override {
+    return Get(result, [this] { return Core().Origin(); });
+  }
 };
 
 class ComTemplateData final : public ComObject<::TarnRecordTemplateData, ::__TarnRecordTemplateData,

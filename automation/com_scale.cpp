@@ -14,8 +14,9 @@
 namespace tarn {
 namespace {
 
-class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, ::_TarnScale,
-                                        ::_CorrectingScale, ::_ScaleWithCondition> {
+class ComScale final
+    : public ComObject<::TarnScale, ::__TarnScale, TarnScale, ::_TarnScale, ::_CorrectingScale,
+                       ::_ScaleWithCondition, ::_DetectingScale> {
  public:
   ComScale(ComModule& module, std::shared_ptr<TarnScale> scale)
       : ComObject(module, std::move(scale)) {
@@ -32,7 +33,7 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
   COM_ANSWER(VARIANT_BOOL, RunScale)
   COM_CALL(StopScale)
   STDMETHODIMP printRequest(VARIANT_BOOL NoWait) override {
-    return Guarded([&] { Core().printRequest(IsTrue(NoWait)); });
+    return Guarded([&] { Core().printRequest(IsTrue(NoWait), PrintOrigin::Client); });
   }
   COM_GET(VARIANT_BOOL, PRState)
   COM_OBJECT(::_Protocol, Protocol)
@@ -51,12 +52,18 @@ class ComScale final : public ComObject<::TarnScale, ::__TarnScale, TarnScale, :
   STDMETHODIMP SetTare(double* TareValue) override {
     return Guarded([&] { Core().SetTare(*TareValue); });
   }
-  COM_CALL(P)
+  STDMETHODIMP P() override {
+    return Guarded([this] { Core().P(PrintOrigin::Client); });
+  }
   COM_CALL(Z)
   STDMETHODIMP GetAxDataObj(BSTR* DataObjectName, IDispatch** result) override {
     return Get(result, [&] { return Core().GetAxDataObj(Text(*DataObjectName)); });
   }
   COM_GET(::_ReadingCondition*, Condition)
+  COM_PROPERTY(double, DetectMinimum)
+  COM_PROPERTY(LONG, DetectStable)
+  COM_PROPERTY(LONG, DetectDigits)
+  COM_PROPERTY(double, DetectRearm)
 };
 
 // The published numbers are those of the core.

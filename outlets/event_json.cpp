@@ -81,6 +81,7 @@ std::string EventJson(const ScaleEvent& event) {
   if (event.HasWeights()) VisitWeights(event.reading, add);
   if (event.HasWeights() && event.kind != Kind::PrintRecord) VisitFlags(event.reading, add);
   if (event.HasWeights()) json.Member("valid", IsValidWeight(event.reading));
+  if (event.kind == Kind::PrintRecord) json.Member("origin", PrintOriginName(event.origin));
   if (event.kind != Kind::PrintRecord) AddCondition(json, event.reading);
   if (event.kind == Kind::Condition) AddCounters(json, event);
   if (event.kind == Kind::NewDataReady || event.kind == Kind::Variables) {
@@ -114,6 +115,8 @@ std::optional<ScaleEvent> EventOfJson(std::string_view line) {
     VisitWeights(event.reading, take);
     VisitFlags(event.reading, take);
     TakeCondition(json, event);
+    const auto origin = PrintOriginNamed(json.value("origin", std::string()));
+    event.origin = origin.value_or(PrintOrigin::Terminal);
     take("activityLED", event.activityLed);
     take("errorLED", event.errorLed);
     take("message", event.message);

@@ -84,13 +84,13 @@ void GiveCommand(TarnScale& scale, const ScaleCommand& command, double tare) {
     case ClearTare:
       return scale.C();
     case Print:
-      return scale.P();
+      return scale.P(PrintOrigin::Request);
     case PresetTare:
       return scale.SetTare(tare);
     case TakePrint:
-      return scale.printRequest(false);
+      return scale.printRequest(false, PrintOrigin::Request);
     case TakePrintNow:
-      return scale.printRequest(true);
+      return scale.printRequest(true, PrintOrigin::Request);
   }
 }
 

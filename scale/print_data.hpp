@@ -1,7 +1,12 @@
 // The record of one print: a frozen copy of a reading, taken when a print is asked for.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "base/event.hpp"
@@ -9,13 +14,27 @@
 
 namespace tarn {
 
-/// Who wanted a print.
-enum class PrintOrigin {
-  Terminal,   ///< the terminal sent it or asked for it
-  Request,    ///< an operator of this program
-  Client,     ///< an Automation client
-  Detection,  ///< the scale found a weighing
+/// Who asked for a print. The numbers are published.
+enum class PrintOrigin : std::int32_t {
+  Terminal = 0,   ///< the terminal itself, by its key or its own rules
+  Request = 1,    ///< an operator, through this program
+  Client = 2,     ///< a client of the Automation server
+  Detection = 3,  ///< the scale's detection of weighings
 };
+
+inline constexpr std::array<std::string_view, 4> kPrintOriginNames = {"terminal", "request",
+                                                                      "client", "detection"};
+/// The word for programs.
+constexpr std::string_view PrintOriginName(PrintOrigin origin) {
+  return kPrintOriginNames[static_cast<std::size_t>(origin)];
+}
+/// Nothing for a word that no origin has.
+constexpr std::optional<PrintOrigin> PrintOriginNamed(std::string_view name) {
+  for (std::size_t i = 0; i < kPrintOriginNames.size(); ++i) {
+    if (kPrintOriginNames[i] == name) return static_cast<PrintOrigin>(i);
+  }
+  return std::nullopt;
+}
 
 /// Clients only read. Writers write NetWeightValue last: it commits the record and raises
 /// NewWeight.
@@ -28,12 +47,10 @@ class PrintData final : public DataObject {
   const std::string& NetWeight() const { return net_; }
   const std::string& TareWeight() const { return tare_; }
   const std::string& GrossWeight() const { return gross_; }
+  /// Beside the published members.
+  PrintOrigin Origin() const { return origin_; }
 
   Event<> NewWeight;
-
-  // Not published.
-
-  PrintOrigin Origin() const { return origin_; }
 
   // Called only by the server's own protocols and scales. Texts are not converted to values.
   void GrossWeight(std::string text) { gross_ = std::move(text); }

@@ -33,6 +33,9 @@ class ReadingCondition final : public std::enable_shared_from_this<ReadingCondit
 
   Condition Present() const;
 
+  /// Milliseconds after which a reading is stale.
+  double Limit() const;
+
   /// Quality or reason have changed: raised from the loop, after the handlers of the reading or
   /// fault that changed them.
   Event<> Changed;
@@ -76,7 +79,6 @@ class ReadingCondition final : public std::enable_shared_from_this<ReadingCondit
   void CountPortErrors() const;
   void AnnounceLater();
   void Announce();
-  double Limit() const;
   LinkState Link() const;
   bool PrintsByHand() const;
   Verdict Judge(const LinkState& link, double now) const;

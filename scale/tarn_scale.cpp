@@ -90,6 +90,11 @@ void TarnScale::ReadProperties(const PropertyBag& bag) {
   const auto self = shared_from_this();
   // Before what goes by it.
   rules_ = RulesOf(bag.ReadBoolean("CorrectReadings", false));
+  constexpr DetectionSettings kDefaults;
+  detector_.Settings({.minimum = bag.ReadDouble("DetectMinimum", kDefaults.minimum),
+                      .stable = bag.ReadLong("DetectStable", kDefaults.stable),
+                      .digits = bag.ReadLong("DetectDigits", kDefaults.digits),
+                      .rearm = bag.ReadDouble("DetectRearm", kDefaults.rearm)});
   AliasName(bag.ReadText("AliasName", "Scale x"));
   StoreConnection(ReadObject<_Connection>(bag, "Connection", *site_, "NoConnection"));
   StoreProtocol(ReadObject<_Protocol>(bag, "Protocol", *site_, "NoProtocol"));
@@ -116,6 +121,11 @@ void TarnScale::WriteProperties(PropertyBag& bag) const {
   bag.WriteDouble("UpdRate", updateRate_, 10);
   WriteObject(bag, "SummitData", summitData_, "SummitData");
   bag.WriteBoolean("CorrectReadings", CorrectReadings(), false);
+  constexpr DetectionSettings kDefaults;
+  bag.WriteDouble("DetectMinimum", DetectMinimum(), kDefaults.minimum);
+  bag.WriteLong("DetectStable", DetectStable(), kDefaults.stable);
+  bag.WriteLong("DetectDigits", DetectDigits(), kDefaults.digits);
+  bag.WriteDouble("DetectRearm", DetectRearm(), kDefaults.rearm);
 }
 
 // --- Settings --------------------------------------------------------------------------------
@@ -149,6 +159,28 @@ void TarnScale::CorrectReadings(bool value) {
   PropertyChanged.Raise("CorrectReadings");
 }
 
+template <class Value>
+void TarnScale::SetDetection(Value DetectionSettings::*setting, Value value,
+                             std::string_view name) {
+  DetectionSettings settings = detector_.Settings();
+  settings.*setting = value;
+  detector_.Settings(settings);
+  PropertyChanged.Raise(name);
+}
+
+void TarnScale::DetectMinimum(double load) {
+  SetDetection(&DetectionSettings::minimum, load, "DetectMinimum");
+}
+void TarnScale::DetectStable(std::int32_t milliseconds) {
+  SetDetection(&DetectionSettings::stable, milliseconds, "DetectStable");
+}
+void TarnScale::DetectDigits(std::int32_t digits) {
+  SetDetection(&DetectionSettings::digits, digits, "DetectDigits");
+}
+void TarnScale::DetectRearm(double load) {
+  SetDetection(&DetectionSettings::rearm, load, "DetectRearm");
+}
+
 void TarnScale::AliasName(std::string name) {
   const auto self = weak_from_this().lock();
   aliasName_ = std::move(name);
@@ -174,7 +206,9 @@ void TarnScale::Disabled(bool disabled) {
   ErrorLED(false);
   disabled_ = disabled;
   PropertyChanged.Raise("Disabled");
-  if (disabled) CloseConnection();
+  if (!disabled) return;
+  detector_.Restart();
+  CloseConnection();
 }
 
 /// In the destructor, where no shared pointer to the scale is left, a part that serves no scale was
@@ -347,6 +381,7 @@ void TarnScale::StopScale() {
   if (activityTimer_) activityTimer_->TimeoutTime(0);
   if (updateTimer_) updateTimer_->Enabled(false);
   condition_->Stopped();
+  detector_.Restart();
   FirstFailure failure;
   failure.Try([this] { mvarWeightData->ClearWeight(); });
   failure.Try([this] { CloseConnection(); });
@@ -406,22 +441,23 @@ void TarnScale::SetTare(double& TareValue) {
   PassOn(OperatorCommand::PresetTare, [&](_Protocol& protocol) { protocol.SetTare(TareValue); });
 }
 
-void TarnScale::P() {
+void TarnScale::P(PrintOrigin origin) {
   const auto self = shared_from_this();
   if (PassOn(OperatorCommand::Print, [](_Protocol& protocol) { protocol.P(); })) return;
   const auto protocol = protocol_;
-  if (Required(protocol).pType() != ProtocolType::DemandTemplateType) printRequest(false);
+  if (Required(protocol).pType() != ProtocolType::DemandTemplateType) printRequest(false, origin);
 }
 
-void TarnScale::printRequest(bool NoWait) {
+void TarnScale::printRequest(bool NoWait, PrintOrigin origin) {
   if (NoWait)
-    CaptureReading();
-  else
-    printRequested_ = true;
+    CaptureReading(origin);
+  else if (!std::exchange(printRequested_, true))
+    requestOrigin_ = origin;
 }
 
-void TarnScale::CaptureReading() {
+void TarnScale::CaptureReading(PrintOrigin origin) {
   const auto print = mvarPrintData;
+  print->Origin(origin);
   print->Units(mvarWeightData->Units());
   print->GrossWeight(mvarWeightData->GrossWeight());
   print->GrossWeightValue(mvarWeightData->GrossWeightValue());
@@ -431,19 +467,33 @@ void TarnScale::CaptureReading() {
   print->NetWeightValue(mvarWeightData->NetWeightValue());
 }
 
+/// Where it fails, it costs a line of the log, and no reading.
+void TarnScale::AttemptCapture(PrintOrigin origin) {
+  Attempt(site_->System(), aliasName_ + ": a print is not in the log",
+          [&] { CaptureReading(origin); });
+}
+
 /// Deliberately a request stays pending when its print fails, for example since the log cannot be
 /// written: the next reading without motion tries again, and fails again before clients hear of it.
-/// With CorrectReadings such a print costs a line of the log, and no reading.
+/// Not so with CorrectReadings, and never where a weighing was detected, which is one record only.
+///
+/// What is detected comes first, so that no failure of a request can cost it.
 void TarnScale::mvarWeightData_NewWeight() {
   const std::uint32_t commits = mvarWeightData->Commits();
-  if (std::exchange(commits_, commits) != commits) condition_->Taken();
-  if (!printRequested_ || mvarWeightData->Motion()) return;
+  const bool isReading = std::exchange(commits_, commits) != commits;
+  if (isReading) condition_->Taken();
+  const bool weighed = isReading && detector_.IsOn() &&
+                       detector_.Take(LoadReadingOf(*mvarWeightData, site_->System().Loop().Now(),
+                                                    condition_->Limit()));
+  if (!weighed && (!printRequested_ || mvarWeightData->Motion())) return;
   // Held only where it matters: this runs with every reading of every scale.
   const auto self = weak_from_this().lock();
+  if (weighed) AttemptCapture(PrintOrigin::Detection);
+  if (!printRequested_ || mvarWeightData->Motion()) return;
   if (CorrectReadings())
-    Attempt(site_->System(), aliasName_ + ": a print is not in the log", [&] { CaptureReading(); });
+    AttemptCapture(requestOrigin_);
   else
-    CaptureReading();
+    CaptureReading(requestOrigin_);
   printRequested_ = false;
 }
 

@@ -19,6 +19,7 @@
 #include "scale/scale_site.hpp"
 #include "scale/summit_data.hpp"
 #include "scale/tarn_record_template_data.hpp"
+#include "scale/weighing_detector.hpp"
 #include "scale/weight_data.hpp"
 
 namespace tarn {
@@ -72,8 +73,8 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void StopScale();
 
   /// Copies a reading into PrintData: the present one when NoWait is true, else the next one
-  /// without motion.
-  void printRequest(bool NoWait = false);
+  /// without motion. A request that waits keeps the origin of who asked first.
+  void printRequest(bool NoWait = false, PrintOrigin origin = PrintOrigin::Terminal);
   bool PRState() const { return printRequested_; }
 
   /// A null protocol is error 91 and changes nothing: a scale without one has a NoProtocol. The
@@ -106,7 +107,7 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void C();
   void T();
   void SetTare(double& TareValue);
-  void P();
+  void P(PrintOrigin origin = PrintOrigin::Terminal);
   void Z();
 
   /// The data object of that name, without regard to case; null when there is no such object.
@@ -123,6 +124,18 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   /// as "CorrectReadings".
   bool CorrectReadings() const { return rules_ == ReadingRules::Corrected; }
   void CorrectReadings(bool value);
+
+  /// The detection of weighings: each load that comes to rest makes a print record, beside those
+  /// that are asked for. DetectionSettings says what they mean and which values are error 380.
+  /// Saved under the names of the properties.
+  double DetectMinimum() const { return detector_.Settings().minimum; }
+  void DetectMinimum(double load);
+  std::int32_t DetectStable() const { return detector_.Settings().stable; }
+  void DetectStable(std::int32_t milliseconds);
+  std::int32_t DetectDigits() const { return detector_.Settings().digits; }
+  void DetectDigits(std::int32_t digits);
+  double DetectRearm() const { return detector_.Settings().rearm; }
+  void DetectRearm(double load);
 
   // Not published.
 
@@ -165,7 +178,10 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   void Connect(const std::shared_ptr<TarnScale>& self, const ConnectLine& connectLine);
   template <class Command>
   bool PassOn(OperatorCommand what, Command command);
-  void CaptureReading();
+  template <class Value>
+  void SetDetection(Value DetectionSettings::*setting, Value value, std::string_view name);
+  void CaptureReading(PrintOrigin origin);
+  void AttemptCapture(PrintOrigin origin);
   void ActivityTimer_TimedOut();
   void mvarWeightData_NewWeight();
   void mvarPrintData_NewWeight();
@@ -179,10 +195,12 @@ class TarnScale final : public Persistable, public std::enable_shared_from_this<
   bool activityLED_ = false;
   bool errorLED_ = false;
   bool printRequested_ = false;
+  PrintOrigin requestOrigin_ = PrintOrigin::Terminal;
   std::string aliasName_ = "Scale x";
   std::int32_t activityTimeoutTime_ = 0;
   double updateRate_ = 10;
   ReadingRules rules_ = ReadingRules::Published;
+  WeighingDetector detector_;
   std::int32_t updateInterval_ = 100;
   std::int16_t scaleNumber_ = 0;
   std::shared_ptr<_Connection> connection_;

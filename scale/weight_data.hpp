@@ -60,6 +60,7 @@ class WeightData final : public DataObject {
   void OutOfRange(bool value);
   /// How many readings have been committed.
   std::uint32_t Commits() const { return commits_; }
+  const std::string& DecimalSeparator() const { return decimalSeparator_; }
 
   /// Stores the flag and, when true, replaces the reading by the no-data texts. Raises StatusChange
   /// and NewWeight every time, whether or not anything changed: a scale that falls silent reports

@@ -77,7 +77,9 @@ const std::map<std::string_view, Rows> kSettings = {
       Object("Protocol", "TarnContinuousProtocol", {Long("Ptype", 4)}), Flag("Disabled", false),
       Flag("ActivityLED", true), Flag("ErrorLED", true), Long("ActivityTimeoutTime", 1234),
       [](PropertyBag& bag) { bag.WriteDouble("UpdRate", 2.5, 0); },
-      Object("SummitData", "TarnKesBasicData"), Flag("CorrectReadings", true)}},
+      Object("SummitData", "TarnKesBasicData"), Flag("CorrectReadings", true),
+      [](PropertyBag& bag) { bag.WriteDouble("DetectMinimum", 0.5, 0); }, Long("DetectStable", 0),
+      Long("DetectDigits", 5), [](PropertyBag& bag) { bag.WriteDouble("DetectRearm", 0.1, 0); }}},
     {"ArcNetConnection", {Text("Cluster", "c"), Text("KestrelNum", "7")}},
     {"EthernetConnection",
      {Text("IPAddress", "terminal-7.plant"), Flag("IsBidirectional", true),
@@ -211,6 +213,9 @@ TEST_F(Settings, WildValuesAreBoundedOrRefused) {
     Object("Connection", name)(wrong);
     EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(wrong); }), error);
   }
+  PropertyBag negative;
+  Long("DetectDigits", -1)(negative);
+  EXPECT_EQ(ErrorOf([&] { TarnScale::Create(site)->ReadProperties(negative); }), 380);
 }
 
 /// A restored scale has its parts bound, and opens nothing.

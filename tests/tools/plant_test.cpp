@@ -45,6 +45,9 @@ TEST_F(PlantTest, ACheckNamesWhatCannotWorkAndNothingElse) {
   EXPECT_THAT(Check(4), ElementsAre(HasSubstr("will show no weight"),
                                     HasSubstr("/dev/gone#9 is not there now")));
   EXPECT_THAT(Check(5), IsEmpty()) << "nobody has set it up";
+  Apply(6, {"connection=serial", "protocol=template", "detect-minimum=2", "detect-rearm=2"});
+  EXPECT_THAT(Check(6), ElementsAre(HasSubstr("detect-minimum has no effect: its protocol has no"),
+                                    HasSubstr("may count twice")));
 }
 
 TEST_F(PlantTest, ScalesAreCopiedMovedAndDeletedButNeverOverwritten) {

@@ -30,6 +30,7 @@ ScaleEvent Sample(Kind kind) {
   event.fields = {{"Id", "A\x1b"}, {"Id", ""}};
   event.message = "bad \xFF bytes\n\"";
   event.style = 48;
+  event.origin = PrintOrigin::Detection;
   return event;
 }
 
@@ -59,14 +60,15 @@ TEST(ScaleEventJson, HasTheNamesOfThePublishedMembersAndCanBeReadBack) {
     Kind kind;
     std::string name;
     std::string members;
-  } cases[] = {{Kind::NewWeight, "NewWeight",
-                weights + R"(,"motion":true,"atZero":false,"outOfRange":false,"inNetMode":true,)"
-                          R"("noDataError":false,"valid":true,)"},
-               {Kind::PrintRecord, "PrintRecord", weights + R"(,"valid":true,)"},
-               {Kind::NewStatus, "NewStatus", R"("activityLED":false,"errorLED":false,)"},
-               {Kind::NewDataReady, "NewDataReady",
-                R"("fields":[{"name":"Id","value":"A\u001b"},{"name":"Id","value":""}],)"},
-               {Kind::TimeoutError, "TimeoutError", ""}};
+  } cases[] = {
+      {Kind::NewWeight, "NewWeight",
+       weights + R"(,"motion":true,"atZero":false,"outOfRange":false,"inNetMode":true,)"
+                 R"("noDataError":false,"valid":true,)"},
+      {Kind::PrintRecord, "PrintRecord", weights + R"(,"valid":true,"origin":"detection",)"},
+      {Kind::NewStatus, "NewStatus", R"("activityLED":false,"errorLED":false,)"},
+      {Kind::NewDataReady, "NewDataReady",
+       R"("fields":[{"name":"Id","value":"A\u001b"},{"name":"Id","value":""}],)"},
+      {Kind::TimeoutError, "TimeoutError", ""}};
   for (const auto& c : cases) {
     const std::string line = EventJson(Sample(c.kind));
     EXPECT_EQ(line, R"({"time":"2024-06-01T12:34:56.007Z","event":")" + c.name +

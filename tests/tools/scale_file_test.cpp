@@ -80,7 +80,8 @@ TEST_F(ScaleFileTest, ShowPrintsWhatSetTakes) {
   EXPECT_EQ(ShownJson()[0].dump(),
             R"({"alias":"Line \u001b[2J3","connection":{"baud":38400,"bidirectional":false,)"
             R"("class":"SerialConnection","databits":7,"device":"","parity":"odd","port":2,)"
-            R"("reconnect":false,"stopbits":1.5},"corrected":false,"enabled":false,)"
+            R"("reconnect":false,"stopbits":1.5},"corrected":false,"detect-digits":1,)"
+            R"("detect-minimum":0,"detect-rearm":0,"detect-stable":1000,"enabled":false,)"
             R"("protocol":{"class":"TarnContinuousProtocol","type":"short"},"rate":0.5,)"
             R"("scale":3,"timeout":0})");
 }

@@ -62,6 +62,8 @@ TEST_F(ScaleKeysTest, TextsBecomeSettings) {
       {"cluster=A", "cluster", "a"},
       {"connection=ethernet", "checksender", "yes"},
       {"reconnect=on", "reconnect", "yes"},
+      {"detect-minimum=0.25", "detect-minimum", "0.25"},
+      {"detect-digits=5", "detect-digits", "5"},
   };
   Apply(kSerial);
   for (const auto& c : cases) {
@@ -77,7 +79,8 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
   } cases[] = {
       {{}, {"alias", "=x", "color=red", "baud=9600", "connection=pigeon", "protocol=morse"}},
       {{}, {"enabled=maybe", "rate=-1", "rate=1001", "rate=nan", "timeout=1.5"}},
-      {{}, {"timeout=2147483648"}},
+      {{}, {"timeout=2147483648", "detect-minimum=-1", "detect-minimum=yes", "detect-rearm=nan"}},
+      {{}, {"detect-stable=-1", "detect-stable=0.5", "detect-digits=1e10"}},
       {{"connection=serial"}, {"type=short"}},
       {kSerial, {"port=0", "port=32768", "port=/dev/ttyS0", "baud=34800", "baud="}},
       {kSerial, {"parity=x", "parity=evenly", "databits=9", "stopbits=3", "type=GSE550"}},
@@ -102,7 +105,8 @@ TEST_F(ScaleKeysTest, WhatDoesNotFitIsRefusedAndChangesNothing) {
 TEST_F(ScaleKeysTest, WhatIsShownCanBeSetAgain) {
   Apply(kSerial);
   Apply({"alias=Line 1", "port=7", "baud=110", "parity=space", "databits=4", "stopbits=1.5",
-         "bidirectional=yes", "type=short", "rate=0.25", "timeout=700", "enabled=yes"});
+         "bidirectional=yes", "type=short", "rate=0.25", "timeout=700", "detect-minimum=2",
+         "detect-stable=0", "detect-digits=0", "detect-rearm=1", "enabled=yes"});
   const auto values = Values();
   Apply(kSerial);
   EXPECT_EQ(Values(), values) << "the settings of what is there are kept";

@@ -75,6 +75,14 @@ class ScaleCheck {
     if (protocol.NeedsCorrectReadings() && !scale.CorrectReadings())
       Add("it will show no weight: with this protocol, type and connection that takes "
           "corrected=yes");
+    if (scale.DetectMinimum() > 0) CheckDetection(scale, protocol);
+  }
+
+  void CheckDetection(const TarnScale& scale, const _Protocol& protocol) {
+    const auto hindrance = protocol.CommandHindrance(OperatorCommand::TakePrint);
+    if (!hindrance.empty()) Add("detect-minimum has no effect: " + std::string(hindrance));
+    if (scale.DetectRearm() >= scale.DetectMinimum())
+      Add("a load near detect-minimum may count twice: set detect-rearm below it, or to 0");
   }
 
   void CheckAddress(const std::string& address) {

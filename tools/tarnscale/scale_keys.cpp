@@ -54,6 +54,13 @@ std::int32_t ParseWhole(std::string_view text, std::int32_t least, std::int32_t 
   return static_cast<std::int32_t>(number);
 }
 
+constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
+
+double ParseLoad(std::string_view text) {
+  return ParseNumber(text, 0, std::numeric_limits<double>::max(),
+                     "write a load in the unit that the scale shows, such as 2.5, or 0");
+}
+
 KeyValue Number(std::int32_t number) {
   return static_cast<double>(number);
 }
@@ -200,6 +207,10 @@ bool HasOwnTimeout(const TarnScale& scale) {
   return !HasUpdateRate(scale) || scale.UpdateRate() <= 0;
 }
 
+bool DetectsWeighings(const TarnScale& scale) {
+  return scale.DetectMinimum() > 0;
+}
+
 bool HasDevice(const TarnScale& scale) {
   return !Serial(scale).Device().empty();
 }
@@ -256,14 +267,36 @@ std::vector<ScaleKey> MakeTable() {
        "silence until no-data, 0 for never (with a rate above 0 the server sets it)",
        [](const TarnScale& s) -> KeyValue { return Number(s.ActivityTimeoutTime()); },
        [](TarnScale& s, ScaleSite&, std::string_view v) {
-         s.ActivityTimeoutTime(ParseWhole(v, 0, std::numeric_limits<std::int32_t>::max(),
-                                          "write whole milliseconds, 0 or more"));
+         s.ActivityTimeoutTime(ParseWhole(v, 0, kLargest, "write whole milliseconds, 0 or more"));
        },
        true, HasOwnTimeout},
       {"corrected", Place::Scale, "", "yes|no",
        "whether readings are corrected where the published rules falsify or withhold them",
        [](const TarnScale& s) -> KeyValue { return s.CorrectReadings(); },
        [](TarnScale& s, ScaleSite&, std::string_view v) { s.CorrectReadings(ParseSwitch(v)); }},
+      {"detect-minimum", Place::Scale, "", "LOAD",
+       "the least load that is detected as a weighing and recorded, 0 for no detection",
+       [](const TarnScale& s) -> KeyValue { return s.DetectMinimum(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { s.DetectMinimum(ParseLoad(v)); }, true,
+       DetectsWeighings},
+      {"detect-stable", Place::Scale, "", "MILLISECONDS", "for how long it must rest",
+       [](const TarnScale& s) -> KeyValue { return Number(s.DetectStable()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         s.DetectStable(ParseWhole(v, 0, kLargest, "write whole milliseconds, 0 or more"));
+       },
+       true, DetectsWeighings},
+      {"detect-digits", Place::Scale, "", "NUMBER",
+       "within how many steps of the last digit shown (a scale that counts by 5 takes 5 and more)",
+       [](const TarnScale& s) -> KeyValue { return Number(s.DetectDigits()); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) {
+         s.DetectDigits(ParseWhole(v, 0, kLargest, "write a whole number, 0 or more"));
+       },
+       true, DetectsWeighings},
+      {"detect-rearm", Place::Scale, "", "LOAD",
+       "below which load the next one counts, 0 for half of detect-minimum",
+       [](const TarnScale& s) -> KeyValue { return s.DetectRearm(); },
+       [](TarnScale& s, ScaleSite&, std::string_view v) { s.DetectRearm(ParseLoad(v)); }, true,
+       DetectsWeighings},
       {"connection", Place::Scale, "", Brief(WordsOf(Role::Connection)),
        "how the terminal is reached",
        [](const TarnScale& s) -> KeyValue { return WordOf(Required(s.Connection()).ClassName()); },
@@ -462,7 +495,7 @@ std::string KeyHelp() {
   std::string help;
   for (const ScaleKey& key : Table()) {
     if (key.help.empty()) continue;
-    help += "  " + Fit(std::string(key.name) + "=", 15) + Fit(key.values, 28);
+    help += "  " + Fit(std::string(key.name) + "=", 16) + Fit(key.values, 28);
     help += key.help;
     help += '\n';
   }

@@ -95,6 +95,10 @@ Expect "the tare by reference", n, 12.5
 scale.printRequest
 Expect "PRState", scale.PRState, True
 scale.printRequest True
+Expect "the record of a client", scale.PrintData.Origin, 2
+scale.DetectMinimum = "0.5"
+scale.DetectRearm = scale.DetectMinimum / 2
+Expect "the detection", scale.DetectRearm + scale.DetectStable + scale.DetectDigits, 1001.25
 scale.UpdateRate = "4"
 Expect "UpdateRate", scale.UpdateRate, 4
 scale.AliasName = "Gate 7"
