@@ -146,4 +146,15 @@ std::string WithoutEighthBit(std::string_view bytes) {
   return text;
 }
 
+std::string WithEighthBit(std::string_view text, EighthBit bit) {
+  std::string bytes(text);
+  if (bit == EighthBit::Clear) return bytes;
+  for (char& c : bytes) {
+    const auto data = static_cast<std::uint8_t>(c);
+    const bool odd = std::popcount(data) % 2 != 0;
+    if (odd == (bit == EighthBit::Even)) c = static_cast<char>(data | 0x80U);
+  }
+  return bytes;
+}
+
 }  // namespace tarn

@@ -36,5 +36,7 @@ enum class EighthBit : std::uint8_t {
 };
 EighthBit EighthBitOf(std::string_view bytes);
 std::string WithoutEighthBit(std::string_view bytes);
+/// Text as a sender with seven bits and this parity sends it; Clear, Even and Odd only.
+std::string WithEighthBit(std::string_view text, EighthBit bit);
 
 }  // namespace tarn

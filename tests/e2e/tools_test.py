@@ -225,6 +225,11 @@ class ToolsTest(unittest.TestCase):
             else:
                 self.assertIn("bytes came", scan.stderr)
             terminal.end(signal.SIGINT)
+        # One that only answers is found by asking, with the parity that it understands.
+        terminal = self.terminal(1, "--wire", "--line", "9600,e,7,2", dialect="mira")
+        scan = self.run_tool("scan", self.line(1), "-q", "--ask")
+        self.assertRegex(scan.stdout, "baud=9600 parity=even databits=7 .*protocol=mira")
+        terminal.end(signal.SIGINT)
 
     def test_a_view_draws_what_another_program_receives(self):
         self.configure(3)

@@ -97,6 +97,7 @@ int PortsCommand(Program& program, const PortsOptions& options);
 
 struct ScanOptions {
   std::string port;  ///< a number, or a device
+  bool ask = false;  ///< sends harmless questions where listening finds nothing
 };
 int ScanCommand(Program& program, const ScanOptions& options);
 

@@ -341,14 +341,21 @@ void AddScan(CommandLine& line, Options& options) {
       AddCommand(line, options, "scan", "Listens at a serial port and says how to set up its scale",
                  &Options::scan, ScanCommand, nullptr);
   command.Add("PORT", options.scan.port, "A port number such as 3, or a device").Required();
+  command.Flag(
+      "--ask", options.scan.ask,
+      "Where nothing is heard, also sends the questions SI and ENQ, which terminals answer "
+      "with their weight, at each speed and parity");
   command.Footer(
       "It tries the usual speeds, hears the parity in the bytes, and looks for the frames of "
       "each\n"
-      "dialect; it sends nothing. A terminal that sends by itself is found within 9 seconds. The "
-      "status\n"
-      "is 1 where nothing is found. Stop bits cannot be heard.\n\n"
-      "Example:\n"
-      "  tarnscale scan /dev/ttyUSB0");
+      "dialect; without --ask it sends nothing. A terminal that sends by itself is found within 9\n"
+      "seconds, one that has to be asked within 24 more. What is sent looks like noise to other\n"
+      "devices, so use --ask only where a scale is. The status is 1 where nothing is found. Stop "
+      "bits\n"
+      "cannot be heard.\n\n"
+      "Examples:\n"
+      "  tarnscale scan /dev/ttyUSB0\n"
+      "  tarnscale scan /dev/ttyUSB0 --ask");
 }
 
 }  // namespace

@@ -8,8 +8,7 @@ namespace tarn::sim {
 
 WireLine::WireLine(std::unique_ptr<TerminalLine> line, SerialSettings settings)
     : line_(std::move(line)), settings_(settings) {
-  onReceived_ =
-      line_->Received.Subscribe([this](std::string_view bytes) { Received.Raise(bytes); });
+  onReceived_ = line_->Received.Subscribe([this](std::string_view bytes) { Hear(bytes); });
 }
 
 char WireLine::OnTheWire(char character) const {
@@ -21,6 +20,17 @@ char WireLine::OnTheWire(char character) const {
   if (settings_.parity == SerialSettings::Parity::Odd) eighth = !odd;
   if (settings_.parity == SerialSettings::Parity::Space) eighth = false;
   return static_cast<char>(data | (eighth ? 0x80U : 0U));
+}
+
+void WireLine::Hear(std::string_view bytes) {
+  const std::int32_t reader = line_->ReaderSpeed();
+  if (reader != 0 && reader != settings_.baud) return;
+  std::string heard;
+  for (const char character : bytes) {
+    if (character != OnTheWire(character)) continue;
+    heard += settings_.dataBits == 7 ? static_cast<char>(character & 0x7F) : character;
+  }
+  if (!heard.empty()) Received.Raise(heard);
 }
 
 std::size_t WireLine::Write(std::string_view bytes) {

@@ -13,7 +13,7 @@ namespace tarn::sim {
 
 /// The eighth bit of what is sent is the parity of seven data bits, or their second stop bit, as
 /// somebody hears it who reads with eight bits and no parity. Somebody who reads at another speed
-/// gets garbage.
+/// gets garbage, and is not heard; what comes with the wrong parity is not heard either.
 class WireLine final : public TerminalLine {
  public:
   WireLine(std::unique_ptr<TerminalLine> line, SerialSettings settings);
@@ -26,6 +26,7 @@ class WireLine final : public TerminalLine {
 
  private:
   char OnTheWire(char character) const;
+  void Hear(std::string_view bytes);
 
   std::unique_ptr<TerminalLine> line_;
   SerialSettings settings_;
