@@ -202,19 +202,20 @@ std::string EventText(const ScaleEvent& event) {
   return LocalText(event.time) + "  " + EventWords(event);
 }
 
+void AppendCsv(std::string& line, std::string_view value) {
+  line += ',';
+  if (value.find_first_of(",\"") == value.npos) {
+    line += Printable(value);
+    return;
+  }
+  line += '"';
+  for (const char c : Printable(value)) line += c == '"' ? std::string("\"\"") : std::string(1, c);
+  line += '"';
+}
+
 std::string EventCsv(const ScaleEvent& event) {
   std::string line = UtcText(event.time) + "," + EventName(event.kind);
-  const auto text = [&line](std::string_view value) {
-    line += ',';
-    if (value.find_first_of(",\"") == value.npos) {
-      line += Printable(value);
-      return;
-    }
-    line += '"';
-    for (const char c : Printable(value))
-      line += c == '"' ? std::string("\"\"") : std::string(1, c);
-    line += '"';
-  };
+  const auto text = [&line](std::string_view value) { AppendCsv(line, value); };
   text(event.scale == 0 ? "" : std::to_string(event.scale));
   text(event.alias);
   const bool hasWeights = event.HasWeights();

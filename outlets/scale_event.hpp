@@ -123,6 +123,8 @@ std::string EventCsv(const ScaleEvent& event);
 inline constexpr std::string_view kCsvHeader =
     "time,event,scale,alias,gross,tare,net,units,motion,atZero,outOfRange,inNetMode,noDataError,"
     "valid,fields";
+/// Appends a comma and a value of such a line.
+void AppendCsv(std::string& line, std::string_view value);
 /// Reads a line of JSON back, without its time. Members that are missing keep their defaults.
 /// Returns nothing when the line is no event.
 std::optional<ScaleEvent> EventOfJson(std::string_view line);

@@ -13,7 +13,15 @@ using Status = CommandResult::Status;
 ServerSource::ServerSource(TarnScaleServer& server, WallClock clock)
     : server_(server),
       clock_(clock),
-      watch_(server, {}, std::move(clock), [this](const auto& event) { Happened.Raise(event); }) {}
+      watch_(server, {}, std::move(clock), [this](const auto& event) { Pass(event); }) {}
+
+void ServerSource::Pass(const ScaleEvent& event) {
+  if (event.kind == ScaleEvent::Kind::NewWeight && event.reading.net != kNoDataText) {
+    if (const auto scale = At(event.scale); scale && KeepsWeight(*scale))
+      kept_.insert_or_assign(event.scale, event.reading);
+  }
+  Happened.Raise(event);
+}
 
 std::vector<int> ServerSource::Scales() const {
   std::vector<int> numbers;
@@ -32,7 +40,22 @@ std::shared_ptr<TarnScale> ServerSource::At(int number) const {
 std::optional<ScaleState> ServerSource::State(int number) const {
   const auto scale = At(number);
   if (!scale) return std::nullopt;
-  return StateOf(*scale, clock_());
+  ScaleState state = StateOf(*scale, clock_());
+  const auto kept = kept_.find(number);
+  if (kept != kept_.end() && KeepsWeight(*scale)) {
+    const Reading present = std::exchange(state.reading, kept->second);
+    state.reading.noData = false;
+    state.reading.quality = present.quality;
+    state.reading.reason = present.reason;
+    state.reading.conditionWords = present.conditionWords;
+    state.reading.age = present.age;
+  }
+  return state;
+}
+
+std::string ServerSource::LatestBytes(int number) const {
+  const auto scale = At(number);
+  return scale ? scale->Condition()->Line()->Latest(LineRecord::kRecent) : std::string();
 }
 
 void ServerSource::Give(int number, const ScaleCommand& command, double tare, const OnDone& done) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,6 +41,8 @@ class ScaleSource {
   virtual std::vector<int> Scales() const = 0;
   /// Nothing where there is no such scale.
   virtual std::optional<ScaleState> State(int scale) const = 0;
+  /// The latest bytes that came over the line of a scale; empty where nobody knows them.
+  virtual std::string LatestBytes(int /*scale*/) const { return {}; }
   /// Gives a command to a scale and reports what came of it, at once or later. `tare` is that of
   /// PresetTare, in the terminal's units.
   virtual void Give(int scale, const ScaleCommand& command, double tare, const OnDone& done) = 0;
@@ -56,13 +59,16 @@ class ServerSource final : public ScaleSource {
 
   std::vector<int> Scales() const override;
   std::optional<ScaleState> State(int scale) const override;
+  std::string LatestBytes(int scale) const override;
   void Give(int scale, const ScaleCommand& command, double tare, const OnDone& done) override;
 
  private:
   std::shared_ptr<TarnScale> At(int scale) const;
+  void Pass(const ScaleEvent& event);
 
   TarnScaleServer& server_;
   WallClock clock_;
+  std::map<int, Reading> kept_;  ///< by scale: weights that the no-data state follows at once
   EventWatch watch_;
 };
 

@@ -43,6 +43,12 @@ bool IsConfigured(const TarnScale& scale, int number) {
          (protocol && protocol->pType() != ProtocolType::NoProtType);
 }
 
+bool KeepsWeight(const TarnScale& scale) {
+  const auto protocol = scale.Protocol();
+  return protocol && protocol->ReadingsEndWithNoData() &&
+         (scale.ActivityLED() || !scale.ErrorLED());
+}
+
 ScaleState StateOf(const TarnScale& scale, WallTime now) {
   ScaleState state;
   state.scale = scale.ScaleNumber();

@@ -15,6 +15,10 @@ std::string NewAlias(int number);
 /// Whether any setting of the scale differs from those of a new configuration.
 bool IsConfigured(const TarnScale& scale, int number);
 
+/// Whether the latest weight stays the one to be shown although the no-data state has followed it:
+/// some protocols end every reading with that state, and the terminal sends.
+bool KeepsWeight(const TarnScale& scale);
+
 struct ScaleState {
   int scale = 0;
   std::string alias;

@@ -30,6 +30,8 @@ class OwnedFd {
     if (fd_ >= 0) ::close(fd_);
     fd_ = fd;
   }
+  /// Hands the descriptor over to the caller.
+  int Release() { return std::exchange(fd_, -1); }
   /// Closes and returns what the system said: 0 or -1 with errno.
   int Close() { return ::close(std::exchange(fd_, -1)); }
 

@@ -96,7 +96,41 @@ void AddCapture(Command& command, std::string& folder) {
 }
 
 /// What run and monitor publish.
-void AddOutlets(Command& /*command*/, OutletOptions& /*outlets*/) {}
+void AddOutlets(Command& command, OutletOptions& outlets) {
+  command.Group("Options for the browser and other programs");
+  command
+      .Add("--http", outlets.http,
+           "Serves a page and the readings as JSON here, such as 127.0.0.1:8080; port 0 takes a "
+           "free "
+           "one. Beyond this machine only for those who have the token")
+      .Value("ADDRESS:PORT");
+  command
+      .Add("--http-token-file", outlets.httpTokenFile,
+           "The file of the token that readers must show; it is made if it is missing")
+      .Value("FILE");
+  command
+      .Add("--http-commands", outlets.httpCommands,
+           "The scales that take commands, such as 1,4, or all; none when not given")
+      .OneValueEach()
+      .Value("N,...");
+  command
+      .Add("--http-host", outlets.httpHosts,
+           "Another name by which readers know this machine; may be repeated")
+      .OneValueEach()
+      .Value("NAME");
+  command
+      .Add("--http-allow-origin", outlets.httpOrigins,
+           "Pages of this origin may use the interface, such as https://board.example; may be "
+           "repeated")
+      .OneValueEach()
+      .Value("ORIGIN");
+  command
+      .Add("--audit", outlets.audit,
+           "Appends a line to this file for every command that comes in; to the trace when not "
+           "given")
+      .Value("FILE");
+  command.Group("Options");
+}
 
 void AddDrawing(Command& command, int& interval) {
   command.Add("--interval", interval, "Milliseconds between two drawings")

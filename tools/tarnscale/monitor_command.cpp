@@ -20,12 +20,14 @@ namespace {
 void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& server,
              LineWriter& writer) {
   const Outlets outlets(program, server, options.outlets);
+  const std::string url = outlets.Url();
   StartScales(server);
   const std::string& file = program.Options().file;
   const auto capture = CaptureLines(program, server, options.capture);
-  MonitorModel model(program.Host().Loop(), server,
-                     {.title = "tarnscale " + file, .all = options.all},
-                     std::chrono::system_clock::now);
+  MonitorModel model(
+      program.Host().Loop(), server,
+      {.title = "tarnscale " + file + (url.empty() ? "" : "  " + url), .all = options.all},
+      std::chrono::system_clock::now);
   if (model.RowCount() == 0) {
     throw Failure("no scale of '" + Printable(file) +
                   "' is set up: set one up with tarnscale set, or see all with --all");

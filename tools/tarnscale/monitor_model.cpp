@@ -18,14 +18,6 @@ namespace {
 using Key = Console::Key;
 using Kind = ScaleEvent::Kind;
 
-/// A weight that the no-data state follows at once stays on the screen for as long as the terminal
-/// sends.
-bool KeepsWeight(const TarnScale& scale) {
-  const auto protocol = scale.Protocol();
-  return protocol && protocol->ReadingsEndWithNoData() &&
-         (scale.ActivityLED() || !scale.ErrorLED());
-}
-
 }  // namespace
 
 MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, const Options& options,

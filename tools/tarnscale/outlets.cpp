@@ -1,13 +1,70 @@
 #include "tools/tarnscale/outlets.hpp"
 
 #include <chrono>
+#include <exception>
+
+#include "platform/program.hpp"
+#include "tools/tarnscale/display_text.hpp"
+#include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/scale_file.hpp"
 
 namespace tarn::tool {
+namespace {
 
-Outlets::Outlets(Program& /*program*/, TarnScaleServer& server, const OutletOptions& /*options*/)
+http::ScaleSet CommandsOf(const std::vector<std::string>& lists) {
+  http::ScaleSet scales;
+  if (lists == std::vector<std::string>{"all"}) return scales.set();
+  for (const int scale : ScaleNumbers(lists)) scales.set(static_cast<std::size_t>(scale));
+  return scales;
+}
+
+http::OutletSettings SettingsOf(const OutletOptions& options) {
+  return {.listen = options.http,
+          .tokenFile = options.httpTokenFile,
+          .commands = CommandsOf(options.httpCommands),
+          .hosts = options.httpHosts,
+          .origins = options.httpOrigins,
+          .audit = options.audit,
+          .usualTokenFile = ProgramDataFolder("tarnscale") + "/http-token"};
+}
+
+std::string FileName(const std::string& file) {
+  return file.substr(file.find_last_of("/\\") + 1);
+}
+
+void RequireHttp(const OutletOptions& options) {
+  const bool needsHttp = !options.httpTokenFile.empty() || !options.httpCommands.empty() ||
+                         !options.httpHosts.empty() || !options.httpOrigins.empty() ||
+                         !options.audit.empty();
+  if (needsHttp) throw UsageError("--http-... and --audit go with --http ADDRESS:PORT");
+}
+
+std::unique_ptr<http::HttpOutlet> StartHttp(Program& program, ScaleSource& source,
+                                            WeighingBook& book, const OutletOptions& options) {
+  if (options.http.empty()) {
+    RequireHttp(options);
+    return nullptr;
+  }
+  const http::OutletSettings settings = SettingsOf(options);
+  try {
+    auto outlet = http::MakeHttpOutlet(program.Host(), source, book, settings,
+                                       {TARN_VERSION, FileName(program.Options().file)});
+    program.Say("the scales are at " + outlet->Url());
+    if (const std::string file = outlet->TokenFile(); !file.empty())
+      program.Say("who reads them needs the token in " + Printable(file));
+    return outlet;
+  } catch (const std::exception& error) {
+    throw Failure(std::string("--http: ") + error.what());
+  }
+}
+
+}  // namespace
+
+Outlets::Outlets(Program& program, TarnScaleServer& server, const OutletOptions& options)
     : source_(server, std::chrono::system_clock::now),
       book_(std::make_unique<RecentWeighings>()),
       onEvent_(
-          source_.Happened.Subscribe([this](const ScaleEvent& event) { book_->Enter(event); })) {}
+          source_.Happened.Subscribe([this](const ScaleEvent& event) { book_->Enter(event); })),
+      http_(StartHttp(program, source_, *book_, options)) {}
 
 }  // namespace tarn::tool

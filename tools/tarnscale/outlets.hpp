@@ -3,7 +3,9 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "outlets/http/http_outlet.hpp"
 #include "outlets/scale_source.hpp"
 #include "outlets/weighing.hpp"
 #include "tools/tarnscale/program.hpp"
@@ -11,7 +13,14 @@
 namespace tarn::tool {
 
 /// Each is off while it is empty.
-struct OutletOptions {};
+struct OutletOptions {
+  std::string http;  ///< "127.0.0.1:8080"
+  std::string httpTokenFile;
+  std::vector<std::string> httpCommands;  ///< "1,4" or "all"
+  std::vector<std::string> httpHosts;
+  std::vector<std::string> httpOrigins;
+  std::string audit;  ///< a file
+};
 
 /// The outlets that the options name. Make it before the scales start, so that it sees the first
 /// reading; the server outlives it.
@@ -20,10 +29,14 @@ class Outlets {
   /// Throws UsageError and Failure.
   Outlets(Program& program, TarnScaleServer& server, const OutletOptions& options);
 
+  /// Where browsers find the scales; empty where they do not.
+  std::string Url() const { return http_ ? http_->Url() : std::string(); }
+
  private:
   ServerSource source_;
   std::unique_ptr<WeighingBook> book_;
   Subscription onEvent_;
+  std::unique_ptr<http::HttpOutlet> http_;
 };
 
 }  // namespace tarn::tool

@@ -2,7 +2,6 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <set>
 
 #include "outlets/event_watch.hpp"
 #include "platform/line_writer.hpp"
@@ -18,19 +17,6 @@
 
 namespace tarn::tool {
 namespace {
-
-std::set<int> ScalesOf(const RunOptions& options) {
-  std::set<int> scales;
-  for (std::string_view rest : options.scales) {
-    while (true) {
-      const auto comma = rest.find(',');
-      scales.insert(ScaleNumber(rest.substr(0, comma)));
-      if (comma == rest.npos) break;
-      rest.remove_prefix(comma + 1);
-    }
-  }
-  return scales;
-}
 
 /// Who chooses among the readings, or counts lines, wants no lines about lamps.
 bool WantsReadingsOnly(const RunOptions& options) {
@@ -51,7 +37,7 @@ void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions&
 
 int RunScales(Program& program, const RunOptions& options, TarnScaleServer& server,
               EventOutput& output) {
-  const std::set<int> scales = ScalesOf(options);
+  const std::set<int> scales = ScaleNumbers(options.scales);
   EventFilter filter({.stable = options.stable,
                       .changes = options.changes,
                       .every = options.every,

@@ -47,6 +47,19 @@ int ScaleNumber(std::string_view text) {
                    std::to_string(kScaleCount));
 }
 
+std::set<int> ScaleNumbers(const std::vector<std::string>& lists) {
+  std::set<int> scales;
+  for (std::string_view rest : lists) {
+    while (true) {
+      const auto comma = rest.find(',');
+      scales.insert(ScaleNumber(rest.substr(0, comma)));
+      if (comma == rest.npos) break;
+      rest.remove_prefix(comma + 1);
+    }
+  }
+  return scales;
+}
+
 void RequireSettingsFile(Host& host, const std::string& name) {
   ReadThere(host, name);
 }

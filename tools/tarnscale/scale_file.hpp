@@ -2,8 +2,10 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "outlets/scale_state.hpp"
 #include "platform/host.hpp"
@@ -18,6 +20,8 @@ void RequireSettingsFile(Host& host, const std::string& name);
 
 /// Throws UsageError for what is no number from 1 to 32.
 int ScaleNumber(std::string_view text);
+/// The numbers of lists such as "1,4". Throws UsageError.
+std::set<int> ScaleNumbers(const std::vector<std::string>& lists);
 
 /// The host outlives it. It opens no port unless its user runs a scale.
 class ScaleFile {

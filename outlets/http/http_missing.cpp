@@ -1,0 +1,15 @@
+// In place of http_outlet.cpp where there is no libmicrohttpd.
+#include "base/automation_error.hpp"
+#include "outlets/http/http_outlet.hpp"
+
+namespace tarn::http {
+
+std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& /*host*/, ScaleSource& /*source*/,
+                                           WeighingBook& /*book*/,
+                                           const OutletSettings& /*settings*/,
+                                           ServerWords /*words*/) {
+  throw AutomationError(ErrorNumber::CannotCreateObject,
+                        "this program was built without HTTP: libmicrohttpd was not there");
+}
+
+}  // namespace tarn::http
