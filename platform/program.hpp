@@ -22,4 +22,9 @@ std::string NullFile();
 /// made if it is missing. Error 75 if it cannot be made.
 std::string ProgramDataFolder(std::string_view program);
 
+/// The folder for the local sockets of this user's programs of this name, which nobody else may
+/// enter; it is made if it is missing. Empty where the system has no such sockets, or somebody else
+/// has taken the place.
+std::string ProgramSocketFolder(std::string_view program);
+
 }  // namespace tarn

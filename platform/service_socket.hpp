@@ -17,6 +17,11 @@ struct ServiceSocket {
 /// this machine or the port is taken, 70 no permission, 57.
 ServiceSocket ListenForClients(const std::string& address, int port);
 
+/// A socket of this machine by the name of a file, for its owner only. What a program left behind
+/// that ended without removing it is replaced. Errors: 75 somebody listens there already, or the
+/// name cannot be used; 70 no permission, 57.
+int ListenLocally(const std::string& path);
+
 /// Whether only programs of this machine reach an address; false for what is no address.
 bool IsLoopbackAddress(const std::string& address);
 /// Whether the text is an IPv4 or IPv6 address.

@@ -4,6 +4,10 @@
 
 namespace tarn::http {
 
+bool IsBuiltIn() {
+  return false;
+}
+
 std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& /*host*/, ScaleSource& /*source*/,
                                            WeighingBook& /*book*/,
                                            const OutletSettings& /*settings*/,

@@ -1,6 +1,8 @@
 #include "outlets/http/http_outlet.hpp"
 
 #include <chrono>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "base/automation_error.hpp"
@@ -52,11 +54,21 @@ class NativeHttpOutlet final : public HttpOutlet {
         }) {
     if (!settings.listen.empty()) ListenAt(settings);
   }
+  ~NativeHttpOutlet() override {
+    std::error_code ignored;
+    if (!localSocket_.empty()) std::filesystem::remove(localSocket_, ignored);
+  }
 
   std::string Url() const override { return url_; }
   std::string TokenFile() const override { return tokenFile_; }
   void Listen(int descriptor, Rights rights) override {
     server_.Listen(descriptor, std::move(rights));
+  }
+  void ListenLocally(const std::string& path) override {
+    Rights rights{.checksHost = false};
+    rights.commands.set();
+    server_.Listen(tarn::ListenLocally(path), std::move(rights));
+    localSocket_ = path;
   }
   Api& Routes() override { return api_; }
   std::size_t Connections() const override { return server_.Connections(); }
@@ -83,9 +95,14 @@ class NativeHttpOutlet final : public HttpOutlet {
   HttpServer server_;
   std::string url_;
   std::string tokenFile_;
+  std::string localSocket_;
 };
 
 }  // namespace
+
+bool IsBuiltIn() {
+  return true;
+}
 
 std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& host, ScaleSource& source,
                                            WeighingBook& book, const OutletSettings& settings,

@@ -13,6 +13,9 @@
 
 namespace tarn::http {
 
+/// Whether this program has HTTP.
+bool IsBuiltIn();
+
 struct OutletSettings {
   std::string listen;     ///< "127.0.0.1:8080", "[::1]:0", "8080"; empty for no address
   std::string tokenFile;  ///< made if it is missing
@@ -38,6 +41,9 @@ class HttpOutlet {
   virtual std::string TokenFile() const = 0;
   /// Serves at one more listening descriptor, which is the outlet's from now on.
   virtual void Listen(int descriptor, Rights rights) = 0;
+  /// Serves this machine's programs of the same user, who may do everything, at a local socket.
+  /// Errors as ListenLocally.
+  virtual void ListenLocally(const std::string& path) = 0;
   virtual Api& Routes() = 0;
   virtual std::size_t Connections() const = 0;
 };

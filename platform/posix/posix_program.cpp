@@ -1,6 +1,7 @@
 // What a program learns about itself and its user on POSIX systems.
 #include <poll.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -62,6 +63,22 @@ std::string ProgramDataFolder(std::string_view program) {
                           "The folder " + folder + " cannot be made: " + error.message());
   }
   return folder;
+}
+
+std::string ProgramSocketFolder(std::string_view program) {
+  const std::string user = std::to_string(::getuid());
+  const char* variable = std::getenv("XDG_RUNTIME_DIR");
+  const std::string usual = "/run/user/" + user;
+  std::string folder = "/tmp/" + std::string(program) + "-" + user;
+  if (variable != nullptr && *variable == '/')
+    folder = variable + ("/" + std::string(program));
+  else if (::access(usual.c_str(), W_OK | X_OK) == 0)
+    folder = usual + "/" + std::string(program);
+  ::mkdir(folder.c_str(), S_IRWXU);
+  struct stat status {};
+  const bool isOurs = ::lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+                      status.st_uid == ::getuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+  return isOurs ? folder : std::string();
 }
 
 }  // namespace tarn

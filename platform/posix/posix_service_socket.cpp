@@ -1,6 +1,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 
 #include <array>
 #include <cstdint>
@@ -61,7 +63,42 @@ std::string WhyNobodyListens(int error) {
                             WhyNobodyListens(error));
 }
 
+[[noreturn]] void FailLocally(const std::string& path, int error) {
+  const bool noPlace = error == EADDRINUSE || error == ENOENT || error == ENAMETOOLONG;
+  throw AutomationError(noPlace ? ErrorNumber::PathFileAccess : CommonErrorNumber(error),
+                        "Nobody can listen at " + path + ": " +
+                            (error == EADDRINUSE ? "another program does" : ErrorText(error)));
+}
+
+OwnedFd LocalSocket() {
+  return OwnedFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+}
+
 }  // namespace
+
+int ListenLocally(const std::string& path) {
+  sockaddr_un name{};
+  name.sun_family = AF_UNIX;
+  if (path.size() >= sizeof name.sun_path) FailLocally(path, ENAMETOOLONG);
+  path.copy(name.sun_path, path.size());
+  const Place place = PlaceOf(name);
+  OwnedFd listener = LocalSocket();
+  if (!listener) FailLocally(path, errno);
+  if (::bind(listener.Get(), place.Get(), place.length) < 0) {
+    if (errno != EADDRINUSE) FailLocally(path, errno);
+    const OwnedFd asks = LocalSocket();
+    const bool isLeft =
+        ::connect(asks.Get(), place.Get(), place.length) < 0 && errno == ECONNREFUSED;
+    if (!isLeft) FailLocally(path, EADDRINUSE);
+    ::unlink(path.c_str());
+    if (::bind(listener.Get(), place.Get(), place.length) < 0) FailLocally(path, errno);
+  }
+  // Before it listens, nobody gets in.
+  if (::chmod(path.c_str(), S_IRUSR | S_IWUSR) < 0 || ::listen(listener.Get(), SOMAXCONN) < 0) {
+    FailLocally(path, errno);
+  }
+  return listener.Release();
+}
 
 ServiceSocket ListenForClients(const std::string& address, int port) {
   auto place = PlaceOf(address, port);

@@ -53,4 +53,8 @@ std::string ProgramDataFolder(std::string_view program) {
   return folder;
 }
 
+std::string ProgramSocketFolder(std::string_view /*program*/) {
+  return {};
+}
+
 }  // namespace tarn

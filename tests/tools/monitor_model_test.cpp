@@ -186,7 +186,7 @@ TEST_F(MonitorModelTest, ATableShowsTheEventsOfOtherPrograms) {
   Set(3, {"alias=Line 3", "connection=serial", "protocol=mira"});
   ScaleFile file(host, kFile);
   file.Load();
-  EventTable table(host.loop, file, "others", [] { return WallTime(); });
+  EventTable table(host.loop, EventTable::RowsOf(file), "others", [] { return WallTime(); });
   const auto row = [&table] { return table.Snapshot().rows.at(0); };
   EXPECT_EQ(row().condition, "no event yet");
   host.loop.Advance(5000);

@@ -35,6 +35,8 @@ struct MonitorOptions {
   OutletOptions outlets;
 };
 int MonitorCommand(Program& program, const MonitorOptions& options);
+/// Shows the scales of a tarnscale that runs them already; false where there is none.
+bool MonitorRunningServer(Program& program, const MonitorOptions& options);
 
 struct ViewOptions {
   std::string events;  ///< a file or a named pipe; standard input when empty

@@ -8,17 +8,25 @@
 
 namespace tarn::tool {
 
-EventTable::EventTable(const MessageLoop& loop, const ScaleFile& file, std::string title,
-                       WallClock clock)
-    : LiveTable(std::move(title), std::move(clock)), loop_(loop), measuredAt_(loop.Now()) {
+std::vector<EventTable::Row> EventTable::RowsOf(const ScaleFile& file) {
+  std::vector<Row> rows;
   for (int number = 1; number <= kScaleCount; ++number) {
     const auto scale = file.At(number);
     if (!scale || !IsConfigured(*scale, number)) continue;
+    rows.push_back({number, scale->AliasName(), ConnectionText(*scale), ProtocolText(*scale)});
+  }
+  return rows;
+}
+
+EventTable::EventTable(const MessageLoop& loop, const std::vector<Row>& rows, std::string title,
+                       WallClock clock)
+    : CommandTable(std::move(title), std::move(clock)), loop_(loop), measuredAt_(loop.Now()) {
+  for (const Row& known : rows) {
     MonitorRow& row = slots_.emplace_back().row;
-    row.number = number;
-    row.alias = scale->AliasName();
-    row.connection = ConnectionText(*scale);
-    row.protocol = ProtocolText(*scale);
+    row.number = known.number;
+    row.alias = known.alias;
+    row.connection = known.connection;
+    row.protocol = known.protocol;
     row.condition = "no event yet";
   }
 }
@@ -35,17 +43,39 @@ MonitorSnapshot EventTable::Snapshot() {
   }
   Complete(snapshot);
   snapshot.prompt = "? help  q quit  j/k row  [ ] older and newer lines";
+  if (!slots_.empty()) {
+    const int selected = slots_[Selected()].row.number;
+    snapshot.prompt = Prompt(selected).value_or(give_ ? "" : snapshot.prompt);
+  }
   return snapshot;
 }
 
 bool EventTable::HandleKey(Console::Key key, char character) {
   if (character == kControlC) return false;
-  return HandleCommonKey(key, character) || character != 'q';
+  if (HandlePromptKey(key, character) || HandleCommonKey(key, character)) return true;
+  if (give_) HandleCommandKey(character);
+  return character != 'q';
+}
+
+void EventTable::Give(const ScaleCommand& command, double tare) {
+  give_(slots_[Selected()].row.number, command, tare);
 }
 
 std::vector<std::string> EventTable::Help() const {
-  return {"Up Down k j   select a row; Page and Home and End work, too",
-          "[ ]           older and newer lines below the table", "q             quit"};
+  std::vector<std::string> lines = {"Up Down k j   select a row; Page and Home and End work, too",
+                                    "[ ]           older and newer lines below the table"};
+  const std::vector<std::string> commands = give_ ? CommandHelp() : std::vector<std::string>();
+  lines.insert(lines.end(), commands.begin(), commands.end());
+  lines.emplace_back("q             quit");
+  return lines;
+}
+
+void EventTable::Disconnected(const std::string& why) {
+  for (Slot& slot : slots_) {
+    slot.row.reading.quality = Quality::Error;
+    slot.row.condition = "no connection";
+  }
+  Note("no connection to the server: " + why);
 }
 
 void EventTable::HandleLine(std::string_view line) {

@@ -2,6 +2,8 @@
 // statuses.
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "outlets/scale_commands.hpp"
 #include "tools/arguments.hpp"
@@ -38,6 +40,21 @@ constexpr const char* kStatuses =
     "Exit status: 0 done and seen, 1 failed, 2 wrong command line, 3 nothing came in time, 4 the\n"
     "scale cannot take the command, 5 the terminal answers, but has no valid weight.\n";
 
+constexpr const char* kAttaches =
+    "Where a tarnscale runs the file on this machine, that one is asked; else the port must be "
+    "free.\n";
+
+template <class Own>
+int Run(Options& options, Own Options::*own, int (*run)(Program&, const Own&)) {
+  Program program(options.common);
+  try {
+    return program.Finish(run(program, options.*own));
+  } catch (const Failure& failure) {
+    program.Complain(failure.what());
+    return failure.Status();
+  }
+}
+
 /// Adds a command that has the options `own` and calls `run`. `file` says what its file is; null
 /// for a command without one.
 template <class Own>
@@ -71,16 +88,39 @@ Command& AddCommand(CommandLine& line, Options& options, const char* name, const
       .Value("LIBRARY");
   command.Flag("-q,--quiet", common.quiet, "Only errors on standard error");
   command.Group("Options");
-  command.OnRun([&options, own, run] {
-    Program program(options.common);
-    try {
-      return program.Finish(run(program, options.*own));
-    } catch (const Failure& failure) {
-      program.Complain(failure.what());
-      return failure.Status();
-    }
-  });
+  command.OnRun([&options, own, run] { return Run(options, own, run); });
   return command;
+}
+
+/// For a command that a tarnscale which runs already can serve: its URL takes the place of the
+/// file, so the words that the user typed are one place further on then.
+template <class Own>
+void AddAttach(Command& command, Options& options, Own Options::*own,
+               int (*run)(Program&, const Own&), std::vector<std::string Own::*> words) {
+  command.Known("FILE").Required(false);
+  command
+      .Add(
+          "--at", options.common.at,
+          "In place of FILE: uses the tarnscale that runs there, such as http://10.0.0.7:8080, and "
+          "opens no port")
+      .Value("URL");
+  command
+      .Add("--token-file", options.common.tokenFile, "The file of the token that it wants to see")
+      .Value("FILE");
+  command.Flag("--alone", options.common.alone,
+               "Looks for no tarnscale that runs this file already, and opens the ports itself");
+  command.OnRun([&options, own, run, words = std::move(words)] {
+    CommonOptions& common = options.common;
+    if (common.at.empty() && common.file.empty())
+      throw UsageError("FILE is missing: the settings file");
+    if (!common.at.empty()) {
+      std::string word = std::exchange(common.file, {});
+      for (const auto member : words) word = std::exchange(options.*own.*member, std::move(word));
+      if (!word.empty())
+        throw UsageError("'" + word + "' is one word too many: --at takes the place of FILE");
+    }
+    return Run(options, own, run);
+  });
 }
 
 void AddSeconds(Command& command, std::optional<double>& seconds) {
@@ -191,6 +231,7 @@ void AddMonitor(CommandLine& line, Options& options) {
                                 "Shows the scales live and gives commands to the selected one",
                                 &Options::monitor, MonitorCommand);
   command.Flag("--all", options.monitor.all, "All 32 scales, not only the configured ones");
+  AddAttach(command, options, &Options::monitor, MonitorCommand, {});
   AddDrawing(command, options.monitor.interval);
   AddSeconds(command, options.monitor.seconds);
   AddCapture(command, options.monitor.capture);
@@ -266,9 +307,11 @@ void AddSend(CommandLine& line, Options& options) {
   Command& command =
       AddCommand(line, options, "send", "Runs one scale for a moment and gives it a command",
                  &Options::send, SendCommand);
-  AddScale(command, options.send.scale);
-  command.Add("COMMAND", options.send.command, "See below; capitals do not matter").Required();
+  AddScale(command, options.send.scale).Required(false);
+  command.Add("COMMAND", options.send.command, "See below; capitals do not matter");
   command.Add("VALUE", options.send.value, "The weight of SetTare");
+  AddAttach(command, options, &Options::send, SendCommand,
+            {&SendOptions::scale, &SendOptions::command, &SendOptions::value});
   command.Add("--wait", options.send.wait, "How long to wait for what the terminal answers")
       .Range(0.1, 3600.0)
       .ShowDefault()
@@ -279,9 +322,7 @@ void AddSend(CommandLine& line, Options& options) {
     name.resize(12, ' ');
     commands += "  " + name + std::string(c.help) + "\n";
   }
-  command.Footer("Commands:\n" + commands +
-                 "The port must be free: no server may run the scale at the same time.\n" +
-                 kStatuses +
+  command.Footer("Commands:\n" + commands + kAttaches + kStatuses +
                  "\n"
                  "Example:\n"
                  "  tarnscale send plant.scl 1 SetTare 12.5");
@@ -341,7 +382,8 @@ void AddRead(CommandLine& line, Options& options) {
   Command& command =
       AddCommand(line, options, "read", "Runs one scale until it has a weight, and prints it",
                  &Options::read, ReadCommand);
-  AddScale(command, read.scale);
+  AddScale(command, read.scale).Required(false);
+  AddAttach(command, options, &Options::read, ReadCommand, {&ReadOptions::scale});
   bool& net = options.net;
   command.Flag("--net", net, "The net weight, as when nothing is given");
   command.Flag("--gross", read.gross, "The gross weight").Without("--net");
@@ -352,11 +394,9 @@ void AddRead(CommandLine& line, Options& options) {
       .Range(0.1, 3600.0)
       .ShowDefault()
       .Value("SECONDS");
-  command.Footer(
-      std::string("The port must be free: no server may run the scale at the same time.\n") +
-      kStatuses +
-      "\nExamples:\n  tarnscale read plant.scl 1\n"
-      "  weight=$(tarnscale read plant.scl 1 --stable --gross) || echo no weight");
+  command.Footer(std::string(kAttaches) + kStatuses +
+                 "\nExamples:\n  tarnscale read plant.scl 1\n"
+                 "  weight=$(tarnscale read plant.scl 1 --stable --gross) || echo no weight");
 }
 
 void AddPorts(CommandLine& line, Options& options) {

@@ -43,6 +43,7 @@ void Monitor(Program& program, const MonitorOptions& options, TarnScaleServer& s
 }  // namespace
 
 int MonitorCommand(Program& program, const MonitorOptions& options) {
+  if (MonitorRunningServer(program, options)) return kSuccess;
   if (!program.Output().IsTerminal()) {
     return RunCommand(program, {.readingsOnly = true,
                                 .seconds = options.seconds,

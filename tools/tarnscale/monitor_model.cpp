@@ -5,7 +5,6 @@
 #include <memory>
 #include <utility>
 
-#include "base/number_text.hpp"
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/line_detail.hpp"
@@ -22,7 +21,7 @@ using Kind = ScaleEvent::Kind;
 
 MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, const Options& options,
                            const WallClock& clock)
-    : LiveTable(options.title, clock),
+    : CommandTable(options.title, clock),
       loop_(loop),
       measuredAt_(loop.Now()),
       watch_(server, {}, clock, [this](const ScaleEvent& event) { HandleEvent(event); }) {
@@ -102,10 +101,7 @@ MonitorSnapshot MonitorModel::Snapshot() {
   const Slot* selected = SelectedSlot();
   if (showsLine_ && selected != nullptr && selected->scale)
     snapshot.detail = LineDetail(*selected->scale);
-  if (tareText_) {
-    snapshot.prompt = "Preset tare for scale " + std::to_string(slots_[Selected()].number) + ": " +
-                      *tareText_ + "_   (Enter sends it, Escape does not)";
-  }
+  if (selected != nullptr) snapshot.prompt = Prompt(selected->number).value_or(snapshot.prompt);
   return snapshot;
 }
 
@@ -141,11 +137,8 @@ void MonitorModel::TakeReading(const ScaleEvent& event) {
 
 bool MonitorModel::HandleKey(Key key, char character) {
   if (key == Key::Character && character == kControlC) return false;
-  if (tareText_) {
-    HandlePromptKey(key, character);
-    return true;
-  }
-  return HandleCommonKey(key, character) || HandleCharacter(character);
+  return HandlePromptKey(key, character) || HandleCommonKey(key, character) ||
+         HandleCharacter(character);
 }
 
 bool MonitorModel::HandleCharacter(char character) {
@@ -153,29 +146,8 @@ bool MonitorModel::HandleCharacter(char character) {
   if (character == 'i') showsLine_ = !showsLine_;
   if (character == 'e') Start();
   if (character == 'd') Disable();
-  const ScaleCommand* command = FindCommandKey(character);
-  if (command == nullptr || slots_.empty()) return true;
-  if (command->command == OperatorCommand::PresetTare)
-    tareText_.emplace();
-  else
-    Give(*command);
+  HandleCommandKey(character);
   return true;
-}
-
-void MonitorModel::HandlePromptKey(Key key, char character) {
-  constexpr std::size_t kLongestNumber = 20;
-  constexpr std::string_view kNumberCharacters = "0123456789.,-";
-  std::string& text = *tareText_;
-  if (key == Key::Enter) {
-    GivePresetTare(*std::exchange(tareText_, std::nullopt));
-  } else if (key == Key::Escape) {
-    tareText_.reset();
-  } else if (key == Key::Backspace) {
-    if (!text.empty()) text.pop_back();
-  } else if (key == Key::Character && text.size() < kLongestNumber &&
-             kNumberCharacters.find(character) != std::string_view::npos) {
-    text += character;
-  }
 }
 
 std::vector<std::string> MonitorModel::Help() const {
@@ -183,8 +155,8 @@ std::vector<std::string> MonitorModel::Help() const {
       "Up Down k j   select a scale; Page and Home and End work, too",
       "[ ]           older and newer lines below the table",
   };
-  for (const ScaleCommand& c : ScaleCommands())
-    lines.push_back(std::string(1, c.key) + std::string(13, ' ') + std::string(c.help));
+  const std::vector<std::string> commands = CommandHelp();
+  lines.insert(lines.end(), commands.begin(), commands.end());
   lines.insert(lines.end(), {
                                 "e             enable and start, or start again",
                                 "d             disable",
@@ -223,16 +195,6 @@ void MonitorModel::Give(const ScaleCommand& command, double tare) {
     GiveCommand(*slot.scale, command, tare);
     return GoesToTerminal(command.command) ? " sent" : " asked for";
   });
-}
-
-void MonitorModel::GivePresetTare(const std::string& text) {
-  std::string point = text;
-  std::replace(point.begin(), point.end(), ',', '.');
-  const ScaleCommand& command = *FindCommand("SetTare");
-  if (const auto tare = LocaleNumber(point, "."))
-    Give(command, *tare);
-  else
-    Note("'" + text + "' is no weight: nothing is sent");
 }
 
 void MonitorModel::Start() {

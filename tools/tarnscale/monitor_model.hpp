@@ -11,16 +11,15 @@
 
 #include "base/event.hpp"
 #include "outlets/event_watch.hpp"
-#include "outlets/scale_commands.hpp"
 #include "platform/console.hpp"
 #include "platform/message_loop.hpp"
 #include "server/tarn_scale_server.hpp"
-#include "tools/tarnscale/live_table.hpp"
+#include "tools/tarnscale/command_table.hpp"
 
 namespace tarn::tool {
 
 /// The loop and the server outlive it.
-class MonitorModel final : public LiveTable {
+class MonitorModel final : public CommandTable {
  public:
   struct Options {
     std::string title;
@@ -53,9 +52,7 @@ class MonitorModel final : public LiveTable {
 
   std::vector<std::string> Help() const override;
   bool HandleCharacter(char character);
-  void HandlePromptKey(Console::Key key, char character);
-  void Give(const ScaleCommand& command, double tare = 0);
-  void GivePresetTare(const std::string& text);
+  void Give(const ScaleCommand& command, double tare) override;
   void Start();
   void Disable();
   /// Runs the action on the selected scale. An exception becomes a line among the events.
@@ -64,9 +61,8 @@ class MonitorModel final : public LiveTable {
   Slot* SelectedSlot();
 
   MessageLoop& loop_;
-  std::deque<Slot> slots_;               ///< its elements stay where they are
-  bool showsLine_ = false;               ///< of the selected scale
-  std::optional<std::string> tareText_;  ///< while the monitor asks for the preset tare
+  std::deque<Slot> slots_;  ///< its elements stay where they are
+  bool showsLine_ = false;  ///< of the selected scale
   double measuredAt_ = 0;
   EventWatch watch_;
 };

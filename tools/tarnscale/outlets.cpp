@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "platform/program.hpp"
+#include "tools/tarnscale/attached.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
 #include "tools/tarnscale/scale_file.hpp"
@@ -39,19 +40,30 @@ void RequireHttp(const OutletOptions& options) {
   if (needsHttp) throw UsageError("--http-... and --audit go with --http ADDRESS:PORT");
 }
 
+/// For commands of this machine that then need not open the ports. What stands in the way is said,
+/// and the scales run all the same.
+void ListenLocally(Program& program, http::HttpOutlet& outlet) {
+  const std::string socket = LocalSocket(program, program.Options().file);
+  if (socket.empty()) return;
+  try {
+    outlet.ListenLocally(socket);
+  } catch (const std::exception& error) {
+    program.Say(std::string("note: other commands cannot use these scales: ") + error.what());
+  }
+}
+
 std::unique_ptr<http::HttpOutlet> StartHttp(Program& program, ScaleSource& source,
                                             WeighingBook& book, const OutletOptions& options) {
-  if (options.http.empty()) {
-    RequireHttp(options);
-    return nullptr;
-  }
+  if (options.http.empty()) RequireHttp(options);
+  if (options.http.empty() && !http::IsBuiltIn()) return nullptr;
   const http::OutletSettings settings = SettingsOf(options);
   try {
     auto outlet = http::MakeHttpOutlet(program.Host(), source, book, settings,
                                        {TARN_VERSION, FileName(program.Options().file)});
-    program.Say("the scales are at " + outlet->Url());
+    if (!outlet->Url().empty()) program.Say("the scales are at " + outlet->Url());
     if (const std::string file = outlet->TokenFile(); !file.empty())
       program.Say("who reads them needs the token in " + Printable(file));
+    ListenLocally(program, *outlet);
     return outlet;
   } catch (const std::exception& error) {
     throw Failure(std::string("--http: ") + error.what());

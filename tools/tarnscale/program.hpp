@@ -23,6 +23,9 @@ struct CommonOptions {
   std::string log;                 ///< empty: no activity log
   std::string terminalNetwork;     ///< empty: the library under its usual name
   bool quiet = false;
+  std::string at;         ///< the URL of a server that runs; empty: that of the file, if it runs
+  std::string tokenFile;  ///< with the token that it wants to see
+  bool alone = false;     ///< looks for no server that runs
 };
 
 /// Adds "3=/dev/ttyUSB0" to a port map. Throws UsageError.

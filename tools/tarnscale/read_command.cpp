@@ -6,7 +6,7 @@
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
-#include "tools/tarnscale/single_scale.hpp"
+#include "tools/tarnscale/one_scale.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -22,7 +22,7 @@ bool IsWanted(const Reading& reading, const ReadOptions& options) {
   return IsValidWeight(shown) && !(options.stable && reading.motion);
 }
 
-[[noreturn]] void FailWithout(const SingleScale& scale, const ReadOptions& options) {
+[[noreturn]] void FailWithout(const OneScale& scale, const ReadOptions& options) {
   const std::string within = " within " + GeneralNumberText(options.timeout) + " s";
   const auto& reading = scale.LatestReading();
   if (scale.LatestRecord())
@@ -43,11 +43,12 @@ bool IsWanted(const Reading& reading, const ReadOptions& options) {
 }  // namespace
 
 int ReadCommand(Program& program, const ReadOptions& options) {
-  SingleScale scale(program, ScaleNumber(options.scale));
-  if (scale.Scale().Disabled())
+  const auto opened = OpenScale(program, options.scale);
+  OneScale& scale = *opened;
+  if (scale.IsDisabled())
     throw Failure(scale.Title() + " is disabled; enable it with: tarnscale set " +
                       ShellWord(Printable(program.Options().file)) + " " +
-                      std::to_string(scale.Scale().ScaleNumber()) + " enabled=yes",
+                      std::to_string(scale.Number()) + " enabled=yes",
                   kRefused);
   scale.Start();
   const auto& reading = scale.LatestReading();
@@ -56,8 +57,8 @@ int ReadCommand(Program& program, const ReadOptions& options) {
   if (!came) FailWithout(scale, options);
   ScaleEvent event;
   event.time = std::chrono::system_clock::now();
-  event.scale = scale.Scale().ScaleNumber();
-  event.alias = scale.Scale().AliasName();
+  event.scale = scale.Number();
+  event.alias = scale.Alias();
   event.reading = *reading;
   const std::string& weight = WeightOf(*reading, options);
   const auto first = weight.find_first_not_of(' ');

@@ -40,6 +40,7 @@ PropertyBag ReadThere(Host& host, const std::string& name) {
 }  // namespace
 
 int ScaleNumber(std::string_view text) {
+  if (text.empty()) throw UsageError("SCALE is missing: write 1 to " + std::to_string(kScaleCount));
   const auto number = LocaleNumber(text, ".");
   if (number && *number >= 1 && *number <= kScaleCount && *number == RoundHalfEven(*number))
     return static_cast<int>(*number);

@@ -1,15 +1,15 @@
 // send: runs one scale and gives it one command.
+#include <memory>
 #include <string>
 
-#include "base/automation_error.hpp"
 #include "base/number_text.hpp"
 #include "outlets/scale_commands.hpp"
 #include "outlets/scale_event.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/one_scale.hpp"
 #include "tools/tarnscale/scale_file.hpp"
-#include "tools/tarnscale/single_scale.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -41,29 +41,28 @@ double TareOf(const SendOptions& options, const ScaleCommand& command) {
 class Sending {
  public:
   Sending(Program& program, const SendOptions& options)
-      : program_(program), patience_(options.wait), scale_(program, ScaleNumber(options.scale)) {}
+      : program_(program),
+        patience_(options.wait),
+        opened_(OpenScale(program, options.scale)),
+        scale_(*opened_) {}
 
   int Send(const ScaleCommand& command, double tare) {
-    const std::string hindrance = CommandHindrance(scale_.Scale(), command);
+    const std::string hindrance = scale_.Hindrance(command);
     if (!hindrance.empty()) {
       throw Failure(scale_.Title() + " cannot take " + std::string(command.name) + ": " +
                         hindrance + "; see: tarnscale set --help",
                     kRefused);
     }
     scale_.Start();
-    try {
-      return GoesToTerminal(command.command) ? SendToTerminal(command, tare) : TakePrint(command);
-    } catch (const AutomationError& error) {
-      throw Failure(scale_.Title() + ": " + error.what());
-    }
+    return GoesToTerminal(command.command) ? SendToTerminal(command, tare) : TakePrint(command);
   }
 
  private:
   int SendToTerminal(const ScaleCommand& command, double tare) {
     scale_.AwaitLine(patience_);
-    if (scale_.Scale().Protocol()->CommandsFollowReadings()) AwaitReading();
+    if (scale_.CommandsFollowReadings()) AwaitReading();
     scale_.Forget();
-    GiveCommand(scale_.Scale(), command, tare);
+    scale_.Give(command, tare);
     program_.Say(std::string(command.name) + " sent to " + scale_.Title());
     if (command.command == OperatorCommand::Print) return AwaitPrint();
     scale_.WaitFor([] { return false; }, kSettlingTime);
@@ -86,7 +85,7 @@ class Sending {
   int TakePrint(const ScaleCommand& command) {
     // An immediate capture would take the blank record of a scale that has just started.
     AwaitReading();
-    GiveCommand(scale_.Scale(), command);
+    scale_.Give(command, 0);
     return AwaitPrint();
   }
 
@@ -124,7 +123,8 @@ class Sending {
 
   Program& program_;
   double patience_;  ///< seconds
-  SingleScale scale_;
+  std::unique_ptr<OneScale> opened_;
+  OneScale& scale_;
 };
 
 }  // namespace

@@ -1,16 +1,12 @@
 #include "tools/tarnscale/single_scale.hpp"
 
-#include <algorithm>
-#include <utility>
-
 #include "base/automation_error.hpp"
-#include "outlets/scale_commands.hpp"
 #include "tools/tarnscale/errors.hpp"
 
 namespace tarn::tool {
 
 SingleScale::SingleScale(Program& program, int number)
-    : program_(program), file_(program.Host(), program.Options().file) {
+    : OneScale(program), file_(program.Host(), program.Options().file) {
   file_.Load();
   file_.Scale(number);  // fails in words where there is none
   scale_ = file_.At(number);
@@ -19,14 +15,11 @@ SingleScale::SingleScale(Program& program, int number)
   file_.Site().Log().Stream(program.OpenLog());
   file_.Site().Log().Enabled(!program.Options().log.empty());
   onPrint_ = scale_->PrintData()->NewWeight.Subscribe(
-      [this] { print_ = ReadingOf(*scale_->PrintData()); });
-  onWeight_ = scale_->WeightData()->NewWeight.Subscribe([this] {
-    Reading reading = ReadingOf(*scale_->WeightData());
-    if (!reading.net.empty() && reading.net != kNoDataText) reading_ = std::move(reading);
-  });
+      [this] { TakePrint(ReadingOf(*scale_->PrintData())); });
+  onWeight_ = scale_->WeightData()->NewWeight.Subscribe(
+      [this] { TakeReading(ReadingOf(*scale_->WeightData())); });
   onRecord_ = scale_->TarnRecordTemplateData()->NewDataReady.Subscribe(
-      [this] { record_ = FieldsText(FieldsOf(*scale_->TarnRecordTemplateData())); });
-  onInterrupted_ = program.Output().Interrupted.Subscribe([this] { interrupted_ = true; });
+      [this] { TakeRecord(FieldsOf(*scale_->TarnRecordTemplateData())); });
 }
 
 void SingleScale::Start() {
@@ -47,16 +40,20 @@ void SingleScale::AwaitLine(double seconds) {
     throw Failure(Title() + ": nothing can be sent: " + condition, kTimedOut);
 }
 
-bool SingleScale::WaitFor(const std::function<bool()>& condition, double seconds) {
-  program_.Host().Loop().RunUntil([&] { return interrupted_ || condition(); },
-                                  static_cast<std::int32_t>(std::clamp(seconds * 1000, 1.0, 1e9)));
-  return condition();
+bool SingleScale::CommandsFollowReadings() const {
+  return scale_->Protocol()->CommandsFollowReadings();
 }
 
-void SingleScale::Forget() {
-  reading_.reset();
-  print_.reset();
-  record_.reset();
+std::string SingleScale::Hindrance(const ScaleCommand& command) const {
+  return CommandHindrance(*scale_, command);
+}
+
+void SingleScale::Give(const ScaleCommand& command, double tare) {
+  try {
+    GiveCommand(*scale_, command, tare);
+  } catch (const AutomationError& error) {
+    throw Failure(Title() + ": " + error.what());
+  }
 }
 
 }  // namespace tarn::tool

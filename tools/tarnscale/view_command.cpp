@@ -20,7 +20,8 @@ int ViewCommand(Program& program, const ViewOptions& options) {
   ScaleFile file(program.Host(), name);
   file.Load();
   MessageLoop& loop = program.Host().Loop();
-  EventTable table(loop, file, options.title.empty() ? "tarnscale " + name : options.title,
+  EventTable table(loop, EventTable::RowsOf(file),
+                   options.title.empty() ? "tarnscale " + name : options.title,
                    std::chrono::system_clock::now);
   if (table.RowCount() == 0) throw Failure("no scale of '" + Printable(name) + "' is set up");
 
