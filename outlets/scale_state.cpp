@@ -14,8 +14,9 @@ std::optional<std::vector<Field>> LatestFields(const TarnScale& scale) {
   const auto protocol = scale.Protocol();
   if (!protocol) return std::nullopt;
   if (protocol->ReadingsComeByHand()) return FieldsOf(*scale.TarnRecordTemplateData());
-  if (scale.SummitData()) return VariablesOf(scale);
-  return std::nullopt;
+  auto variables = VariablesOf(scale);
+  if (variables.empty()) return std::nullopt;
+  return variables;
 }
 
 void WriteNumber(JsonWriter& json, std::string_view name, const std::string& text) {
