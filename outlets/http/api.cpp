@@ -212,6 +212,9 @@ void Api::Dispatch(Request& request, const Answer& answer) {
   const Rights& rights = *request.rights;
   if (!IsHostAllowed(rights, request.host))
     return answer(ErrorReply(421, "this server does not know itself by the name in 'Host'"));
+  if (request.fault == 413) return answer(ErrorReply(413, "a body has 4096 bytes at most"));
+  if (request.fault != 0)
+    return answer(ErrorReply(request.fault, "the path or a parameter cannot be read"));
   std::string allowed;
   const Route* route = Find(request, allowed);
   if (route == nullptr && allowed.empty()) return answer(ErrorReply(404, "there is no such path"));

@@ -38,17 +38,16 @@ struct Connection {
 /// One request and its reply.
 struct Exchange {
   Request request{};
-  bool isTarget = false;  ///< the request's target could be read
   bool begun = false;
   bool served = false;
   std::size_t uploaded = 0;
   std::optional<Reply> reply{};
-  MHD_Connection* suspended = nullptr;  ///< while it waits for the reply
+  std::function<void()> resume{};  ///< while the connection sleeps until there is a reply
 
   void Answer(Reply answer) {
     if (reply) return;
     reply = std::move(answer);
-    if (suspended != nullptr) MHD_resume_connection(std::exchange(suspended, nullptr));
+    if (const auto wake = std::exchange(resume, {})) wake();
   }
 };
 using ExchangeHolder = std::shared_ptr<Exchange>;
@@ -61,11 +60,12 @@ std::string HeaderOf(MHD_Connection* connection, const char* name) {
 /// A stream of events that libmicrohttpd sends: asleep while there is nothing to send.
 class Stream {
  public:
+  /// `resume` wakes the connection.
   Stream(DescriptorWatcher& descriptors, MHD_Connection* connection, int descriptor,
-         std::shared_ptr<EventReader> reader)
+         std::shared_ptr<EventReader> reader, std::function<void()> resume)
       : connection_(connection), descriptor_(descriptor), reader_(std::move(reader)) {
-    reader_->OnReady([this] {
-      if (std::exchange(asleep_, false)) MHD_resume_connection(connection_);
+    reader_->OnReady([this, resume = std::move(resume)] {
+      if (std::exchange(asleep_, false)) resume();
     });
     // A connection that sleeps is out of the library's sight.
     watch_ =
@@ -122,11 +122,14 @@ class HttpServer::Listener {
   };
 
   void Run();
+  void RunSoon();
+  void Resume(MHD_Connection* connection);
   void Sweep();
   static Connection* ConnectionOf(MHD_Connection* connection);
   MHD_Result Handle(MHD_Connection* connection, const char* method, const char* data,
                     std::size_t* size, ExchangeHolder& exchange);
   void Begin(MHD_Connection* connection, const char* method, Exchange& exchange);
+  void Answer(MHD_Connection* connection, const ExchangeHolder& exchange);
   MHD_Result Queue(MHD_Connection* connection, Exchange& exchange);
   MHD_Response* ResponseOf(MHD_Connection* connection, Reply& reply);
   MHD_Response* StreamOf(MHD_Connection* connection, std::shared_ptr<EventReader> reader);
@@ -153,6 +156,7 @@ class HttpServer::Listener {
   std::unique_ptr<Timer> sweepTimer_;
   Subscription onTimer_;
   Subscription onSweep_;
+  bool runsSoon_ = false;  ///< work is posted
   MHD_Daemon* daemon_ = nullptr;
   std::unique_ptr<DescriptorWatch> watch_;
 };
@@ -194,17 +198,26 @@ HttpServer::Listener::~Listener() {
   MHD_stop_daemon(daemon_);
 }
 
+void HttpServer::Listener::RunSoon() {
+  if (std::exchange(runsSoon_, true)) return;
+  server_.loop_.Post([self = std::weak_ptr(self_)] {
+    if (const auto listener = self.lock()) (*listener)->Run();
+  });
+}
+
+/// The library looks at those that were asleep in its next run, and nothing else sets that off.
+void HttpServer::Listener::Resume(MHD_Connection* connection) {
+  MHD_resume_connection(connection);
+  RunSoon();
+}
+
 void HttpServer::Listener::Run() {
+  runsSoon_ = false;
   MHD_run(daemon_);
   MHD_UNSIGNED_LONG_LONG wait = 0;
   timer_->Enabled(false);
   if (MHD_get_timeout(daemon_, &wait) != MHD_YES) return;
-  if (wait == 0) {
-    server_.loop_.Post([self = std::weak_ptr(self_)] {
-      if (const auto listener = self.lock()) (*listener)->Run();
-    });
-    return;
-  }
+  if (wait == 0) return RunSoon();
   constexpr MHD_UNSIGNED_LONG_LONG kLongest = 60'000;
   timer_->Interval(static_cast<std::int32_t>(std::min(wait, kLongest)));
   timer_->Enabled(true);
@@ -248,7 +261,7 @@ void HttpServer::Listener::OnConnection(void* self, MHD_Connection* connection, 
 
 void* HttpServer::Listener::OnTarget(void* self, const char* target, MHD_Connection*) {
   auto exchange = std::make_unique<ExchangeHolder>(std::make_shared<Exchange>());
-  (*exchange)->isTarget = ParseTarget(target, (*exchange)->request);
+  if (!ParseTarget(target, (*exchange)->request)) (*exchange)->request.fault = 400;
   static_cast<Listener*>(self)->exchanges_.insert(*exchange);
   return exchange.release();
 }
@@ -282,7 +295,14 @@ MHD_Result HttpServer::Listener::Handle(MHD_Connection* connection, const char* 
   Exchange& exchange = *holder;
   if (!std::exchange(exchange.begun, true)) {
     Begin(connection, method, exchange);
-    return exchange.reply ? Queue(connection, exchange) : MHD_YES;
+    // Nobody waits for a body that is far too large; a smaller one is read, so that its sender gets
+    // to see the answer.
+    const std::string length = HeaderOf(connection, "Content-Length");
+    if (length.empty() || ParseNumber(length).value_or(kMostUpload + 1) <= kMostUpload)
+      return MHD_YES;
+    exchange.uploaded = kMostUpload + 1;
+    Answer(connection, holder);
+    return exchange.reply ? Queue(connection, exchange) : MHD_NO;
   }
   if (*size > 0) {
     const std::size_t count = std::exchange(*size, 0);
@@ -291,22 +311,9 @@ MHD_Result HttpServer::Listener::Handle(MHD_Connection* connection, const char* 
     if (exchange.uploaded <= kMostBody) exchange.request.body.append(data, count);
     return MHD_YES;
   }
-  if (!std::exchange(exchange.served, true)) {
-    Connection& state = *ConnectionOf(connection);
-    state.phase = Connection::Phase::Reply;
-    state.since = server_.loop_.Now();
-    const auto answer = [weak = std::weak_ptr(holder)](Reply reply) {
-      if (const auto waiting = weak.lock()) waiting->Answer(std::move(reply));
-    };
-    if (!exchange.isTarget)
-      answer(ErrorReply(400, "the path or a parameter is not to be understood"));
-    else if (exchange.uploaded > kMostBody)
-      answer(ErrorReply(413, "a body has 4096 bytes at most"));
-    else
-      server_.serve_(std::move(exchange.request), answer);
-  }
+  if (!exchange.served) Answer(connection, holder);
   if (exchange.reply) return Queue(connection, exchange);
-  exchange.suspended = connection;
+  exchange.resume = [this, connection] { Resume(connection); };
   MHD_suspend_connection(connection);
   return MHD_YES;
 }
@@ -322,11 +329,17 @@ void HttpServer::Listener::Begin(MHD_Connection* connection, const char* method,
   request.lastEventId = HeaderOf(connection, "Last-Event-ID");
   request.peer = PeerOf(ConnectionOf(connection)->descriptor);
   request.rights = rights_;
-  const std::string length = HeaderOf(connection, "Content-Length");
-  // Nobody waits for a body that is far too large; a smaller one is read, so that its sender gets
-  // to see the answer.
-  if (!length.empty() && ParseNumber(length).value_or(kMostUpload + 1) > kMostUpload)
-    exchange.Answer(ErrorReply(413, "a body has 4096 bytes at most"));
+}
+
+void HttpServer::Listener::Answer(MHD_Connection* connection, const ExchangeHolder& exchange) {
+  exchange->served = true;
+  Connection& state = *ConnectionOf(connection);
+  state.phase = Connection::Phase::Reply;
+  state.since = server_.loop_.Now();
+  if (exchange->uploaded > kMostBody) exchange->request.fault = 413;
+  server_.serve_(std::move(exchange->request), [weak = std::weak_ptr(exchange)](Reply reply) {
+    if (const auto waiting = weak.lock()) waiting->Answer(std::move(reply));
+  });
 }
 
 MHD_Result HttpServer::Listener::Queue(MHD_Connection* connection, Exchange& exchange) {
@@ -364,8 +377,9 @@ MHD_Response* HttpServer::Listener::StreamOf(MHD_Connection* connection,
   MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, kStalledTime);
   auto holder = std::make_unique<StreamHolder>();
   holder->listener = this;
-  holder->stream = std::make_unique<Stream>(server_.descriptors_, connection, state.descriptor,
-                                            std::move(reader));
+  holder->stream =
+      std::make_unique<Stream>(server_.descriptors_, connection, state.descriptor,
+                               std::move(reader), [this, connection] { Resume(connection); });
   streams_.insert(holder.get());
   return MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kPiece, &OnRead, holder.release(),
                                            &OnStreamDone);

@@ -34,6 +34,8 @@ struct Request {
   std::string peer{};  ///< for the audit: "127.0.0.1:40000"
   std::shared_ptr<const Rights> rights{};
   int scale = 0;  ///< where the path has one
+  /// The status that it ends with, where it cannot be read; 0 where it can.
+  int fault = 0;
 
   const std::string* Find(std::string_view name) const;
 };
