@@ -131,8 +131,8 @@ void RemoteSource::TakeEvent(const EventStreamReader::Event& streamed) {
 
 /// The weights may be anything by now, so none stays that looks live.
 void RemoteSource::Lose(const HttpReply& reply) {
-  connected_ = false;
-  trouble_ = reply.status == 200 ? "the connection has ended" : WordsOf(reply);
+  const bool wasConnected = std::exchange(connected_, false);
+  trouble_ = wasConnected ? "it has ended or cannot be reached any more" : WordsOf(reply);
   hopeless_ = reply.status == 401 || reply.status == 403 || reply.status == 404;
   for (auto& [number, state] : states_) {
     state.reading.quality = Quality::Error;

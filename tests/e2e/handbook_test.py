@@ -151,7 +151,7 @@ class HandbookTest(unittest.TestCase):
         for scale in range(1, 5):
             server.wait_for_event(event="NewWeight", scale=scale, valid=True, net="12.50")
         server.wait_for_event(event="NewDataReady", scale=5)
-        tool("read plant.scl 1", 1, "is in use by tarnscale (process ")
+        tool("read plant.scl 1 --alone", 1, "is in use by tarnscale (process ")
         terminals[0].end(signal.SIGINT)
         server.wait_for_event(scale=1, noDataError=True)
         self.assertEqual(server.end(signal.SIGINT), 0)

@@ -211,6 +211,25 @@ class ToolsTest(unittest.TestCase):
         self.assertEqual(server.errors.count(f"port 1 ({self.line(1)}) went away"), 1)
         self.assertIn("Scale 3 (Line 3)", server.errors)
 
+    def test_commands_use_the_server_that_runs_already(self):
+        self.configure(1)
+        self.terminal(1, "--load", "load 12.5")
+        server = self.server(1)
+        server.wait_for_weight(1, 12.5)
+        read = ["read", self.file, 1, "--stable", *self.common]
+        self.assertEqual(self.run_tool(*read).stdout, "12.50\n")
+        self.assertIn("net 10.00", self.send(1, "SetTare", "2.5", line=()))
+        server.wait_for_event(event="NewWeight", net="10.00")
+        self.assertIn("print gross 12.50", self.send(1, "print", line=()))
+        self.assertIn("runs this file now", self.run_tool("show", self.file, *self.common).stdout)
+        watched = self.run_tool("monitor", self.file, "--for", 1, *self.common).stdout
+        self.assertIn("net 10.00", watched)
+        # Alone it finds the port taken; after a crash nobody is there any more, and the port is free.
+        alone = self.run_tool(*read, "--alone", *self.ports(1), status=1)
+        self.assertIn("in use", alone.stderr)
+        server.kill()
+        self.assertEqual(self.run_tool(*read, *self.ports(1)).stdout, "10.00\n")
+
     def test_a_scan_finds_what_a_line_shows_as_a_wire_does(self):
         lines = {"9600,e,7,2": "baud=9600 parity=even databits=7 ",
                  "19200,o,7,2": "baud=19200 parity=odd databits=7 ",

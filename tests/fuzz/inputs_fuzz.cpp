@@ -17,6 +17,7 @@
 #include "base/automation_error.hpp"
 #include "base/number_text.hpp"
 #include "connections/ethernet_connection.hpp"
+#include "outlets/client/event_stream_reader.hpp"
 #include "platform/native_host.hpp"
 #include "platform/serial_settings.hpp"
 #include "scale/tarn_scale.hpp"
@@ -263,6 +264,27 @@ void TryToolInputs(std::string_view bytes) {
   tries[static_cast<std::uint8_t>(bytes[0]) % 4](bytes.substr(1));
 }
 
+/// A stream of another tarnscale's events, whole and cut at the place that the first byte names.
+void TryEventStream(std::string_view bytes) {
+  if (bytes.empty()) return;
+  const std::string_view stream = bytes.substr(1);
+  const std::size_t cut = std::min<std::size_t>(static_cast<std::uint8_t>(bytes[0]), stream.size());
+  std::string whole;
+  std::string pieces;
+  const auto read = [](std::string& seen) {
+    return EventStreamReader([&seen](const EventStreamReader::Event& event) {
+      seen += event.name + event.id + event.data + '\n';
+      if (const auto known = EventOfJson(event.data))
+        Require(EventOfJson(EventJson(*known)).has_value());
+    });
+  };
+  read(whole).Take(stream);
+  EventStreamReader inPieces = read(pieces);
+  inPieces.Take(stream.substr(0, cut));
+  inPieces.Take(stream.substr(cut));
+  Require(whole == pieces);
+}
+
 /// A model (tests/models) beside the system, with the bytes in place of chance: its cases draw from
 /// them what is sent, how it is cut and what happens meanwhile.
 template <void Play(Random&)>
@@ -278,6 +300,7 @@ using Reader = void (*)(std::string_view bytes);
 Reader ReaderNamed(std::string_view wanted) {
   const std::pair<std::string_view, Reader> readers[] = {
       {"capture", TryCapture},
+      {"event_stream", TryEventStream},
       {"settings_file", TrySettingsFile},
       {"settings_store", TrySettingsStore},
       {"terminal_values", TryTerminalValues},

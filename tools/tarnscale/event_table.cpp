@@ -74,6 +74,7 @@ void EventTable::Disconnected(const std::string& why) {
   for (Slot& slot : slots_) {
     slot.row.reading.quality = Quality::Error;
     slot.row.condition = "no connection";
+    slot.row.activityLed = false;
   }
   Note("no connection to the server: " + why);
 }

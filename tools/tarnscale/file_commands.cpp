@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/tarnscale/attached.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/display_text.hpp"
 #include "tools/tarnscale/errors.hpp"
@@ -21,6 +22,20 @@ std::string StoreText(const Program& program) {
   text += '\n';
   for (const auto& [number, device] : program.StoredPorts()) {
     text += "#   port " + std::to_string(number) + " is " + Printable(device) + "\n";
+  }
+  return text;
+}
+
+/// What a tarnscale that runs the file knows of its scales, as comments too.
+std::string PresentText(Program& program) {
+  const auto server = FindServer(program);
+  if (!server) return {};
+  std::string text = "# a tarnscale runs this file now:\n";
+  for (const int number : server->Scales()) {
+    const ScaleState state = *server->State(number);
+    const std::string words = StateText(state.reading);
+    text += "#   " + ScaleTitle(number, state.alias) + ": " + WeightsText(state.reading) +
+            (words.empty() ? "" : " (" + words + ")") + "\n";
   }
   return text;
 }
@@ -51,7 +66,7 @@ int ShowCommand(Program& program, const ShowOptions& options) {
     text = options.brief ? ShowBriefly(file, only) : ShowScaleText(file, only);
   else
     text = ShowText(file, options.all, options.brief) +
-           (options.brief ? std::string() : StoreText(program));
+           (options.brief ? std::string() : StoreText(program) + PresentText(program));
   program.Output().Write(text);
   return kSuccess;
 }
