@@ -79,7 +79,7 @@ class NativeHttpOutlet final : public HttpOutlet {
     Rights rights{.commands = settings.commands};
     tokenFile_ = settings.tokenFile;
     if (tokenFile_.empty() && !IsLoopbackAddress(place.address))
-      tokenFile_ = settings.usualTokenFile;
+      tokenFile_ = settings.usualTokenFile();
     if (!tokenFile_.empty()) rights.token = SecretOfFile(tokenFile_);
     for (const std::string& host : settings.hosts) rights.hosts.push_back(LowerCase(host));
     for (const std::string& origin : settings.origins) rights.origins.push_back(LowerCase(origin));

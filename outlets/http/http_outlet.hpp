@@ -1,6 +1,7 @@
 // The HTTP interface as a whole: what a program makes of its options.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ struct OutletSettings {
   std::vector<std::string> origins;
   std::string audit;  ///< a file
   /// Where a token goes that is needed and has no file: beyond loopback nobody reads without one.
-  std::string usualTokenFile;
+  std::function<std::string()> usualTokenFile;
 };
 
 /// Used on the loop's thread; what it is made of outlives it.

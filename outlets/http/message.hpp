@@ -21,8 +21,8 @@ struct Parameter {
 };
 
 struct Request {
-  std::string method;
-  std::string path;  ///< decoded
+  std::string method{};
+  std::string path{};  ///< decoded
   std::vector<Parameter> query{};
   // Headers as they came; empty where there was none.
   std::string host{};

@@ -57,7 +57,9 @@ class Server(Program):
                                    motion=False, **members)
 
 
-class ToolsTest(unittest.TestCase):
+class ToolsCase(unittest.TestCase):
+    """What tests of the programs share."""
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -110,6 +112,8 @@ class ToolsTest(unittest.TestCase):
                              status=status)
         return done.stderr if status else done.stdout
 
+
+class ToolsTest(ToolsCase):
     def test_every_dialect_reaches_the_host(self):
         # What is seen of 12.5 kg: the net text, None for the type whose frames never give a weight.
         dialects = (("continuous", (), "standard", "12.50"),

@@ -18,6 +18,7 @@
 #include "base/number_text.hpp"
 #include "connections/ethernet_connection.hpp"
 #include "outlets/client/event_stream_reader.hpp"
+#include "outlets/http/api.hpp"
 #include "platform/native_host.hpp"
 #include "platform/serial_settings.hpp"
 #include "scale/tarn_scale.hpp"
@@ -285,6 +286,49 @@ void TryEventStream(std::string_view bytes) {
   Require(whole == pieces);
 }
 
+/// A request of a stranger, a line for each thing that is parsed, the body last: it gets one
+/// answer, and the tare of a command is a number.
+void TryHttpRequest(std::string_view bytes) {
+  class OneScale final : public ScaleSource {
+   public:
+    std::vector<int> Scales() const override { return {1}; }
+    std::optional<ScaleState> State(int /*scale*/) const override { return ScaleState{}; }
+    void Give(int /*scale*/, const ScaleCommand& /*command*/, double tare,
+              const OnDone& done) override {
+      Require(std::isfinite(tare));
+      done({});
+    }
+  };
+  static FakeHost host;
+  static OneScale source;
+  static RecentWeighings book;
+  static const WallClock clock = [] { return WallTime(); };
+  static http::AuditLog audit(host, clock, "");
+  static http::Api api({host.loop, source, book, audit, clock, {}});
+  static const auto rights = std::make_shared<const http::Rights>(
+      http::Rights{.token = "t", .commands = http::ScaleSet(2), .origins = {"http://a"}});
+  http::Request request;
+  std::string target;
+  for (std::string* part : {&request.method, &target, &request.host, &request.origin,
+                            &request.authorization, &request.contentType, &request.lastEventId}) {
+    *part = bytes.substr(0, bytes.find('\n'));
+    bytes.remove_prefix(std::min(bytes.size(), part->size() + 1));
+  }
+  request.body = bytes;
+  request.rights = rights;
+  if (!http::ParseTarget(target, request)) request.fault = 400;
+  if (request.host.empty()) request.host = "localhost";
+  if (request.authorization.empty()) request.authorization = "Bearer t";
+  int answers = 0;
+  api.Serve(request, [&answers](const http::Reply& reply) {
+    ++answers;
+    Require(reply.status >= 200 && reply.status < 500);
+  });
+  host.loop.RunPending();
+  host.traces.clear();
+  Require(answers == 1);
+}
+
 /// A model (tests/models) beside the system, with the bytes in place of chance: its cases draw from
 /// them what is sent, how it is cut and what happens meanwhile.
 template <void Play(Random&)>
@@ -301,6 +345,7 @@ Reader ReaderNamed(std::string_view wanted) {
   const std::pair<std::string_view, Reader> readers[] = {
       {"capture", TryCapture},
       {"event_stream", TryEventStream},
+      {"http_request", TryHttpRequest},
       {"settings_file", TrySettingsFile},
       {"settings_store", TrySettingsStore},
       {"terminal_values", TryTerminalValues},

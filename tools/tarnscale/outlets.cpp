@@ -26,7 +26,7 @@ http::OutletSettings SettingsOf(const OutletOptions& options) {
           .hosts = options.httpHosts,
           .origins = options.httpOrigins,
           .audit = options.audit,
-          .usualTokenFile = ProgramDataFolder("tarnscale") + "/http-token"};
+          .usualTokenFile = [] { return ProgramDataFolder("tarnscale") + "/http-token"; }};
 }
 
 std::string FileName(const std::string& file) {
