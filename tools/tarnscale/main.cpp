@@ -2,6 +2,7 @@
 // statuses.
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/arguments.hpp"
 #include "tools/tarnscale/class_names.hpp"
@@ -212,7 +213,11 @@ void AddSet(CommandLine& line, Options& options) {
                                 "Changes the settings of a scale; makes the file when it is new",
                                 &Options::set, SetCommand);
   AddScale(command, options.set.scale);
-  command.Add("KEY=VALUE", options.set.pairs, "The settings, in any order").Required();
+  std::vector<std::string> keys;
+  for (const ScaleKey& key : ScaleKeys()) keys.push_back(std::string(key.name) + "=");
+  command.Add("KEY=VALUE", options.set.pairs, "The settings, in any order")
+      .Required()
+      .Suggest(keys);
   command.Footer(
       "Nothing is written unless all of them are right. What cannot work is noted: see check. A\n"
       "server that runs already does not notice.\n\n"
@@ -228,7 +233,11 @@ void AddSend(CommandLine& line, Options& options) {
       AddCommand(line, options, "send", "Runs one scale for a moment and gives it a command",
                  &Options::send, SendCommand);
   AddScale(command, options.send.scale);
-  command.Add("COMMAND", options.send.command, "See below; capitals do not matter").Required();
+  std::vector<std::string> names;
+  for (const ScaleCommand& c : ScaleCommands()) names.emplace_back(c.name);
+  command.Add("COMMAND", options.send.command, "See below; capitals do not matter")
+      .Required()
+      .Suggest(names);
   command.Add("VALUE", options.send.value, "The weight of SetTare");
   command.Add("--wait", options.send.wait, "How long to wait for what the terminal answers")
       .Range(0.1, 3600.0)
@@ -351,7 +360,6 @@ void AddScan(CommandLine& line, Options& options) {
 int main(int argc, char** argv) {
   Options options;
   CommandLine line("tarnscale", "The scale server in a console, and the tool to set it up");
-  line.Version(TARN_VERSION);
   AddRun(line, options);
   AddMonitor(line, options);
   AddView(line, options);
