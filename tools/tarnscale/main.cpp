@@ -143,7 +143,9 @@ void AddRun(CommandLine& line, Options& options) {
       "ends\n"
       "it, and so does the end of the program that reads the output. A reader that is too slow\n"
       "loses readings when 1 MiB waits for it, and other events when 8 MiB wait; a line 'lost'\n"
-      "then says how many.\n\n"
+      "then says how many.\n"
+      "On SIGHUP it reads the settings file again and opens the file of --log anew. Scales whose\n"
+      "settings have changed start anew, the others lose no reading.\n\n"
       "Examples:\n"
       "  tarnscale run plant.scl --json --port 1=/dev/ttyUSB0 | your-program\n"
       "  tarnscale run plant.scl --scale 1,4 --stable --every 60 --csv >> weights.csv");
@@ -220,7 +222,7 @@ void AddSet(CommandLine& line, Options& options) {
       .Suggest(keys);
   command.Footer(
       "Nothing is written unless all of them are right. What cannot work is noted: see check. A\n"
-      "server that runs already does not notice.\n\n"
+      "server that runs already does not notice; 'tarnscale run' does on SIGHUP.\n\n"
       "Keys:\n" +
       KeyHelp() +
       "\nExample:\n"
