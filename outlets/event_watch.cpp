@@ -11,10 +11,10 @@ namespace tarn {
 using Kind = ScaleEvent::Kind;
 
 EventWatch::EventWatch(TarnScaleServer& server, Selection selection, WallClock clock, Sink sink)
-    : clock_(std::move(clock)), sink_(std::move(sink)) {
-  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    if (const auto scale = server.GetScale(number)) Watch(*scale, selection);
-  }
+    : clock_(std::move(clock)), sink_(std::move(sink)), server_(server), selection_(selection) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) Watch(number);
+  subscriptions_.push_back(
+      server.ScaleReplaced.Subscribe([this](std::int16_t number) { Watch(number); }));
   if (selection.readingsOnly) return;
   subscriptions_.push_back(
       server.InfoMessage.Subscribe([this](const std::string& message, std::int32_t style) {
@@ -27,42 +27,48 @@ EventWatch::EventWatch(TarnScaleServer& server, Selection selection, WallClock c
       }));
 }
 
-/// Only a scale that exists raises events, so the handlers may refer to it.
-void EventWatch::Watch(TarnScale& scale, const Selection& selection) {
-  const auto onReading = [this, &scale](auto& event, Kind kind) {
-    subscriptions_.push_back(event.Subscribe([this, &scale, kind] { TellReading(kind, scale); }));
+/// In place of the former scale of that number. Only a scale that exists raises events, so the
+/// handlers may refer to it.
+void EventWatch::Watch(std::int16_t number) {
+  Subscriptions& subscriptions = ofScale_[static_cast<std::size_t>(number - 1)];
+  subscriptions.clear();
+  const auto watched = server_.GetScale(number);
+  if (!watched) return;
+  TarnScale& scale = *watched;
+  const auto onReading = [&, this](auto& event, Kind kind) {
+    subscriptions.push_back(event.Subscribe([this, &scale, kind] { TellReading(kind, scale); }));
   };
   onReading(scale.WeightData()->NewWeight, Kind::NewWeight);
-  if (selection.updates) onReading(scale.UpdateWeight, Kind::UpdateWeight);
-  WatchRecord(scale);
-  WatchVariables(scale);
-  subscriptions_.push_back(
+  if (selection_.updates) onReading(scale.UpdateWeight, Kind::UpdateWeight);
+  WatchRecord(scale, subscriptions);
+  WatchVariables(scale, subscriptions);
+  subscriptions.push_back(
       scale.Condition()->Changed.Subscribe([this, &scale] { TellCondition(scale); }));
-  subscriptions_.push_back(
+  subscriptions.push_back(
       scale.PrintData()->NewWeight.Subscribe([this, &scale] { TellPrint(scale); }));
-  if (selection.readingsOnly) return;
+  if (selection_.readingsOnly) return;
   onReading(scale.WeightData()->StatusChange, Kind::StatusChange);
-  subscriptions_.push_back(
+  subscriptions.push_back(
       scale.NewStatus.Subscribe([this, &scale] { TellStatus(Kind::NewStatus, scale); }));
-  subscriptions_.push_back(scale.ScaleConfigurationChange.Subscribe(
+  subscriptions.push_back(scale.ScaleConfigurationChange.Subscribe(
       [this, &scale] { TellStatus(Kind::ScaleConfigurationChange, scale); }));
 }
 
-void EventWatch::WatchRecord(TarnScale& scale) {
+void EventWatch::WatchRecord(TarnScale& scale, Subscriptions& subscriptions) {
   const auto record = scale.TarnRecordTemplateData();
-  subscriptions_.push_back(record->NewDataReady.Subscribe([this, &scale] { TellRecord(scale); }));
-  subscriptions_.push_back(record->TimeoutError.Subscribe(
+  subscriptions.push_back(record->NewDataReady.Subscribe([this, &scale] { TellRecord(scale); }));
+  subscriptions.push_back(record->TimeoutError.Subscribe(
       [this, &scale] { sink_(EventOf(Kind::TimeoutError, scale)); }));
 }
 
 /// A round may come several times a second, so only what has changed is printed.
-void EventWatch::WatchVariables(TarnScale& scale) {
+void EventWatch::WatchVariables(TarnScale& scale, Subscriptions& subscriptions) {
   const auto data = std::dynamic_pointer_cast<TerminalData>(scale.SummitData());
   if (!data) return;
   const auto former = std::make_shared<std::vector<Field>>(VariablesOf(scale));
-  subscriptions_.push_back(
+  subscriptions.push_back(
       data->NewDataReady.Subscribe([this, &scale, former] { TellVariables(scale, *former); }));
-  subscriptions_.push_back(data->CommLossErrorEvent.Subscribe(
+  subscriptions.push_back(data->CommLossErrorEvent.Subscribe(
       [this, &scale] { sink_(EventOf(Kind::CommLossError, scale)); }));
 }
 

@@ -1,6 +1,7 @@
 // Subscribes to a server and its scales and reports what happens as values.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -12,7 +13,8 @@
 
 namespace tarn {
 
-/// Its handlers only copy the records and pass the copies on.
+/// Its handlers only copy the records and pass the copies on. Follows scales that a reload
+/// replaces.
 class EventWatch {
  public:
   using Sink = std::function<void(const ScaleEvent& event)>;
@@ -25,9 +27,11 @@ class EventWatch {
   EventWatch(TarnScaleServer& server, Selection selection, WallClock clock, Sink sink);
 
  private:
-  void Watch(TarnScale& scale, const Selection& selection);
-  void WatchRecord(TarnScale& scale);
-  void WatchVariables(TarnScale& scale);
+  using Subscriptions = std::vector<Subscription>;
+
+  void Watch(std::int16_t number);
+  void WatchRecord(TarnScale& scale, Subscriptions& subscriptions);
+  void WatchVariables(TarnScale& scale, Subscriptions& subscriptions);
   void TellReading(ScaleEvent::Kind kind, const TarnScale& scale);
   void TellPrint(const TarnScale& scale);
   void TellCondition(const TarnScale& scale);
@@ -38,6 +42,9 @@ class EventWatch {
 
   WallClock clock_;
   Sink sink_;
+  TarnScaleServer& server_;
+  Selection selection_;
+  std::array<std::vector<Subscription>, kScaleCount> ofScale_;
   std::vector<Subscription> subscriptions_;
 };
 

@@ -51,6 +51,9 @@ class Console {
 
   Event<Key, char> KeyPressed;  ///< the character is 0 except for Key::Character
   Event<> Interrupted;          ///< Ctrl-C, a request to end, the terminal gone
+  /// A request to read the settings again (SIGHUP of another program on POSIX systems). Where
+  /// nobody has subscribed to it, it is a request to end.
+  Event<> ReloadAsked;
   Event<> InputEnded;
 };
 

@@ -13,6 +13,7 @@
 #include "platform/descriptor_watcher.hpp"
 #include "platform/host.hpp"
 #include "platform/run_settings.hpp"
+#include "platform/service_manager.hpp"
 #include "platform/terminal_line.hpp"
 
 namespace tarn {
@@ -45,6 +46,8 @@ class NativeHost : public Host {
   virtual std::string MissingDevice(std::int16_t port, const std::string& setting) const = 0;
   /// The program's own console; one at a time.
   virtual std::unique_ptr<Console> CreateConsole() = 0;
+  /// The manager that started this program as a service; null where none wants to hear of it.
+  virtual std::unique_ptr<ServiceManager> CreateServiceManager() { return nullptr; }
   /// A line's far end, for simulated terminals. Errors as TerminalLine::Attach.
   virtual std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) = 0;
   /// The terminal's end of a TCP connection: listens at an IPv4 address and port while it is

@@ -55,3 +55,5 @@ TEST_PACKAGES=(clang libclang-rt-dev python3 clang-format)
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libwine wine wine64 socat)
 WINDOWS32_PACKAGES=(g++-mingw-w64-i686-posix) # also, for the 32-bit build
 LINT_PACKAGES=(clang-tidy)
+PACKAGE_PACKAGES=(dpkg-dev file) # for ./package
+PACKAGE_TEST_PACKAGES=(debootstrap lintian mandoc systemd-container) # for scripts/try_package.sh

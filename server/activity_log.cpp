@@ -1,5 +1,7 @@
 #include "server/activity_log.hpp"
 
+#include <exception>
+#include <thread>
 #include <utility>
 
 #include "base/automation_error.hpp"
@@ -34,6 +36,20 @@ void ActivityLog::Open(std::string name) {
   missing_ = std::move(name);
   stream_.reset();
   TryAgain();
+}
+
+void ActivityLog::Reopen(const std::string& name) {
+  std::shared_ptr<TextStream> anew = files_.OpenForAppending(name);
+  const auto former = std::exchange(stream_, nullptr);
+  Stream(std::move(anew));
+  if (!former) return;
+  std::thread([former] {
+    try {
+      former->Close();
+    } catch (const std::exception&) {
+      // Its lines were handed to the system when they were written.
+    }
+  }).detach();
 }
 
 void ActivityLog::TryAgain() {

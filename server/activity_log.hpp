@@ -28,6 +28,10 @@ class ActivityLog {
   /// Opens the file for appending. If that fails, there is no stream, and TryAgain and Write try to
   /// open the file again. Errors of the file.
   void Open(std::string name);
+  /// Opens the file of that name anew, which may be another one by now, and lets go of the present
+  /// stream, which a separate thread closes, since a disk may take its time. An error of the file
+  /// leaves the present stream.
+  void Reopen(const std::string& name);
   /// Opens the file that could not be opened, if there is one. Errors of the file.
   void TryAgain();
 

@@ -16,6 +16,11 @@ std::string Key(std::int16_t number) {
   return "Scale" + std::to_string(number);
 }
 
+/// Where a save writes the entry.
+std::size_t Place(std::int16_t number) {
+  return static_cast<std::size_t>(number - 1);
+}
+
 }  // namespace
 
 std::shared_ptr<TarnScale> ScaleTable::At(std::int32_t number) const {
@@ -45,13 +50,11 @@ bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& 
   std::string missing;
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
     Replace(number, nullptr);
-    const std::string key = Key(number);
-    const auto place = static_cast<std::size_t>(number - 1);
     const std::string what =
         "The settings file is damaged: entry of scale " + std::to_string(number);
     whole &= Attempt(site->System(), what, [&] {
-      if (bag.FindObject(key, place) == nullptr) missing += " " + key;
-      auto scale = ReadObject<TarnScale>(bag, key, *site, TarnScale::kClassName, place);
+      if (!Holds(bag, number)) missing += " " + Key(number);
+      auto scale = Restored(bag, number, *site);
       scale->ScaleNumber(number);
       Replace(number, std::move(scale));
     });
@@ -59,6 +62,15 @@ bool ScaleTable::Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& 
   if (missing.empty()) return whole;
   site->System().Trace("Not in the settings file, so with their defaults:" + missing);
   return false;
+}
+
+std::shared_ptr<TarnScale> ScaleTable::Restored(const PropertyBag& bag, std::int16_t number,
+                                                ScaleSite& site) {
+  return ReadObject<TarnScale>(bag, Key(number), site, TarnScale::kClassName, Place(number));
+}
+
+bool ScaleTable::Holds(const PropertyBag& bag, std::int16_t number) {
+  return bag.FindObject(Key(number), Place(number)) != nullptr;
 }
 
 void ScaleTable::FillNew(const std::shared_ptr<ScaleSite>& site) {

@@ -29,6 +29,12 @@ class ScaleTable {
   /// hold exactly the 32 scales that are in the table now, so that saving them would lose
   /// something.
   bool Load(const PropertyBag& bag, const std::shared_ptr<ScaleSite>& site);
+  /// The scale that the bag holds for that slot, not in the table and without its number. Error 321
+  /// where its entry is damaged, and other errors of a scale that reads its settings.
+  static std::shared_ptr<TarnScale> Restored(const PropertyBag& bag, std::int16_t number,
+                                             ScaleSite& site);
+  /// Whether the bag has an entry for that slot.
+  static bool Holds(const PropertyBag& bag, std::int16_t number);
   /// Fills every slot with a new scale, named "Scale" and its number.
   void FillNew(const std::shared_ptr<ScaleSite>& site);
   /// An empty slot is saved as a default scale, so that one scale never costs the others. Errors

@@ -32,6 +32,23 @@ std::string_view BooleanText(bool value) {
   return value ? "True" : "False";
 }
 
+std::size_t Slot(std::int16_t number) {
+  return static_cast<std::size_t>(number - 1);
+}
+
+/// The settings of a scale, to be compared. The lamps are saved too, but it is the server that
+/// writes them.
+std::string SettingsText(const TarnScale& scale) {
+  PropertyBag bag;
+  const auto noLamps = [&bag] {
+    for (const char* lamp : {"ActivityLED", "ErrorLED"}) bag.WriteBoolean(lamp, false, true);
+  };
+  noLamps();  // their entries have the same place in each text
+  scale.WriteProperties(bag);
+  noLamps();
+  return bag.Contents();
+}
+
 }  // namespace
 
 TarnScaleServer::TarnScaleServer(Host& host, StartMode mode)
@@ -138,6 +155,7 @@ bool TarnScaleServer::LoadCurrentFile() {
   } else if (unreadableFile_ == AbsoluteFileName()) {
     unreadableFile_.clear();
   }
+  RememberFile();
   MarkPortsQuietly();
   WatchChanges();
   file_.dirty = false;
@@ -145,8 +163,71 @@ bool TarnScaleServer::LoadCurrentFile() {
   return true;
 }
 
+/// To be called when the table holds what the file holds.
+void TarnScaleServer::RememberFile() {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    const auto scale = scales_.At(number);
+    std::string& text = inFile_[Slot(number)];
+    text.clear();
+    if (!scale) continue;
+    Attempt(host_, scale->Title() + ": its settings cannot be compared",
+            [&] { text = SettingsText(*scale); });
+  }
+}
+
+Reloaded TarnScaleServer::Reload(const std::function<void(TarnScale& scale)>& prepare) {
+  RequireRunning();
+  const PropertyBag bag = ReadSettingsFile(host_.Files(), file_.name);
+  Reloaded result;
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
+    std::shared_ptr<TarnScale> scale;
+    std::string text;
+    const std::string what =
+        "The settings file is damaged: entry of scale " + std::to_string(number);
+    const bool isWhole = Attempt(host_, what, [&] {
+      if (!ScaleTable::Holds(bag, number)) ThrowObjectNotSet("it is missing");
+      scale = ScaleTable::Restored(bag, number, *site_);
+      text = SettingsText(*scale);
+    });
+    if (!isWhole) {
+      result.damaged.push_back(number);
+    } else if (text != inFile_[Slot(number)]) {
+      inFile_[Slot(number)] = std::move(text);
+      scales_.Replace(number, nullptr);
+      scale->ScaleNumber(number);
+      scales_.Replace(number, std::move(scale));
+      result.replaced.push_back(number);
+    }
+  }
+  if (!result.damaged.empty()) {
+    unreadableFile_ = AbsoluteFileName();
+  } else if (unreadableFile_ == AbsoluteFileName()) {
+    unreadableFile_.clear();
+  }
+  file_.isNew = false;
+  MarkPortsQuietly();
+  // All have left their ports by now, so scales may exchange them.
+  std::erase_if(startFailures_, [&](const StartFailure& failure) {
+    return std::find(result.replaced.begin(), result.replaced.end(), failure.number) !=
+           result.replaced.end();
+  });
+  for (const std::int16_t number : result.replaced) {
+    WatchChanges(number);
+    Attempt(host_, "The new scale " + std::to_string(number) + " is not known everywhere", [&] {
+      const auto scale = scales_.At(number);
+      if (prepare && scale) prepare(*scale);
+      ScaleReplaced.Raise(number);
+    });
+    StartScale(number, result.failures);
+  }
+  startFailures_.insert(startFailures_.end(), result.failures.begin(), result.failures.end());
+  ReportFailures(result.failures);
+  return result;
+}
+
 void TarnScaleServer::NewConfiguration() {
   scales_.FillNew(site_);
+  inFile_.fill({});
   MarkPortsQuietly();
   WatchChanges();
   file_.dirty = false;
@@ -166,6 +247,7 @@ void TarnScaleServer::SaveScaleSettings() {
     Inform("Can't write configuration settings file: " + file_.name, kExclamation);
     return;
   }
+  RememberFile();
   file_.dirty = false;
   file_.isNew = false;
   ReportPlaces("Objects of clients are not saved; defaults take their place: ", bag.ClientMade());
@@ -191,18 +273,19 @@ void TarnScaleServer::ReportPlaces(const std::string& what,
   Inform(text, kExclamation);
 }
 
+void TarnScaleServer::WatchChanges() {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) WatchChanges(number);
+}
+
 /// Writing a persistent setting makes the configuration dirty. The lamps are persistent too, but it
 /// is the server that writes them.
-void TarnScaleServer::WatchChanges() {
-  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    auto& subscription = onScaleChanged_[static_cast<std::size_t>(number - 1)];
-    const auto scale = scales_.At(number);
-    subscription =
-        !scale ? Subscription() : scale->PropertyChanged.Subscribe([this](std::string_view name) {
-          const bool lamp = name == "ActivityLED" || name == "ErrorLED";
-          if (!lamp) file_.dirty = true;
-        });
-  }
+void TarnScaleServer::WatchChanges(std::int16_t number) {
+  const auto scale = scales_.At(number);
+  onScaleChanged_[Slot(number)] =
+      !scale ? Subscription() : scale->PropertyChanged.Subscribe([this](std::string_view name) {
+        const bool lamp = name == "ActivityLED" || name == "ErrorLED";
+        if (!lamp) file_.dirty = true;
+      });
 }
 
 void TarnScaleServer::Inform(const std::string& message, std::int32_t style) {
@@ -228,6 +311,11 @@ void TarnScaleServer::CurrentLogName(std::string name) {
   closing.Try([this] { Log().Close(); });
   Log().Open(currentLogName_);
   closing.Rethrow();
+}
+
+void TarnScaleServer::ReopenLog() {
+  RequireRunning();
+  Log().Reopen(currentLogName_);
 }
 
 // --- Scales ----------------------------------------------------------------------------------
@@ -288,33 +376,39 @@ void TarnScaleServer::StopAllScales() {
 std::vector<StartFailure> TarnScaleServer::RunEachScale() {
   RequireRunning();
   std::vector<StartFailure> failures;
-  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    const auto scale = scales_.At(number);
-    const auto report = [&](const std::string& reason) {
-      failures.push_back({number, scale ? scale->AliasName() : std::string(), reason});
-    };
-    const auto reportError = [&](const AutomationError& error, bool isRetried) {
-      report(error.Description());
-      failures.back().isRetried = isRetried;
-      failures.back().isPermission = error.Number() == ErrorNumber::PermissionDenied;
-    };
-    try {
-      if (!scale) ThrowObjectNotSet("its entry in the settings file is damaged");
-      if (scale->Disabled()) continue;
-      if (const auto error = scale->RunUnattended()) reportError(*error, true);
-    } catch (const AutomationError& error) {
-      reportError(error, false);
-    } catch (const std::exception& error) {
-      report(error.what());
-    }
-  }
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) StartScale(number, failures);
   startFailures_ = failures;
+  ReportFailures(failures);
+  return failures;
+}
+
+void TarnScaleServer::StartScale(std::int16_t number, std::vector<StartFailure>& failures) {
+  const auto scale = scales_.At(number);
+  const auto report = [&](const std::string& reason) {
+    failures.push_back({number, scale ? scale->AliasName() : std::string(), reason});
+  };
+  const auto reportError = [&](const AutomationError& error, bool isRetried) {
+    report(error.Description());
+    failures.back().isRetried = isRetried;
+    failures.back().isPermission = error.Number() == ErrorNumber::PermissionDenied;
+  };
+  try {
+    if (!scale) ThrowObjectNotSet("its entry in the settings file is damaged");
+    if (scale->Disabled()) return;
+    if (const auto error = scale->RunUnattended()) reportError(*error, true);
+  } catch (const AutomationError& error) {
+    reportError(error, false);
+  } catch (const std::exception& error) {
+    report(error.what());
+  }
+}
+
+void TarnScaleServer::ReportFailures(const std::vector<StartFailure>& failures) {
   for (const StartFailure& failure : failures) {
     const std::string alias = failure.alias.empty() ? "" : " (" + failure.alias + ")";
     Inform("Can't start scale " + std::to_string(failure.number) + alias + ": " + failure.reason,
            kExclamation);
   }
-  return failures;
 }
 
 }  // namespace tarn

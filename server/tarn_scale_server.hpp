@@ -35,6 +35,13 @@ struct StartFailure {
   bool isPermission = false;  ///< the user may not open the port
 };
 
+/// What a reload of the settings file did.
+struct Reloaded {
+  std::vector<std::int16_t> replaced;  ///< the scales whose settings have changed
+  std::vector<std::int16_t> damaged;   ///< entries that cannot be read, whose scales run on
+  std::vector<StartFailure> failures;  ///< of the replaced scales
+};
+
 /// One per process, shared by all clients through TarnServerConnection. Everything happens on the
 /// thread of the message loop; the host outlives the server.
 ///
@@ -102,6 +109,18 @@ class TarnScaleServer {
   /// subscribed yet.
   const std::vector<StartFailure>& StartFailures() const { return startFailures_; }
 
+  /// Reads CurrentFileName again. Each scale whose settings in the file have changed since it was
+  /// last read or saved is replaced by a new one, which is then started if it is enabled, as by
+  /// RunEachScale; `prepare` gets it before that. All others go on undisturbed, whatever clients
+  /// have changed in them. Errors of the file and 321: nothing has changed then.
+  Reloaded Reload(const std::function<void(TarnScale& scale)>& prepare = {});
+  /// The slot of that number has another scale since a reload. It is not started yet; who
+  /// subscribes to single scales subscribes to it now.
+  Event<std::int16_t> ScaleReplaced;
+  /// Goes on with the file that has the name of the log now, where another program has moved it.
+  /// An error of the file leaves the log as it is.
+  void ReopenLog();
+
   /// Ends the server: stores the name of the settings file, releases the scales, closes the log and
   /// unloads the host form. Members that need the server are error 91 afterwards.
   void ShutDown();
@@ -128,7 +147,11 @@ class TarnScaleServer {
   void ReportPlaces(const std::string& what, const std::vector<std::string>& places);
   void NewConfiguration();
   bool LoadCurrentFile();
+  void RememberFile();
   void WatchChanges();
+  void WatchChanges(std::int16_t number);
+  void StartScale(std::int16_t number, std::vector<StartFailure>& failures);
+  void ReportFailures(const std::vector<StartFailure>& failures);
   void MarkPortsQuietly();
   bool StartsEachScale(StartMode mode);
   bool IsSwitchedOn(std::string_view key);
@@ -139,6 +162,8 @@ class TarnScaleServer {
   ScaleTable scales_;
   FILEMGMT file_;
   std::string unreadableFile_;  // with its folder; empty when all of the file is in the table
+  /// What the settings file says of each scale; empty where it says nothing that can be read.
+  std::array<std::string, kScaleCount> inFile_;
   std::string currentLogName_ = "Default.log";
   bool loggingEnabled_ = false;
   bool running_ = true;

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "platform/program.hpp"
+#include "tools/completion.hpp"
+#include "tools/manual_page.hpp"
 #include "tools/usage_error.hpp"
 
 namespace tarn::tool {
@@ -37,7 +39,12 @@ Option& Option::Within(Limit least, Limit most, const std::string& kind) {
   option_->check(check, CLI::Range(least, most).get_description());
   return *this;
 }
+Option& Option::Suggest(std::vector<std::string> words) {
+  (*words_)[option_] = std::move(words);
+  return *this;
+}
 Option& Option::OneOf(std::vector<std::string> words) {
+  Suggest(words);
   option_->check(CLI::IsMember(std::move(words)));
   return *this;
 }
@@ -65,7 +72,7 @@ Option Command::AddValue(const char* name, Value& value, const char* help) {
 
 Option Command::Grouped(CLI::Option* option) {
   if (!option->get_positional()) option->group(group_);
-  return Option(*option);
+  return {*option, words_};
 }
 
 Option Command::Add(const char* name, std::string& value, const char* help) {
@@ -96,7 +103,7 @@ Option Command::Flag(const char* name, int& count, const char* help) {
   return Grouped(app_->add_flag(name, count, help));
 }
 Option Command::Known(const char* name) {
-  return Option(*app_->get_option(name));
+  return {*app_->get_option(name), words_};
 }
 
 void Command::Footer(const std::string& text) {
@@ -107,6 +114,20 @@ CommandLine::CommandLine(const char* name, const char* description)
     : app_(std::make_unique<CLI::App>(description, name)) {
   app_->require_subcommand(1);
   app_->allow_windows_style_options(false);
+  app_->set_version_flag("--version", app_->get_name() + " " + TARN_VERSION, "Prints the version");
+  // The parser ends with a text as it does for --version.
+  const auto print = [](std::string text) {
+    text.pop_back();  // the last line's end, which the parser writes itself
+    throw CLI::CallForVersion(text, kSuccess);
+  };
+  app_->add_flag_callback(
+      "--manual", [this, print] { print(ManualPage(Table())); },
+      "Prints the manual page, for man -l -");
+  app_->add_option_function<std::string>(
+          "--completion",
+          [this, print](const std::string& shell) { print(Completion(Table(), shell)); },
+          "Prints a script that completes the command line in this shell")
+      ->check(CLI::IsMember(CompletionShells()));
 }
 
 CommandLine::~CommandLine() = default;
@@ -117,8 +138,41 @@ Command& CommandLine::Add(const char* name, const char* description) {
   return commands_.emplace_back(*app_->add_subcommand(name, description));
 }
 
-void CommandLine::Version(const char* version) {
-  app_->set_version_flag("--version", app_->get_name() + " " + version, "Prints the version");
+CommandRow Command::Row(const std::string& program) const {
+  const CLI::Formatter format;
+  CommandRow row;
+  row.name = app_->get_name();
+  row.description = app_->get_description();
+  row.usage = format.make_usage(app_, program + " " + row.name);
+  row.usage.erase(0, row.usage.find(": ") + 2);
+  while (row.usage.ends_with('\n')) row.usage.pop_back();
+  row.footer = app_->get_footer();
+  for (const CLI::Option* option : app_->get_options()) {
+    OptionRow& added = row.options.emplace_back();
+    const bool positional = option->get_positional();
+    if (!positional) {
+      for (const std::string& name : option->get_snames()) added.names.push_back("-" + name);
+      for (const std::string& name : option->get_lnames()) added.names.push_back("--" + name);
+    }
+    added.shown = format.make_option_name(option, positional) + format.make_option_opts(option);
+    added.help = option->get_description();
+    added.group = positional ? "Arguments" : option->get_group();
+    added.takesValue = option->get_items_expected_max() > 0;
+    if (const auto words = words_.find(option); words != words_.end()) added.words = words->second;
+  }
+  const auto place = [](const OptionRow& option) { return option.names.empty() ? 0 : 1; };
+  std::stable_sort(row.options.begin(), row.options.end(),
+                   [&](const auto& left, const auto& right) { return place(left) < place(right); });
+  return row;
+}
+
+CommandTable CommandLine::Table() const {
+  CommandTable table{TARN_VERSION, TARN_VERSION_DATE, Command(*app_).Row(""), {}};
+  for (OptionRow& option : table.program.options) {
+    if (option.names.back() == "--completion") option.words = CompletionShells();
+  }
+  for (const Command& command : commands_) table.commands.push_back(command.Row(app_->get_name()));
+  return table;
 }
 
 int CommandLine::Main(int argc, const char* const* argv) {
@@ -156,7 +210,9 @@ int CommandLine::Explain(const CLI::ParseError& error,
   const std::string program = app_->get_name();
   const auto chosen = app_->get_subcommands();
   std::string problem = error.what();
-  if (chosen.empty()) {
+  const bool isOfOption = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr ||
+                          dynamic_cast<const CLI::ValidationError*>(&error) != nullptr;
+  if (chosen.empty() && !isOfOption) {
     problem = typed.empty() ? "which command?" : "there is no command '" + typed.front() + "';";
     for (std::size_t i = 0; i < commands_.size(); ++i) {
       const bool last = i + 1 == commands_.size();

@@ -7,10 +7,13 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/command_table.hpp"
 
 namespace CLI {
 class App;
@@ -27,13 +30,19 @@ inline constexpr int kWrongUse = 2;
 /// One option. Each member sets a property of it and returns the same option.
 class Option {
  public:
-  explicit Option(CLI::Option& option) : option_(&option) {}
+  /// What can be written for options, where that is known.
+  using Words = std::map<const CLI::Option*, std::vector<std::string>>;
+
+  /// The words outlive the option.
+  Option(CLI::Option& option, Words& words) : option_(&option), words_(&words) {}
 
   Option& Required(bool required = true);
   /// Both limits are allowed.
   Option& Range(int least, int most);
   Option& Range(double least, double most);
   Option& OneOf(std::vector<std::string> words);
+  /// What a shell offers to complete; other words are allowed, too.
+  Option& Suggest(std::vector<std::string> words);
   /// The help shows the present value of the variable.
   Option& ShowDefault();
   /// Sets the name of the value in the help.
@@ -48,6 +57,7 @@ class Option {
   Option& Within(Limit least, Limit most, const std::string& kind);
 
   CLI::Option* option_;
+  Words* words_;
 };
 
 /// A command of the tool. The variables that receive the values must outlive the run of the
@@ -85,13 +95,17 @@ class Command {
   template <class Value>
   Option AddValue(const char* name, Value& value, const char* help);
   Option Grouped(CLI::Option* option);
+  CommandRow Row(const std::string& program) const;
 
   CLI::App* app_;
   std::string group_ = "Options";
+  Option::Words words_;
   std::function<int()> run_;
 };
 
-/// The whole command line: a name and several commands, of which the user chooses one.
+/// The whole command line: a name and several commands, of which the user chooses one. Without a
+/// command it has --version, and --manual and --completion, which print its manual page and what
+/// completes it in a shell.
 class CommandLine {
  public:
   CommandLine(const char* name, const char* description);
@@ -100,8 +114,6 @@ class CommandLine {
   ~CommandLine();
 
   Command& Add(const char* name, const char* description);
-  /// Adds --version.
-  void Version(const char* version);
 
   /// Parses the arguments, runs the chosen command and returns its exit status. Returns 2 for wrong
   /// arguments and for a UsageError, 1 for any other exception, and writes the reason to standard
@@ -109,6 +121,7 @@ class CommandLine {
   int Main(int argc, const char* const* argv);
 
  private:
+  CommandTable Table() const;
   int Run(std::vector<std::string> arguments);
   int Explain(const CLI::ParseError& error, const std::vector<std::string>& typed) const;
   static std::string Strangers(const std::vector<std::string>& remaining,

@@ -174,9 +174,18 @@ void PosixConsole::WatchInputEnd() {
   }
 }
 
+/// The controlling one, which a service does not have.
+bool PosixConsole::HasTerminal() {
+  return static_cast<bool>(OwnedFd(::open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC)));
+}
+
+/// When a terminal goes, the system signals a hang-up, and so does the shell to its jobs.
 void PosixConsole::OnSignal() {
   signalfd_siginfo info{};
-  if (::read(signals_.Get(), &info, sizeof info) > 0) Interrupted.Raise();
+  if (::read(signals_.Get(), &info, sizeof info) <= 0) return;
+  const bool terminalGone = info.ssi_code == SI_KERNEL || (hadTerminal_ && !HasTerminal());
+  const bool reload = info.ssi_signo == SIGHUP && !terminalGone && ReloadAsked.SubscriberCount();
+  (reload ? ReloadAsked : Interrupted).Raise();
 }
 
 void PosixConsole::OnKeys() {

@@ -34,6 +34,7 @@ class PosixConsole final : public Console {
  private:
   bool OutputNeverBlocks();
   void OutputFailed(int error);
+  static bool HasTerminal();
   void OnSignal();
   void OnKeys();
   void OnInput();
@@ -48,6 +49,8 @@ class PosixConsole final : public Console {
   std::atomic<int> writeError_ = 0;
   /// Once the terminal has gone, the system does not tell any more that it was one.
   const bool writesToTerminal_ = ::isatty(STDOUT_FILENO) == 1;
+  /// What a hang-up takes away; such a signal is no request to reload.
+  const bool hadTerminal_ = HasTerminal();
   bool guarding_ = false;
   std::optional<bool> outputNeverBlocks_;  ///< nothing until somebody asks
   // Separate descriptors for the same terminal or pipe, since only those may be set not to block:

@@ -34,6 +34,7 @@ class PosixHost final : public NativeHost {
   void BeginSettings(RunSettings::Values values) override { runSettings_.Begin(std::move(values)); }
   std::string MissingDevice(std::int16_t port, const std::string& setting) const override;
   std::unique_ptr<Console> CreateConsole() override;
+  std::unique_ptr<ServiceManager> CreateServiceManager() override;
   std::unique_ptr<TerminalLine> CreateTerminalLine(const std::string& place) override;
   std::unique_ptr<TerminalLine> CreateTerminalListener(const std::string& address,
                                                        int port) override;

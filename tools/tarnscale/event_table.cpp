@@ -20,7 +20,7 @@ std::vector<EventTable::Row> EventTable::RowsOf(const ScaleFile& file) {
 
 EventTable::EventTable(const MessageLoop& loop, const std::vector<Row>& rows, std::string title,
                        WallClock clock)
-    : CommandTable(std::move(title), std::move(clock)), loop_(loop), measuredAt_(loop.Now()) {
+    : OperatorTable(std::move(title), std::move(clock)), loop_(loop), measuredAt_(loop.Now()) {
   for (const Row& known : rows) {
     MonitorRow& row = slots_.emplace_back().row;
     row.number = known.number;

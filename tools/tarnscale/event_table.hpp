@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "platform/message_loop.hpp"
-#include "tools/tarnscale/command_table.hpp"
+#include "tools/tarnscale/operator_table.hpp"
 #include "tools/tarnscale/scale_file.hpp"
 
 namespace tarn::tool {
 
 /// Which scales there are and how they are connected is known before; everything else is what the
 /// events say. The loop outlives the table.
-class EventTable final : public CommandTable {
+class EventTable final : public OperatorTable {
  public:
   struct Row {
     int number;

@@ -47,8 +47,9 @@ std::string LineTape::Text() const {
 }
 
 struct LineCapture::Line {
-  std::int16_t number = 0;
   std::string prefix;
+  double began = 0;
+  WallTime beganAt;
   std::shared_ptr<LineTape> tape;
   bool inError = false;
   std::int64_t errorHour = -1;  ///< of the last file
@@ -57,16 +58,10 @@ struct LineCapture::Line {
 
 LineCapture::LineCapture(TarnScaleServer& server, MessageLoop& loop, std::string folder,
                          bool everything, Complain complain)
-    : server_(server),
-      loop_(loop),
-      folder_(std::move(folder)),
-      complain_(std::move(complain)),
-      began_(loop.Now()),
-      beganAt_(std::chrono::system_clock::now()) {
-  for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    const auto scale = server.GetScale(number);
-    if (scale && !scale->Disabled()) Attach(*scale, everything);
-  }
+    : server_(server), loop_(loop), folder_(std::move(folder)), complain_(std::move(complain)) {
+  for (std::int16_t number = 1; number <= kScaleCount; ++number) Attach(number, everything);
+  onReplaced_ = server.ScaleReplaced.Subscribe(
+      [this, everything](std::int16_t number) { Attach(number, everything); });
 }
 
 LineCapture::~LineCapture() {
@@ -77,22 +72,28 @@ LineCapture::~LineCapture() {
   if (const std::string failure = files_.TakeFailure(); !failure.empty()) complain_(failure);
 }
 
-void LineCapture::Attach(TarnScale& scale, bool everything) {
+void LineCapture::Attach(std::int16_t number, bool everything) {
+  lines_.erase(number);
+  const auto watched = server_.GetScale(number);
+  if (!watched || watched->Disabled()) return;
+  TarnScale& scale = *watched;
   auto line = std::make_unique<Line>();
-  line->number = scale.ScaleNumber();
-  line->prefix = "scale" + TwoDigits(scale.ScaleNumber()) + "-";
+  line->began = loop_.Now();
+  line->beganAt = std::chrono::system_clock::now();
+  line->prefix = "scale" + TwoDigits(number) + "-";
   LineTape::Sink sink;
   if (everything) {
-    const std::string name = line->prefix + NameOfTime(beganAt_) + ".capture";
-    Write(name, CaptureHead(scale, beganAt_), true);
+    const std::string name = line->prefix + NameOfTime(line->beganAt) + ".capture";
+    Write(name, CaptureHead(scale, line->beganAt), true);
     sink = [this, name](const CapturedPiece& piece) { Write(name, CaptureLine(piece), false); };
   }
   line->tape = std::make_shared<LineTape>(
-      [this] { return static_cast<std::int64_t>(loop_.Now() - began_); }, std::move(sink));
+      [this, began = line->began] { return static_cast<std::int64_t>(loop_.Now() - began); },
+      std::move(sink));
   line->onStatus = scale.NewStatus.Subscribe(
-      [this, state = line.get(), watched = &scale] { StatusChanged(*state, *watched); });
+      [this, state = line.get(), &scale] { StatusChanged(*state, scale); });
   scale.Condition()->Line()->Tap(line->tape);
-  lines_.push_back(std::move(line));
+  lines_.emplace(number, std::move(line));
 }
 
 void LineCapture::StatusChanged(Line& line, const TarnScale& scale) {
@@ -105,12 +106,13 @@ void LineCapture::StatusChanged(Line& line, const TarnScale& scale) {
 }
 
 void LineCapture::WriteTape(const Line& line, const TarnScale& scale, const std::string& name) {
-  Write(line.prefix + name + ".capture", CaptureHead(scale, beganAt_) + line.tape->Text(), true);
+  Write(line.prefix + name + ".capture", CaptureHead(scale, line.beganAt) + line.tape->Text(),
+        true);
 }
 
 void LineCapture::WriteLatest() {
-  for (const auto& line : lines_) {
-    if (const auto scale = server_.GetScale(line->number)) WriteTape(*line, *scale, "latest");
+  for (const auto& [number, line] : lines_) {
+    if (const auto scale = server_.GetScale(number)) WriteTape(*line, *scale, "latest");
   }
   complain_("what the lines had lately is in " + folder_);
 }

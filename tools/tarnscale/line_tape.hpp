@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,9 +47,10 @@ class LineTape final : public LineTap {
   std::size_t held_ = 0;
 };
 
-/// Listens at the lines of a server's scales, serial and network ones, until it is destroyed. A
-/// scale whose ErrorLED comes on leaves what its line had in scaleNN-error-D.capture, at most one
-/// such file an hour and ten of them, the oldest of which is replaced.
+/// Listens at the lines of a server's scales, serial and network ones, until it is destroyed. For a
+/// scale that a reload replaces a new capture begins. A scale whose ErrorLED comes on leaves what
+/// its line had in scaleNN-error-D.capture, at most one such file an hour and ten of them, the
+/// oldest of which is replaced.
 class LineCapture {
  public:
   using Complain = std::function<void(std::string_view text)>;
@@ -67,7 +69,7 @@ class LineCapture {
  private:
   struct Line;
 
-  void Attach(TarnScale& scale, bool everything);
+  void Attach(std::int16_t number, bool everything);
   void StatusChanged(Line& line, const TarnScale& scale);
   void WriteTape(const Line& line, const TarnScale& scale, const std::string& name);
   void Write(const std::string& name, std::string bytes, bool anew);
@@ -76,11 +78,10 @@ class LineCapture {
   MessageLoop& loop_;
   std::string folder_;
   Complain complain_;
-  double began_;
-  WallTime beganAt_;
   bool losing_ = false;
   FileQueue files_;
-  std::vector<std::unique_ptr<Line>> lines_;
+  std::map<std::int16_t, std::unique_ptr<Line>> lines_;  ///< by number of the scale
+  Subscription onReplaced_;
 };
 
 }  // namespace tarn::tool

@@ -220,7 +220,9 @@ void AddRun(CommandLine& line, Options& options) {
       "ends\n"
       "it, and so does the end of the program that reads the output. A reader that is too slow\n"
       "loses readings when 1 MiB waits for it, and other events when 8 MiB wait; a line 'lost'\n"
-      "then says how many.\n\n"
+      "then says how many.\n"
+      "On SIGHUP it reads the settings file again and opens the file of --log anew. Scales whose\n"
+      "settings have changed start anew, the others lose no reading.\n\n"
       "Examples:\n"
       "  tarnscale run plant.scl --json --port 1=/dev/ttyUSB0 | your-program\n"
       "  tarnscale run plant.scl --scale 1,4 --stable --every 60 --csv >> weights.csv");
@@ -292,10 +294,14 @@ void AddSet(CommandLine& line, Options& options) {
                                 "Changes the settings of a scale; makes the file when it is new",
                                 &Options::set, SetCommand);
   AddScale(command, options.set.scale);
-  command.Add("KEY=VALUE", options.set.pairs, "The settings, in any order").Required();
+  std::vector<std::string> keys;
+  for (const ScaleKey& key : ScaleKeys()) keys.push_back(std::string(key.name) + "=");
+  command.Add("KEY=VALUE", options.set.pairs, "The settings, in any order")
+      .Required()
+      .Suggest(keys);
   command.Footer(
       "Nothing is written unless all of them are right. What cannot work is noted: see check. A\n"
-      "server that runs already does not notice.\n\n"
+      "server that runs already does not notice; 'tarnscale run' does on SIGHUP.\n\n"
       "Keys:\n" +
       KeyHelp() +
       "\nExample:\n"
@@ -308,7 +314,9 @@ void AddSend(CommandLine& line, Options& options) {
       AddCommand(line, options, "send", "Runs one scale for a moment and gives it a command",
                  &Options::send, SendCommand);
   AddScale(command, options.send.scale).Required(false);
-  command.Add("COMMAND", options.send.command, "See below; capitals do not matter");
+  std::vector<std::string> names;
+  for (const tarn::ScaleCommand& c : tarn::ScaleCommands()) names.emplace_back(c.name);
+  command.Add("COMMAND", options.send.command, "See below; capitals do not matter").Suggest(names);
   command.Add("VALUE", options.send.value, "The weight of SetTare");
   AddAttach(command, options, &Options::send, SendCommand,
             {&SendOptions::scale, &SendOptions::command, &SendOptions::value});
@@ -437,7 +445,6 @@ void AddScan(CommandLine& line, Options& options) {
 int main(int argc, char** argv) {
   Options options;
   CommandLine line("tarnscale", "The scale server in a console, and the tool to set it up");
-  line.Version(TARN_VERSION);
   AddRun(line, options);
   AddMonitor(line, options);
   AddView(line, options);

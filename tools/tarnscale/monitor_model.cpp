@@ -21,7 +21,7 @@ using Kind = ScaleEvent::Kind;
 
 MonitorModel::MonitorModel(MessageLoop& loop, TarnScaleServer& server, const Options& options,
                            const WallClock& clock)
-    : CommandTable(options.title, clock),
+    : OperatorTable(options.title, clock),
       loop_(loop),
       measuredAt_(loop.Now()),
       watch_(server, {}, clock, [this](const ScaleEvent& event) { HandleEvent(event); }) {

@@ -14,12 +14,12 @@
 #include "platform/console.hpp"
 #include "platform/message_loop.hpp"
 #include "server/tarn_scale_server.hpp"
-#include "tools/tarnscale/command_table.hpp"
+#include "tools/tarnscale/operator_table.hpp"
 
 namespace tarn::tool {
 
 /// The loop and the server outlive it.
-class MonitorModel final : public CommandTable {
+class MonitorModel final : public OperatorTable {
  public:
   struct Options {
     std::string title;

@@ -1,7 +1,10 @@
 // run: runs the scales of a settings file and writes what happens, a line each.
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <memory>
+#include <set>
+#include <vector>
 
 #include "outlets/event_watch.hpp"
 #include "platform/line_writer.hpp"
@@ -14,6 +17,7 @@
 #include "tools/tarnscale/live_output.hpp"
 #include "tools/tarnscale/running_scales.hpp"
 #include "tools/tarnscale/scale_file.hpp"
+#include "tools/tarnscale/service_report.hpp"
 
 namespace tarn::tool {
 namespace {
@@ -25,14 +29,35 @@ bool WantsReadingsOnly(const RunOptions& options) {
 }
 
 /// Reports on standard error; JSON output reports the failures too, for the program that reads it.
-void ReportFailures(Program& program, TarnScaleServer& server, const RunOptions& options,
-                    EventOutput& output) {
+void ReportFailures(Program& program, const std::vector<StartFailure>& failures,
+                    const RunOptions& options, EventOutput& output) {
   const WallTime now = std::chrono::system_clock::now();
-  for (const ScaleEvent& event : FailureEvents(server.StartFailures(), now)) {
+  for (const ScaleEvent& event : FailureEvents(failures, now)) {
     program.Complain(EventWords(event));
     if (options.json && !WantsReadingsOnly(options)) output.Write(event);
   }
-  if (const std::string hint = StartHint(server); !hint.empty()) program.Say(hint);
+}
+
+void ReopenLog(Program& program, TarnScaleServer& server) {
+  try {
+    server.ReopenLog();
+  } catch (const std::exception& error) {
+    program.Complain(std::string("the activity log goes on in its former file: ") + error.what());
+  }
+}
+
+std::vector<StartFailure> ReloadSettings(Program& program, TarnScaleServer& server,
+                                         const std::set<int>& scales) {
+  const std::string file = "'" + Printable(program.Options().file) + "'";
+  try {
+    const Reloaded done =
+        server.Reload([&scales](TarnScale& scale) { PrepareScale(scale, scales); });
+    program.Say("reloaded " + file + ": " + ReloadWords(done, server));
+    return done.failures;
+  } catch (const std::exception& error) {
+    program.Complain(file + " is not reloaded, all scales run on as they are: " + error.what());
+    return {};
+  }
 }
 
 int RunScales(Program& program, const RunOptions& options, TarnScaleServer& server,
@@ -45,7 +70,8 @@ int RunScales(Program& program, const RunOptions& options, TarnScaleServer& serv
   const auto capture = CaptureLines(program, server, options.capture);
   const Outlets outlets(program, server, options.outlets);
   StartScales(server, scales);
-  ReportFailures(program, server, options, output);
+  ReportFailures(program, server.StartFailures(), options, output);
+  if (const std::string hint = StartHint(server); !hint.empty()) program.Say(hint);
   const std::string reason = WhyNothingRuns(server, program.Options().file, scales);
   if (!reason.empty()) {
     program.Complain(reason);
@@ -58,6 +84,13 @@ int RunScales(Program& program, const RunOptions& options, TarnScaleServer& serv
                            output.Write(event);
                            if (filter.IsDone()) program.Host().Loop().Quit();
                          });
+  ServiceReport report(program.Host().CreateServiceManager(), program.Host().Loop(), server);
+  const Subscription onReload = program.Output().ReloadAsked.Subscribe([&] {
+    report.Reloading();
+    ReopenLog(program, server);
+    ReportFailures(program, ReloadSettings(program, server, scales), options, output);
+    report.Ready();
+  });
   RunLoop(program, options.seconds);
   return options.count && !filter.IsDone() ? kTimedOut : kSuccess;
 }

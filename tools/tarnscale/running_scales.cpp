@@ -1,6 +1,7 @@
 #include "tools/tarnscale/running_scales.hpp"
 
 #include <cstdint>
+#include <vector>
 
 #include "connections/reconnector.hpp"
 #include "tools/tarnscale/display_text.hpp"
@@ -9,13 +10,15 @@ namespace tarn::tool {
 
 void StartScales(TarnScaleServer& server, const std::set<int>& only) {
   for (std::int16_t number = 1; number <= kScaleCount; ++number) {
-    const auto scale = server.GetScale(number);
-    if (!scale) continue;
-    if (!only.empty() && !only.contains(number)) scale->Disabled(true);
-    const auto link = std::dynamic_pointer_cast<ReconnectingConnection>(scale->Connection());
-    if (link) link->AutoReconnect(true);
+    if (const auto scale = server.GetScale(number)) PrepareScale(*scale, only);
   }
   server.RunEachScale();
+}
+
+void PrepareScale(TarnScale& scale, const std::set<int>& only) {
+  if (!only.empty() && !only.contains(scale.ScaleNumber())) scale.Disabled(true);
+  const auto link = std::dynamic_pointer_cast<ReconnectingConnection>(scale.Connection());
+  if (link) link->AutoReconnect(true);
 }
 
 std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file,
@@ -36,6 +39,25 @@ std::string WhyNothingRuns(TarnScaleServer& server, const std::string& file,
     if (server.GetScale(failure.number) && !failure.isRetried) ++failed;
   }
   return failed < enabled ? "" : "no scale of '" + shown + "' runs, for the reasons above";
+}
+
+std::string ReloadWords(const Reloaded& done, const TarnScaleServer& server) {
+  const auto list = [&server](const std::vector<std::int16_t>& numbers) {
+    std::string text;
+    for (const std::int16_t number : numbers) {
+      const auto scale = server.GetScale(number);
+      text += (text.empty() ? "" : ", ") +
+              (scale ? ScaleTitle(number, scale->AliasName()) : ScaleTitle(number, ""));
+    }
+    return text;
+  };
+  std::string words = done.replaced.empty()
+                          ? "nothing has changed"
+                          : "new settings for " + list(done.replaced) + "; the others run on";
+  if (!done.damaged.empty()) {
+    words += "; damaged entries, whose scales run on as they are: " + list(done.damaged);
+  }
+  return words;
 }
 
 std::string StartHint(const TarnScaleServer& server) {

@@ -1,4 +1,4 @@
-#include "tools/tarnscale/command_table.hpp"
+#include "tools/tarnscale/operator_table.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -7,7 +7,7 @@
 
 namespace tarn::tool {
 
-void CommandTable::HandleCommandKey(char character) {
+void OperatorTable::HandleCommandKey(char character) {
   const ScaleCommand* command = FindCommandKey(character);
   if (command == nullptr || RowCount() == 0) return;
   if (command->command == OperatorCommand::PresetTare)
@@ -16,7 +16,7 @@ void CommandTable::HandleCommandKey(char character) {
     Give(*command, 0);
 }
 
-bool CommandTable::HandlePromptKey(Console::Key key, char character) {
+bool OperatorTable::HandlePromptKey(Console::Key key, char character) {
   using Key = Console::Key;
   constexpr std::size_t kLongestNumber = 20;
   constexpr std::string_view kNumberCharacters = "0123456789.,-";
@@ -35,13 +35,13 @@ bool CommandTable::HandlePromptKey(Console::Key key, char character) {
   return true;
 }
 
-std::optional<std::string> CommandTable::Prompt(int scale) const {
+std::optional<std::string> OperatorTable::Prompt(int scale) const {
   if (!tareText_) return std::nullopt;
   return "Preset tare for scale " + std::to_string(scale) + ": " + *tareText_ +
          "_   (Enter sends it, Escape does not)";
 }
 
-void CommandTable::GivePresetTare(const std::string& text) {
+void OperatorTable::GivePresetTare(const std::string& text) {
   std::string point = text;
   std::replace(point.begin(), point.end(), ',', '.');
   if (const auto tare = LocaleNumber(point, "."))
@@ -50,7 +50,7 @@ void CommandTable::GivePresetTare(const std::string& text) {
     Note("'" + text + "' is no weight: nothing is sent");
 }
 
-std::vector<std::string> CommandTable::CommandHelp() {
+std::vector<std::string> OperatorTable::CommandHelp() {
   std::vector<std::string> lines;
   for (const ScaleCommand& c : ScaleCommands())
     lines.push_back(std::string(1, c.key) + std::string(13, ' ') + std::string(c.help));

@@ -11,7 +11,7 @@
 
 namespace tarn::tool {
 
-class CommandTable : public LiveTable {
+class OperatorTable : public LiveTable {
  public:
   using LiveTable::LiveTable;
 
