@@ -83,6 +83,8 @@ class HandbookTest(unittest.TestCase):
             self.shell("tarnscale set plant.scl 1 connection=serial protocol=continuous enabled=yes")
             if command == "delete":
                 self.shell("tarnscale copy plant.scl 1 2")
+            if command == "records":
+                self.shell("tarnscale run plant.scl --journal journal")
             examples = self.shell(f"tarnscale {command} --help").stdout.partition("\nExample")[2]
             for line in command_lines(examples, "  "):
                 with self.subTest(line=line):

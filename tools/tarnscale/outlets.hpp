@@ -11,7 +11,10 @@
 namespace tarn::tool {
 
 /// Each is off while it is empty.
-struct OutletOptions {};
+struct OutletOptions {
+  std::string journal;  ///< the folder
+  int journalDays = 0;  ///< 0: all
+};
 
 /// The outlets that the options name. Make it before the scales start, so that it sees the first
 /// reading; the server outlives it.
@@ -23,7 +26,10 @@ class Outlets {
  private:
   ServerSource source_;
   std::unique_ptr<WeighingBook> book_;
+  bool isRefusing_ = false;
   Subscription onEvent_;
+  Subscription onRefused_;
+  Subscription onEntered_;
 };
 
 }  // namespace tarn::tool
