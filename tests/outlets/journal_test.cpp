@@ -244,7 +244,7 @@ TEST_F(JournalTest, FetchesFromAnyNumberAcrossFiles) {
     std::vector<Weighing> batch(25, Sample("1", kNoon + day * kDay));
     store->Append(std::move(batch));
   }
-  for (const std::size_t most : {1, 7, 25, 1000}) {
+  for (const std::size_t most : {1U, 7U, 25U, 1000U}) {
     std::uint64_t after = 0;
     while (true) {
       const auto some = store->Fetch(after, most);
