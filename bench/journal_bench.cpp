@@ -41,8 +41,7 @@ Weighing Sample() {
 std::unique_ptr<JournalStore> Open(const std::string& folder) {
   return std::make_unique<JournalStore>(
       OpenDurableFolder(folder, FolderUse::Write),
-      JournalStore::Options{
-          .clock = std::chrono::system_clock::now, .days = 0, .trace = [](std::string_view) {}});
+      JournalStore::Options{.clock = std::chrono::system_clock::now, .days = 0});
 }
 
 /// Weighings a second, so many at once. Both sides take turns, so that both get the same disk.
@@ -77,7 +76,7 @@ void Compare(const std::string& folder, double seconds, std::size_t atOnce) {
 /// From the loop to the disk and back, with as many weighings waiting as may.
 void Flood(const std::string& folder, double seconds) {
   const auto host = CreateNativeHost({});
-  Journal journal(host->Loop(), Open(folder + "/journal"));
+  Journal journal(host->Loop(), Open(folder + "/journal"), [](std::string_view) {});
   ScaleEvent event;
   event.kind = ScaleEvent::Kind::PrintRecord;
   event.scale = 1;

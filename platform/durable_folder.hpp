@@ -45,7 +45,8 @@ class DurableFolder {
 
 enum class FolderUse {
   Read,
-  Write,  ///< makes the folder if it is missing, and keeps other writers out while it lives
+  Write,  ///< makes the folder, not the one above it, if it is missing, and keeps other writers out
+          ///< while it lives
 };
 
 /// Errors: 70 another program writes there, 75 there is no such folder, and the above.

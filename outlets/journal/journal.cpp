@@ -118,6 +118,7 @@ class Journal::Worker {
   void Run() {
     std::unique_lock lock(shared_->mutex);
     while (Wait(lock)) {
+      PassNotes(lock);
       if (!shared_->waiting.empty())
         StoreWeighings(lock);
       else if (shared_->receivers && (shared_->stopping || Clock::now() >= storeAgain_))
@@ -152,6 +153,17 @@ class Journal::Worker {
       else
         shared_->changed.wait_until(lock, next);
     }
+  }
+
+  void PassNotes(Lock& lock) {
+    auto notes = store_->TakeNotes();
+    if (notes.empty()) return;
+    lock.unlock();
+    shared_->Post([shared = shared_, notes = std::move(notes)] {
+      if (shared->journal == nullptr) return;
+      for (const std::string& note : notes) shared->journal->trace_(note);
+    });
+    lock.lock();
   }
 
   void StoreWeighings(Lock& lock) {
@@ -211,12 +223,14 @@ class Journal::Worker {
   Clock::time_point readAgain_;
 };
 
-Journal::Journal(MessageLoop& loop, std::unique_ptr<JournalStore> store)
+Journal::Journal(MessageLoop& loop, std::unique_ptr<JournalStore> store, TraceSink trace)
     : shared_(std::make_shared<Shared>()),
+      trace_(std::move(trace)),
       latest_(store->Latest()),
       receivers_(store->Acknowledged()) {
   shared_->loop = &loop;
   shared_->journal = this;
+  for (const std::string& note : store->TakeNotes()) trace_(note);
   const auto worker = std::make_shared<Worker>(shared_, std::move(store));
   std::thread([worker] { worker->Run(); }).detach();
 }

@@ -25,8 +25,10 @@ class Journal final : public WeighingBook {
   static constexpr std::size_t kMostInMemory = 1000;
   static constexpr std::size_t kMostFetches = 256;
 
-  /// The loop outlives it.
-  Journal(MessageLoop& loop, std::unique_ptr<JournalStore> store);
+  using TraceSink = std::function<void(std::string_view text)>;
+
+  /// The loop outlives it. Traces come on its thread.
+  Journal(MessageLoop& loop, std::unique_ptr<JournalStore> store, TraceSink trace);
   /// Gives the disk two seconds for what still waits.
   ~Journal() override;
 
@@ -48,6 +50,7 @@ class Journal final : public WeighingBook {
   void Finish(const std::vector<ScaleEvent>& batch, const JournalStore::Result& result);
 
   std::shared_ptr<Shared> shared_;
+  TraceSink trace_;
   std::uint64_t latest_;
   JournalStore::Receivers receivers_;
   std::deque<Weighing> newest_;

@@ -82,7 +82,7 @@ JournalStore::JournalStore(std::unique_ptr<DurableFolder> folder, Options option
     Mend();
   } catch (const AutomationError& error) {
     isEndKnown_ = false;
-    options_.trace(std::string("the end of the journal is not marked yet: ") + error.what());
+    notes_.push_back(std::string("the end of the journal is not marked yet: ") + error.what());
   }
   RemoveOldFiles();
 }
@@ -140,8 +140,8 @@ void JournalStore::Open() {
   isKnown = isKnown && !files_.back().before;
   const JournalReader reader = ReadThrough(files_.back(), from, isKnown, {});
   if (const auto& problem = reader.FirstProblem()) {
-    options_.trace("the journal's file " + files_.back().name + ", line " +
-                   std::to_string(problem->line) + ": " + problem->words);
+    notes_.push_back("the journal's file " + files_.back().name + ", line " +
+                     std::to_string(problem->line) + ": " + problem->words);
   }
   TakeEnd(reader);
 }
@@ -336,7 +336,7 @@ void JournalStore::RemoveOldFiles() {
       files_.erase(files_.begin());
     }
   } catch (const AutomationError& error) {
-    options_.trace(std::string("an old file of the journal stays: ") + error.what());
+    notes_.push_back(std::string("an old file of the journal stays: ") + error.what());
   }
 }
 

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -25,8 +24,6 @@ class JournalStore {
     WallClock clock;
     /// So many files are kept at least, those of the latest days; all when 0.
     std::size_t days = 0;
-    /// One line for those who look after the program.
-    std::function<void(std::string_view)> trace;
   };
   /// What one Append came to.
   struct Result {
@@ -47,6 +44,9 @@ class JournalStore {
 
   std::uint64_t Latest() const { return place_.end.number; }
   const Receivers& Acknowledged() const { return receivers_; }
+
+  /// What those who look after the program should know, since the last call.
+  std::vector<std::string> TakeNotes() { return std::exchange(notes_, {}); }
 
   /// Writes the weighings, has the disk store them and reads them back.
   Result Append(std::vector<Weighing> batch);
@@ -82,6 +82,7 @@ class JournalStore {
   std::uint64_t wastedLines_ = 0;
   bool lacksLineEnd_ = false;
   bool isEndKnown_ = false;
+  std::vector<std::string> notes_;
   Receivers receivers_;
   /// Where fetches ended, since the next one usually goes on there; by number.
   std::map<std::uint64_t, std::pair<std::string, JournalPlace>> cursors_;

@@ -22,7 +22,7 @@ class PosixDurableFolder final : public DurableFolder {
  public:
   PosixDurableFolder(std::string path, FolderUse use) : path_(std::move(path)) {
     std::error_code error;
-    if (use == FolderUse::Write) std::filesystem::create_directories(path_, error);
+    if (use == FolderUse::Write) std::filesystem::create_directory(path_, error);
     if (!std::filesystem::is_directory(path_, error)) {
       throw AutomationError(ErrorNumber::PathFileAccess,
                             path_ + " is no folder" + (error ? ": " + error.message() : ""));

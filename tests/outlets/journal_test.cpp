@@ -2,73 +2,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
 
-#include "base/automation_error.hpp"
 #include "outlets/journal/journal.hpp"
 #include "outlets/journal/journal_check.hpp"
 #include "outlets/journal/journal_store.hpp"
 #include "platform/native_host.hpp"
+#include "tests/fakes/memory_folder.hpp"
 
 namespace tarn {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-
-/// The disk under the folder, which outlives it.
-struct Disk {
-  std::map<std::string, std::string> files;
-  std::optional<std::size_t> space;  ///< bytes that it still takes
-  bool failStore = false;
-  bool lies = false;  ///< it stores other bytes than it took
-};
-
-class MemoryFolder final : public DurableFolder {
- public:
-  explicit MemoryFolder(Disk& disk) : disk_(disk) {}
-
-  bool IsWritten() override { return false; }
-  std::vector<std::string> Names() override {
-    std::vector<std::string> names;
-    for (const auto& [name, bytes] : disk_.files) names.push_back(name);
-    return names;
-  }
-  std::string Read(const std::string& name, std::uint64_t offset, std::size_t most) override {
-    const auto file = disk_.files.find(name);
-    if (file == disk_.files.end()) throw AutomationError(ErrorNumber::FileNotFound, "no " + name);
-    return offset < file->second.size() ? file->second.substr(offset, most) : "";
-  }
-  std::string ReadBack(const std::string& name, std::uint64_t offset, std::size_t most) override {
-    return Read(name, offset, most);
-  }
-  void Append(const std::string& name, std::string_view bytes) override {
-    disk_.files.at(name) += bytes.substr(0, Take(bytes));
-    if (disk_.lies) disk_.files.at(name).rbegin()[5] ^= 1;
-    if (disk_.space == 0) throw AutomationError(ErrorNumber::DiskFull, "the disk is full");
-  }
-  void Store(const std::string&) override {
-    if (disk_.failStore) throw AutomationError(ErrorNumber::DeviceInputOutput, "broken");
-  }
-  void Replace(const std::string& name, std::string_view bytes) override {
-    if (disk_.space && *disk_.space < bytes.size())
-      throw AutomationError(ErrorNumber::DiskFull, "the disk is full");
-    Take(bytes);
-    disk_.files[name] = bytes;
-  }
-  void Remove(const std::string& name) override { disk_.files.erase(name); }
-
- private:
-  std::size_t Take(std::string_view bytes) {
-    if (!disk_.space) return bytes.size();
-    const std::size_t taken = std::min(*disk_.space, bytes.size());
-    *disk_.space -= taken;
-    return taken;
-  }
-
-  Disk& disk_;
-};
 
 constexpr std::chrono::hours kDay{24};
 const WallTime kNoon = std::chrono::sys_days(std::chrono::year{2026} / 6 / 1) + kDay / 2;
@@ -88,10 +34,7 @@ class JournalTest : public ::testing::Test {
   std::unique_ptr<JournalStore> Open(std::size_t days = 0) {
     return std::make_unique<JournalStore>(
         std::make_unique<MemoryFolder>(disk),
-        JournalStore::Options{
-            .clock = [] { return kNoon; },
-            .days = days,
-            .trace = [this](std::string_view text) { traces.emplace_back(text); }});
+        JournalStore::Options{.clock = [] { return kNoon; }, .days = days});
   }
   JournalCheck Check(std::vector<Weighing>* weighings = nullptr) {
     MemoryFolder folder(disk);
@@ -111,8 +54,7 @@ class JournalTest : public ::testing::Test {
     return fault->file + ":" + std::to_string(fault->line) + " " + fault->words;
   }
 
-  Disk disk;
-  std::vector<std::string> traces;
+  MemoryDisk disk;
 };
 
 TEST_F(JournalTest, KeepsWhatItTookOverDaysRestartsAndClocksThatGoBack) {
@@ -289,9 +231,10 @@ TEST_F(JournalTest, GoesOnBehindALineThatWasChanged) {
   Open()->Append({Sample("1"), Sample("2"), Sample("3")});
   std::string& bytes = disk.files["2026-06-01.tsv"];
   bytes[bytes.find("\n2\t") + 5] ^= 1;
-  const auto result = Open()->Append({Sample("4")});
-  EXPECT_EQ(result.kept.front().number, 4U);
-  EXPECT_THAT(traces, ElementsAre(HasSubstr("2026-06-01.tsv, line 4: it does not follow")));
+  const auto store = Open();
+  EXPECT_EQ(store->Append({Sample("4")}).kept.front().number, 4U);
+  EXPECT_THAT(store->TakeNotes(),
+              ElementsAre(HasSubstr("2026-06-01.tsv, line 4: it does not follow")));
   EXPECT_THAT(Fault(), HasSubstr("2026-06-01.tsv:4 "));
 
   // The last line may have been handed on, so its number is spent.
@@ -318,7 +261,7 @@ TEST_F(JournalTest, HandsOnInOrderWhatIsStored) {
     return *fetched;
   };
   {
-    Journal journal(loop, Open());
+    Journal journal(loop, Open(), [](std::string_view) {});
     const auto onEntered = journal.Entered.Subscribe([&](const Weighing& weighing) {
       entered.push_back(weighing.number);
       EXPECT_THAT(disk.files.begin()->second, HasSubstr("\n" + std::to_string(weighing.number)));
@@ -338,7 +281,7 @@ TEST_F(JournalTest, HandsOnInOrderWhatIsStored) {
     EXPECT_EQ(journal.Acknowledged("broker"), 7U);
     journal.Enter(event);  // written when the book goes
   }
-  Journal journal(loop, Open());
+  Journal journal(loop, Open(), [](std::string_view) {});
   EXPECT_EQ(journal.Latest(), 101U);
   EXPECT_EQ(journal.Acknowledged("broker"), 7U);
   EXPECT_THAT(fetch(journal, 99), ElementsAre(100, 101));

@@ -64,19 +64,14 @@ int ReportCheck(Program& program, const std::string& folder, const JournalCheck&
 }  // namespace
 
 std::unique_ptr<WeighingBook> OpenJournal(Program& program, const OutletOptions& options) {
-  // The thread of the journal has no part in the host, so its traces go to the loop first.
   auto& host = program.Host();
-  const auto trace = [&host](std::string_view text) {
-    host.Loop().Post([&host, words = std::string(text)] { host.TraceNews(words); });
-  };
   try {
-    return std::make_unique<Journal>(
-        host.Loop(),
-        std::make_unique<JournalStore>(
-            OpenDurableFolder(options.journal, FolderUse::Write),
-            JournalStore::Options{.clock = std::chrono::system_clock::now,
-                                  .days = static_cast<std::size_t>(options.journalDays),
-                                  .trace = trace}));
+    auto store = std::make_unique<JournalStore>(
+        OpenDurableFolder(options.journal, FolderUse::Write),
+        JournalStore::Options{.clock = std::chrono::system_clock::now,
+                              .days = static_cast<std::size_t>(options.journalDays)});
+    return std::make_unique<Journal>(host.Loop(), std::move(store),
+                                     [&host](std::string_view text) { host.TraceNews(text); });
   } catch (const std::exception& error) {
     throw Failure(std::string("the journal cannot be opened: ") + error.what());
   }
