@@ -105,8 +105,8 @@ int main(int argc, char** argv) {
     std::fputs("usage: bench_journal FOLDER [SECONDS]\n", stderr);
     return 2;
   }
-  const std::string folder =
-      (std::filesystem::path(argv[1]) / ("bench_journal." + std::to_string(std::rand()))).string();
+  const std::string folder = (std::filesystem::path(argv[1]) / "bench_journal.folder").string();
+  std::filesystem::create_directories(folder);
   const double seconds = argc > 2 ? std::atof(argv[2]) : 5;
   for (const std::size_t atOnce : {1U, 8U, 64U, 512U}) Compare(folder, seconds, atOnce);
   Flood(folder, seconds);

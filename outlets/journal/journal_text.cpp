@@ -107,7 +107,8 @@ std::optional<WallTime> TimeOf(std::string_view text) {
   const std::chrono::year_month_day date{std::chrono::year{part[0]},
                                          std::chrono::month{static_cast<unsigned>(part[1])},
                                          std::chrono::day{static_cast<unsigned>(part[2])}};
-  if (!date.ok()) return std::nullopt;
+  // The clock counts nanoseconds, which end in the year 2262.
+  if (!date.ok() || part[0] < 1678 || part[0] > 2261) return std::nullopt;
   const WallTime time = std::chrono::sys_days(date) + std::chrono::hours(part[3]) +
                         std::chrono::minutes(part[4]) + std::chrono::seconds(part[5]) +
                         std::chrono::milliseconds(part[6]);

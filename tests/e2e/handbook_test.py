@@ -17,7 +17,8 @@ from programs import LIMIT, Program  # noqa: E402
 from tools_test import PROGRAMS, Server  # noqa: E402 (it takes the folder from the arguments)
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-DOCUMENTS = ["README.md", "docs/clients-guide.md", "docs/events.md", "docs/terminal-variables.md"]
+DOCUMENTS = ["README.md", "docs/clients-guide.md", "docs/events.md", "docs/journal.md",
+             "docs/terminal-variables.md"]
 COMMAND = re.compile(r"(build/linux/|[A-Z_]+=\S+ |\w+=\$\()*(tarnscale|tarnsim) |echo ")
 
 
