@@ -57,7 +57,7 @@ class WeighingBook {
   virtual void Fetch(std::uint64_t after, std::size_t most, OnFetched fetched) const = 0;
 
   /// The receiver of this name has everything up to this number; what somebody has not got yet is
-  /// kept longer than anything else.
+  /// kept longer than anything else. A receiver counts from its first call on, with 0 too.
   virtual void Acknowledge(std::string_view receiver, std::uint64_t number) = 0;
   /// 0 for a receiver that has acknowledged nothing yet.
   virtual std::uint64_t Acknowledged(std::string_view receiver) const = 0;

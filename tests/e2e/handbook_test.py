@@ -17,7 +17,7 @@ from programs import LIMIT, Program  # noqa: E402
 from tools_test import PROGRAMS, Server  # noqa: E402 (it takes the folder from the arguments)
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-DOCUMENTS = ["README.md", "docs/clients-guide.md", "docs/events.md", "docs/http.md",
+DOCUMENTS = ["README.md", "docs/clients-guide.md", "docs/events.md", "docs/http.md", "docs/journal.md",
              "docs/terminal-variables.md"]
 COMMAND = re.compile(r"(build/linux/|[A-Z_]+=\S+ |\w+=\$\()*(tarnscale|tarnsim) |echo ")
 
@@ -84,6 +84,8 @@ class HandbookTest(unittest.TestCase):
             self.shell("tarnscale set plant.scl 1 connection=serial protocol=continuous enabled=yes")
             if command == "delete":
                 self.shell("tarnscale copy plant.scl 1 2")
+            if command == "records":
+                self.shell("tarnscale run plant.scl --journal journal")
             examples = self.shell(f"tarnscale {command} --help").stdout.partition("\nExample")[2]
             for line in command_lines(examples, "  "):
                 with self.subTest(line=line):

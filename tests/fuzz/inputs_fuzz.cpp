@@ -19,6 +19,8 @@
 #include "connections/ethernet_connection.hpp"
 #include "outlets/client/event_stream_reader.hpp"
 #include "outlets/http/api.hpp"
+#include "outlets/journal/journal_check.hpp"
+#include "outlets/journal/journal_store.hpp"
 #include "platform/native_host.hpp"
 #include "platform/serial_settings.hpp"
 #include "scale/tarn_scale.hpp"
@@ -30,6 +32,7 @@
 #include "shareddata/tarn_kes_basic_config.hpp"
 #include "shareddata/tarn_kes_basic_data.hpp"
 #include "tests/fakes/fake_host.hpp"
+#include "tests/fakes/memory_folder.hpp"
 #include "tests/models/models.hpp"
 #include "tests/support/fake_terminal.hpp"
 #include "tools/tarnscale/capture_text.hpp"
@@ -329,6 +332,53 @@ void TryHttpRequest(std::string_view bytes) {
   Require(answers == 1);
 }
 
+std::unique_ptr<JournalStore> OpenJournal(MemoryDisk& disk) {
+  return std::make_unique<JournalStore>(
+      std::make_unique<MemoryFolder>(disk),
+      JournalStore::Options{.clock = [] { return WallTime(); }, .days = 0});
+}
+
+/// The file of a journal with weighings behind it: what it holds is read, numbers go on behind it,
+/// and what is added is found again, whatever came before.
+void TryJournalFile(MemoryDisk& disk) {
+  const std::uint64_t latest = OpenJournal(disk)->Latest();
+  if (latest > ~std::uint64_t{0} / 2) return;  // no number is left
+  for (int i = 0; i < 2; ++i) {
+    const auto store = OpenJournal(disk);
+    const auto result = store->Append({Weighing{}, Weighing{}});
+    Require(result.refused == 0 && result.kept.size() == 2);
+    Require(result.kept.front().number > latest);
+    Require(OpenJournal(disk)->Latest() == result.kept.back().number);
+    const auto fetched = store->Fetch(result.kept.front().number, 2);
+    Require(fetched.size() == 1 && fetched[0].number == result.kept.back().number);
+  }
+}
+
+/// Any bytes as the file of a journal, or changes to a sound one, each a place and a byte, all of
+/// which must show.
+void TryJournal(std::string_view bytes) {
+  constexpr const char* kFile = "1970-01-01.tsv";
+  if (bytes.empty()) return;
+  MemoryDisk disk;
+  if (bytes[0] % 2 == 0) {
+    disk.files[kFile] = bytes.substr(1);
+    return TryJournalFile(disk);
+  }
+  OpenJournal(disk)->Append({Weighing{}, Weighing{}});
+  disk.files[kFile] += bytes.substr(1, bytes.size() % 5);
+  OpenJournal(disk)->Append({Weighing{}});  // behind a mark
+  std::string& file = disk.files[kFile];
+  const std::string sound = file;
+  for (bytes.remove_prefix(1); bytes.size() >= 3; bytes.remove_prefix(3)) {
+    const auto place =
+        static_cast<std::uint8_t>(bytes[0]) * 256U + static_cast<std::uint8_t>(bytes[1]);
+    file[place % file.size()] = bytes[2];
+  }
+  MemoryFolder folder(disk);
+  Require(CheckJournal(folder, {}).fault.has_value() == (file != sound));
+  TryJournalFile(disk);
+}
+
 /// A model (tests/models) beside the system, with the bytes in place of chance: its cases draw from
 /// them what is sent, how it is cut and what happens meanwhile.
 template <void Play(Random&)>
@@ -346,6 +396,7 @@ Reader ReaderNamed(std::string_view wanted) {
       {"capture", TryCapture},
       {"event_stream", TryEventStream},
       {"http_request", TryHttpRequest},
+      {"journal", TryJournal},
       {"settings_file", TrySettingsFile},
       {"settings_store", TrySettingsStore},
       {"terminal_values", TryTerminalValues},

@@ -10,6 +10,7 @@
 #include "tools/tarnscale/class_names.hpp"
 #include "tools/tarnscale/commands.hpp"
 #include "tools/tarnscale/errors.hpp"
+#include "tools/tarnscale/journal_commands.hpp"
 #include "tools/tarnscale/scale_keys.hpp"
 
 namespace {
@@ -34,6 +35,7 @@ struct Options {
   PortsOptions ports;
   ScanOptions scan;
   ReplayCommandOptions replay;
+  RecordsOptions records;
 };
 
 constexpr const char* kStatuses =
@@ -169,6 +171,17 @@ void AddOutlets(Command& command, OutletOptions& outlets) {
            "Appends a line to this file for every command that comes in; to the trace when not "
            "given")
       .Value("FILE");
+  command
+      .Add("--journal", outlets.journal,
+           "Keeps every weighing (print records and records of fields) in this folder: numbered, "
+           "stored on the disk, a file a day; see records")
+      .Value("FOLDER");
+  command
+      .Add("--journal-days", outlets.journalDays,
+           "Removes the oldest files of the journal beyond so many, unless a receiver still needs "
+           "them; none when not given")
+      .Range(1, 100'000)
+      .Value("N");
   command.Group("Options");
 }
 
@@ -418,6 +431,29 @@ void AddPorts(CommandLine& line, Options& options) {
       "change places. N is the number of the port in the settings of the scale.");
 }
 
+void AddRecords(CommandLine& line, Options& options) {
+  RecordsOptions& records = options.records;
+  Command& command =
+      AddCommand(line, options, "records", "Lists, exports and verifies a journal of weighings",
+                 &Options::records, RecordsCommand, nullptr);
+  command.Add("ACTION", records.action, "See below").Required().OneOf({"list", "export", "verify"});
+  command.Add("FOLDER", records.folder, "The folder of run --journal").Required();
+  command.Flag("--csv", records.csv, "Exports comma-separated values, as when nothing is given");
+  command.Flag("--json", records.json, "Exports one JSON object a line").Without("--csv");
+  command.Add("--after", records.after, "Lists and exports only numbers above this one")
+      .Value("NUMBER");
+  command.Footer(
+      "list     a line a weighing, with the time of this machine's zone\n"
+      "export   the same for programs, with times in UTC\n"
+      "verify   checks that each line follows from the one before it, and that no number and no\n"
+      "         file is missing; names the first line that is wrong, with status 1\n"
+      "All may run while the journal is written.\n\n"
+      "Examples:\n"
+      "  tarnscale records list journal --after 100\n"
+      "  tarnscale records export journal --csv > weighings.csv\n"
+      "  tarnscale records verify journal");
+}
+
 void AddScan(CommandLine& line, Options& options) {
   Command& command =
       AddCommand(line, options, "scan", "Listens at a serial port and says how to set up its scale",
@@ -457,6 +493,7 @@ int main(int argc, char** argv) {
   AddRead(line, options);
   AddSend(line, options);
   AddReplay(line, options);
+  AddRecords(line, options);
   AddPorts(line, options);
   AddScan(line, options);
   return line.Main(argc, argv);

@@ -19,7 +19,9 @@ struct OutletOptions {
   std::vector<std::string> httpCommands;  ///< "1,4" or "all"
   std::vector<std::string> httpHosts;
   std::vector<std::string> httpOrigins;
-  std::string audit;  ///< a file
+  std::string audit;    ///< a file
+  std::string journal;  ///< the folder
+  int journalDays = 0;  ///< 0: all
 };
 
 /// The outlets that the options name. Make it before the scales start, so that it sees the first
@@ -35,8 +37,11 @@ class Outlets {
  private:
   ServerSource source_;
   std::unique_ptr<WeighingBook> book_;
+  bool isRefusing_ = false;
   Subscription onEvent_;
   std::unique_ptr<http::HttpOutlet> http_;
+  Subscription onRefused_;
+  Subscription onEntered_;
 };
 
 }  // namespace tarn::tool
