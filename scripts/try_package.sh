@@ -25,7 +25,7 @@ if [ "${1:-}" != inside ]; then
   build_package() { # FOLDER CPACK_OPTION...
     cpack --config build/linux/CPackConfig.cmake -B "$trial/packages/$1" "${@:2}" >"$trial/cpack.log"
   }
-  cp build/linux/packages/*.deb "$trial/packages/new.deb"
+  cp build/packages/*.deb "$trial/packages/new.deb"
   build_package old -D CPACK_PACKAGE_VERSION=0.9.0
   build_package foreign -D CPACK_DEBIAN_PACKAGE_ARCHITECTURE=s390x
   if [ ! -e "$trial/base.tar" ]; then
