@@ -25,7 +25,7 @@ if [ "${1:-}" != inside ]; then
   build_package() { # FOLDER CPACK_OPTION...
     cpack --config build/linux/CPackConfig.cmake -B "$trial/packages/$1" "${@:2}" >"$trial/cpack.log"
   }
-  cp build/linux/packages/*.deb "$trial/packages/new.deb"
+  cp build/packages/*.deb "$trial/packages/new.deb"
   build_package old -D CPACK_PACKAGE_VERSION=0.9.0
   build_package foreign -D CPACK_DEBIAN_PACKAGE_ARCHITECTURE=s390x
   if [ ! -e "$trial/base.tar" ]; then
@@ -177,6 +177,6 @@ echo 0123456789abcdef0123456789abcdef >"$root/etc/machine-id"
 timeout 300 systemd-nspawn --quiet --directory="$root" --boot --register=no --keep-unit \
   --private-network --console=pipe </dev/null >"$trial/boot.log" 2>&1 || true
 cat "$root/trial.out"
-[ "$(tail -n 1 "$root/trial.out")" = "the service is as expected" ] || fail "see above"
+grep -qx "the service is as expected" "$root/trial.out" || fail "see above"
 
 step "done: everything is as expected"
