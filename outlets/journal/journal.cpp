@@ -109,7 +109,7 @@ std::uint64_t Journal::Acknowledged(std::string_view receiver) const {
   return found == receivers_.end() ? 0 : found->second;
 }
 
-/// The thread: weighings first, then what receivers have, then what somebody asked for.
+/// The thread.
 class Journal::Worker {
  public:
   Worker(std::shared_ptr<Shared> shared, std::unique_ptr<JournalStore> store)
@@ -119,12 +119,11 @@ class Journal::Worker {
     std::unique_lock lock(shared_->mutex);
     while (Wait(lock)) {
       PassNotes(lock);
-      if (!shared_->waiting.empty())
-        StoreWeighings(lock);
-      else if (shared_->receivers && (shared_->stopping || Clock::now() >= storeAgain_))
-        StoreReceivers(lock);
-      else if (!shared_->stopping)
-        AnswerFetch(lock);
+      // Each in its turn, since weighings may come faster than the disk stores one.
+      if (!shared_->waiting.empty()) StoreWeighings(lock);
+      const auto now = Clock::now();
+      if (shared_->receivers && (shared_->stopping || now >= storeAgain_)) StoreReceivers(lock);
+      if (!shared_->fetches.empty() && now >= readAgain_) AnswerFetch(lock);
     }
     lock.unlock();
     store_.reset();  // its folder is free when the journal has gone

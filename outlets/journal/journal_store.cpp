@@ -112,8 +112,9 @@ JournalReader JournalStore::ReadThrough(const File& file, const JournalPlace& fr
   return reader;
 }
 
-void JournalStore::TakeEnd(const JournalReader& reader) {
+void JournalStore::TakeEnd(const JournalReader& reader, const std::string& name) {
   place_ = reader.Place();
+  placeName_ = name;
   waste_ = reader.Waste();
   wastedLines_ = reader.WastedLines();
   lacksLineEnd_ = reader.LacksLineEnd();
@@ -143,28 +144,29 @@ void JournalStore::Open() {
     notes_.push_back("the journal's file " + files_.back().name + ", line " +
                      std::to_string(problem->line) + ": " + problem->words);
   }
-  TakeEnd(reader);
+  TakeEnd(reader, files_.back().name);
 }
 
 /// Finds where the journal ends on the disk after a failure, and returns the weighings that are
 /// there behind the end that was known.
 std::vector<Weighing> JournalStore::FindEnd() {
-  const std::string known = files_.empty() ? "" : files_.back().name;
   ListFiles();
   std::vector<Weighing> found;
   if (files_.empty()) {
-    if (!known.empty()) {
+    if (!placeName_.empty()) {
       throw AutomationError(ErrorNumber::DeviceInputOutput, "the files of the journal are gone");
     }
     isEndKnown_ = true;
     return found;
   }
   // A file that the failed attempt began follows the known end.
-  const bool isNew = files_.back().name != known;
+  const std::string name = files_.back().name;
+  const bool isNew = name != placeName_;
   const JournalPlace from = isNew ? JournalPlace{.end = place_.end} : place_;
-  folder_->Store(files_.back().name);
+  folder_->Store(name);
   TakeEnd(ReadThrough(files_.back(), from, true,
-                      {.weighing = [&](const Weighing& w) { found.push_back(w); }}));
+                      {.weighing = [&](const Weighing& w) { found.push_back(w); }}),
+          name);
   return found;
 }
 
@@ -217,6 +219,7 @@ void JournalStore::BeginFile(const std::string& day) {
                           "the disk gives back of " + name + " what was not written");
   }
   files_.push_back({name, place_.end.number});
+  placeName_ = name;
   place_ = {.end = writer.End(), .offset = writer.Text().size(), .line = 2, .begun = true};
   RemoveOldFiles();
 }

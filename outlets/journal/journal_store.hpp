@@ -66,7 +66,7 @@ class JournalStore {
                             JournalReader::Handlers handlers);
   void Open();
   std::vector<Weighing> FindEnd();
-  void TakeEnd(const JournalReader& reader);
+  void TakeEnd(const JournalReader& reader, const std::string& name);
   void Mend();
   void Write(std::vector<Weighing>& batch, std::size_t first, std::size_t end, Result& result);
   void WriteThrough(const JournalWriter& writer);
@@ -78,6 +78,7 @@ class JournalStore {
   Options options_;
   std::vector<File> files_;  ///< the last one is written
   JournalPlace place_;       ///< its end
+  std::string placeName_;    ///< the file that this end is in
   JournalWriter::Waste waste_;
   std::uint64_t wastedLines_ = 0;
   bool lacksLineEnd_ = false;

@@ -15,19 +15,19 @@ void RequireDigest(bool done) {
 }  // namespace
 
 struct Sha256::Context {
-  EVP_MD* method = EVP_MD_fetch(nullptr, "SHA256", nullptr);
   EVP_MD_CTX* state = EVP_MD_CTX_new();
+  EVP_MD_CTX* copy = EVP_MD_CTX_new();
   Context() = default;
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
   ~Context() {
     EVP_MD_CTX_free(state);
-    EVP_MD_free(method);
+    EVP_MD_CTX_free(copy);
   }
 };
 
 Sha256::Sha256() : context_(std::make_unique<Context>()) {
-  RequireDigest(context_->method != nullptr && context_->state != nullptr);
+  RequireDigest(context_->state != nullptr && context_->copy != nullptr);
   Begin();
 }
 
@@ -35,7 +35,9 @@ Sha256::Sha256(Sha256&& other) noexcept = default;
 Sha256::~Sha256() = default;
 
 void Sha256::Begin() {
-  RequireDigest(EVP_DigestInit_ex2(context_->state, context_->method, nullptr) == 1);
+  // To look the method up takes longer than a line; it stays as long as the process.
+  static const EVP_MD* const method = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+  RequireDigest(EVP_DigestInit_ex2(context_->state, method, nullptr) == 1);
 }
 
 Sha256& Sha256::Add(std::string_view bytes) {
@@ -45,11 +47,9 @@ Sha256& Sha256::Add(std::string_view bytes) {
 
 std::string Sha256::SumSoFar() const {
   static constexpr std::string_view kDigits = "0123456789abcdef";
-  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> copy(EVP_MD_CTX_new(),
-                                                                     EVP_MD_CTX_free);
-  RequireDigest(copy && EVP_MD_CTX_copy_ex(copy.get(), context_->state) == 1);
+  RequireDigest(EVP_MD_CTX_copy_ex(context_->copy, context_->state) == 1);
   std::array<unsigned char, kLength / 2> sum{};
-  RequireDigest(EVP_DigestFinal_ex(copy.get(), sum.data(), nullptr) == 1);
+  RequireDigest(EVP_DigestFinal_ex(context_->copy, sum.data(), nullptr) == 1);
   std::string text;
   for (const unsigned char byte : sum) {
     text += kDigits[byte >> 4U];

@@ -80,6 +80,9 @@ std::unique_ptr<WeighingBook> OpenJournal(Program& program, const OutletOptions&
 int RecordsCommand(Program& program, const RecordsOptions& options) {
   const bool exports = options.action == "export";
   const bool verifies = options.action == "verify";
+  if (!exports && (options.csv || options.json))
+    throw UsageError("--csv and --json go with export");
+  if (verifies && options.after > 0) throw UsageError("--after goes with list and export");
   std::string text;
   const auto flush = [&](std::size_t bound) {
     if (text.size() >= bound) program.Output().Write(std::exchange(text, {}));
