@@ -26,9 +26,11 @@ constexpr double kShortestFault = 300;       // milliseconds; most are short
 constexpr double kLongestFault = 10 * kMinute;
 /// What is left of a fault in the buffers is gone by then.
 constexpr double kAfterFault = 10 * kSecond;
-/// Until a scale whose terminal is heard again is good: the watchdog of a polled one has to run out
-/// and ask, a terminal that prints has to print.
-constexpr double kRecovery = 15 * kSecond;
+/// Until a scale whose terminal is heard again is good, a terminal that prints has to print. Of one
+/// that is polled the watchdog has to run out twice until it is asked again, and twice more where
+/// the answer comes behind what is left of a disturbed one.
+constexpr double kNextPrint = 6 * kSecond;
+constexpr int kWatchdogs = 5;
 /// The longest pause between two attempts to connect, and what precedes it.
 constexpr double kReconnection = 32 * kSecond;
 constexpr std::size_t kMostRequests = 1000;  // in one turn: a round and the next one's beginning
@@ -496,7 +498,8 @@ void PlantScale::CheckQuality(const Condition& present) {
     faultEnded_ = -1;
     windowBegan_ = -1;
   } else {
-    const double bound = kRecovery + (lastFault_ == Fault::Unplugged ? kReconnection : 0);
+    const double bound =
+        kNextPrint + kWatchdogs * limit + (lastFault_ == Fault::Unplugged ? kReconnection : 0);
     Require(since <= bound, "not good again in time");
   }
 }
