@@ -131,7 +131,7 @@ void RunTemplate(benchmark::State& state, const char* protocolClass, const char*
   scale->Protocol(protocol);
   scale->Disabled(false);
   scale->RunScale();
-  FakeSocket& socket = *host.sockets.front();
+  auto& socket = dynamic_cast<FakeSocket&>(*site->Winsock(1));
   const bool network = socket.State() == SocketState::Connecting;
   if (network) socket.Accept();
   const auto data = scale->TarnRecordTemplateData();

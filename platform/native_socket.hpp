@@ -80,10 +80,13 @@ class SocketSystem {
   virtual void LookUp(const std::string& name, std::weak_ptr<void> owner, LookedUp done) = 0;
 
   /// Where bytes are received before somebody keeps them.
-  char* Scratch() { return scratch_.data(); }
+  char* Scratch() {
+    if (scratch_.empty()) scratch_.resize(kScratchSize);
+    return scratch_.data();
+  }
 
  private:
-  std::vector<char> scratch_ = std::vector<char>(kScratchSize);
+  std::vector<char> scratch_;  ///< made when first needed
 };
 
 }  // namespace tarn

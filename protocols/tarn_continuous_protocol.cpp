@@ -82,7 +82,8 @@ void TarnContinuousProtocol::mvarComPort_Receive() {
       scale->ActivityLED(true);
       ParseFrame(collected);
       scale->watchdog(false);
-    } else if (!collected.empty() && collected.back() == kCarriageReturn) {
+    } else if (collected.size() > 1 && collected.back() == kCarriageReturn) {
+      // Alone it is the checksum of the frame before.
       RejectLength();
     }
   } while (port->InBufferCount() >= FrameLength);

@@ -14,7 +14,7 @@ ORDER = ["base", "platform", "scale", "connections", "protocols", "shareddata", 
          "tools"]
 ANYTHING = ["automation", "tests", "bench"]  # may include from everywhere
 SYSTEM_FOLDERS = ("platform/posix/", "platform/win32/", "automation/", "tests/platform/",
-                  "tests/automation/", "bench/automation/")
+                  "tests/automation/", "bench/automation/", "bench/endurance/")
 PORTABLE = "automation/lanes/"  # built everywhere
 # Owners and texts of Windows that are nobody's secret: the Automation front uses them too.
 WINDOWS_HELPERS = ("platform/win32/win32_handle.hpp", "platform/win32/win32_text.hpp")

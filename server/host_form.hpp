@@ -22,11 +22,11 @@ class HostForm {
 
   /// UpdateTimer1 to UpdateTimer32; null for any other number and after Unload.
   std::shared_ptr<Timer> UpdateTimer(std::int16_t number) const;
-  /// Winsock1 to Winsock32, likewise.
-  std::shared_ptr<SocketControl> Winsock(std::int16_t number) const;
-  /// Closes the socket control of that number. If somebody else holds it, it is retired and
-  /// replaced by a new one.
-  void ReleaseSocket(Host& host, std::int16_t number);
+  /// Winsock1 to Winsock32, likewise. Each is made when it is first asked for.
+  std::shared_ptr<SocketControl> Winsock(std::int16_t number);
+  /// Closes the socket control of that number. If somebody else holds it, it is retired, and the
+  /// next one that is asked for is new.
+  void ReleaseSocket(std::int16_t number);
   /// Ticks every 200 ms until Unload.
   std::shared_ptr<Timer> Timer1() const { return timer1_; }
 
@@ -34,6 +34,8 @@ class HostForm {
   void Unload();
 
  private:
+  Host& host_;
+  bool unloaded_ = false;
   std::array<std::shared_ptr<Timer>, kScaleCount> updateTimers_;
   std::array<std::shared_ptr<SocketControl>, kScaleCount> sockets_;
   std::shared_ptr<Timer> timer1_;

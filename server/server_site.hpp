@@ -25,7 +25,7 @@ class ServerSite final : public ScaleSite, public std::enable_shared_from_this<S
   std::shared_ptr<SocketControl> Winsock(std::int16_t scaleNumber) override {
     return form_.Winsock(scaleNumber);
   }
-  void ReleaseSocket(std::int16_t scaleNumber) override { form_.ReleaseSocket(host_, scaleNumber); }
+  void ReleaseSocket(std::int16_t scaleNumber) override { form_.ReleaseSocket(scaleNumber); }
   std::shared_ptr<Timer> TickTimer() override { return form_.Timer1(); }
   void LogPrint(const TarnScale& scale) override;
   std::shared_ptr<Persistable> Create(std::string_view className) override;

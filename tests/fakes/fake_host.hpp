@@ -2,6 +2,7 @@
 // and settings in memory. Nothing here waits, sleeps or touches the machine.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -194,6 +195,7 @@ class FakeHost final : public Host {
     return sockets.back();
   }
   tarn::TerminalNetwork& TerminalNetwork() override { return terminalNetwork; }
+  std::chrono::system_clock::time_point WallTime() override { return wallTime(); }
   std::string ProgramFolder() override { return "/program"; }
   void Trace(std::string_view text) override { filter_(text, loop.Now()); }
 
@@ -208,8 +210,9 @@ class FakeHost final : public Host {
   FakeFiles files{locale};
   FakeLoop loop;
   FakeTerminalNetwork terminalNetwork;
+  std::function<std::chrono::system_clock::time_point()> wallTime = std::chrono::system_clock::now;
   std::vector<std::shared_ptr<FakeSerialPort>> ports;  ///< in order of creation
-  std::vector<std::shared_ptr<FakeSocket>> sockets;    ///< likewise; a host form makes the first 32
+  std::vector<std::shared_ptr<FakeSocket>> sockets;    ///< likewise
 };
 
 }  // namespace tarn

@@ -196,8 +196,10 @@ void PlayKesSD(Random& random) {
   name("A");
   story.Run();
   // Near the end of the sequence numbers.
-  for (int left = random.Chance(10) ? 120 : 0; left > 0; --left) {
-    story.Do("zero", [](ScaleSide& side) { side.scale->Z(); });
+  if (random.Chance(10)) {
+    story.Do("zeros", [](ScaleSide& side) {
+      for (int left = 120; left > 0; --left) side.scale->Z();
+    });
   }
   for (int steps = 5 + random.Below(40); steps > 0; --steps) {
     if (random.Chance(30))

@@ -19,12 +19,15 @@ class Random {
  public:
   Random(std::uint64_t seed, std::uint64_t number)
       : engine_(seed * 0x9E3779B97F4A7C15U + number * 0xD1B54A32D192ED03U) {}
-  /// Draws from a fuzzer's bytes, and goes on with the generator where these end.
-  explicit Random(std::string_view bytes) : Random(0, 0) { bytes_ = bytes; }
+  /// Draws from a fuzzer's bytes, and throws Ended where these end: the story ends there, so that a
+  /// short input costs little.
+  explicit Random(std::string_view bytes) : isFuzzed_(true), bytes_(bytes) {}
+  struct Ended {};
 
   /// 0 to count - 1.
   int Below(int count) {
-    if (bytes_.empty()) return static_cast<int>(engine_() % static_cast<std::uint64_t>(count));
+    if (!isFuzzed_) return static_cast<int>(engine_() % static_cast<std::uint64_t>(count));
+    if (bytes_.empty()) throw Ended();
     int drawn = 0;
     for (int range = 1; range < count && !bytes_.empty(); range *= 256) {
       drawn = drawn * 256 + static_cast<unsigned char>(bytes_.front());
@@ -52,6 +55,7 @@ class Random {
   }
 
  private:
+  bool isFuzzed_ = false;
   std::mt19937_64 engine_;
   std::string_view bytes_;
 };

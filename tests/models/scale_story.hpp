@@ -2,6 +2,8 @@
 // the same steps, and what their clients see must be the same.
 #pragma once
 
+#include <array>
+#include <charconv>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,6 +18,8 @@ namespace tarn {
 
 /// One of the two scales, with a host of its own.
 struct ScaleSide {
+  ScaleSide() { site->Winsock(1); }  // is made then
+
   FakeHost host;
   std::shared_ptr<ServerSite> site = std::make_shared<ServerSite>(host);
   std::shared_ptr<TarnScale> scale = NewObject<TarnScale>(*site, "TarnScale");
@@ -26,32 +30,39 @@ struct ScaleSide {
   FakeSerialPort& Port() { return *host.ports.back(); }
   FakeSocket& Socket() { return *host.sockets.front(); }
 
+  /// What is made at every step of every story is made cheaply: appended, and numbers not printed.
   template <class Record>
-  static std::string Reading(const Record& r) {
-    std::string text =
-        r.GrossWeight() + "|" + r.TareWeight() + "|" + r.NetWeight() + "|" + r.Units();
-    for (const double value : {r.GrossWeightValue(), r.TareWeightValue(), r.NetWeightValue()}) {
-      text += "|" + std::to_string(value);
+  static void AppendReading(std::string& text, const Record& r) {
+    for (const std::string* part :
+         {&r.GrossWeight(), &r.TareWeight(), &r.NetWeight(), &r.Units()}) {
+      (text += *part) += '|';
     }
-    return text;
+    for (const double value : {r.GrossWeightValue(), r.TareWeightValue(), r.NetWeightValue()}) {
+      std::array<char, 32> digits;
+      text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), value).ptr) += ' ';
+    }
   }
   std::string State() {
     const auto& record = *scale->WeightData();
-    std::string text = Reading(record) + " ";
+    std::string text;
+    text.reserve(256);
+    AppendReading(text, record);
     const bool flags[] = {record.Motion(),    record.OutOfRange(),  record.AtZero(),
                           record.InNetMode(), record.NoDataError(), scale->ActivityLED(),
                           scale->ErrorLED(),  scale->watchdog(),    scale->PRState()};
     for (std::size_t i = 0; i < std::size(flags); ++i) text += flags[i] ? "MRZNEaewp"[i] : '-';
     const auto sent = host.ports.empty() ? Socket().sent.size() : Port().written.size();
-    return text + " " + Reading(*scale->PrintData()) + " " + std::to_string(sent);
+    AppendReading(text += ' ', *scale->PrintData());
+    return text += std::to_string(sent);
   }
   void Watch(Event<>& event, const char* name, std::function<std::string()> state) {
-    subscriptions.push_back(event.Subscribe(
-        [this, name, state = std::move(state)] { trace += name + (" " + state()) + "\n"; }));
+    subscriptions.push_back(event.Subscribe([this, name, state = std::move(state)] {
+      ((trace.append(name) += ' ') += state()) += '\n';
+    }));
   }
 
   void Do(const std::string& what, const std::function<void(ScaleSide&)>& step) {
-    trace += "> " + what + "\n";
+    ((trace += "> ") += what) += '\n';
     if (const int error = ErrorOf([&] { step(*this); })) {
       trace += "error " + std::to_string(error) + "\n";
     }
@@ -66,7 +77,7 @@ struct ScaleSide {
                              scale->ActivityTimeoutTime(), scale->ActivityTimer()->TimeoutTime()}) {
       trace += std::to_string(number) + " ";
     }
-    trace += State() + "\n";
+    (trace += State()) += '\n';
   }
 };
 

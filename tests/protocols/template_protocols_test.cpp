@@ -159,7 +159,7 @@ TEST_F(TemplateLines, ALineOfAnotherKindReceivesNothing) {
   scale->Connection(ethernet);
   scale->RunScale();
   scale->Protocol()->P();
-  EXPECT_TRUE(host.sockets[0]->calls.empty()) << "without an address";
+  EXPECT_TRUE(Socket().calls.empty()) << "without an address";
 
   Start(true);
   Do("1,2");

@@ -188,7 +188,7 @@ TEST_F(ReadingConditionTest, NetworkFaultsHaveTheirReasons) {
   scale->Protocol(NewObject<_Protocol>(*site, "KesDemandTemplateProtocol"));
   scale->Disabled(false);
   Watch();
-  FakeSocket& socket = *host.sockets.front();
+  auto& socket = dynamic_cast<FakeSocket&>(*site->Winsock(1));
   ethernet->AutoReconnect(true);
   scale->RunScale();
   host.loop.Advance(200);
