@@ -35,7 +35,7 @@ def wine(*arguments):
                           timeout=LIMIT).returncode
 
 
-def server_processes():
+def server_processes(switch=b"mbedding"):
     """The numbers of the server's processes in this prefix. In another container the prefix of the
     same name is another folder."""
     found = []
@@ -46,7 +46,7 @@ def server_processes():
             is_near = (folder / "ns/mnt").readlink() == pathlib.Path("/proc/self/ns/mnt").readlink()
         except OSError:
             continue
-        if (b"TarnSclServer.exe" in command and b"mbedding" in command and is_near
+        if (b"TarnSclServer.exe" in command and switch in command and is_near
                 and f"WINEPREFIX={PREFIX}".encode() in environment):
             found.append(int(folder.name))
     return found

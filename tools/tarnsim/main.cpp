@@ -5,6 +5,7 @@
 int main(int argc, char** argv) {
   tarn::tool::CommandLine line("tarnsim",
                                "Simulated weighing terminals, to try and test without hardware");
+  line.Version(TARN_VERSION);
   tarn::sim::AddContinuousCommand(line);
   tarn::sim::AddTemplateCommand(line);
   tarn::sim::AddMiraCommand(line);
