@@ -8,8 +8,7 @@
 
 #include "automation/registration.hpp"
 #include "automation/server_process.hpp"
-#include "platform/win32/win32_error.hpp"
-#include "platform/win32/win32_service.hpp"
+#include "automation/windows_service.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace {
@@ -51,15 +50,15 @@ int Fail(const std::string& text) {
 }
 
 int RunAsService() {
-  const DWORD error = tarn::Win32Service::Run([](tarn::Win32Service& service) {
+  const DWORD failure = tarn::WindowsService::Run([](tarn::WindowsService& service) {
     try {
       tarn::RunServerProcess(ProgramName(), &service);
-    } catch (const std::exception&) {
-      service.Stopped(ERROR_EXCEPTION_IN_SERVICE);  // it has no trace yet
+    } catch (const std::exception& error) {
+      service.Complain(error.what());  // it has no trace yet
+      service.Stopped(ERROR_EXCEPTION_IN_SERVICE);
     }
   });
-  if (error == 0) return 0;
-  return Fail("as a service it is started by the system only: " + tarn::SystemMessage(error));
+  return failure == 0 ? 0 : Fail("as a service it is started by the system only");
 }
 
 int Register(tarn::RegistrationCommand command) {

@@ -8,7 +8,6 @@
 #include "automation/security.hpp"
 #include "automation/type_library.hpp"
 #include "automation/windows_error.hpp"
-#include "base/automation_error.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace tarn {
@@ -99,7 +98,9 @@ bool IsEmpty(const RegistrationScope& scope, const std::wstring& key, REGSAM vie
          keys == 0 && values == 0;
 }
 
-std::string DescribeDenial(RegistrationCommand command, std::string text) {
+std::string Describe(RegistrationCommand command, const WindowsError& error) {
+  std::string text = error.what();
+  if (error.Result() != E_ACCESSDENIED) return text;
   if (command == RegistrationCommand::Register) {
     text += "\nRegistering for all users needs an administrator; /RegServerPerUser does not.";
   } else if (command == RegistrationCommand::Unregister) {
@@ -292,7 +293,7 @@ void ServerRegistration::Unregister(const RegistrationScope& scope) const {
   }
 }
 
-Win32ServiceEntry ServiceRegistration::Entry() const {
+ServiceEntry ServiceRegistration::Entry() const {
   return {kServiceName, L"Tarn Scale Server",
           L"Keeps the weighing scales connected, logs their prints, and serves programs that read "
           L"them.",
@@ -306,7 +307,7 @@ void ServiceRegistration::Register() const {
     WriteValue(MachineScope(), std::wstring(L"AppID\\") + kAppId, kShared, kServiceValue,
                std::wstring(kServiceName));
   } catch (const WindowsError&) {
-    Win32ServiceEntry::Remove(kServiceName);
+    ServiceEntry::Remove(kServiceName);
     throw;
   }
 }
@@ -318,7 +319,7 @@ void ServiceRegistration::Start() const {
 void ServiceRegistration::Unregister() {
   const RegistrationScope machine = MachineScope();
   const std::wstring key = PathIn(machine, std::wstring(L"AppID\\") + kAppId);
-  Win32ServiceEntry::Remove(kServiceName);
+  ServiceEntry::Remove(kServiceName);
   const LSTATUS status = RegDeleteKeyValueW(machine.hive, key.c_str(), kServiceValue);
   if (!IsMissing(status)) CheckRegistry(status, "changing the registry key", key);
 }
@@ -346,11 +347,8 @@ RegistrationResult RunRegistration(RegistrationCommand command, const std::wstri
   try {
     return {0, Run(command, program, scope)};
   } catch (const WindowsError& error) {
-    if (error.Result() != E_ACCESSDENIED) return {1, error.what()};
-    return {ERROR_ACCESS_DENIED, DescribeDenial(command, error.what())};
-  } catch (const AutomationError& error) {
-    if (error.Number() != ErrorNumber::PermissionDenied) return {1, error.what()};
-    return {ERROR_ACCESS_DENIED, DescribeDenial(command, error.what())};
+    const bool denied = error.Result() == E_ACCESSDENIED;
+    return {denied ? ERROR_ACCESS_DENIED : 1, Describe(command, error)};
   } catch (const std::exception& error) {
     return {1, error.what()};
   }

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/win32/win32_service.hpp"
+#include "automation/windows_service.hpp"
 
 namespace tarn {
 
@@ -99,16 +99,16 @@ class ServiceRegistration {
  public:
   explicit ServiceRegistration(std::wstring program) : program_(std::move(program)) {}
 
-  /// Registers the classes for the machine as well. When it fails, no new service stays. Throws
-  /// WindowsError and AutomationError.
+  /// Registers the classes for the machine as well. When it fails, no service stays. Throws
+  /// WindowsError.
   void Register() const;
-  /// Throws AutomationError.
+  /// Throws WindowsError.
   void Start() const;
   /// Stops the service and removes it; the classes stay registered. What is not there is no error.
   static void Unregister();
 
  private:
-  Win32ServiceEntry Entry() const;
+  ServiceEntry Entry() const;
 
   std::wstring program_;
 };

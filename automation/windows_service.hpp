@@ -11,18 +11,20 @@
 namespace tarn {
 
 /// The running service. One at a time in a process.
-class Win32Service {
+class WindowsService {
  public:
-  using Main = std::function<void(Win32Service&)>;
+  using Main = std::function<void(WindowsService&)>;
 
   /// Connects with the manager, which calls `main` on a thread of its own, and returns when `main`
   /// has reported Stopped. Returns 0, or the system's error: 1063 where it was not the manager who
   /// started the program.
   static DWORD Run(Main main);
 
-  Win32Service(const Win32Service&) = delete;
-  Win32Service& operator=(const Win32Service&) = delete;
+  WindowsService(const WindowsService&) = delete;
+  WindowsService& operator=(const WindowsService&) = delete;
 
+  /// Writes an error into the system's event log, for a service that cannot write its own trace.
+  static void Complain(const std::string& text);
   /// Reports that the start is over. From now on `stop` is called, on another thread, when the
   /// service is to stop or the machine shuts down; at once if that has happened already.
   void Running(std::function<void()> stop);
@@ -31,7 +33,7 @@ class Win32Service {
   void Stopped(DWORD error);
 
  private:
-  explicit Win32Service(Main main) : main_(std::move(main)) {}
+  explicit WindowsService(Main main) : main_(std::move(main)) {}
 
   static void WINAPI Start(DWORD count, wchar_t** arguments);
   static DWORD WINAPI Control(DWORD control, DWORD type, void* data, void* self);
@@ -45,9 +47,8 @@ class Win32Service {
   std::function<void()> stop_;
 };
 
-/// A service as the manager knows it. The members throw AutomationError with the system's reason:
-/// 70 without the rights of an administrator, otherwise 57.
-struct Win32ServiceEntry {
+/// A service as the manager knows it. The members throw WindowsError.
+struct ServiceEntry {
   std::wstring name;
   std::wstring title;
   std::wstring description;
@@ -58,8 +59,8 @@ struct Win32ServiceEntry {
   /// 60 seconds after a failure.
   void Install() const;
   void Start() const;
-  /// Stops the service and removes its entry. Returns false where there is none.
-  static bool Remove(const std::wstring& name);
+  /// Stops the service and removes its entry. What is not there is no error.
+  static void Remove(const std::wstring& name);
 };
 
 }  // namespace tarn

@@ -1,9 +1,9 @@
-#include "platform/win32/win32_service.hpp"
+#include "automation/windows_service.hpp"
 
 #include <array>
 #include <utility>
 
-#include "platform/win32/win32_error.hpp"
+#include "automation/windows_error.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace tarn {
@@ -16,12 +16,10 @@ constexpr DWORD kStopTime = 60000;
 constexpr DWORD kLookTime = 100;
 
 /// ServiceMain has no other way to its object.
-Win32Service* runningService = nullptr;
+WindowsService* runningService = nullptr;
 
-[[noreturn]] void ThrowServiceError(const std::string& doing, DWORD code = GetLastError()) {
-  ThrowSystemError(
-      code == ERROR_ACCESS_DENIED ? ErrorNumber::PermissionDenied : ErrorNumber::DeviceInputOutput,
-      doing, code);
+void CheckService(bool succeeded, const char* doing) {
+  if (!succeeded) Check(HRESULT_FROM_WIN32(GetLastError()), doing);
 }
 
 class ServiceHandle {
@@ -41,17 +39,17 @@ class ServiceHandle {
 
 ServiceHandle Manager(DWORD rights) {
   SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, rights);
-  if (manager == nullptr) ThrowServiceError("The service control manager");
+  CheckService(manager != nullptr, "The service control manager");
   return ServiceHandle(manager);
 }
 
 void Configure(SC_HANDLE service, DWORD what, void* value, const char* doing) {
   // Windows knows them all; Wine 8 knows some.
-  if (ChangeServiceConfig2W(service, what, value) || GetLastError() == ERROR_INVALID_LEVEL) return;
-  ThrowServiceError(doing);
+  CheckService(ChangeServiceConfig2W(service, what, value) || GetLastError() == ERROR_INVALID_LEVEL,
+               doing);
 }
 
-void ConfigureFurther(SC_HANDLE service, const Win32ServiceEntry& entry) {
+void ConfigureFurther(SC_HANDLE service, const ServiceEntry& entry) {
   SERVICE_DESCRIPTIONW description{const_cast<wchar_t*>(entry.description.c_str())};
   Configure(service, SERVICE_CONFIG_DESCRIPTION, &description, "Describing the service");
 
@@ -86,8 +84,8 @@ void StopAndWait(SC_HANDLE service) {
 
 }  // namespace
 
-DWORD Win32Service::Run(Main main) {
-  Win32Service service(std::move(main));
+DWORD WindowsService::Run(Main main) {
+  WindowsService service(std::move(main));
   runningService = &service;
   wchar_t name[] = L"";  // a process with one service has no need of it
   const std::array<SERVICE_TABLE_ENTRYW, 2> table{{{name, Start}, {nullptr, nullptr}}};
@@ -96,8 +94,8 @@ DWORD Win32Service::Run(Main main) {
   return error;
 }
 
-void WINAPI Win32Service::Start(DWORD /*count*/, wchar_t** arguments) {
-  Win32Service& self = *runningService;
+void WINAPI WindowsService::Start(DWORD /*count*/, wchar_t** arguments) {
+  WindowsService& self = *runningService;
   {
     const std::lock_guard lock(self.mutex_);
     self.handle_ = RegisterServiceCtrlHandlerExW(arguments[0], Control, &self);
@@ -107,11 +105,11 @@ void WINAPI Win32Service::Start(DWORD /*count*/, wchar_t** arguments) {
   self.Stopped(0);
 }
 
-DWORD WINAPI Win32Service::Control(DWORD control, DWORD /*type*/, void* /*data*/, void* self) {
+DWORD WINAPI WindowsService::Control(DWORD control, DWORD /*type*/, void* /*data*/, void* self) {
   if (control == SERVICE_CONTROL_INTERROGATE) return NO_ERROR;
   if (control != SERVICE_CONTROL_STOP && control != SERVICE_CONTROL_SHUTDOWN)
     return ERROR_CALL_NOT_IMPLEMENTED;
-  auto& service = *static_cast<Win32Service*>(self);
+  auto& service = *static_cast<WindowsService*>(self);
   const std::lock_guard lock(service.mutex_);
   service.stopAsked_ = true;
   if (service.state_ != SERVICE_STOPPED) service.Report(SERVICE_STOP_PENDING, 0);
@@ -119,7 +117,7 @@ DWORD WINAPI Win32Service::Control(DWORD control, DWORD /*type*/, void* /*data*/
   return NO_ERROR;
 }
 
-void Win32Service::Running(std::function<void()> stop) {
+void WindowsService::Running(std::function<void()> stop) {
   const std::lock_guard lock(mutex_);
   stop_ = std::move(stop);
   if (stopAsked_)
@@ -128,14 +126,23 @@ void Win32Service::Running(std::function<void()> stop) {
     Report(SERVICE_RUNNING, 0);
 }
 
-void Win32Service::Stopped(DWORD error) {
+void WindowsService::Complain(const std::string& text) {
+  HANDLE log = RegisterEventSourceW(nullptr, L"TarnSclServer");
+  if (log == nullptr) return;
+  const std::wstring wide = ToWide(text);
+  const wchar_t* texts[] = {wide.c_str()};
+  ReportEventW(log, EVENTLOG_ERROR_TYPE, 0, 0, nullptr, 1, 0, texts, nullptr);
+  DeregisterEventSource(log);
+}
+
+void WindowsService::Stopped(DWORD error) {
   const std::lock_guard lock(mutex_);
   stop_ = {};
   if (state_ != SERVICE_STOPPED) Report(SERVICE_STOPPED, error);
 }
 
 /// Under the mutex.
-void Win32Service::Report(DWORD state, DWORD error) {
+void WindowsService::Report(DWORD state, DWORD error) {
   state_ = state;
   SERVICE_STATUS status{};
   status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
@@ -148,24 +155,23 @@ void Win32Service::Report(DWORD state, DWORD error) {
   SetServiceStatus(handle_, &status);
 }
 
-void Win32ServiceEntry::Install() const {
+void ServiceEntry::Install() const {
   const ServiceHandle manager = Manager(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE);
   constexpr DWORD kRights = SERVICE_CHANGE_CONFIG | SERVICE_START | DELETE;
   constexpr wchar_t kNeeded[] = L"RpcSs\0";  // COM is served from there
   const ServiceHandle known(OpenServiceW(manager.Get(), name.c_str(), kRights));
   if (known) {
-    if (!ChangeServiceConfigW(known.Get(), SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START,
-                              SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr, kNeeded,
-                              nullptr, nullptr, title.c_str())) {
-      ThrowServiceError("Changing the service");
-    }
+    CheckService(ChangeServiceConfigW(known.Get(), SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START,
+                                      SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr,
+                                      kNeeded, nullptr, nullptr, title.c_str()),
+                 "Changing the service");
     return ConfigureFurther(known.Get(), *this);
   }
   const ServiceHandle made(CreateServiceW(manager.Get(), name.c_str(), title.c_str(), kRights,
                                           SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START,
                                           SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr,
                                           kNeeded, nullptr, nullptr));
-  if (!made) ThrowServiceError("Making the service");
+  CheckService(static_cast<bool>(made), "Making the service");
   try {
     ConfigureFurther(made.Get(), *this);
   } catch (...) {
@@ -174,28 +180,24 @@ void Win32ServiceEntry::Install() const {
   }
 }
 
-void Win32ServiceEntry::Start() const {
+void ServiceEntry::Start() const {
   const ServiceHandle manager = Manager(SC_MANAGER_CONNECT);
   const ServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_START));
-  if (!service || (!StartServiceW(service.Get(), 0, nullptr) &&
-                   GetLastError() != ERROR_SERVICE_ALREADY_RUNNING)) {
-    ThrowServiceError("Starting the service");
-  }
+  CheckService(service && (StartServiceW(service.Get(), 0, nullptr) ||
+                           GetLastError() == ERROR_SERVICE_ALREADY_RUNNING),
+               "Starting the service");
 }
 
-bool Win32ServiceEntry::Remove(const std::wstring& name) {
+void ServiceEntry::Remove(const std::wstring& name) {
   const ServiceHandle manager = Manager(SC_MANAGER_CONNECT);
   const ServiceHandle service(
       OpenServiceW(manager.Get(), name.c_str(), SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE));
   if (!service) {
-    if (GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST) return false;
-    ThrowServiceError("Opening the service");
+    return CheckService(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST, "Opening the service");
   }
   StopAndWait(service.Get());
-  if (!DeleteService(service.Get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE) {
-    ThrowServiceError("Removing the service");
-  }
-  return true;
+  CheckService(DeleteService(service.Get()) || GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE,
+               "Removing the service");
 }
 
 }  // namespace tarn
