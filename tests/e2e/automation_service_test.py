@@ -24,6 +24,7 @@ class ServiceTest(ServerTest):
         self.assertEqual(wine(SERVER, "/Service"), 0)
         self.addCleanup(wine, SERVER, "/UnregService")
         self.becomes("RUNNING")
+        self.assertEqual(len(self.service()), 1)
 
     def becomes(self, wanted):
         wait_until(lambda: wanted in state(), wanted)

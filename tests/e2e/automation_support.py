@@ -43,7 +43,7 @@ def server_processes(switch=b"mbedding"):
         try:
             command = (folder / "cmdline").read_bytes()
             environment = (folder / "environ").read_bytes().split(b"\0")
-            is_near = (folder / "ns/mnt").readlink() == pathlib.Path("/proc/self/ns/mnt").readlink()
+            is_near = (folder / "root" / PREFIX.relative_to("/")).samefile(PREFIX)
         except OSError:
             continue
         if (b"TarnSclServer.exe" in command and switch in command and is_near
