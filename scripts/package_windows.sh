@@ -8,7 +8,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+built=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+version=$built
 target=build/packages
 while [ $# -gt 0 ]; do
   case "$1" in
@@ -56,12 +57,13 @@ tests/wine/run_under_wine.sh build/windows/registration_rows.exe "$server" \
   wixl-heat --prefix $files/ --component-group Texts --directory-ref INSTALLDIR --var var.Files \
     --win64 >$work/texts.wxs
 
-name=$target/tarn-scale-server-$version-x64
-rm -f "$name.msi" "$name.zip"
+# A package is whole, or it is not there.
+name=$work/tarn-scale-server-$version-x64
 wixl -a x64 -D Version="$version" -D Files=$files -D Win64=yes -o "$name.msi" \
   scripts/windows_package.wxs $work/registration.wxs $work/texts.wxs
 # What wixl 0.101 cannot say: the version before is removed first, and comes back when the new one fails;
-# a package of the same version takes its place, too (512); a rollback runs only then (256 and 1024).
+# a package of the same version takes its place, too (512); a rollback runs only then (256 and 1024);
+# what users and searches say reaches the part that has the rights; the programs have a version.
 change() { # TABLE SED_COMMAND
   msiinfo export "$name.msi" "$1" >$work/table.idt
   sed -i "$2" $work/table.idt
@@ -71,5 +73,9 @@ tab=$'\t'
 change InstallExecuteSequence "s/^\(RemoveExistingProducts$tab$tab\)[0-9]*/\11501/"
 change Upgrade "s/1$tab\($tab*WIX_UPGRADE_DETECTED\)/513$tab\1/"
 change CustomAction "s/^\(\w*Undo$tab\)[0-9]*/\13410/"
+change Property \
+  "s/^\(SecureCustomProperties$tab[A-Z_;]*\)/\1;FORMERDIR;INSTALLDIR;SERVICE;SERVICEHERE;WINDOWS10/"
+change File "s/^\(\w*\.exe$tab.*\)$tab$tab\(${tab}512\)/\1$tab$built.0${tab}1033\2/"
 (cd $files && zip -q -r -X - .) >"$name.zip"
-ls "$name.msi" "$name.zip"
+mv "$name.msi" "$name.zip" "$target"
+ls "$target/${name##*/}".{msi,zip}
