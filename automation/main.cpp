@@ -8,7 +8,7 @@
 
 #include "automation/registration.hpp"
 #include "automation/server_process.hpp"
-#include "automation/windows_service.hpp"
+#include "platform/win32/win32_service.hpp"
 #include "platform/win32/win32_text.hpp"
 
 namespace {
@@ -50,15 +50,15 @@ int Fail(const std::string& text) {
 }
 
 int RunAsService() {
-  const DWORD failure = tarn::WindowsService::Run([](tarn::WindowsService& service) {
-    try {
-      tarn::RunServerProcess(ProgramName(), &service);
-    } catch (const std::exception& error) {
-      service.Complain(error.what());  // it has no trace yet
-      service.Stopped(ERROR_EXCEPTION_IN_SERVICE);
-    }
-  });
-  return failure == 0 ? 0 : Fail("as a service it is started by the system only");
+  const auto service = tarn::Win32Service::Connect();
+  if (!service) return Fail("as a service it is started by the system only");
+  try {
+    tarn::RunServerProcess(ProgramName(), service.get());
+  } catch (const std::exception& error) {
+    service->Complain(L"TarnSclServer", error.what());  // it has no trace yet
+    service->Stopped(ERROR_EXCEPTION_IN_SERVICE);
+    return 1;
+  }
 }
 
 int Register(tarn::RegistrationCommand command) {

@@ -20,11 +20,11 @@
 #include "automation/security.hpp"
 #include "automation/trace_file.hpp"
 #include "automation/windows_error.hpp"
-#include "automation/windows_service.hpp"
 #include "base/number_text.hpp"
 #include "platform/native_host.hpp"
 #include "platform/program.hpp"
 #include "platform/win32/win32_handle.hpp"
+#include "platform/win32/win32_service.hpp"
 #include "platform/win32/win32_text.hpp"
 #include "server/tarn_server_connection.hpp"
 
@@ -220,7 +220,7 @@ class UnattendedServer {
 
 /// Ends the process. `unusedTime` is that of OpeningHours, which a service does not have.
 [[noreturn]] void Serve(Host& host, const std::wstring& program, std::int32_t unusedTime,
-                        WindowsService* service) {
+                        Win32Service* service) {
   MessageLoop& loop = host.Loop();
   Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM");
   SecureProcess();
@@ -257,7 +257,7 @@ class UnattendedServer {
 
 }  // namespace
 
-void RunServerProcess(const std::wstring& program, WindowsService* service) {
+void RunServerProcess(const std::wstring& program, Win32Service* service) {
   const std::wstring folder = MoveToOwnFolder();
   const OnlyInstance onlyInstance;
   if (!onlyInstance) {

@@ -1,22 +1,17 @@
 #include "automation/windows_service.hpp"
 
+#include <windows.h>
+
 #include <array>
-#include <utility>
 
 #include "automation/windows_error.hpp"
-#include "platform/win32/win32_text.hpp"
 
 namespace tarn {
 namespace {
 
-/// Milliseconds that the manager waits for the next report while a start or a stop is under way.
-constexpr DWORD kPendingTime = 60000;
 /// Milliseconds for the end of a service that is removed, and between two looks.
 constexpr DWORD kStopTime = 60000;
 constexpr DWORD kLookTime = 100;
-
-/// ServiceMain has no other way to its object.
-WindowsService* runningService = nullptr;
 
 void CheckService(bool succeeded, const char* doing) {
   if (!succeeded) Check(HRESULT_FROM_WIN32(GetLastError()), doing);
@@ -83,77 +78,6 @@ void StopAndWait(SC_HANDLE service) {
 }
 
 }  // namespace
-
-DWORD WindowsService::Run(Main main) {
-  WindowsService service(std::move(main));
-  runningService = &service;
-  wchar_t name[] = L"";  // a process with one service has no need of it
-  const std::array<SERVICE_TABLE_ENTRYW, 2> table{{{name, Start}, {nullptr, nullptr}}};
-  const DWORD error = StartServiceCtrlDispatcherW(table.data()) ? 0 : GetLastError();
-  runningService = nullptr;
-  return error;
-}
-
-void WINAPI WindowsService::Start(DWORD /*count*/, wchar_t** arguments) {
-  WindowsService& self = *runningService;
-  {
-    const std::lock_guard lock(self.mutex_);
-    self.handle_ = RegisterServiceCtrlHandlerExW(arguments[0], Control, &self);
-    self.Report(SERVICE_START_PENDING, 0);
-  }
-  self.main_(self);
-  self.Stopped(0);
-}
-
-DWORD WINAPI WindowsService::Control(DWORD control, DWORD /*type*/, void* /*data*/, void* self) {
-  if (control == SERVICE_CONTROL_INTERROGATE) return NO_ERROR;
-  if (control != SERVICE_CONTROL_STOP && control != SERVICE_CONTROL_SHUTDOWN)
-    return ERROR_CALL_NOT_IMPLEMENTED;
-  auto& service = *static_cast<WindowsService*>(self);
-  const std::lock_guard lock(service.mutex_);
-  service.stopAsked_ = true;
-  if (service.state_ != SERVICE_STOPPED) service.Report(SERVICE_STOP_PENDING, 0);
-  if (service.stop_) service.stop_();
-  return NO_ERROR;
-}
-
-void WindowsService::Running(std::function<void()> stop) {
-  const std::lock_guard lock(mutex_);
-  stop_ = std::move(stop);
-  if (stopAsked_)
-    stop_();
-  else
-    Report(SERVICE_RUNNING, 0);
-}
-
-void WindowsService::Complain(const std::string& text) {
-  HANDLE log = RegisterEventSourceW(nullptr, L"TarnSclServer");
-  if (log == nullptr) return;
-  const std::wstring wide = ToWide(text);
-  const wchar_t* texts[] = {wide.c_str()};
-  ReportEventW(log, EVENTLOG_ERROR_TYPE, 0, 0, nullptr, 1, 0, texts, nullptr);
-  DeregisterEventSource(log);
-}
-
-void WindowsService::Stopped(DWORD error) {
-  const std::lock_guard lock(mutex_);
-  stop_ = {};
-  if (state_ != SERVICE_STOPPED) Report(SERVICE_STOPPED, error);
-}
-
-/// Under the mutex.
-void WindowsService::Report(DWORD state, DWORD error) {
-  state_ = state;
-  SERVICE_STATUS status{};
-  status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
-  status.dwCurrentState = state;
-  status.dwWin32ExitCode = error;
-  const bool isPending = state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING;
-  if (isPending) status.dwWaitHint = kPendingTime;
-  if (state == SERVICE_RUNNING)
-    status.dwControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN;
-  SetServiceStatus(handle_, &status);
-}
 
 void ServiceEntry::Install() const {
   const ServiceHandle manager = Manager(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE);

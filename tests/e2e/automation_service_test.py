@@ -1,21 +1,26 @@
 #!/usr/bin/env python3
-"""The Automation server as a service. Runs and is used like automation_test.py. Wine runs services
+"""The Automation server as a service, and the console program. Runs and is used like automation_test.py. Wine runs services
 with the rights and the folders of its one user, and takes no action for one that failed.
 """
 import subprocess
 import tempfile
 import unittest
 
-from automation_support import EXAMPLES, PORT, SERVER, ServerTest, server_processes, wine
+from automation_support import (EXAMPLES, PORT, SERVER, WINDOWS, ServerTest, server_processes,
+                                windows_path, wine)
 from programs import wait_until
 
 
-def state():
+def state(service):
     with tempfile.TemporaryFile() as output:
-        subprocess.run(["wine", "sc", "query", "TarnSclServer"], stdin=subprocess.DEVNULL,
+        subprocess.run(["wine", "sc", "query", service], stdin=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL, stdout=output)
         output.seek(0)
         return output.read().decode()
+
+
+def becomes(service, wanted):
+    wait_until(lambda: wanted in state(service), f"{service} {wanted}")
 
 
 class ServiceTest(ServerTest):
@@ -23,11 +28,8 @@ class ServiceTest(ServerTest):
         super().setUp()
         self.assertEqual(wine(SERVER, "/Service"), 0)
         self.addCleanup(wine, SERVER, "/UnregService")
-        self.becomes("RUNNING")
+        becomes("TarnSclServer", "RUNNING")
         self.assertEqual(len(self.service()), 1)
-
-    def becomes(self, wanted):
-        wait_until(lambda: wanted in state(), wanted)
 
     def service(self):
         return server_processes(b"/RunService")
@@ -50,7 +52,7 @@ class ServiceTest(ServerTest):
         left = self.keeper()
         wine("sc", "stop", "TarnSclServer")
         wait_until(lambda: not self.service(), "the end of the service")
-        self.becomes("STOPPED")
+        becomes("TarnSclServer", "STOPPED")
         self.end_well(left)
         self.stop_file.unlink()
         keeper = self.keeper()
@@ -70,6 +72,25 @@ class ServiceTest(ServerTest):
         keeper = self.script("keeper.vbs", PORT, self.stop)
         keeper.wait_for("^running True")
         return keeper
+
+
+class ToolServiceTest(ServerTest):
+    def test_it_logs_until_it_is_stopped(self):
+        self.simulator("continuous", "--port", self.com_port(), "--print-every", "1")
+        settings, log = self.folder / "plant.scl", self.folder / "prints.csv"
+        wine(WINDOWS / "tarnscale.exe", "set", windows_path(settings), 1, "connection=serial",
+             f"port={PORT}", "protocol=continuous", "type=standard", "enabled=yes")
+        command = [windows_path(WINDOWS / "tarnscale.exe"), "run", windows_path(settings), "--log",
+                   windows_path(log)]
+        wine("sc", "create", "tarnscale", "binPath=", " ".join(command))
+        self.addCleanup(wine, "sc", "delete", "tarnscale")
+        self.addCleanup(wine, "sc", "stop", "tarnscale")
+        wine("sc", "start", "tarnscale")
+        wait_until(lambda: log.exists() and log.read_text().count("\n") > 1, "print records")
+        self.assertIn("RUNNING", state("tarnscale"))
+        wine("sc", "stop", "tarnscale")
+        becomes("tarnscale", "STOPPED")
+        self.assertRegex(state("tarnscale"), "WIN32_EXIT_CODE +: 0 ")
 
 
 if __name__ == "__main__":
