@@ -10,18 +10,16 @@
 
 namespace tarn {
 
+/// Lives as long as the process.
 struct Win32Service::Link {
   enum class Start { Asked, Begun, Refused };
 
+  static inline Link* only = nullptr;  ///< the manager's call of Main has no other way to it
+  static void WINAPI Main(DWORD count, wchar_t** arguments);
   static DWORD WINAPI Control(DWORD control, DWORD type, void* data, void* self);
 
   /// Under the mutex.
   void Report(DWORD newState, DWORD error);
-  void BeginAs(Start how) {
-    const std::lock_guard lock(mutex);
-    start = how;
-    changed.notify_all();
-  }
 
   std::mutex mutex;  ///< of all below: the manager's calls come on threads of their own
   std::condition_variable changed;
@@ -40,29 +38,18 @@ constexpr DWORD kPendingTime = 60000;
 }  // namespace
 
 std::unique_ptr<Win32Service> Win32Service::Connect() {
-  const auto link = std::make_shared<Link>();
-  // It never comes back while the service runs, and may be left behind by the end of the process.
+  // The manager's threads may outlast all but the process.
+  auto* const link = Link::only = new Link;
   std::thread([link] {
-    static Link* only = nullptr;  // the manager's call has no other way to it
-    only = link.get();
     wchar_t name[] = L"";  // a process with one service has no need of it
-    const std::array<SERVICE_TABLE_ENTRYW, 2> table{
-        {{name,
-          [](DWORD, wchar_t** arguments) {
-            {
-              const std::lock_guard lock(only->mutex);
-              only->handle = RegisterServiceCtrlHandlerExW(arguments[0], Link::Control, only);
-              only->Report(SERVICE_START_PENDING, 0);
-            }
-            only->BeginAs(Link::Start::Begun);
-            std::unique_lock lock(only->mutex);
-            only->changed.wait(lock, [] { return only->state == SERVICE_STOPPED; });
-          }},
-         {nullptr, nullptr}}};
-    if (!StartServiceCtrlDispatcherW(table.data())) link->BeginAs(Link::Start::Refused);
+    const std::array<SERVICE_TABLE_ENTRYW, 2> table{{{name, Link::Main}, {nullptr, nullptr}}};
+    if (StartServiceCtrlDispatcherW(table.data())) return;
+    const std::lock_guard lock(link->mutex);
+    link->start = Link::Start::Refused;
+    link->changed.notify_all();
   }).detach();
   std::unique_lock lock(link->mutex);
-  link->changed.wait(lock, [&link] { return link->start != Link::Start::Asked; });
+  link->changed.wait(lock, [link] { return link->start != Link::Start::Asked; });
   if (link->start == Link::Start::Refused) return nullptr;
   return std::unique_ptr<Win32Service>(new Win32Service(link));
 }
@@ -70,6 +57,15 @@ std::unique_ptr<Win32Service> Win32Service::Connect() {
 Win32Service::~Win32Service() {
   const std::lock_guard lock(link_->mutex);
   link_->stop = {};
+}
+
+void WINAPI Win32Service::Link::Main(DWORD /*count*/, wchar_t** arguments) {
+  std::unique_lock lock(only->mutex);
+  only->handle = RegisterServiceCtrlHandlerExW(arguments[0], Control, only);
+  only->Report(SERVICE_START_PENDING, 0);
+  only->start = Start::Begun;
+  only->changed.notify_all();
+  only->changed.wait(lock, [] { return only->state == SERVICE_STOPPED; });
 }
 
 DWORD WINAPI Win32Service::Link::Control(DWORD control, DWORD /*type*/, void* /*data*/,

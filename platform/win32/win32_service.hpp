@@ -35,9 +35,9 @@ class Win32Service {
  private:
   struct Link;
 
-  explicit Win32Service(std::shared_ptr<Link> link) : link_(std::move(link)) {}
+  explicit Win32Service(Link* link) : link_(link) {}
 
-  std::shared_ptr<Link> link_;  ///< shared with the manager's threads
+  Link* const link_;  ///< shared with the manager's threads
 };
 
 }  // namespace tarn
