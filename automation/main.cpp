@@ -8,16 +8,25 @@
 
 #include "automation/registration.hpp"
 #include "automation/server_process.hpp"
+#include "platform/win32/win32_service.hpp"
+#include "platform/win32/win32_text.hpp"
 
 namespace {
 
 constexpr const char* kUsage =
-    "TarnSclServer: the scale server for Automation clients.\n"
+    "TarnSclServer " TARN_VERSION
+    ": the scale server for Automation clients.\n"
     "  /RegServer            registers it for this machine (as an administrator)\n"
     "  /UnregServer          takes that back\n"
     "  /RegServerPerUser     registers it for this user\n"
     "  /UnregServerPerUser   takes that back\n"
-    "The system starts it with /Embedding when a client creates an object.\n";
+    "  /Service              the same as /RegServer, and runs it as a service of this machine\n"
+    "  /UnregService         takes the service back\n"
+    "  /?                    this text\n"
+    "Exit status: 0 done, 1 failed, 2 wrong command line, 5 rights are missing.\n"
+    "The system starts it with /Embedding when a client creates an object, and with /RunService "
+    "as\n"
+    "the service.\n";
 
 std::wstring ProgramName() {
   std::wstring name(MAX_PATH, L'\0');
@@ -30,14 +39,26 @@ std::wstring ProgramName() {
   return name;
 }
 
-bool IsEmbedding(std::wstring_view argument) {
+bool Is(std::wstring_view argument, const wchar_t* name) {
   return !argument.empty() && (argument.front() == L'/' || argument.front() == L'-') &&
-         _wcsicmp(argument.data() + 1, L"Embedding") == 0;
+         _wcsicmp(argument.data() + 1, name) == 0;
 }
 
-int Fail(const char* text) {
-  std::fputs(text, stderr);
+int Fail(const std::string& text) {
+  std::fprintf(stderr, "TarnSclServer: %s\n", text.c_str());
   return 2;
+}
+
+int RunAsService() {
+  const auto service = tarn::Win32Service::Connect();
+  if (!service) return Fail("as a service it is started by the system only");
+  try {
+    tarn::RunServerProcess(ProgramName(), service.get());
+  } catch (const std::exception& error) {
+    service->Complain(L"TarnSclServer", error.what());  // it has no trace yet
+    service->Stopped(ERROR_EXCEPTION_IN_SERVICE);
+    return 1;
+  }
 }
 
 int Register(tarn::RegistrationCommand command) {
@@ -54,9 +75,15 @@ int wmain(int argc, wchar_t** argv) {
     return 0;
   }
   const std::wstring_view argument = argv[1];
-  if (argc > 2) return Fail("TarnSclServer: one argument at a time\n");
+  if (argc > 2) return Fail("one argument at a time; /? lists them");
+  if (Is(argument, L"?")) {
+    std::fputs(kUsage, stdout);
+    return 0;
+  }
   if (const auto command = tarn::RegistrationCommandOf(argument)) return Register(*command);
-  if (!IsEmbedding(argument)) return Fail("TarnSclServer: unknown argument\n");
+  if (Is(argument, tarn::kServiceSwitch + 1)) return RunAsService();
+  if (!Is(argument, L"Embedding"))
+    return Fail("unknown argument " + tarn::FromWide(argv[1]) + "; /? lists those that there are");
   try {
     tarn::RunServerProcess(ProgramName());
   } catch (const std::exception& error) {

@@ -17,6 +17,10 @@ namespace {
 constexpr wchar_t kAppId[] = L"{6B57621F-4DC2-4830-A3DE-990FD3CB817D}";
 constexpr wchar_t kProgramName[] = L"TarnSclServer.exe";
 
+constexpr wchar_t kServiceName[] = L"TarnSclServer";
+/// Where COM finds the service that serves the classes.
+constexpr wchar_t kServiceValue[] = L"LocalService";
+
 // The system's own marshallers that work from a type library: for dual and for event interfaces.
 constexpr wchar_t kDualMarshaller[] = L"{00020424-0000-0000-C000-000000000046}";
 constexpr wchar_t kDispatchMarshaller[] = L"{00020420-0000-0000-C000-000000000046}";
@@ -101,13 +105,38 @@ std::string Describe(RegistrationCommand command, const WindowsError& error) {
     text += "\nRegistering for all users needs an administrator; /RegServerPerUser does not.";
   } else if (command == RegistrationCommand::Unregister) {
     text += "\nUnregistering for all users needs an administrator.";
+  } else if (command == RegistrationCommand::RegisterService ||
+             command == RegistrationCommand::UnregisterService) {
+    text += "\nServices are an administrator's.";
   }
   return text;
 }
 
-bool Registers(RegistrationCommand command) {
-  return command == RegistrationCommand::Register ||
-         command == RegistrationCommand::RegisterPerUser;
+/// Returns what it did.
+std::string Run(RegistrationCommand command, const std::wstring& program,
+                const RegistrationScope& scope) {
+  switch (command) {
+    case RegistrationCommand::Register:
+    case RegistrationCommand::RegisterPerUser:
+      ServerRegistration(program).Register(scope);
+      return "The server is registered: " + FromWide(program);
+    case RegistrationCommand::RegisterService: {
+      const ServiceRegistration service(program);
+      service.Register();
+      service.Start();
+      return "The server runs as a service: " + FromWide(program);
+    }
+    case RegistrationCommand::UnregisterService:
+      ServiceRegistration::Unregister();
+      return "The server is no service any more.";
+    case RegistrationCommand::Unregister:
+      ServiceRegistration::Unregister();
+      break;
+    case RegistrationCommand::UnregisterPerUser:
+      break;
+  }
+  ServerRegistration(program).Unregister(scope);
+  return "The server is no longer registered.";
 }
 
 }  // namespace
@@ -264,12 +293,45 @@ void ServerRegistration::Unregister(const RegistrationScope& scope) const {
   }
 }
 
+ServiceEntry ServiceRegistration::Entry() const {
+  return {kServiceName, L"Tarn Scale Server",
+          L"Keeps the weighing scales connected, logs their prints, and serves programs that read "
+          L"them.",
+          L'"' + program_ + L"\" " + kServiceSwitch};
+}
+
+void ServiceRegistration::Register() const {
+  ServerRegistration(program_).Register(MachineScope());
+  Entry().Install();
+  try {
+    WriteValue(MachineScope(), std::wstring(L"AppID\\") + kAppId, kShared, kServiceValue,
+               std::wstring(kServiceName));
+  } catch (const WindowsError&) {
+    ServiceEntry::Remove(kServiceName);
+    throw;
+  }
+}
+
+void ServiceRegistration::Start() const {
+  Entry().Start();
+}
+
+void ServiceRegistration::Unregister() {
+  const RegistrationScope machine = MachineScope();
+  const std::wstring key = PathIn(machine, std::wstring(L"AppID\\") + kAppId);
+  ServiceEntry::Remove(kServiceName);
+  const LSTATUS status = RegDeleteKeyValueW(machine.hive, key.c_str(), kServiceValue);
+  if (!IsMissing(status)) CheckRegistry(status, "changing the registry key", key);
+}
+
 std::optional<RegistrationCommand> RegistrationCommandOf(std::wstring_view argument) {
-  constexpr std::array<std::pair<const wchar_t*, RegistrationCommand>, 4> kCommands = {
+  constexpr std::array<std::pair<const wchar_t*, RegistrationCommand>, 6> kCommands = {
       {{L"regserver", RegistrationCommand::Register},
        {L"unregserver", RegistrationCommand::Unregister},
        {L"regserverperuser", RegistrationCommand::RegisterPerUser},
-       {L"unregserverperuser", RegistrationCommand::UnregisterPerUser}}};
+       {L"unregserverperuser", RegistrationCommand::UnregisterPerUser},
+       {L"service", RegistrationCommand::RegisterService},
+       {L"unregservice", RegistrationCommand::UnregisterService}}};
   if (argument.empty() || (argument[0] != L'/' && argument[0] != L'-')) return {};
   std::wstring name(argument.substr(1));
   std::transform(name.begin(), name.end(), name.begin(),
@@ -283,13 +345,7 @@ std::optional<RegistrationCommand> RegistrationCommandOf(std::wstring_view argum
 RegistrationResult RunRegistration(RegistrationCommand command, const std::wstring& program,
                                    const RegistrationScope& scope) {
   try {
-    const ServerRegistration registration(program);
-    if (Registers(command)) {
-      registration.Register(scope);
-      return {0, "The server is registered: " + FromWide(program)};
-    }
-    registration.Unregister(scope);
-    return {0, "The server is no longer registered."};
+    return {0, Run(command, program, scope)};
   } catch (const WindowsError& error) {
     const bool denied = error.Result() == E_ACCESSDENIED;
     return {denied ? ERROR_ACCESS_DENIED : 1, Describe(command, error)};
@@ -299,9 +355,9 @@ RegistrationResult RunRegistration(RegistrationCommand command, const std::wstri
 }
 
 RegistrationResult RunRegistration(RegistrationCommand command, const std::wstring& program) {
-  const bool machine =
-      command == RegistrationCommand::Register || command == RegistrationCommand::Unregister;
-  return RunRegistration(command, program, machine ? MachineScope() : UserScope());
+  const bool user = command == RegistrationCommand::RegisterPerUser ||
+                    command == RegistrationCommand::UnregisterPerUser;
+  return RunRegistration(command, program, user ? UserScope() : MachineScope());
 }
 
 }  // namespace tarn

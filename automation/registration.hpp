@@ -18,6 +18,8 @@
 #include <utility>
 #include <vector>
 
+#include "automation/windows_service.hpp"
+
 namespace tarn {
 
 /// Where classes are registered: the machine (needs an administrator) or the user.
@@ -49,13 +51,16 @@ class ServerRegistration {
   /// What is not there is no error. Throws WindowsError.
   void Unregister(const RegistrationScope& scope) const;
 
- private:
+  /// One value of the registry, below RegistrationScope::classes.
   struct Value {
     std::wstring key;
     std::wstring name;  // empty: the key's default value
     RegistryData data;
     REGSAM view;
   };
+  const std::vector<Value>& Values() const { return values_; }
+
+ private:
   /// A key that goes with everything below it.
   struct OwnKey {
     std::wstring key;
@@ -84,10 +89,41 @@ class ServerRegistration {
   std::vector<OwnKey> containers_;  // removed when nothing is left in them
 };
 
-enum class RegistrationCommand { Register, Unregister, RegisterPerUser, UnregisterPerUser };
+/// The switch that the service is started with.
+inline constexpr wchar_t kServiceSwitch[] = L"/RunService";
 
-/// /RegServer, /UnregServer, /RegServerPerUser, /UnregServerPerUser; "-" does as well as "/", and
-/// case does not matter. Empty for anything else.
+/// Registers the server as a service of the machine, for those who run without a user: the
+/// service's entry, and the value of the registration that has COM start the service for a client
+/// in place of a process of the client's user.
+class ServiceRegistration {
+ public:
+  explicit ServiceRegistration(std::wstring program) : program_(std::move(program)) {}
+
+  /// Registers the classes for the machine as well. When it fails, no service stays. Throws
+  /// WindowsError.
+  void Register() const;
+  /// Throws WindowsError.
+  void Start() const;
+  /// Stops the service and removes it; the classes stay registered. What is not there is no error.
+  static void Unregister();
+
+ private:
+  ServiceEntry Entry() const;
+
+  std::wstring program_;
+};
+
+enum class RegistrationCommand {
+  Register,
+  Unregister,
+  RegisterPerUser,
+  UnregisterPerUser,
+  RegisterService,
+  UnregisterService
+};
+
+/// /RegServer, /UnregServer, /RegServerPerUser, /UnregServerPerUser, /Service, /UnregService; "-"
+/// does as well as "/", and case does not matter. Empty for anything else.
 std::optional<RegistrationCommand> RegistrationCommandOf(std::wstring_view argument);
 
 struct RegistrationResult {

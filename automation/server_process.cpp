@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -23,7 +24,9 @@
 #include "platform/native_host.hpp"
 #include "platform/program.hpp"
 #include "platform/win32/win32_handle.hpp"
+#include "platform/win32/win32_service.hpp"
 #include "platform/win32/win32_text.hpp"
+#include "server/tarn_server_connection.hpp"
 
 namespace tarn {
 namespace {
@@ -199,41 +202,78 @@ class OpeningHours {
   std::abort();  // never reached
 }
 
-/// Ends the process.
-[[noreturn]] void Serve(Host& host, const std::wstring& program, std::int32_t unusedTime) {
+/// The scales of a service run from its start to its end, whoever connects. One that does not start
+/// keeps no other from starting, since nobody is there to mend it.
+class UnattendedServer {
+ public:
+  explicit UnattendedServer(Host& host) : own_(host, StartMode::EachScale) {}
+
+  /// For the clients, too.
+  void ShutDown() {
+    std::int32_t any = 0;
+    own_.TarnScaleServer(any)->ShutDown();
+  }
+
+ private:
+  TarnServerConnection own_;
+};
+
+/// Ends the process. `unusedTime` is that of OpeningHours, which a service does not have.
+[[noreturn]] void Serve(Host& host, const std::wstring& program, std::int32_t unusedTime,
+                        Win32Service* service) {
   MessageLoop& loop = host.Loop();
   Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM");
   SecureProcess();
-  OpeningHours* hours = nullptr;
-  ComModule module(host, program, LimitsOfClients(host),
-                   [&] { loop.Post([&hours] { hours->Unused(); }); });
+  std::optional<OpeningHours> hours;
+  ComModule module(host, program, LimitsOfClients(host), [&] {
+    loop.Post([&hours] {
+      if (hours) hours->Unused();
+    });
+  });
   CallFilter filter(module.Clients());
   Check(CoRegisterMessageFilter(&filter, nullptr), "watching the calls");
   ClassFactories factories(module);
-  OpeningHours own(loop, module, factories);
-  hours = &own;
+  std::optional<UnattendedServer> unattended;
+  if (service != nullptr)
+    unattended.emplace(host);
+  else
+    hours.emplace(loop, module, factories);
   loop.Post([&] {
     factories.Resume();
-    own.LookIn(unusedTime);
+    if (hours) hours->LookIn(unusedTime);
+    if (service != nullptr) service->Running([&loop] { loop.Quit(); });
   });
   loop.Run();
+  if (unattended) {
+    bool closed = false;
+    factories.Close([&closed] { closed = true; });
+    loop.RunUntil([&closed] { return closed; }, kClosingTime);
+    factories.Refuse();
+    unattended->ShutDown();
+    service->Stopped(0);
+  }
   EndProcess(0);
 }
 
 }  // namespace
 
-void RunServerProcess(const std::wstring& program) {
+void RunServerProcess(const std::wstring& program, Win32Service* service) {
   const std::wstring folder = MoveToOwnFolder();
   const OnlyInstance onlyInstance;
-  if (!onlyInstance) EndProcess(0);
+  if (!onlyInstance) {
+    if (service != nullptr) service->Stopped(ERROR_SERVICE_ALREADY_RUNNING);
+    EndProcess(0);
+  }
   TraceFile trace(std::filesystem::path(folder) / "TarnSclServer.trace");
   HostOptions options;
   options.trace = [&trace](std::string_view text) { trace.Write(text); };
+  if (service != nullptr) options.filesBelow = FromWide(folder);
   try {
     const auto host = CreateNativeHost(std::move(options));
-    Serve(*host, program, onlyInstance.TookOver() ? kUnusedTimeOfSuccessor : kUnusedTime);
+    Serve(*host, program, onlyInstance.TookOver() ? kUnusedTimeOfSuccessor : kUnusedTime, service);
   } catch (const std::exception& error) {
     trace.Write(std::string("The server ends: ") + error.what());
+    if (service != nullptr) service->Stopped(ERROR_EXCEPTION_IN_SERVICE);
     EndProcess(1);
   }
 }

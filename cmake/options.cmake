@@ -39,6 +39,7 @@ endif()
 if(WIN32)
   # A program that needs no other file beside it.
   add_link_options(-static)
+  enable_language(RC)
   add_compile_definitions(UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
 endif()
 
@@ -47,4 +48,16 @@ function(tarn_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC tarn_options ${ARG_USES})
+endfunction()
+
+# tarn_version(target description): the program knows the version of the project (TARN_VERSION), and on
+# Windows has it among its file properties. The version of the type library is another one: it is that of
+# the published interface, stays as the interface does, and stands in the registry as "1.0".
+function(tarn_version target description)
+  target_compile_definitions(${target} PRIVATE TARN_VERSION="${PROJECT_VERSION}")
+  if(WIN32)
+    set(resource ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${resource} @ONLY)
+    target_sources(${target} PRIVATE ${resource})
+  endif()
 endfunction()

@@ -28,6 +28,10 @@ struct HostOptions {
   /// The client library of the terminals' own network; the system's usual name when empty
   /// (kesapi32.dll on Windows, libkesapi.so elsewhere).
   std::string terminalNetwork;
+  /// The folder in which, or below which, all files must lie; any other one is error 70. For a
+  /// process with more rights than its clients have, which name the files. Empty: anywhere. Windows
+  /// only.
+  std::string filesBelow;
   /// Where traces go; to standard error when empty.
   std::function<void(std::string_view)> trace;
 };

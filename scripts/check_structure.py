@@ -16,8 +16,9 @@ ANYTHING = ["automation", "tests", "bench"]  # may include from everywhere
 SYSTEM_FOLDERS = ("platform/posix/", "platform/win32/", "automation/", "tests/platform/",
                   "tests/automation/", "bench/automation/", "bench/endurance/")
 PORTABLE = "automation/lanes/"  # built everywhere
-# Owners and texts of Windows that are nobody's secret: the Automation front uses them too.
-WINDOWS_HELPERS = ("platform/win32/win32_handle.hpp", "platform/win32/win32_text.hpp")
+# Owners and texts of Windows, and its services, that are nobody's secret: the Automation front uses them too.
+WINDOWS_HELPERS = ("platform/win32/win32_handle.hpp", "platform/win32/win32_service.hpp",
+                   "platform/win32/win32_text.hpp")
 SYSTEM_HEADERS = re.compile(
     r"<(windows|winsock2|ws2tcpip|objbase|ole|unistd|fcntl|termios|poll|signal|dlfcn|pthread|netdb|"
     r"langinfo|pty|sys/|netinet/|arpa/|linux/|io\.h|conio)", re.IGNORECASE)

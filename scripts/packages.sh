@@ -53,6 +53,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev googletest
 TEST_PACKAGES=(clang libclang-rt-dev python3 clang-format)
 # mingw-w64-tools brings the IDL compiler, libwine-dev and libwine the files that it imports.
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libwine wine wine64 socat)
+WINDOWS_PACKAGING_PACKAGES=(wixl msitools zip)
 WINDOWS32_PACKAGES=(g++-mingw-w64-i686-posix) # also, for the 32-bit build
 LINT_PACKAGES=(clang-tidy)
 PACKAGE_PACKAGES=(dpkg-dev file) # for ./package

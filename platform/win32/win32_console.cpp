@@ -45,9 +45,20 @@ Win32Console::Win32Console(Win32MessageLoop& loop) : loop_(loop) {
     controlledConsole = this;
   }
   SetConsoleCtrlHandler(OnControl, TRUE);
+  if (GetFileType(output_) == FILE_TYPE_UNKNOWN) ServeManager();
+}
+
+/// A service has no output, and the request to end comes from its manager.
+void Win32Console::ServeManager() {
+  service_ = Win32Service::Connect();
+  if (!service_) return;
+  outputGone_ = true;
+  service_->Running([this] { PostRaise(Interrupted); });
 }
 
 Win32Console::~Win32Console() {
+  if (service_ && service_->IsToStop()) service_->Stopped(0);
+  service_.reset();
   SetConsoleCtrlHandler(OnControl, FALSE);
   {
     const std::lock_guard lock(controlMutex);

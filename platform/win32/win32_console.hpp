@@ -1,4 +1,4 @@
-// The console window of a tool, or the pipes in its place.
+// The console window of a tool, or the pipes or the service manager in its place.
 #pragma once
 
 #include <windows.h>
@@ -11,6 +11,7 @@
 
 #include "platform/console.hpp"
 #include "platform/win32/win32_message_loop.hpp"
+#include "platform/win32/win32_service.hpp"
 
 namespace tarn {
 
@@ -40,6 +41,7 @@ class Win32Console final : public Console {
   static void DrainInput(HANDLE input, InputWatcher& watcher);
 
   void EnableSequences();
+  void ServeManager();
   void RestoreModes();
   void OnKeys();
   void RaiseKeys(const KEY_EVENT_RECORD& record, const bool& alive);
@@ -55,6 +57,7 @@ class Win32Console final : public Console {
   UINT formerCodePage_ = GetConsoleOutputCP();
   Win32MessageLoop::WatchId keyWatch_ = 0;
   std::shared_ptr<InputWatcher> inputWatcher_;
+  std::unique_ptr<Win32Service> service_;
   std::atomic<bool> outputGone_ = false;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< false once destroyed
 };

@@ -197,7 +197,17 @@ void CopyTail(HANDLE old, const std::string& name, std::size_t from, Replacement
 
 }  // namespace
 
+/// The full name has neither "." nor ".." in it, and that of a device or a share begins otherwise.
+void Win32Files::RequirePlace(const std::string& name) {
+  if (below_.empty()) return;
+  const std::wstring folder = ToWide(below_ + '\\'), file = ToWide(AbsoluteName(name));
+  if (_wcsnicmp(file.c_str(), folder.c_str(), folder.size()) == 0) return;
+  throw AutomationError(ErrorNumber::PermissionDenied,
+                        "The file " + name + " lies outside the folder " + below_);
+}
+
 std::unique_ptr<TextStream> Win32Files::OpenForAppending(const std::string& name) {
+  RequirePlace(name);
   // Others may read the log while it is written, and move it away.
   OwnedHandle file(CreateFileW(ToWide(name).c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
                                OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -207,6 +217,7 @@ std::unique_ptr<TextStream> Win32Files::OpenForAppending(const std::string& name
 }
 
 std::string Win32Files::Read(const std::string& name, std::size_t maxBytes) {
+  RequirePlace(name);
   const OwnedHandle file = OpenToRead(name);
   if (!file) {
     const DWORD code = GetLastError();
@@ -223,6 +234,7 @@ std::string Win32Files::Read(const std::string& name, std::size_t maxBytes) {
 }
 
 void Win32Files::WriteAtBeginning(const std::string& name, std::string_view bytes) {
+  RequirePlace(name);
   OwnedHandle old = OpenToRead(name);
   const DWORD code = old ? 0 : GetLastError();
   if (!old && !IsMissing(code)) ThrowWriteError(name, code);

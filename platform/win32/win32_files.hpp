@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/files.hpp"
 #include "platform/user_locale.hpp"
@@ -12,7 +13,9 @@ namespace tarn {
 
 class Win32Files final : public Files {
  public:
-  explicit Win32Files(const UserLocale& locale) : locale_(locale) {}
+  /// The folder is HostOptions::filesBelow.
+  explicit Win32Files(const UserLocale& locale, std::string below = {})
+      : locale_(locale), below_(std::move(below)) {}
 
   std::unique_ptr<TextStream> OpenForAppending(const std::string& name) override;
   std::string Read(const std::string& name, std::size_t maxBytes) override;
@@ -20,7 +23,10 @@ class Win32Files final : public Files {
   std::string AbsoluteName(const std::string& name) override;
 
  private:
+  void RequirePlace(const std::string& name);
+
   const UserLocale& locale_;
+  const std::string below_;
 };
 
 }  // namespace tarn

@@ -38,6 +38,7 @@ LibraryTerminalNetwork::Finder LoadTerminalNetwork(const std::string& library, s
 
 Win32Host::Win32Host(HostOptions options)
     : trace_(options.trace ? std::move(options.trace) : TraceToStandardError()),
+      files_(locale_, options.filesBelow),
       settings_(options.settingsPlace),
       loop_([this](std::string_view text) { Trace(text); }),
       lines_(loop_, std::move(options.portMap), [this](std::string_view text) { Trace(text); }),

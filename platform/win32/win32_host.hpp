@@ -43,7 +43,7 @@ class Win32Host final : public NativeHost {
  private:
   TraceFilter trace_;
   Win32Locale locale_;
-  Win32Files files_{locale_};
+  Win32Files files_;
   Win32SettingsStore settings_;
   RunSettings runSettings_{settings_};
   Win32MessageLoop loop_;

@@ -2,7 +2,9 @@
 #include <windows.h>
 // Needs the types of the header above.
 #include <shellapi.h>
+#include <shlobj.h>
 
+#include <array>
 #include <filesystem>
 #include <system_error>
 
@@ -39,9 +41,13 @@ std::string NullFile() {
 
 std::string ProgramDataFolder(std::string_view program) {
   const wchar_t* parent = _wgetenv(L"LOCALAPPDATA");
-  if (parent == nullptr) {
-    throw AutomationError(ErrorNumber::PathFileAccess,
-                          "This account has no application data folder");
+  std::array<wchar_t, MAX_PATH> known{};
+  if (parent == nullptr) {  // a service may have none of the user's variables
+    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, known.data()))) {
+      throw AutomationError(ErrorNumber::PathFileAccess,
+                            "This account has no application data folder");
+    }
+    parent = known.data();
   }
   const std::string folder = FromWide(parent) + "\\" + std::string(program);
   std::error_code error;

@@ -267,6 +267,41 @@ TEST(RegistrationFailure, NamesAProgramWithoutATypeLibrary) {
   EXPECT_NE(result.text.find("no such program.exe"), std::string::npos) << result.text;
 }
 
+constexpr wchar_t kService[] = L"TarnSclServer";
+std::string ServiceValue(const wchar_t* name) {
+  return ReadText({HKEY_LOCAL_MACHINE, L"System\\CurrentControlSet\\Services"}, kService, name, 0);
+}
+
+TEST(ServiceRegistration, StartsTheProgramForTheMachineAndForItsClients) {
+  if (!IsUserAnAdmin()) GTEST_SKIP() << "NOT TESTED: services need an administrator";
+  if (ServiceValue(L"ImagePath") != "(none)") GTEST_SKIP() << "NOT TESTED: a service here already";
+  const SetsAside installed(kMachine);
+  const Registry before = Snapshot(MachineScope(), KEY_WOW64_64KEY);
+  const ServiceRegistration service(Program());
+  const auto client = [] {
+    const std::string id =
+        ReadText(MachineScope(), L"AppID\\TarnSclServer.exe", L"AppID", KEY_WOW64_64KEY);
+    return ReadText(MachineScope(), L"AppID\\" + ToWide(id), L"LocalService", KEY_WOW64_64KEY);
+  };
+  for (int times = 0; times < 2; ++times) {
+    service.Register();
+    EXPECT_EQ(ServiceValue(L"ImagePath"), '"' + FromWide(Program()) + "\" /RunService");
+    EXPECT_EQ(ServiceValue(L"ObjectName"), "LocalSystem");
+    EXPECT_EQ(ServiceValue(L"DependOnService"), "RpcSs");
+    EXPECT_EQ(RunRegistration(RegistrationCommand::Register, Program()).exitCode, 0);
+    EXPECT_EQ(client(), "TarnSclServer") << "lost when the classes are registered again";
+  }
+  ServiceRegistration::Unregister();
+  EXPECT_EQ(client(), "(none)");
+  EXPECT_EQ(ServiceValue(L"ImagePath"), "(none)");
+  service.Register();
+  for (int times = 0; times < 2; ++times) {
+    EXPECT_EQ(RunRegistration(RegistrationCommand::Unregister, Program()).exitCode, 0);
+    EXPECT_EQ(ServiceValue(L"ImagePath"), "(none)");
+    EXPECT_THAT(Snapshot(MachineScope(), KEY_WOW64_64KEY), testing::ContainerEq(before));
+  }
+}
+
 /// What settings files name, clients must be able to name, too.
 TEST(TypeLibraryOfTheServer, HasEveryClassOfTheRegistry) {
   std::set<std::string> published;
@@ -285,6 +320,7 @@ TEST(RegistrationSwitches, AreReadInAnyCase) {
   EXPECT_EQ(RegistrationCommandOf(L"-unregserver"), RegistrationCommand::Unregister);
   EXPECT_EQ(RegistrationCommandOf(L"/REGSERVERPERUSER"), RegistrationCommand::RegisterPerUser);
   EXPECT_EQ(RegistrationCommandOf(L"/UnregServerPerUser"), RegistrationCommand::UnregisterPerUser);
+  EXPECT_EQ(RegistrationCommandOf(L"-service"), RegistrationCommand::RegisterService);
   for (const wchar_t* other : {L"", L"/", L"RegServer", L"/Embedding", L"/RegServerX"}) {
     EXPECT_FALSE(RegistrationCommandOf(other)) << FromWide(other);
   }

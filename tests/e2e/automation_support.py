@@ -35,7 +35,7 @@ def wine(*arguments):
                           timeout=LIMIT).returncode
 
 
-def server_processes():
+def server_processes(switch=b"mbedding"):
     """The numbers of the server's processes in this prefix. In another container the prefix of the
     same name is another folder."""
     found = []
@@ -43,10 +43,10 @@ def server_processes():
         try:
             command = (folder / "cmdline").read_bytes()
             environment = (folder / "environ").read_bytes().split(b"\0")
-            is_near = (folder / "ns/mnt").readlink() == pathlib.Path("/proc/self/ns/mnt").readlink()
+            is_near = (folder / "root" / PREFIX.relative_to("/")).samefile(PREFIX)
         except OSError:
             continue
-        if (b"TarnSclServer.exe" in command and b"mbedding" in command and is_near
+        if (b"TarnSclServer.exe" in command and switch in command and is_near
                 and f"WINEPREFIX={PREFIX}".encode() in environment):
             found.append(int(folder.name))
     return found

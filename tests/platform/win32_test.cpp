@@ -6,7 +6,9 @@
 #include <thread>
 
 #include "platform/win32/win32_console.hpp"
+#include "platform/win32/win32_files.hpp"
 #include "platform/win32/win32_handle.hpp"
+#include "platform/win32/win32_locale.hpp"
 #include "platform/win32/win32_message_loop.hpp"
 #include "platform/win32/win32_settings_store.hpp"
 #include "platform/win32/win32_text.hpp"
@@ -92,6 +94,26 @@ TEST_F(Win32FilesTest, TheLogCanBeReadAndMovedWhileItIsWritten) {
   EXPECT_TRUE(MoveFileW(ToWide(name).c_str(), ToWide(moved).c_str()));
   log->Close();
   EXPECT_EQ(files.Read(moved, 100'000).size(), 10'000U);
+}
+
+/// For a service, whose clients may name any file.
+TEST_F(Win32FilesTest, AnotherFolderThanTheOnlyOneIsRefused) {
+  const std::string only = Name("Only"), inside = only + "\\a.log";
+  std::filesystem::create_directory(ToWide(only));
+  Win32Locale locale;
+  Win32Files confined(locale, only);
+  for (const std::string& name : {inside, Name("oNLY/.\\b"), only + "\\..\\Only\\c"}) {
+    confined.OpenForAppending(name)->WriteLine("in");
+    confined.WriteAtBeginning(name, "now");
+    EXPECT_EQ(confined.Read(name, 3), "now") << name;
+  }
+  for (const std::string& name :
+       {Name("a.log"), only + "\\..\\a.log", Name("Only2"), only, std::string("a.log"),
+        std::string("NUL"), "\\\\?\\" + inside, "\\\\.\\" + inside, "\\\\localhost\\" + inside}) {
+    EXPECT_EQ(ErrorOf([&] { confined.OpenForAppending(name); }), 70) << name;
+    EXPECT_EQ(ErrorOf([&] { confined.WriteAtBeginning(name, "x"); }), 70) << name;
+    EXPECT_EQ(ErrorOf([&] { confined.Read(name, 9); }), 70) << name;
+  }
 }
 
 TEST(Win32SettingsStore, ReadsNothingButTexts) {

@@ -14,6 +14,7 @@
 # at a time: a lock keeps a second one waiting, since both would use the same ports.
 #
 #   TARN_WINE_LIMIT   seconds that the program may take (default 600)
+#   TARN_WINE_PREFIX  another prefix below build/wine than "prefix", made when it is missing
 set -u
 
 if [ $# -eq 0 ]; then
@@ -79,7 +80,7 @@ tidy() {
 trap tidy EXIT
 trap 'exit 125' INT TERM
 
-prepare_wine "$home" prefix || fail "Wine does not start, see $noise"
+prepare_wine "$home" "${TARN_WINE_PREFIX:-prefix}" || fail "Wine does not start, see $noise"
 join_ports "$1"
 
 limit=(timeout)
