@@ -47,10 +47,7 @@ void AppendNumber(std::string& text, Number value) {
 }  // namespace
 
 JsonWriter& JsonWriter::Key(std::string_view name) {
-  Separate();
-  text_ += '"';
-  text_ += name;
-  text_ += "\":";
+  text_.append(needsComma_ ? ",\"" : "\"").append(name).append("\":");
   needsComma_ = false;
   return *this;
 }
@@ -61,7 +58,7 @@ JsonWriter& JsonWriter::Value(std::string_view text) {
   while (!text.empty()) {
     std::size_t plain = 0;
     while (plain < text.size() && IsPlain(text[plain])) ++plain;
-    text_ += text.substr(0, plain);
+    text_.append(text, 0, plain);
     text.remove_prefix(plain);
     if (!text.empty()) AppendEscaped(text_, text);
   }

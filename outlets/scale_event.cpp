@@ -236,14 +236,20 @@ std::string EventCsv(const ScaleEvent& event) {
 std::string UtcText(WallTime time) {
   const auto day = std::chrono::floor<std::chrono::days>(time);
   const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss clock(std::chrono::floor<std::chrono::seconds>(time - day));
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d",
-                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-                static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text.data() + Milliseconds(time) + "Z";
+  const std::chrono::hh_mm_ss clock(std::chrono::floor<std::chrono::milliseconds>(time - day));
+  std::string text = "0000-00-00T00:00:00.000Z";
+  const auto put = [&text](std::size_t end, auto value) {
+    for (auto rest = static_cast<unsigned>(value); rest != 0; rest /= 10)
+      text[--end] = static_cast<char>('0' + rest % 10);
+  };
+  put(4, static_cast<int>(date.year()));
+  put(7, static_cast<unsigned>(date.month()));
+  put(10, static_cast<unsigned>(date.day()));
+  put(13, clock.hours().count());
+  put(16, clock.minutes().count());
+  put(19, clock.seconds().count());
+  put(23, clock.subseconds().count());
+  return text;
 }
 
 std::string LocalText(WallTime time) {
