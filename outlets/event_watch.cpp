@@ -7,8 +7,11 @@
 #include "shareddata/terminal_data.hpp"
 
 namespace tarn {
+namespace {
 
 using Kind = ScaleEvent::Kind;
+
+}  // namespace
 
 EventWatch::EventWatch(TarnScaleServer& server, Selection selection, WallClock clock, Sink sink)
     : clock_(std::move(clock)), sink_(std::move(sink)), server_(server), selection_(selection) {

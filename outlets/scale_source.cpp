@@ -7,13 +7,18 @@
 #include "server/tarn_scale_server.hpp"
 
 namespace tarn {
+namespace {
 
 using Status = CommandResult::Status;
+
+}  // namespace
 
 ServerSource::ServerSource(TarnScaleServer& server, WallClock clock)
     : server_(server),
       clock_(clock),
-      watch_(server, {}, std::move(clock), [this](const auto& event) { Pass(event); }) {}
+      watch_(server, {}, std::move(clock), [this](const auto& event) { Pass(event); }),
+      onReplaced_(
+          server.ScaleReplaced.Subscribe([this](std::int16_t number) { kept_.erase(number); })) {}
 
 void ServerSource::Pass(const ScaleEvent& event) {
   if (event.kind == ScaleEvent::Kind::NewWeight && event.reading.net != kNoDataText) {

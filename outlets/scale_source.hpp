@@ -70,6 +70,7 @@ class ServerSource final : public ScaleSource {
   WallClock clock_;
   std::map<int, Reading> kept_;  ///< by scale: weights that the no-data state follows at once
   EventWatch watch_;
+  Subscription onReplaced_;
 };
 
 }  // namespace tarn

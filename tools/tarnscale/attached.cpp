@@ -15,7 +15,7 @@
 namespace tarn::tool {
 namespace {
 
-constexpr std::int32_t kPatience = 10'000;  // milliseconds
+constexpr std::int32_t kServerPatience = 10'000;  // milliseconds
 
 /// The first line of a file, without what surrounds it.
 std::string TokenOf(Host& host, const std::string& file) {
@@ -51,7 +51,8 @@ std::unique_ptr<RemoteSource> Reach(Program& program, ServerPlace place) {
   if (!client) return nullptr;
   auto source =
       std::make_unique<RemoteSource>(loop, std::move(client), std::chrono::system_clock::now);
-  loop.RunUntil([&] { return source->IsConnected() || !source->Trouble().empty(); }, kPatience);
+  loop.RunUntil([&] { return source->IsConnected() || !source->Trouble().empty(); },
+                kServerPatience);
   return source;
 }
 
@@ -117,7 +118,7 @@ void AttachedScale::Take(const ScaleEvent& event) {
 void AttachedScale::Give(const ScaleCommand& command, double tare) {
   const auto answer = std::make_shared<std::optional<CommandResult>>();  // it may come late
   source_->Give(number_, command, tare, [answer](const CommandResult& r) { *answer = r; });
-  WaitFor([&answer] { return answer->has_value(); }, kPatience / 1000.0);
+  WaitFor([&answer] { return answer->has_value(); }, kServerPatience / 1000.0);
   const std::optional<CommandResult>& result = *answer;
   if (!result) throw Failure(Title() + ": the server does not answer", kTimedOut);
   if (result->status == CommandResult::Status::Given) return;

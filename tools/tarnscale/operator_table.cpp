@@ -6,6 +6,11 @@
 #include "base/number_text.hpp"
 
 namespace tarn::tool {
+namespace {
+
+using Key = Console::Key;
+
+}  // namespace
 
 void OperatorTable::HandleCommandKey(char character) {
   const ScaleCommand* command = FindCommandKey(character);
@@ -16,8 +21,7 @@ void OperatorTable::HandleCommandKey(char character) {
     Give(*command, 0);
 }
 
-bool OperatorTable::HandlePromptKey(Console::Key key, char character) {
-  using Key = Console::Key;
+bool OperatorTable::HandlePromptKey(Key key, char character) {
   constexpr std::size_t kLongestNumber = 20;
   constexpr std::string_view kNumberCharacters = "0123456789.,-";
   if (!tareText_) return false;
