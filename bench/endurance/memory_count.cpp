@@ -12,11 +12,17 @@ tarn::HeldMemory held;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept {
   void* const block = std::malloc(size);
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) return nullptr;
   ++held.blocks;
   held.bytes += static_cast<std::int64_t>(malloc_usable_size(block));
+  return block;
+}
+
+void* operator new(std::size_t size) {
+  void* const block = operator new(size, std::nothrow);
+  if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
