@@ -169,6 +169,12 @@ void AddOutlets(Command& command, OutletOptions& outlets) {
            "Appends a line to this file for every command that comes in; to the trace when not "
            "given")
       .Value("FILE");
+  command
+      .Add("--health-grace", outlets.healthGrace,
+           "A scale may be at fault for so long before /health says so")
+      .Range(0, 86400)
+      .ShowDefault()
+      .Value("SECONDS");
   command.Group("Options");
 }
 

@@ -19,7 +19,8 @@ struct OutletOptions {
   std::vector<std::string> httpCommands;  ///< "1,4" or "all"
   std::vector<std::string> httpHosts;
   std::vector<std::string> httpOrigins;
-  std::string audit;  ///< a file
+  std::string audit;     ///< a file
+  int healthGrace = 30;  ///< seconds
 };
 
 /// The outlets that the options name. Make it before the scales start, so that it sees the first
