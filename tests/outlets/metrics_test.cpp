@@ -3,7 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+#include <set>
+
 #include "outlets/health.hpp"
+#include "outlets/http/monitoring.hpp"
+#include "outlets/http/page_files.hpp"
 #include "tests/fakes/fake_host.hpp"
 
 namespace tarn {
@@ -121,6 +126,50 @@ TEST(Health, IsLostWhenAFaultOutlastsTheGraceAndWhateverItsReasonBecomes) {
   EXPECT_EQ(HealthJson(watch.Faults(), 30'000),
             R"({"status":"unhealthy","graceSeconds":30.0,"scales":[{"scale":3,"alias":"Gate",)"
             R"("quality":"stale","reason":"","reasonCode":"Waiting","sinceSeconds":30.0}]})");
+}
+
+TEST(TimerDelay, IsTheLongestOfTheLastMinute) {
+  FakeHost host;
+  http::TimerDelay delay(host.loop);
+  host.loop.Advance(10'000);
+  EXPECT_EQ(delay.Longest(), 0);
+  host.loop.ComeLate(1450);
+  host.loop.Advance(1000);
+  EXPECT_EQ(delay.Longest(), 450);
+  EXPECT_EQ(delay.Latest(), 0) << "the next one comes in time again";
+  host.loop.Advance(60'000);
+  EXPECT_EQ(delay.Longest(), 450);
+  host.loop.Advance(60'000);
+  EXPECT_EQ(delay.Longest(), 0);
+}
+
+TEST(Description, HasEveryRouteAndNoOther) {
+  FakeHost host;
+  OneScale source;
+  RecentWeighings book;
+  http::AuditLog audit(
+      host, [] { return WallTime(); }, "");
+  http::Api api({host.loop, source, book, audit, [] { return WallTime(); }, {}});
+  const http::Monitoring monitoring(
+      api, {host.loop, source, book, [] { return std::size_t{0}; }, "1.0.0", 0});
+  std::set<std::string> routes;
+  for (const auto& route : api.Routes()) routes.insert(route.method + " " + route.path);
+  std::set<std::string> described;
+  for (const http::PageFile& file : http::PageFiles()) {
+    const bool isDescription = file.path == "/api/openapi.json";
+    if (!isDescription && file.path != "/") routes.erase("GET " + std::string(file.path));
+    if (!isDescription) continue;
+    const auto document = nlohmann::json::parse(file.bytes);
+    for (const auto& [path, operations] : document.at("paths").items()) {
+      const std::string method = operations.contains("get") ? "GET " : "POST ";
+      const auto mark = path.find("{command}");
+      if (mark == path.npos) described.insert(method + path);
+      if (mark == path.npos) continue;
+      for (const auto& command : operations.at("parameters").at(1).at("schema").at("enum"))
+        described.insert(method + path.substr(0, mark) + command.get<std::string>());
+    }
+  }
+  EXPECT_EQ(routes, described);
 }
 
 }  // namespace
