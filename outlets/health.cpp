@@ -20,28 +20,33 @@ HealthWatch::HealthWatch(MessageLoop& loop, ScaleSource& source)
     : loop_(loop),
       source_(source),
       onEvent_(source.Happened.Subscribe([this](const ScaleEvent& event) { HandleEvent(event); })) {
-  notGoodSince_.fill(loop.Now());
+  faultSince_.fill(-1);
 }
 
 /// A scale that is disabled on purpose is not at fault; its time begins when it is enabled.
 void HealthWatch::HandleEvent(const ScaleEvent& event) {
-  const auto index = static_cast<std::size_t>(event.scale);
-  if (event.kind != ScaleEvent::Kind::Condition || index >= notGoodSince_.size()) return;
-  double& since = notGoodSince_[index];
-  if (IsGood(event.reading) || event.reading.reason == ReasonName(ConditionReason::Disabled))
+  const auto scale = static_cast<std::size_t>(event.scale);
+  if (event.kind != ScaleEvent::Kind::Condition || scale >= faultSince_.size()) return;
+  const bool isDisabled = event.reading.reason == ReasonName(ConditionReason::Disabled);
+  Note(scale, !isDisabled && !IsGood(event.reading));
+}
+
+void HealthWatch::Note(std::size_t scale, bool isAtFault) {
+  double& since = faultSince_.at(scale);
+  if (!isAtFault)
     since = -1;
   else if (since < 0)
     since = loop_.Now();
 }
 
-std::vector<HealthWatch::Fault> HealthWatch::Faults() const {
+/// What is seen here counts like an event: a scale may be replaced by a new one without any.
+std::vector<HealthWatch::Fault> HealthWatch::Faults() {
   std::vector<Fault> faults;
-  for (const int scale : source_.Scales()) {
-    auto state = source_.State(scale);
-    if (!state || !state->enabled || IsGood(state->reading)) continue;
-    // The event of a fault that has only just begun may be still to come.
-    const double since = notGoodSince_.at(static_cast<std::size_t>(scale));
-    faults.push_back({std::move(*state), since < 0 ? 0 : loop_.Now() - since});
+  for (std::size_t scale = 1; scale < faultSince_.size(); ++scale) {
+    auto state = source_.State(static_cast<int>(scale));
+    const bool isAtFault = state && state->enabled && !IsGood(state->reading);
+    Note(scale, isAtFault);
+    if (isAtFault) faults.push_back({std::move(*state), loop_.Now() - faultSince_.at(scale)});
   }
   return faults;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,16 +25,15 @@ class HealthWatch {
     ScaleState state;
     double since = 0;  ///< milliseconds
   };
-  std::vector<Fault> Faults() const;
+  std::vector<Fault> Faults();
 
  private:
   void HandleEvent(const ScaleEvent& event);
+  void Note(std::size_t scale, bool isAtFault);
 
   MessageLoop& loop_;
   ScaleSource& source_;
-  /// By the loop's clock; below 0 for a scale that is good or disabled. A scale of which nothing
-  /// has been heard counts from the start of the watch.
-  std::array<double, 33> notGoodSince_{};
+  std::array<double, 33> faultSince_{};  ///< by the loop's clock; below 0 for one without a fault
   Subscription onEvent_;
 };
 

@@ -64,7 +64,7 @@ Reply Monitoring::MetricsReply() const {
           .contentType = kMetricsType};
 }
 
-Reply Monitoring::HealthReply() const {
+Reply Monitoring::HealthReply() {
   const auto faults = health_.Faults();
   return {.status = IsHealthy(faults, parts_.healthGrace) ? 200 : 503,
           .body = HealthJson(faults, parts_.healthGrace)};

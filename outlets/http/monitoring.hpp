@@ -64,7 +64,7 @@ class Monitoring {
 
  private:
   Reply MetricsReply() const;
-  Reply HealthReply() const;
+  Reply HealthReply();
   Reply LiveReply() const;
 
   Api& api_;
