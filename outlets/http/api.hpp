@@ -58,6 +58,7 @@ class Api {
   Api& operator=(const Api&) = delete;
 
   void Add(Route route) { routes_.push_back(std::move(route)); }
+  const std::vector<Route>& Routes() const { return routes_; }
   /// Answers a request; an exception of a handler is answered with status 500.
   void Serve(Request request, const Answer& answer);
 

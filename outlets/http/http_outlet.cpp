@@ -7,6 +7,7 @@
 
 #include "base/automation_error.hpp"
 #include "outlets/http/http_server.hpp"
+#include "outlets/http/monitoring.hpp"
 #include "platform/secret_file.hpp"
 #include "platform/service_socket.hpp"
 #include "platform/utf8.hpp"
@@ -46,9 +47,15 @@ std::string UrlOf(const ServiceSocket& socket) {
 class NativeHttpOutlet final : public HttpOutlet {
  public:
   NativeHttpOutlet(NativeHost& host, ScaleSource& source, WeighingBook& book,
-                   const OutletSettings& settings, ServerWords words)
+                   const OutletSettings& settings, const ServerWords& words)
       : audit_(host, std::chrono::system_clock::now, settings.audit),
-        api_({host.Loop(), source, book, audit_, std::chrono::system_clock::now, std::move(words)}),
+        api_({host.Loop(), source, book, audit_, std::chrono::system_clock::now, words}),
+        monitoring_(api_, {.loop = host.Loop(),
+                           .source = source,
+                           .book = book,
+                           .connections = [this] { return Connections(); },
+                           .version = words.version,
+                           .healthGrace = settings.healthGrace}),
         server_(host.Loop(), *host.Descriptors(), [this](Request request, const Answer& answer) {
           api_.Serve(std::move(request), answer);
         }) {
@@ -92,6 +99,7 @@ class NativeHttpOutlet final : public HttpOutlet {
 
   AuditLog audit_;
   Api api_;
+  Monitoring monitoring_;
   HttpServer server_;
   std::string url_;
   std::string tokenFile_;
@@ -107,7 +115,7 @@ bool IsBuiltIn() {
 std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& host, ScaleSource& source,
                                            WeighingBook& book, const OutletSettings& settings,
                                            ServerWords words) {
-  return std::make_unique<NativeHttpOutlet>(host, source, book, settings, std::move(words));
+  return std::make_unique<NativeHttpOutlet>(host, source, book, settings, words);
 }
 
 }  // namespace tarn::http

@@ -26,6 +26,7 @@ struct OutletSettings {
   std::string audit;  ///< a file
   /// Where a token goes that is needed and has no file: beyond loopback nobody reads without one.
   std::function<std::string()> usualTokenFile;
+  double healthGrace = 30'000;  ///< milliseconds for which a scale at fault leaves /health good
 };
 
 /// Used on the loop's thread; what it is made of outlives it.

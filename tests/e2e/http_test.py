@@ -44,7 +44,9 @@ class Stream:
         self.connection.close()
 
 
-class HttpTest(ToolsCase):
+class HttpCase(ToolsCase):
+    """A served plant, and how to ask it."""
+
     def serve(self, *options, scales=1, file=None):
         server = self.start(Server, "tarnscale", "run", file or self.file, "--json", *self.common,
                             "--http", "127.0.0.1:0", *self.ports(*range(1, scales + 1)), *options)
@@ -83,6 +85,8 @@ class HttpTest(ToolsCase):
             except (ConnectionResetError, BrokenPipeError):
                 return b"reset"
 
+
+class HttpTest(HttpCase):
     def test_a_session(self):
         audit = self.folder / "audit"
         server = self.plant("--http-commands", "1", "--audit", audit)

@@ -182,6 +182,12 @@ void AddOutlets(Command& command, OutletOptions& outlets) {
            "them; none when not given")
       .Range(1, 100'000)
       .Value("N");
+  command
+      .Add("--health-grace", outlets.healthGrace,
+           "A scale may be at fault for so long before /health says so")
+      .Range(0, 86400)
+      .ShowDefault()
+      .Value("SECONDS");
   command.Group("Options");
 }
 

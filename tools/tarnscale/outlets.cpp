@@ -29,7 +29,8 @@ http::OutletSettings SettingsOf(const OutletOptions& options) {
           .hosts = options.httpHosts,
           .origins = options.httpOrigins,
           .audit = options.audit,
-          .usualTokenFile = [] { return ProgramDataFolder("tarnscale") + "/http-token"; }};
+          .usualTokenFile = [] { return ProgramDataFolder("tarnscale") + "/http-token"; },
+          .healthGrace = options.healthGrace * 1000.0};
 }
 
 std::string FileName(const std::string& file) {

@@ -19,9 +19,10 @@ struct OutletOptions {
   std::vector<std::string> httpCommands;  ///< "1,4" or "all"
   std::vector<std::string> httpHosts;
   std::vector<std::string> httpOrigins;
-  std::string audit;    ///< a file
-  std::string journal;  ///< the folder
-  int journalDays = 0;  ///< 0: all
+  std::string audit;     ///< a file
+  std::string journal;   ///< the folder
+  int journalDays = 0;   ///< 0: all
+  int healthGrace = 30;  ///< seconds
 };
 
 /// The outlets that the options name. Make it before the scales start, so that it sees the first
