@@ -42,6 +42,9 @@ class WeighingBook {
   WeighingBook& operator=(const WeighingBook&) = delete;
   virtual ~WeighingBook() = default;
 
+  /// Stands for the whole sequence of numbers: another one means that they have begun anew.
+  virtual const std::string& Id() const = 0;
+
   /// Takes a PrintRecord or NewDataReady; other events are none of its business.
   virtual void Enter(const ScaleEvent& event) = 0;
 
@@ -68,6 +71,7 @@ class RecentWeighings final : public WeighingBook {
  public:
   static constexpr std::size_t kMost = 1000;
 
+  const std::string& Id() const override { return id_; }
   void Enter(const ScaleEvent& event) override;
   std::uint64_t Latest() const override { return latest_; }
   void Fetch(std::uint64_t after, std::size_t most, OnFetched fetched) const override;
@@ -75,6 +79,7 @@ class RecentWeighings final : public WeighingBook {
   std::uint64_t Acknowledged(std::string_view /*receiver*/) const override { return 0; }
 
  private:
+  std::string id_ = UtcText(std::chrono::system_clock::now());
   std::deque<Weighing> weighings_;
   std::uint64_t latest_ = 0;
 };
