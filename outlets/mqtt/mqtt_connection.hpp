@@ -8,8 +8,8 @@
 namespace tarn {
 
 struct MqttMessage {
-  std::string topic;
-  std::string payload;
+  std::string topic{};
+  std::string payload{};
   bool retained = false;  ///< of one that arrived: it was kept by the broker
   bool certain = false;   ///< QoS 1: the broker acknowledges it; else QoS 0
 };

@@ -9,18 +9,18 @@ namespace tarn {
 
 /// The values of the command line.
 struct MqttOptions {
-  std::string url;       ///< mqtt://[USER@]HOST[:PORT] or mqtts://...; off when empty
-  std::string root;      ///< scales/HOST when empty
-  std::string clientId;  ///< tarnscale-HOST when empty
-  std::string user;
-  std::string passwordFile;
-  std::string ca;           ///< certificates of those who may sign the broker's; the system's
-  std::string certificate;  ///< of this client
-  std::string key;
-  int keepAlive = 30;    ///< seconds
-  double rate = 5;       ///< weights of a scale a second
-  double settle = 10;    ///< seconds
-  std::string commands;  ///< "1,4" or "all"; none when empty
+  std::string url{};       ///< mqtt://[USER@]HOST[:PORT] or mqtts://...; off when empty
+  std::string root{};      ///< scales/HOST when empty
+  std::string clientId{};  ///< tarnscale-HOST when empty
+  std::string user{};
+  std::string passwordFile{};
+  std::string ca{};           ///< certificates of those who may sign the broker's; the system's
+  std::string certificate{};  ///< of this client
+  std::string key{};
+  int keepAlive = 30;      ///< seconds
+  double rate = 5;         ///< weights of a scale a second
+  double settle = 10;      ///< seconds
+  std::string commands{};  ///< "1,4" or "all"; none when empty
   bool homeAssistant = false;
 };
 
@@ -42,10 +42,10 @@ struct MqttBroker {
 
 /// What is published, and who may command.
 struct MqttPlan {
-  std::string root;
+  std::string root{};
   double weightInterval = 200;  ///< milliseconds between two weights of a scale
   double settle = 10000;        ///< milliseconds: see RecordFeed
-  std::set<int> commands;       ///< the scales that take commands
+  std::set<int> commands{};     ///< the scales that take commands
   bool homeAssistant = false;
 };
 
