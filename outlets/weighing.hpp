@@ -42,8 +42,9 @@ class WeighingBook {
   WeighingBook& operator=(const WeighingBook&) = delete;
   virtual ~WeighingBook() = default;
 
-  /// Stands for the whole sequence of numbers: another one means that they have begun anew.
-  virtual const std::string& Id() const = 0;
+  /// The sequence that the numbers belong to; another one means that they have begun anew. Those
+  /// of a book on the disk go on for ever.
+  virtual std::string Id() const { return "journal"; }
 
   /// Takes a PrintRecord or NewDataReady; other events are none of its business.
   virtual void Enter(const ScaleEvent& event) = 0;
@@ -71,7 +72,7 @@ class RecentWeighings final : public WeighingBook {
  public:
   static constexpr std::size_t kMost = 1000;
 
-  const std::string& Id() const override { return id_; }
+  std::string Id() const override { return id_; }
   void Enter(const ScaleEvent& event) override;
   std::uint64_t Latest() const override { return latest_; }
   void Fetch(std::uint64_t after, std::size_t most, OnFetched fetched) const override;

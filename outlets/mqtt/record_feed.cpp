@@ -17,7 +17,9 @@ RecordFeed::RecordFeed(WeighingBook& book, double settle, std::function<void()> 
       settle_(settle),
       ready_(std::move(ready)),
       missing_(std::move(missing)),
-      delivered_(book.Acknowledged(kReceiver)) {}
+      delivered_(book.Acknowledged(kReceiver)) {
+  book_.Acknowledge(kReceiver, delivered_);  // from now on the book knows that somebody waits
+}
 
 void RecordFeed::Begin() {
   End();

@@ -100,7 +100,6 @@ struct FakeScales final : ScaleSource {
 
 /// Answers at once, or when the test says so.
 struct FakeBook final : WeighingBook {
-  const std::string& Id() const override { return id; }
   void Enter(const ScaleEvent& /*event*/) override {
     Weighing weighing;
     weighing.number = ++latest;
@@ -124,7 +123,6 @@ struct FakeBook final : WeighingBook {
   void Make(int count) {
     for (int i = 0; i < count; ++i) Enter({});
   }
-  std::string id = "B";
   std::uint64_t latest = 0;
   std::uint64_t gone = 0;  ///< the first ones that are kept no more
   std::uint64_t acknowledged = 0;
