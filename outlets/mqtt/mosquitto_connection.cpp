@@ -64,6 +64,7 @@ class Client {
         return systemError == 0 ? "the connection is lost" : std::strerror(systemError);
       case MOSQ_ERR_EAI:
         return "the name of the broker is unknown";
+      case MOSQ_ERR_SUCCESS:
       case MOSQ_ERR_CONN_LOST:
         return "the connection is lost";
       case MOSQ_ERR_KEEPALIVE:
@@ -191,7 +192,7 @@ class MosquittoConnection final : public MqttConnection {
     shared_->owner = nullptr;
   }
 
-  bool TakesMore() const override { return open_ && !over_ && !mosquitto_want_write(handle_); }
+  bool TakesMore() const override { return open_ && watch_ && !mosquitto_want_write(handle_); }
 
   int Publish(const MqttMessage& message) override {
     int id = 0;
@@ -286,13 +287,15 @@ class MosquittoConnection final : public MqttConnection {
     watch_->Want(true, writing);
   }
 
-  /// Takes the result of a call outside of Serve.
+  /// Takes the result of a call outside of Serve. What the library has closed is no more watched,
+  /// before anything else gets the number of the descriptor.
   void Call(int result) {
-    if (result != MOSQ_ERR_SUCCESS) {
-      FailLater(client_.Words(result, errno));
-    } else {
+    const int systemError = errno;
+    if (mosquitto_socket(handle_) < 0) watch_.reset();
+    if (result != MOSQ_ERR_SUCCESS || !watch_)
+      FailLater(client_.Words(result, systemError));
+    else
       Want();
-    }
   }
 
   void FailLater(std::string words) {

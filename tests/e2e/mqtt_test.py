@@ -121,7 +121,7 @@ class MqttTest(unittest.TestCase):
         stale = subscriber.wait_for_message("/1/weight", start, quality=lambda q: q != "good")
         self.assertTrue(stale["reason"])
         subscriber.wait_for_message("/1/status", start, quality=stale["quality"])
-        self.assertEqual(server.end(signal.SIGINT), 0)
+        self.assertEqual(server.end(signal.SIGTERM), 0)
         wait_until(lambda: subscriber.messages("/state") == ["online", "offline"], "offline")
 
     def test_no_record_is_missing_when_broker_and_server_are_killed(self):
@@ -172,10 +172,10 @@ class MqttTest(unittest.TestCase):
         other = self.server(*arguments, scheme="mqtts")
         other.wait_for("TLS")  # the certificate is for localhost
         secret.write_text("right\n")
-        server.end(signal.SIGINT)
+        server.end(signal.SIGTERM)
         server = self.server(*arguments, scheme="mqtts", host="localhost")
         broker.wait_for("as tarnscale-.*u'hall'")
-        self.assertEqual(server.end(signal.SIGINT), 0)
+        self.assertEqual(server.end(signal.SIGTERM), 0)
         self.assertNotIn("MQTT", " ".join(server.lines))
 
 
