@@ -42,6 +42,10 @@ class WeighingBook {
   WeighingBook& operator=(const WeighingBook&) = delete;
   virtual ~WeighingBook() = default;
 
+  /// The sequence that the numbers belong to; another one means that they have begun anew. Those
+  /// of a book on the disk go on for ever.
+  virtual std::string Id() const { return "journal"; }
+
   /// Takes a PrintRecord or NewDataReady; other events are none of its business.
   virtual void Enter(const ScaleEvent& event) = 0;
 
@@ -68,6 +72,7 @@ class RecentWeighings final : public WeighingBook {
  public:
   static constexpr std::size_t kMost = 1000;
 
+  std::string Id() const override { return id_; }
   void Enter(const ScaleEvent& event) override;
   std::uint64_t Latest() const override { return latest_; }
   void Fetch(std::uint64_t after, std::size_t most, OnFetched fetched) const override;
@@ -75,6 +80,7 @@ class RecentWeighings final : public WeighingBook {
   std::uint64_t Acknowledged(std::string_view /*receiver*/) const override { return 0; }
 
  private:
+  std::string id_ = UtcText(std::chrono::system_clock::now());
   std::deque<Weighing> weighings_;
   std::uint64_t latest_ = 0;
 };

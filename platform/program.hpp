@@ -18,6 +18,9 @@ std::string ProgramSettingsPlace(std::string_view program);
 /// The name of the file that takes everything and keeps nothing.
 std::string NullFile();
 
+/// The name of this machine in its network; empty where the system does not tell.
+std::string MachineName();
+
 /// The folder for the files that a program of this name writes when nobody names a place; it is
 /// made if it is missing. Error 75 if it cannot be made.
 std::string ProgramDataFolder(std::string_view program);

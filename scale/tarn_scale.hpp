@@ -24,7 +24,8 @@
 
 namespace tarn {
 
-/// What messages about a scale begin with: "Scale 3 (Packing)", or "Scale 3" without an alias of its own.
+/// What messages about a scale begin with: "Scale 3 (Packing)", or "Scale 3" without an alias of
+/// its own.
 std::string ScaleTitle(int number, std::string_view alias);
 
 /// A scale owns its connection and protocol, its records and its watchdog. It starts and stops

@@ -51,7 +51,8 @@ install_packages() {
 BUILD_PACKAGES=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev googletest libbenchmark-dev
   libmicrohttpd-dev libcurl4-openssl-dev libmosquitto-dev libssl-dev)
 TEST_PACKAGES=(clang libclang-rt-dev python3 clang-format python3-jsonschema
-  python3-prometheus-client chromium chromium-driver python3-selenium)
+  python3-prometheus-client chromium chromium-driver python3-selenium mosquitto mosquitto-clients
+  openssl)
 # mingw-w64-tools brings the IDL compiler, libwine-dev and libwine the files that it imports.
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libwine wine wine64 socat)
 WINDOWS_PACKAGING_PACKAGES=(wixl msitools zip)

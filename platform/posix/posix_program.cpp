@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -52,6 +53,11 @@ std::string ProgramSettingsPlace(std::string_view program) {
 
 std::string NullFile() {
   return "/dev/null";
+}
+
+std::string MachineName() {
+  std::array<char, 256> name{};
+  return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : std::string();
 }
 
 std::string ProgramDataFolder(std::string_view program) {

@@ -39,6 +39,13 @@ std::string NullFile() {
   return "NUL";
 }
 
+std::string MachineName() {
+  std::array<wchar_t, 256> name{};
+  auto size = static_cast<DWORD>(name.size());
+  const bool known = GetComputerNameExW(ComputerNameDnsHostname, name.data(), &size) != 0;
+  return known ? FromWide(name.data()) : std::string();
+}
+
 std::string ProgramDataFolder(std::string_view program) {
   const wchar_t* parent = _wgetenv(L"LOCALAPPDATA");
   std::array<wchar_t, MAX_PATH> known{};

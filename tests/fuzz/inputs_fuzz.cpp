@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <string>
 #include <string_view>
@@ -21,6 +22,7 @@
 #include "outlets/http/api.hpp"
 #include "outlets/journal/journal_check.hpp"
 #include "outlets/journal/journal_store.hpp"
+#include "outlets/mqtt/mqtt_command.hpp"
 #include "platform/native_host.hpp"
 #include "platform/serial_settings.hpp"
 #include "scale/tarn_scale.hpp"
@@ -388,6 +390,17 @@ void TryModel(std::string_view bytes) {
   Require(!testing::Test::HasFailure());
 }
 
+/// A command that a stranger publishes, and its topic: whatever it is, the answer is JSON.
+void TryMqttCommand(std::string_view bytes) {
+  const MqttCommand command = CommandOf(bytes);
+  Require((command.command == nullptr) == !command.error.empty());
+  Require(std::isfinite(command.tare) && command.id.size() <= kLongestCommandId);
+  const std::string answer = AckJson(1, command, "given", command.error, "");
+  Require(nlohmann::json::parse(answer).at("id") == command.id);
+  const auto scale = CommandedScale("r", bytes);
+  Require(!scale || bytes == "r/" + std::to_string(*scale) + "/cmd");
+}
+
 using Reader = void (*)(std::string_view bytes);
 
 /// The names are those of the tests (CMakeLists.txt) and of the folders of the corpus.
@@ -397,6 +410,7 @@ Reader ReaderNamed(std::string_view wanted) {
       {"event_stream", TryEventStream},
       {"http_request", TryHttpRequest},
       {"journal", TryJournal},
+      {"mqtt_command", TryMqttCommand},
       {"settings_file", TrySettingsFile},
       {"settings_store", TrySettingsStore},
       {"terminal_values", TryTerminalValues},

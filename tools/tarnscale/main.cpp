@@ -137,6 +137,45 @@ void AddCapture(Command& command, std::string& folder) {
       .Value("FOLDER");
 }
 
+void AddMqtt(Command& command, tarn::MqttOptions& mqtt) {
+  const auto add = [&command](const char* name, auto& value, const char* help) {
+    return command.Add(name, value, help);
+  };
+  command.Group("Options of MQTT");
+  add("--mqtt", mqtt.url, "Publishes weights and weighings at this broker; mqtts:// for TLS")
+      .Value("mqtt://[USER@]HOST[:PORT]");
+  add("--mqtt-root", mqtt.root, "The topic above all others; scales/ and the name of this machine")
+      .Value("TOPIC");
+  add("--mqtt-id", mqtt.clientId, "The client id; tarnscale- and the name of this machine")
+      .Value("ID");
+  add("--mqtt-user", mqtt.user, "The user").Value("NAME");
+  add("--mqtt-password-file", mqtt.passwordFile,
+      "The file whose first line is the password; other users must not be able to read it")
+      .Value("FILE");
+  add("--mqtt-ca", mqtt.ca, "The certificates that may sign the broker's; those of the system")
+      .Value("FILE");
+  add("--mqtt-cert", mqtt.certificate, "The certificate of this client").Value("FILE");
+  add("--mqtt-key", mqtt.key, "Its key, without a password").Value("FILE");
+  add("--mqtt-keep-alive", mqtt.keepAlive, "The broker counts as gone after this silence")
+      .Range(5, 65535)
+      .ShowDefault()
+      .Value("SECONDS");
+  add("--mqtt-rate", mqtt.rate, "Weights of a scale a second at most; one at rest comes at once")
+      .Range(0.001, 1000.0)
+      .ShowDefault()
+      .Value("N");
+  add("--mqtt-settle", mqtt.settle,
+      "A weighing that the broker has acknowledged is published again if the connection breaks "
+      "within this time: the broker may have lost it")
+      .Range(0.0, 3600.0)
+      .ShowDefault()
+      .Value("SECONDS");
+  add("--mqtt-commands", mqtt.commands, "These scales take commands over MQTT; none do otherwise")
+      .Value("N,...|all");
+  command.Flag("--home-assistant", mqtt.homeAssistant,
+               "Publishes what Home Assistant needs to find the scales");
+}
+
 /// What run and monitor publish.
 void AddOutlets(Command& command, OutletOptions& outlets) {
   command.Group("Options for the browser and other programs");
@@ -188,6 +227,7 @@ void AddOutlets(Command& command, OutletOptions& outlets) {
       .Range(0, 86400)
       .ShowDefault()
       .Value("SECONDS");
+  AddMqtt(command, outlets.mqtt);
   command.Group("Options");
 }
 

@@ -2,8 +2,10 @@
 
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
+#include "outlets/mqtt/mosquitto_connection.hpp"
 #include "platform/program.hpp"
 #include "platform/utf8.hpp"
 #include "tools/tarnscale/attached.hpp"
@@ -80,6 +82,26 @@ std::unique_ptr<WeighingBook> MakeBook(Program& program, const OutletOptions& op
   return std::make_unique<RecentWeighings>();
 }
 
+std::unique_ptr<MqttOutlet> MakeMqtt(Program& program, ScaleSource& source, WeighingBook& book,
+                                     const MqttOptions& options) {
+  if (options.url.empty()) return nullptr;
+  MqttSettings settings;
+  try {
+    settings = MqttSettingsOf(options, MachineName());
+  } catch (const std::invalid_argument& error) {
+    throw UsageError(error.what());
+  }
+  NativeHost& host = program.Host();
+  try {
+    return std::make_unique<MqttOutlet>(host, source, book, std::move(settings.plan),
+                                        settings.broker.Name(),
+                                        MosquittoConnect(host, settings.broker),
+                                        [&host](const std::string& line) { host.TraceNews(line); });
+  } catch (const std::exception& error) {
+    throw Failure(error.what());
+  }
+}
+
 }  // namespace
 
 Outlets::Outlets(Program& program, TarnScaleServer& server, const OutletOptions& options)
@@ -98,6 +120,7 @@ Outlets::Outlets(Program& program, TarnScaleServer& server, const OutletOptions&
     if (!std::exchange(isRefusing_, false)) return;
     server.InfoMessage.Raise("Weighings are kept again", TarnScaleServer::kExclamation);
   });
+  mqtt_ = MakeMqtt(program, source_, *book_, options.mqtt);
 }
 
 }  // namespace tarn::tool

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "outlets/http/http_outlet.hpp"
+#include "outlets/mqtt/mqtt_outlet.hpp"
 #include "outlets/scale_source.hpp"
 #include "outlets/weighing.hpp"
 #include "tools/tarnscale/program.hpp"
@@ -23,6 +24,7 @@ struct OutletOptions {
   std::string journal;   ///< the folder
   int journalDays = 0;   ///< 0: all
   int healthGrace = 30;  ///< seconds
+  MqttOptions mqtt;
 };
 
 /// The outlets that the options name. Make it before the scales start, so that it sees the first
@@ -43,6 +45,7 @@ class Outlets {
   std::unique_ptr<http::HttpOutlet> http_;
   Subscription onRefused_;
   Subscription onEntered_;
+  std::unique_ptr<MqttOutlet> mqtt_;
 };
 
 }  // namespace tarn::tool
