@@ -266,8 +266,8 @@ std::shared_ptr<ClientApartment> OutgoingCalls::Apartment(std::uint64_t id, DWOR
   auto known = id == 0 ? nullptr : apartments_[id].lock();
   if (known && !known->IsLost()) return known;
   std::erase_if(apartments_, [](const auto& entry) { return entry.second.expired(); });
-  const auto fresh = std::make_shared<ClientApartment>(id, process != 0 ? process : ProcessOf(id),
-                                                       lanes_.Limits().oneClient);
+  auto fresh = std::make_shared<ClientApartment>(id, process != 0 ? process : ProcessOf(id),
+                                                 lanes_.Limits().oneClient);
   if (id != 0) apartments_[id] = fresh;
   return fresh;
 }

@@ -80,7 +80,7 @@ class OnlyInstance {
 /// A process that the system launches starts in a system folder. Relative file names, the log's and
 /// the settings file's, must land where the user may write.
 std::wstring MoveToOwnFolder() {
-  const std::wstring folder = ToWide(ProgramDataFolder(kName));
+  std::wstring folder = ToWide(ProgramDataFolder(kName));
   SetCurrentDirectoryW(folder.c_str());
   return folder;
 }

@@ -13,13 +13,15 @@ namespace {
 using enum OperatorCommand;
 
 constexpr std::array kCommands = {
-    ScaleCommand{Zero, "Z", "set to zero", 'z'},
-    ScaleCommand{Tare, "T", "tare", 't'},
-    ScaleCommand{ClearTare, "C", "clear the tare", 'c'},
-    ScaleCommand{Print, "P", "print at the terminal", 'p'},
-    ScaleCommand{PresetTare, "SetTare", "preset the tare to VALUE", 's'},
-    ScaleCommand{TakePrint, "print", "a print record of the next reading without motion", 'r'},
-    ScaleCommand{TakePrintNow, "print-now", "a print record of the present reading", 'R'},
+    ScaleCommand{Zero, "Z", "zero", "set to zero", 'z'},
+    ScaleCommand{Tare, "T", "tare", "tare", 't'},
+    ScaleCommand{ClearTare, "C", "clear", "clear the tare", 'c'},
+    ScaleCommand{Print, "P", "print", "print at the terminal", 'p'},
+    ScaleCommand{PresetTare, "SetTare", "preset-tare", "preset the tare to VALUE", 's'},
+    ScaleCommand{TakePrint, "print", "take-print",
+                 "a print record of the next reading without motion", 'r'},
+    ScaleCommand{TakePrintNow, "print-now", "take-print-now",
+                 "a print record of the present reading", 'R'},
 };
 
 template <class Matches>
@@ -40,6 +42,10 @@ const ScaleCommand* FindCommand(std::string_view name) {
 
 const ScaleCommand* FindCommandKey(char key) {
   return FindWhere([&](const ScaleCommand& c) { return c.key == key; });
+}
+
+const ScaleCommand* FindCommandWord(std::string_view word) {
+  return FindWhere([&](const ScaleCommand& c) { return c.word == word; });
 }
 
 std::string CommandHindrance(const TarnScale& scale, const ScaleCommand& command) {

@@ -13,6 +13,7 @@ namespace tarn {
 struct ScaleCommand {
   OperatorCommand command;
   std::string_view name;  ///< what the user writes
+  std::string_view word;  ///< in paths and messages: "preset-tare"
   std::string_view help;
   char key;  ///< in the monitor
 };
@@ -20,6 +21,8 @@ struct ScaleCommand {
 std::span<const ScaleCommand> ScaleCommands();
 const ScaleCommand* FindCommand(std::string_view name);
 const ScaleCommand* FindCommandKey(char key);
+/// By the word of a path or message, written as it is.
+const ScaleCommand* FindCommandWord(std::string_view word);
 
 /// Why the command would have no effect at this scale, although the server takes it without an
 /// error; empty where it works.

@@ -76,7 +76,7 @@ class LineSystem {
 
  protected:
   /// The user's name for the device, or else the system's own.
-  std::string NameOr(std::int16_t port, std::string own) const {
+  std::string NameOr(std::int16_t port, const std::string& own) const {
     const auto named = deviceNames_.find(port);
     return named != deviceNames_.end() ? named->second : own;
   }

@@ -29,27 +29,6 @@ Status StatusOf(int status) {
 
 }  // namespace
 
-std::string CommandPath(const ScaleCommand& command) {
-  using enum OperatorCommand;
-  switch (command.command) {
-    case Zero:
-      return "zero";
-    case Tare:
-      return "tare";
-    case ClearTare:
-      return "clear";
-    case Print:
-      return "print";
-    case PresetTare:
-      return "preset-tare";
-    case TakePrint:
-      return "take-print";
-    case TakePrintNow:
-      return "take-print-now";
-  }
-  return {};
-}
-
 RemoteSource::RemoteSource(MessageLoop& loop, std::unique_ptr<HttpClient> client, WallClock clock)
     : loop_(loop),
       client_(std::move(client)),
@@ -170,7 +149,7 @@ void RemoteSource::Give(int scale, const ScaleCommand& command, double tare, con
     JsonWriter(body).BeginObject().Member("tare", tare).EndObject();
   }
   commands_[number] =
-      client_->Post("/api/scales/" + std::to_string(scale) + "/" + CommandPath(command),
+      client_->Post("/api/scales/" + std::to_string(scale) + "/" + std::string(command.word),
                     std::move(body), [this, number, done](const HttpReply& reply) {
                       const auto transfer = std::move(commands_[number]);
                       commands_.erase(number);

@@ -57,7 +57,4 @@ class RemoteSource final : public ScaleSource {
   std::map<std::uint64_t, std::unique_ptr<HttpTransfer>> commands_;
 };
 
-/// "preset-tare": the command's name in a path of the HTTP interface.
-std::string CommandPath(const ScaleCommand& command);
-
 }  // namespace tarn

@@ -16,26 +16,6 @@ using Status = CommandResult::Status;
 
 constexpr std::uint64_t kUsualRecords = 100;
 
-struct CommandPath {
-  std::string_view path;
-  OperatorCommand command;
-};
-constexpr std::array kCommandPaths = {
-    CommandPath{"zero", OperatorCommand::Zero},
-    CommandPath{"tare", OperatorCommand::Tare},
-    CommandPath{"clear", OperatorCommand::ClearTare},
-    CommandPath{"print", OperatorCommand::Print},
-    CommandPath{"preset-tare", OperatorCommand::PresetTare},
-    CommandPath{"take-print", OperatorCommand::TakePrint},
-    CommandPath{"take-print-now", OperatorCommand::TakePrintNow},
-};
-
-const ScaleCommand& CommandOf(OperatorCommand command) {
-  const auto all = ScaleCommands();
-  return *std::find_if(all.begin(), all.end(),
-                       [command](const ScaleCommand& c) { return c.command == command; });
-}
-
 /// Whether the path is the pattern's; takes the number of the scale from it.
 bool Matches(std::string_view pattern, std::string_view path, int& scale) {
   constexpr std::string_view kScale = "{scale}";
@@ -173,11 +153,11 @@ void Api::AddReading() {
 }
 
 void Api::AddCommands() {
-  for (const CommandPath& row : kCommandPaths) {
+  for (const ScaleCommand& command : ScaleCommands()) {
     Add({.method = "POST",
-         .path = "/api/scales/{scale}/" + std::string(row.path),
-         .handler = [this, &row](const Request& request, const Answer& answer) {
-           ServeCommand(request, CommandOf(row.command), row.path, answer);
+         .path = "/api/scales/{scale}/" + std::string(command.word),
+         .handler = [this, &command](const Request& request, const Answer& answer) {
+           ServeCommand(request, command, answer);
          }});
   }
 }
@@ -336,10 +316,9 @@ void Api::ServeEvents(const Request& request, const Answer& answer) {
 
 /// The command itself is given from the loop and not from here: some wait for the terminal, and
 /// serve the loop meanwhile.
-void Api::ServeCommand(const Request& request, const ScaleCommand& command, std::string_view name,
-                       const Answer& answer) {
+void Api::ServeCommand(const Request& request, const ScaleCommand& command, const Answer& answer) {
   const int scale = request.scale;
-  AuditLog::Entry entry{request.peer, scale, std::string(name), "not allowed"};
+  AuditLog::Entry entry{request.peer, scale, std::string(command.word), "not allowed"};
   if (!request.rights->commands[static_cast<std::size_t>(scale)]) {
     parts_.audit.AddDenied(entry);
     return answer(ErrorReply(403, "commands to this scale are off: see --http-commands"));
@@ -348,13 +327,13 @@ void Api::ServeCommand(const Request& request, const ScaleCommand& command, std:
       ParseCommandBody(request, command.command == OperatorCommand::PresetTare);
   if (!body.fault.empty()) return answer(ErrorReply(400, body.fault));
   if (body.tare != 0) entry.command += " " + GeneralNumberText(body.tare);
-  const auto done = [self = std::weak_ptr(self_), entry, name,
+  const auto done = [self = std::weak_ptr(self_), entry, word = command.word,
                      answer](const CommandResult& result) mutable {
     const auto api = self.lock();
     if (!api) return;
     entry.result = result.status == Status::Given ? "given" : result.words;
     (*api)->parts_.audit.Add(entry);
-    answer(ReplyOf(result, entry.scale, name));
+    answer(ReplyOf(result, entry.scale, word));
   };
   parts_.loop.Post([self = std::weak_ptr(self_), &command, scale, tare = body.tare, done] {
     if (const auto api = self.lock()) (*api)->parts_.source.Give(scale, command, tare, done);

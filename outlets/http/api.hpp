@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "outlets/http/audit_log.hpp"
+#include "outlets/audit_log.hpp"
 #include "outlets/http/event_streams.hpp"
 #include "outlets/http/message.hpp"
 #include "outlets/http/rights.hpp"
@@ -77,8 +77,7 @@ class Api {
   void ServeLine(int scale, const Answer& answer);
   void ServeRecords(const Request& request, bool asCsv, const Answer& answer);
   void ServeEvents(const Request& request, const Answer& answer);
-  void ServeCommand(const Request& request, const ScaleCommand& command, std::string_view name,
-                    const Answer& answer);
+  void ServeCommand(const Request& request, const ScaleCommand& command, const Answer& answer);
 
   Parts parts_;
   EventStreams streams_;

@@ -9,7 +9,7 @@ bool IsBuiltIn() {
 }
 
 std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& /*host*/, ScaleSource& /*source*/,
-                                           WeighingBook& /*book*/,
+                                           WeighingBook& /*book*/, AuditLog& /*audit*/,
                                            const OutletSettings& /*settings*/,
                                            ServerWords /*words*/) {
   throw AutomationError(ErrorNumber::CannotCreateObject,

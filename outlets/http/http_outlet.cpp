@@ -46,10 +46,9 @@ std::string UrlOf(const ServiceSocket& socket) {
 
 class NativeHttpOutlet final : public HttpOutlet {
  public:
-  NativeHttpOutlet(NativeHost& host, ScaleSource& source, WeighingBook& book,
+  NativeHttpOutlet(NativeHost& host, ScaleSource& source, WeighingBook& book, AuditLog& audit,
                    const OutletSettings& settings, const ServerWords& words)
-      : audit_(host, std::chrono::system_clock::now, settings.audit),
-        api_({host.Loop(), source, book, audit_, std::chrono::system_clock::now, words}),
+      : api_({host.Loop(), source, book, audit, std::chrono::system_clock::now, words}),
         monitoring_(api_, {.loop = host.Loop(),
                            .source = source,
                            .book = book,
@@ -97,7 +96,6 @@ class NativeHttpOutlet final : public HttpOutlet {
     server_.Listen(socket.descriptor, std::move(rights));
   }
 
-  AuditLog audit_;
   Api api_;
   Monitoring monitoring_;
   HttpServer server_;
@@ -113,9 +111,9 @@ bool IsBuiltIn() {
 }
 
 std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& host, ScaleSource& source,
-                                           WeighingBook& book, const OutletSettings& settings,
-                                           ServerWords words) {
-  return std::make_unique<NativeHttpOutlet>(host, source, book, settings, words);
+                                           WeighingBook& book, AuditLog& audit,
+                                           const OutletSettings& settings, ServerWords words) {
+  return std::make_unique<NativeHttpOutlet>(host, source, book, audit, settings, words);
 }
 
 }  // namespace tarn::http

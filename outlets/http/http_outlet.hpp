@@ -23,13 +23,12 @@ struct OutletSettings {
   ScaleSet commands;
   std::vector<std::string> hosts;
   std::vector<std::string> origins;
-  std::string audit;  ///< a file
   /// Where a token goes that is needed and has no file: beyond loopback nobody reads without one.
   std::function<std::string()> usualTokenFile;
   double healthGrace = 30'000;  ///< milliseconds for which a scale at fault leaves /health good
 };
 
-/// Used on the loop's thread; what it is made of outlives it.
+/// Used on the loop's thread; what it is made of, the audit too, outlives it.
 class HttpOutlet {
  public:
   HttpOutlet() = default;
@@ -53,7 +52,7 @@ class HttpOutlet {
 /// Errors: those of ListenForClients and SecretOfFile; 380 the address cannot be read; 429 the
 /// program was built without HTTP.
 std::unique_ptr<HttpOutlet> MakeHttpOutlet(NativeHost& host, ScaleSource& source,
-                                           WeighingBook& book, const OutletSettings& settings,
-                                           ServerWords words);
+                                           WeighingBook& book, AuditLog& audit,
+                                           const OutletSettings& settings, ServerWords words);
 
 }  // namespace tarn::http

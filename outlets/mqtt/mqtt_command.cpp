@@ -14,17 +14,6 @@
 namespace tarn {
 namespace {
 
-/// The words of messages for the operators' commands.
-constexpr std::pair<std::string_view, std::string_view> kWords[] = {
-    {"zero", "Z"},
-    {"tare", "T"},
-    {"clear", "C"},
-    {"print", "P"},
-    {"preset-tare", "SetTare"},
-    {"take-print", "print"},
-    {"take-print-now", "print-now"},
-};
-
 std::string TextOf(const nlohmann::json& object, const char* member) {
   const auto found = object.find(member);
   if (found == object.end()) return {};
@@ -52,14 +41,12 @@ MqttCommand CommandOf(std::string_view payload) {
     return result;
   }
   result.name = Printable(TextOf(json, "command"));
-  const auto* const known =
-      std::ranges::find(kWords, result.name, [](const auto& row) { return row.first; });
-  if (known == std::end(kWords)) {
+  const ScaleCommand* const command = FindCommandWord(result.name);
+  if (command == nullptr) {
     result.name.resize(std::min(result.name.size(), kLongestCommandId));
     result.error = "there is no such command";
     return result;
   }
-  const ScaleCommand* const command = FindCommand(known->second);
   if (command->command == OperatorCommand::PresetTare) {
     const auto tare = json.find("tare");
     const bool isNumber = tare != json.end() && tare->is_number();

@@ -62,14 +62,14 @@ void Start(Timer& timer, double milliseconds) {
 }  // namespace
 
 MqttOutlet::MqttOutlet(Host& host, ScaleSource& source, WeighingBook& book, MqttPlan plan,
-                       std::string name, MqttConnect connect, Audit audit)
+                       std::string name, MqttConnect connect, AuditLog& audit)
     : host_(host),
       source_(source),
       book_(book),
       plan_(std::move(plan)),
       name_(std::move(name)),
       connect_(std::move(connect)),
-      audit_(std::move(audit)),
+      audit_(audit),
       weights_(plan_.weightInterval),
       records_(
           book, plan_.settle, [this] { Pump(); },
@@ -286,8 +286,14 @@ void MqttOutlet::Arrived(const MqttMessage& message) {
   const MqttCommand command = CommandOf(message.payload);
   const auto answer = [this, scale = *scale, command](std::string_view result,
                                                       const std::string& words) {
-    audit_("MQTT: scale " + std::to_string(scale) + ": command '" + command.name + "' id '" +
-           command.id + "': " + std::string(result) + (words.empty() ? "" : ": " + words));
+    const AuditLog::Entry entry{"MQTT " + command.id, scale, command.name,
+                                std::string(result) + (words.empty() ? "" : ": " + words)};
+    // Who may only publish at the broker must not fill the disk.
+    const bool isOfAScale = command.command != nullptr && plan_.commands.contains(scale);
+    if (isOfAScale)
+      audit_.Add(entry);
+    else
+      audit_.AddDenied(entry);
     Answer(scale, AckJson(scale, command, result, words, UtcText(host_.WallTime())));
   };
   // The broker has kept it: nobody knows since when.

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 
+#include "outlets/audit_log.hpp"
 #include "outlets/mqtt/mqtt_connection.hpp"
 #include "outlets/mqtt/mqtt_settings.hpp"
 #include "outlets/mqtt/record_feed.hpp"
@@ -27,15 +28,12 @@ namespace tarn {
 /// Used on the loop's thread only.
 class MqttOutlet final : private MqttListener {
  public:
-  /// Where commands and what came of them are noted, a line each.
-  using Audit = std::function<void(const std::string& line)>;
-
   static constexpr double kFirstPause = 1000;     // milliseconds
   static constexpr double kLongestPause = 60000;  // milliseconds
 
   /// `name` is the broker's, for traces. All that is referred to outlives this object.
   MqttOutlet(Host& host, ScaleSource& source, WeighingBook& book, MqttPlan plan, std::string name,
-             MqttConnect connect, Audit audit);
+             MqttConnect connect, AuditLog& audit);
   /// Says goodbye to the broker: `state` becomes offline.
   ~MqttOutlet() override;
 
@@ -67,7 +65,7 @@ class MqttOutlet final : private MqttListener {
   MqttPlan plan_;
   std::string name_;
   MqttConnect connect_;
-  Audit audit_;
+  AuditLog& audit_;
 
   std::unique_ptr<MqttConnection> connection_;  ///< null between two attempts
   bool connected_ = false;

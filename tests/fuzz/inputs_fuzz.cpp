@@ -308,7 +308,7 @@ void TryHttpRequest(std::string_view bytes) {
   static OneScale source;
   static RecentWeighings book;
   static const WallClock clock = [] { return WallTime(); };
-  static http::AuditLog audit(host, clock, "");
+  static AuditLog audit(host, clock, "");
   static http::Api api({host.loop, source, book, audit, clock, {}});
   static const auto rights = std::make_shared<const http::Rights>(
       http::Rights{.token = "t", .commands = http::ScaleSet(2), .origins = {"http://a"}});

@@ -149,7 +149,7 @@ TEST(Description, HasEveryRouteAndNoOther) {
   FakeHost host;
   OneScale source;
   RecentWeighings book;
-  http::AuditLog audit(
+  AuditLog audit(
       host, [] { return WallTime(); }, "");
   http::Api api({host.loop, source, book, audit, [] { return WallTime(); }, {}});
   const http::Monitoring monitoring(

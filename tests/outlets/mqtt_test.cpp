@@ -142,7 +142,7 @@ class MqttTest : public testing::Test {
           broker.listener = &listener;
           return std::make_unique<FakeBroker::Connection>(broker);
         },
-        [this](const std::string& line) { audit.push_back(line); });
+        audit);
     host.loop.Advance(1);
   }
   void Lose() {
@@ -170,7 +170,7 @@ class MqttTest : public testing::Test {
   FakeBroker broker;
   FakeScales scales;
   FakeBook book;
-  std::vector<std::string> audit;
+  AuditLog audit{host, [] { return WallTime(); }, ""};
   std::unique_ptr<MqttOutlet> outlet;
 };
 
@@ -310,7 +310,9 @@ TEST_F(MqttTest, CommandsAreAnsweredByTheirRights) {
     EXPECT_THAT(broker.Take("/ack"), ElementsAre(HasSubstr(row.answer))) << row.payload;
   }
   EXPECT_THAT(scales.given, ElementsAre("1Z0.000000", "1SetTare12.500000", "2P0.000000"));
-  EXPECT_EQ(audit.size(), std::size(rows));
+  EXPECT_EQ(std::ranges::count_if(
+                host.traces, [](const std::string& line) { return line.starts_with("audit: "); }),
+            std::ssize(rows));
   broker.listener->Arrived(
       {.topic = "r/1/cmd", .payload = R"({"command":"zero"})", .retained = true});
   EXPECT_EQ(scales.given.size(), 3U) << "nobody knows how old it is";

@@ -30,7 +30,6 @@ http::OutletSettings SettingsOf(const OutletOptions& options) {
           .commands = CommandsOf(options.httpCommands),
           .hosts = options.httpHosts,
           .origins = options.httpOrigins,
-          .audit = options.audit,
           .usualTokenFile = [] { return ProgramDataFolder("tarnscale") + "/http-token"; },
           .healthGrace = options.healthGrace * 1000.0};
 }
@@ -41,9 +40,8 @@ std::string FileName(const std::string& file) {
 
 void RequireHttp(const OutletOptions& options) {
   const bool needsHttp = !options.httpTokenFile.empty() || !options.httpCommands.empty() ||
-                         !options.httpHosts.empty() || !options.httpOrigins.empty() ||
-                         !options.audit.empty();
-  if (needsHttp) throw UsageError("--http-... and --audit go with --http ADDRESS:PORT");
+                         !options.httpHosts.empty() || !options.httpOrigins.empty();
+  if (needsHttp) throw UsageError("--http-... goes with --http ADDRESS:PORT");
 }
 
 /// For commands of this machine that then need not open the ports. What stands in the way is said,
@@ -59,12 +57,13 @@ void ListenLocally(Program& program, http::HttpOutlet& outlet) {
 }
 
 std::unique_ptr<http::HttpOutlet> StartHttp(Program& program, ScaleSource& source,
-                                            WeighingBook& book, const OutletOptions& options) {
+                                            WeighingBook& book, AuditLog& audit,
+                                            const OutletOptions& options) {
   if (options.http.empty()) RequireHttp(options);
   if (options.http.empty() && !http::IsBuiltIn()) return nullptr;
   const http::OutletSettings settings = SettingsOf(options);
   try {
-    auto outlet = http::MakeHttpOutlet(program.Host(), source, book, settings,
+    auto outlet = http::MakeHttpOutlet(program.Host(), source, book, audit, settings,
                                        {TARN_VERSION, FileName(program.Options().file)});
     if (!outlet->Url().empty()) program.Say("the scales are at " + outlet->Url());
     if (const std::string file = outlet->TokenFile(); !file.empty())
@@ -83,7 +82,7 @@ std::unique_ptr<WeighingBook> MakeBook(Program& program, const OutletOptions& op
 }
 
 std::unique_ptr<MqttOutlet> MakeMqtt(Program& program, ScaleSource& source, WeighingBook& book,
-                                     const MqttOptions& options) {
+                                     AuditLog& audit, const MqttOptions& options) {
   if (options.url.empty()) return nullptr;
   MqttSettings settings;
   try {
@@ -95,8 +94,7 @@ std::unique_ptr<MqttOutlet> MakeMqtt(Program& program, ScaleSource& source, Weig
   try {
     return std::make_unique<MqttOutlet>(host, source, book, std::move(settings.plan),
                                         settings.broker.Name(),
-                                        MosquittoConnect(host, settings.broker),
-                                        [&host](const std::string& line) { host.TraceNews(line); });
+                                        MosquittoConnect(host, settings.broker), audit);
   } catch (const std::exception& error) {
     throw Failure(error.what());
   }
@@ -107,9 +105,10 @@ std::unique_ptr<MqttOutlet> MakeMqtt(Program& program, ScaleSource& source, Weig
 Outlets::Outlets(Program& program, TarnScaleServer& server, const OutletOptions& options)
     : source_(server, std::chrono::system_clock::now),
       book_(MakeBook(program, options)),
+      audit_(program.Host(), std::chrono::system_clock::now, options.audit),
       onEvent_(
           source_.Happened.Subscribe([this](const ScaleEvent& event) { book_->Enter(event); })),
-      http_(StartHttp(program, source_, *book_, options)) {
+      http_(StartHttp(program, source_, *book_, audit_, options)) {
   onRefused_ = book_->Refused.Subscribe(
       [this, &program, &server](const ScaleEvent& event, const std::string& reason) {
         program.Host().Trace("not kept: " + EventWords(event) + ": " + Printable(reason));
@@ -120,7 +119,7 @@ Outlets::Outlets(Program& program, TarnScaleServer& server, const OutletOptions&
     if (!std::exchange(isRefusing_, false)) return;
     server.InfoMessage.Raise("Weighings are kept again", TarnScaleServer::kExclamation);
   });
-  mqtt_ = MakeMqtt(program, source_, *book_, options.mqtt);
+  mqtt_ = MakeMqtt(program, source_, *book_, audit_, options.mqtt);
 }
 
 }  // namespace tarn::tool

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "outlets/audit_log.hpp"
 #include "outlets/http/http_outlet.hpp"
 #include "outlets/mqtt/mqtt_outlet.hpp"
 #include "outlets/scale_source.hpp"
@@ -40,6 +41,7 @@ class Outlets {
  private:
   ServerSource source_;
   std::unique_ptr<WeighingBook> book_;
+  AuditLog audit_;
   bool isRefusing_ = false;
   Subscription onEvent_;
   std::unique_ptr<http::HttpOutlet> http_;

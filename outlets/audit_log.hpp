@@ -11,7 +11,7 @@
 #include "platform/host.hpp"
 #include "platform/line_writer.hpp"
 
-namespace tarn::http {
+namespace tarn {
 
 /// Lines go to a file, which is opened anew for each batch, so that it may be moved away meanwhile;
 /// a separate thread writes them, since a file system may hang. Without a file they are traced.
@@ -48,4 +48,4 @@ class AuditLog {
   std::optional<LineWriter> writer_;
 };
 
-}  // namespace tarn::http
+}  // namespace tarn

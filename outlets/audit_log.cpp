@@ -1,4 +1,4 @@
-#include "outlets/http/audit_log.hpp"
+#include "outlets/audit_log.hpp"
 
 #include <chrono>
 #include <fstream>
@@ -6,7 +6,7 @@
 
 #include "platform/utf8.hpp"
 
-namespace tarn::http {
+namespace tarn {
 namespace {
 
 constexpr double kMinute = 60'000;
@@ -65,4 +65,4 @@ void AuditLog::Write(std::string_view line) {
     host_.Trace("A line of the audit is lost: its file takes nothing");
 }
 
-}  // namespace tarn::http
+}  // namespace tarn
