@@ -134,7 +134,8 @@ class HttpTest(HttpCase):
                                (["--http", "192.0.2.1:80"], "no address of this machine"),
                                (["--http", "somewhere"], "write 127.0.0.1:8080"),
                                (["--http", f"127.0.0.1:{self.taken()}"], "another program has this"),
-                               (["--audit", "x"], "go with --http")):
+                               (["--http-host", "x"], "goes with --http"),
+                               (["--audit", self.folder], "cannot be written")):
             done = subprocess.run([str(PROGRAMS / "tarnscale"), "run", self.file, *options],
                                   capture_output=True, text=True, timeout=LIMIT,
                                   env={**os.environ, "XDG_STATE_HOME": str(self.folder)})
