@@ -97,6 +97,10 @@ void EventWatch::TellPrint(const TarnScale& scale) {
   sink_(event);
 }
 
+void EventWatch::ReportCondition(std::int16_t number) {
+  if (const auto scale = server_.GetScale(number)) TellCondition(*scale);
+}
+
 void EventWatch::TellCondition(const TarnScale& scale) {
   ScaleEvent event = EventOf(Kind::Condition, scale);
   event.reading = ReadingOf(scale);

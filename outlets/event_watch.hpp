@@ -26,6 +26,9 @@ class EventWatch {
 
   EventWatch(TarnScaleServer& server, Selection selection, WallClock clock, Sink sink);
 
+  /// Reports the present condition of a scale, changed or not.
+  void ReportCondition(std::int16_t number);
+
  private:
   using Subscriptions = std::vector<Subscription>;
 

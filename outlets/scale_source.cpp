@@ -17,8 +17,12 @@ ServerSource::ServerSource(TarnScaleServer& server, WallClock clock)
     : server_(server),
       clock_(clock),
       watch_(server, {}, std::move(clock), [this](const auto& event) { Pass(event); }),
-      onReplaced_(
-          server.ScaleReplaced.Subscribe([this](std::int16_t number) { kept_.erase(number); })) {}
+      onReplaced_(server.ScaleReplaced.Subscribe([this](std::int16_t number) {
+        kept_.erase(number);
+        // One that is disabled now never raises an event, and whoever shows the scale would go on
+        // to show the last weight of its predecessor as a live one.
+        watch_.ReportCondition(number);
+      })) {}
 
 void ServerSource::Pass(const ScaleEvent& event) {
   if (event.kind == ScaleEvent::Kind::NewWeight && event.reading.net != kNoDataText) {

@@ -88,10 +88,13 @@ JournalStore::JournalStore(std::unique_ptr<DurableFolder> folder, Options option
 }
 
 void JournalStore::ListFiles() {
-  files_.clear();
+  // While the disk cannot be read, those that are known stay: a fetch would find nothing, and its
+  // reader would count as lost what is there.
+  std::vector<File> files;
   for (const std::string& name : JournalFiles(*folder_)) {
-    files_.push_back({name, NumberBefore(*folder_, name)});
+    files.push_back({name, NumberBefore(*folder_, name)});
   }
+  files_ = std::move(files);
 }
 
 /// Reads a file from a place to its end; the reader is finished then.

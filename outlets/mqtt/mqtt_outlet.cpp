@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <utility>
 
 #include "outlets/mqtt/home_assistant.hpp"
@@ -106,8 +107,13 @@ std::string MqttOutlet::Topic(int scale, const char* what) const {
 void MqttOutlet::Connect() {
   since_ = host_.Loop().Now();
   tickTimer_->Enabled(true);
-  connection_ =
-      connect_({.topic = plan_.root + "/state", .payload = "offline", .retained = true}, *this);
+  try {
+    connection_ =
+        connect_({.topic = plan_.root + "/state", .payload = "offline", .retained = true}, *this);
+  } catch (const std::exception& error) {
+    // A certificate that is being renewed, for one, is there again at a later attempt.
+    Lost(error.what());
+  }
 }
 
 void MqttOutlet::Connected() {
@@ -302,11 +308,16 @@ void MqttOutlet::Arrived(const MqttMessage& message) {
     return answer("not-allowed", "this scale takes no commands over MQTT");
   }
   if (command.command == nullptr) return answer("invalid", command.error);
-  // What the source reports may come later, when this object is gone.
-  source_.Give(*scale, *command.command, command.tare,
-               [answer, alive = std::weak_ptr(alive_)](const CommandResult& result) {
-                 if (!alive.expired()) answer(ResultName(result.status), result.words);
-               });
+  // From the loop and not from here: some commands wait for the terminal and serve the loop
+  // meanwhile, which may end the connection that is calling. What the source reports may come
+  // later, when this object is gone.
+  host_.Loop().Post([this, answer, alive = std::weak_ptr(alive_), scale = *scale, command] {
+    if (alive.expired()) return;
+    source_.Give(scale, *command.command, command.tare,
+                 [answer, alive](const CommandResult& result) {
+                   if (!alive.expired()) answer(ResultName(result.status), result.words);
+                 });
+  });
 }
 
 void MqttOutlet::Answer(int scale, const std::string& json) {

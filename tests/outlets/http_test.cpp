@@ -88,6 +88,16 @@ class HttpTest : public tool::ScaleToolFixture {
   Rights rights;
 };
 
+TEST_F(HttpTest, AReaderSeesThatAReloadHasTurnedAScaleOff) {
+  Weigh();
+  const auto reader = Listen("?scale=1");
+  EXPECT_THAT(Read(*reader), HasSubstr(R"("quality":"good")"));
+  Set(1, {"enabled=no"});
+  server->Reload();
+  host.loop.RunPending();
+  EXPECT_THAT(Read(*reader), HasSubstr(R"("quality":"off")"));
+}
+
 TEST_F(HttpTest, EachRequestHasItsStatus) {
   struct Row {
     const char* method;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -139,6 +140,7 @@ class MqttTest : public testing::Test {
         [this](const MqttMessage& will, MqttListener& listener) {
           EXPECT_EQ(will.topic + will.payload, "r/stateoffline");
           ++broker.attempts;
+          if (std::exchange(unreadable, false)) throw std::runtime_error("no certificate");
           broker.listener = &listener;
           return std::make_unique<FakeBroker::Connection>(broker);
         },
@@ -171,6 +173,7 @@ class MqttTest : public testing::Test {
   FakeScales scales;
   FakeBook book;
   AuditLog audit{host, [] { return WallTime(); }, ""};
+  bool unreadable = false;
   std::unique_ptr<MqttOutlet> outlet;
 };
 
@@ -278,8 +281,12 @@ TEST_F(MqttTest, AnOutageIsReportedOnceAndRetriedWithGrowingPauses) {
   Reconnect();
   host.loop.Advance(10000);
   Lose();
+  unreadable = true;
   host.loop.Advance(1000);
   EXPECT_EQ(broker.attempts, former + 2);
+  EXPECT_THAT(host.traces.back(), HasSubstr("no certificate"));
+  Reconnect();
+  EXPECT_EQ(broker.attempts, former + 3) << "it is tried again";
 }
 
 TEST_F(MqttTest, CommandsAreAnsweredByTheirRights) {
@@ -306,7 +313,10 @@ TEST_F(MqttTest, CommandsAreAnsweredByTheirRights) {
   };
   for (const Row& row : rows) {
     broker.messages.clear();
+    const std::size_t given = scales.given.size();
     broker.listener->Arrived({.topic = row.topic, .payload = row.payload});
+    EXPECT_EQ(scales.given.size(), given) << "a command may serve the loop, and the caller may go";
+    host.loop.RunPending();
     EXPECT_THAT(broker.Take("/ack"), ElementsAre(HasSubstr(row.answer))) << row.payload;
   }
   EXPECT_THAT(scales.given, ElementsAre("1Z0.000000", "1SetTare12.500000", "2P0.000000"));
