@@ -65,9 +65,12 @@ std::string WhyNobodyListens(int error) {
 
 [[noreturn]] void FailLocally(const std::string& path, int error) {
   const bool noPlace = error == EADDRINUSE || error == ENOENT || error == ENAMETOOLONG;
-  throw AutomationError(noPlace ? ErrorNumber::PathFileAccess : CommonErrorNumber(error),
-                        "Nobody can listen at " + path + ": " +
-                            (error == EADDRINUSE ? "another program does" : ErrorText(error)));
+  throw AutomationError(
+      noPlace ? ErrorNumber::PathFileAccess : CommonErrorNumber(error),
+      "Nobody can listen at " + path + ": " +
+          (error == EADDRINUSE
+               ? "another program listens there, such as one that runs the same file"
+               : ErrorText(error)));
 }
 
 OwnedFd LocalSocket() {

@@ -73,6 +73,8 @@ std::string LocalSocket(Program& program, const std::string& file) {
 std::unique_ptr<RemoteSource> FindServer(Program& program) {
   const CommonOptions& options = program.Options();
   if (!options.at.empty()) {
+    if (options.at.find("://") != options.at.npos && !options.at.starts_with("http"))
+      throw UsageError("--at '" + Printable(options.at) + "': write http://HOST:PORT");
     auto source = Reach(program, {.url = WithoutSlash(options.at),
                                   .token = TokenOf(program.Host(), options.tokenFile)});
     if (!source) throw Failure("--at: this program was built without an HTTP library");

@@ -1,8 +1,11 @@
 #include "tools/tarnscale/journal_commands.hpp"
 
+#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <exception>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "outlets/journal/journal.hpp"
@@ -43,6 +46,19 @@ std::string ListLine(const Weighing& weighing) {
          std::string(OriginName(weighing.origin)) + ")\n";
 }
 
+std::uint64_t NumberAfter(const std::string& text) {
+  std::uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (!text.empty() && (rest != end || error != std::errc{}))
+    throw UsageError("--after: '" + Printable(text) + "' is no number of a weighing");
+  return number;
+}
+
+std::string CountText(std::uint64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 int ReportCheck(Program& program, const std::string& folder, const JournalCheck& check) {
   if (const auto& fault = check.fault) {
     std::string place = folder;
@@ -50,12 +66,12 @@ int ReportCheck(Program& program, const std::string& folder, const JournalCheck&
     program.Complain(place + ": " + Printable(fault->words));
     return kFailed;
   }
-  std::string text = folder + ": " + std::to_string(check.weighings) + " weighings in " +
-                     std::to_string(check.files) + " files follow from each other";
+  std::string text = folder + ": " + CountText(check.weighings, "weighing") + " in " +
+                     CountText(check.files, "file") + ", each line follows from the one before";
   if (check.firstBefore > 0) {
     text += ", the first kept line from the one of number " + std::to_string(check.firstBefore);
   }
-  if (check.marks > 0) text += "; " + std::to_string(check.marks) + " marks";
+  if (check.marks > 0) text += "; " + CountText(check.marks, "mark");
   text += "\nlast number " + std::to_string(check.end.number) + ", sum " + check.end.sum + "\n";
   program.Output().Write(text);
   return kSuccess;
@@ -82,7 +98,8 @@ int RecordsCommand(Program& program, const RecordsOptions& options) {
   const bool verifies = options.action == "verify";
   if (!exports && (options.csv || options.json))
     throw UsageError("--csv and --json go with export");
-  if (verifies && options.after > 0) throw UsageError("--after goes with list and export");
+  if (verifies && !options.after.empty()) throw UsageError("--after goes with list and export");
+  const std::uint64_t after = NumberAfter(options.after);
   std::string text;
   const auto flush = [&](std::size_t bound) {
     if (text.size() >= bound) program.Output().Write(std::exchange(text, {}));
@@ -96,7 +113,7 @@ int RecordsCommand(Program& program, const RecordsOptions& options) {
     };
   } else {
     visitor.weighing = [&](const Weighing& weighing) {
-      if (weighing.number <= options.after) return;
+      if (weighing.number <= after) return;
       if (!exports)
         text += ListLine(weighing);
       else if (options.json)

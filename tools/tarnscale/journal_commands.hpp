@@ -16,9 +16,9 @@ std::unique_ptr<WeighingBook> OpenJournal(Program& program, const OutletOptions&
 struct RecordsOptions {
   std::string action;  ///< "list", "export" or "verify"
   std::string folder;
-  std::uint64_t after = 0;  ///< list and export leave out the numbers up to this one
-  bool csv = false;         ///< what export writes anyway
-  bool json = false;        ///< export writes an object a line
+  std::string after;  ///< a number: list and export leave out the numbers up to this one
+  bool csv = false;   ///< what export writes anyway
+  bool json = false;  ///< export writes an object a line
 };
 int RecordsCommand(Program& program, const RecordsOptions& options);
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/automation_error.hpp"
 #include "outlets/mqtt/mosquitto_connection.hpp"
 #include "platform/program.hpp"
 #include "platform/utf8.hpp"
@@ -52,7 +53,8 @@ void ListenLocally(Program& program, http::HttpOutlet& outlet) {
   try {
     outlet.ListenLocally(socket);
   } catch (const std::exception& error) {
-    program.Say(std::string("note: other commands cannot use these scales: ") + error.what());
+    program.Say(std::string("note: monitor, read and send do not find this program: ") +
+                error.what());
   }
 }
 
@@ -67,11 +69,14 @@ std::unique_ptr<http::HttpOutlet> StartHttp(Program& program, ScaleSource& sourc
                                        {TARN_VERSION, FileName(program.Options().file)});
     if (!outlet->Url().empty()) program.Say("the scales are at " + outlet->Url());
     if (const std::string file = outlet->TokenFile(); !file.empty())
-      program.Say("who reads them needs the token in " + Printable(file));
+      program.Say("readers need the token in " + Printable(file));
     ListenLocally(program, *outlet);
     return outlet;
   } catch (const std::exception& error) {
-    throw Failure(std::string("--http: ") + error.what());
+    const std::string words = std::string("--http: ") + error.what();
+    const auto* known = dynamic_cast<const AutomationError*>(&error);
+    if (known && known->Number() == ErrorNumber::InvalidPropertyValue) throw UsageError(words);
+    throw Failure(words);
   }
 }
 
@@ -83,7 +88,14 @@ std::unique_ptr<WeighingBook> MakeBook(Program& program, const OutletOptions& op
 
 std::unique_ptr<MqttOutlet> MakeMqtt(Program& program, ScaleSource& source, WeighingBook& book,
                                      AuditLog& audit, const MqttOptions& options) {
-  if (options.url.empty()) return nullptr;
+  if (options.url.empty()) {
+    const bool needsMqtt =
+        !options.root.empty() || !options.clientId.empty() || !options.user.empty() ||
+        !options.passwordFile.empty() || !options.ca.empty() || !options.certificate.empty() ||
+        !options.key.empty() || !options.commands.empty() || options.homeAssistant;
+    if (needsMqtt) throw UsageError("--mqtt-... and --home-assistant go with --mqtt mqtt://HOST");
+    return nullptr;
+  }
   MqttSettings settings;
   try {
     settings = MqttSettingsOf(options, MachineName());
