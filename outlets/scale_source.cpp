@@ -48,7 +48,7 @@ std::shared_ptr<TarnScale> ServerSource::At(int number) const {
 
 std::optional<ScaleState> ServerSource::State(int number) const {
   const auto scale = At(number);
-  if (!scale) return std::nullopt;
+  if (!scale || !IsConfigured(*scale, number)) return std::nullopt;
   ScaleState state = StateOf(*scale, clock_());
   const auto kept = kept_.find(number);
   if (kept != kept_.end() && KeepsWeight(*scale)) {

@@ -112,7 +112,8 @@ void RemoteSource::TakeEvent(const EventStreamReader::Event& streamed) {
 void RemoteSource::Lose(const HttpReply& reply) {
   const bool wasConnected = std::exchange(connected_, false);
   trouble_ = wasConnected ? "it has ended or cannot be reached any more" : WordsOf(reply);
-  hopeless_ = reply.status == 401 || reply.status == 403 || reply.status == 404;
+  wantsToken_ = reply.status == 401;
+  hopeless_ = wantsToken_ || reply.status == 403 || reply.status == 404;
   for (auto& [number, state] : states_) {
     state.reading.quality = Quality::Error;
     state.reading.conditionWords = "no connection to the server: " + trouble_;

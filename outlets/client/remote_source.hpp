@@ -32,6 +32,8 @@ class RemoteSource final : public ScaleSource {
   /// An answer that no later attempt will change: the token is refused, or nobody speaks this
   /// language there.
   bool IsHopeless() const { return hopeless_; }
+  /// Whether the server wants a token, or another one.
+  bool WantsToken() const { return wantsToken_; }
 
  private:
   void Begin();
@@ -47,6 +49,7 @@ class RemoteSource final : public ScaleSource {
   std::map<int, double> readAt_;  ///< by the loop's clock
   bool connected_ = false;
   bool hopeless_ = false;
+  bool wantsToken_ = false;
   std::string trouble_;
   std::int32_t pause_ = 0;  ///< seconds before the next attempt
   std::unique_ptr<Timer> again_;

@@ -79,8 +79,8 @@ std::unique_ptr<RemoteSource> FindServer(Program& program) {
                                   .token = TokenOf(program.Host(), options.tokenFile)});
     if (!source) throw Failure("--at: this program was built without an HTTP library");
     if (source->IsConnected()) return source;
-    const std::string why =
-        source->Trouble().empty() ? "it does not answer in time" : source->Trouble();
+    std::string why = source->Trouble().empty() ? "it does not answer in time" : source->Trouble();
+    if (source->WantsToken()) why = "it wants its token: give the file with --token-file";
     throw Failure("cannot reach " + Printable(options.at) + ": " + Printable(why));
   }
   if (options.alone) return nullptr;

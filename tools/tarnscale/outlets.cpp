@@ -49,12 +49,13 @@ void RequireHttp(const OutletOptions& options) {
 /// and the scales run all the same.
 void ListenLocally(Program& program, http::HttpOutlet& outlet) {
   const std::string socket = LocalSocket(program, program.Options().file);
-  if (socket.empty()) return;
+  const std::string note = "note: monitor, read and send do not find this program: ";
+  if (socket.empty())
+    return program.Say(note + "there is no folder for local sockets; see XDG_RUNTIME_DIR");
   try {
     outlet.ListenLocally(socket);
   } catch (const std::exception& error) {
-    program.Say(std::string("note: monitor, read and send do not find this program: ") +
-                error.what());
+    program.Say(note + error.what());
   }
 }
 
