@@ -89,8 +89,10 @@ class Stream {
  private:
   void LookAtPeer() {
     const PeerState state = StateOfPeer(descriptor_);
-    if (state == PeerState::Sends) watch_->Want(false, false);  // nobody reads that
-    if (state == PeerState::Gone) {
+    const bool isFirst = state == PeerState::Sends && !std::exchange(hasSent_, true);
+    if (isFirst) return watch_->Want(false, false);  // nobody reads that
+    // What is unread hides the end of a local connection, which is reported on and on.
+    if (state != PeerState::Quiet) {
       watch_.reset();
       End();
     }
@@ -100,6 +102,7 @@ class Stream {
   int descriptor_;
   std::shared_ptr<EventReader> reader_;
   bool asleep_ = false;
+  bool hasSent_ = false;  ///< the peer has sent what nobody reads
   std::unique_ptr<DescriptorWatch> watch_;
 };
 

@@ -10,6 +10,8 @@
 namespace tarn::http {
 namespace {
 
+constexpr std::size_t kMostParameters = 16;  // each is compared with all before it
+
 int DigitOf(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   const char lower = static_cast<char>(c | 0x20);
@@ -74,7 +76,8 @@ bool ParseTarget(std::string_view target, Request& request) {
     const auto equals = std::min(piece.find('='), piece.size());
     auto name = Decode(piece.substr(0, equals), true);
     auto value = Decode(piece.substr(std::min(piece.size(), equals + 1)), true);
-    if (!name || !value || request.Find(*name) != nullptr) return false;
+    const bool isTooMany = request.query.size() >= kMostParameters;
+    if (!name || !value || isTooMany || request.Find(*name) != nullptr) return false;
     request.query.push_back({*std::move(name), *std::move(value)});
   }
   return true;
