@@ -126,7 +126,7 @@ def main():
             begin = time.monotonic()
             support.wait_until(lambda: not support.server_processes(), "the end of the server")
             print(f"the server ended {time.monotonic() - begin:.0f} s after its last client", flush=True)
-            soak.terminals.interrupt()
+            soak.terminals.end(signal.SIGINT)
             support.wine(support.SERVER, "/UnregServer")
 
 

@@ -67,7 +67,8 @@ void TarnContinuousProtocol::mvarComPort_Receive() {
   const auto port = Line().Port();
   std::string collected;
   do {
-    for (int i = 0; i < kCharactersPerPass; ++i) {
+    int taken = 0;
+    for (; taken < kCharactersPerPass; ++taken) {
       const std::optional<char> character = port->Input();
       if (!character) break;
       if (*character == kStx)
@@ -82,8 +83,8 @@ void TarnContinuousProtocol::mvarComPort_Receive() {
       scale->ActivityLED(true);
       ParseFrame(collected);
       scale->watchdog(false);
-    } else if (collected.size() > 1 && collected.back() == kCarriageReturn) {
-      // Alone it is the checksum of the frame before.
+    } else if (taken > 0 && !collected.empty() && collected.back() == kCarriageReturn) {
+      // As the first character of a pass it is the checksum of the frame before.
       RejectLength();
     }
   } while (port->InBufferCount() >= FrameLength);
