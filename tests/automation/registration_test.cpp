@@ -276,6 +276,9 @@ TEST(ServiceRegistration, StartsTheProgramForTheMachineAndForItsClients) {
   if (!IsUserAnAdmin()) GTEST_SKIP() << "NOT TESTED: services need an administrator";
   if (ServiceValue(L"ImagePath") != "(none)") GTEST_SKIP() << "NOT TESTED: a service here already";
   const SetsAside installed(kMachine);
+  // Who registers first on a machine makes the containers of classes, which stay.
+  RunRegistration(RegistrationCommand::Register, Program());
+  RunRegistration(RegistrationCommand::Unregister, Program());
   const Registry before = Snapshot(MachineScope(), KEY_WOW64_64KEY);
   const ServiceRegistration service(Program());
   const auto client = [] {
