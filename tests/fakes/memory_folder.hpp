@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,9 @@ namespace tarn {
 
 /// The disk under the folder, which outlives it.
 struct MemoryDisk {
+  /// For who looks at a disk that a journal's thread uses.
+  inline static std::mutex mutex;
+
   std::map<std::string, std::string> files;
   std::optional<std::size_t> space;  ///< bytes that it still takes
   bool failStore = false;
@@ -30,11 +34,13 @@ class MemoryFolder final : public DurableFolder {
 
   bool IsWritten() override { return false; }
   std::vector<std::string> Names() override {
+    const std::lock_guard lock(MemoryDisk::mutex);
     std::vector<std::string> names;
     for (const auto& [name, bytes] : disk_.files) names.push_back(name);
     return names;
   }
   std::string Read(const std::string& name, std::uint64_t offset, std::size_t most) override {
+    const std::lock_guard lock(MemoryDisk::mutex);
     const auto file = disk_.files.find(name);
     if (file == disk_.files.end()) throw AutomationError(ErrorNumber::FileNotFound, "no " + name);
     return offset < file->second.size() ? file->second.substr(offset, most) : "";
@@ -43,6 +49,7 @@ class MemoryFolder final : public DurableFolder {
     return Read(name, offset, most);
   }
   void Append(const std::string& name, std::string_view bytes) override {
+    const std::lock_guard lock(MemoryDisk::mutex);
     disk_.files.at(name) += bytes.substr(0, Take(bytes));
     if (disk_.lies) disk_.files.at(name).rbegin()[5] ^= 1;
     if (disk_.space == 0) throw AutomationError(ErrorNumber::DiskFull, "the disk is full");
@@ -51,12 +58,16 @@ class MemoryFolder final : public DurableFolder {
     if (disk_.failStore) throw AutomationError(ErrorNumber::DeviceInputOutput, "broken");
   }
   void Replace(const std::string& name, std::string_view bytes) override {
+    const std::lock_guard lock(MemoryDisk::mutex);
     if (disk_.space && *disk_.space < bytes.size())
       throw AutomationError(ErrorNumber::DiskFull, "the disk is full");
     Take(bytes);
     disk_.files[name] = bytes;
   }
-  void Remove(const std::string& name) override { disk_.files.erase(name); }
+  void Remove(const std::string& name) override {
+    const std::lock_guard lock(MemoryDisk::mutex);
+    disk_.files.erase(name);
+  }
 
  private:
   std::size_t Take(std::string_view bytes) {

@@ -264,6 +264,7 @@ TEST_F(JournalTest, HandsOnInOrderWhatIsStored) {
     Journal journal(loop, Open(), [](std::string_view) {});
     const auto onEntered = journal.Entered.Subscribe([&](const Weighing& weighing) {
       entered.push_back(weighing.number);
+      const std::lock_guard lock(MemoryDisk::mutex);
       EXPECT_THAT(disk.files.begin()->second, HasSubstr("\n" + std::to_string(weighing.number)));
       EXPECT_EQ(journal.Latest(), weighing.number);
     });
@@ -286,7 +287,10 @@ TEST_F(JournalTest, HandsOnInOrderWhatIsStored) {
   EXPECT_EQ(journal.Acknowledged("broker"), 7U);
   EXPECT_THAT(fetch(journal, 99), ElementsAre(100, 101));
   EXPECT_THAT(fetch(journal, 101), ElementsAre());
-  disk.space = 0;
+  {
+    const std::lock_guard lock(MemoryDisk::mutex);
+    disk.space = 0;
+  }
   const auto onRefused = journal.Refused.Subscribe(
       [&](const ScaleEvent&, const std::string& reason) { refused.push_back(reason); });
   for (std::size_t i = 0; i <= 2 * Journal::kMostWaiting; ++i) journal.Enter(event);
