@@ -83,6 +83,16 @@ void WriteFields(JsonWriter& json, const std::vector<Field>& fields) {
   json.EndArray();
 }
 
+void WriteReading(JsonWriter& json, const Reading& reading) {
+  WriteNumber(json, "gross", reading.gross);
+  WriteNumber(json, "tare", reading.tare);
+  WriteNumber(json, "net", reading.net);
+  json.Member("grossText", reading.gross);
+  json.Member("tareText", reading.tare);
+  json.Member("netText", reading.net);
+  json.Member("unit", reading.units);
+}
+
 void WriteWeight(JsonWriter& json, const ScaleState& state) {
   const Reading& reading = state.reading;
   json.BeginObject();
@@ -95,13 +105,7 @@ void WriteWeight(JsonWriter& json, const ScaleState& state) {
     json.Null();
   json.Member("quality", reading.quality ? QualityName(*reading.quality) : "off");
   json.Member("reason", reading.conditionWords);
-  WriteNumber(json, "gross", reading.gross);
-  WriteNumber(json, "tare", reading.tare);
-  WriteNumber(json, "net", reading.net);
-  json.Member("grossText", reading.gross);
-  json.Member("tareText", reading.tare);
-  json.Member("netText", reading.net);
-  json.Member("unit", reading.units);
+  WriteReading(json, reading);
   json.Member("stable", !reading.motion).Member("centerOfZero", reading.atZero);
   json.Member("outOfRange", reading.outOfRange).Member("netMode", reading.inNetMode);
   json.Member("enabled", state.enabled);

@@ -42,6 +42,9 @@ ScaleState StateOf(const TarnScale& scale, WallTime now);
 void WriteWeight(JsonWriter& json, const ScaleState& state);
 std::string WeightJson(const ScaleState& state);
 
+/// The members of the three weights, as numbers and as texts, and of their unit.
+void WriteReading(JsonWriter& json, const Reading& reading);
+
 /// The member "fields": a list, since a name may occur twice.
 void WriteFields(JsonWriter& json, const std::vector<Field>& fields);
 

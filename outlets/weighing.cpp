@@ -1,18 +1,11 @@
 #include "outlets/weighing.hpp"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "outlets/scale_state.hpp"
 
 namespace tarn {
-
-std::string_view OriginName(PrintOrigin origin) {
-  static constexpr std::array<std::string_view, 4> kNames = {"terminal", "request", "client",
-                                                             "detection"};
-  return kNames[static_cast<std::size_t>(origin)];
-}
 
 std::optional<Weighing> WeighingOf(const ScaleEvent& event) {
   const bool isRecord = event.kind == ScaleEvent::Kind::NewDataReady;
@@ -26,25 +19,11 @@ std::optional<Weighing> WeighingOf(const ScaleEvent& event) {
 }
 
 void WriteWeighing(JsonWriter& json, const Weighing& weighing) {
-  const Reading& reading = weighing.reading;
   json.BeginObject().Member("number", weighing.number);
   json.Member("time", UtcText(weighing.time));
   json.Member("scale", weighing.scale).Member("alias", weighing.alias);
-  const auto number = [&](std::string_view name, const std::string& text) {
-    json.Key(name);
-    if (const auto shown = ShownNumber(text))
-      json.Value(*shown);
-    else
-      json.Null();
-  };
-  number("gross", reading.gross);
-  number("tare", reading.tare);
-  number("net", reading.net);
-  json.Member("grossText", reading.gross);
-  json.Member("tareText", reading.tare);
-  json.Member("netText", reading.net);
-  json.Member("unit", reading.units);
-  json.Member("origin", OriginName(weighing.origin));
+  WriteReading(json, weighing.reading);
+  json.Member("origin", PrintOriginName(weighing.origin));
   if (!weighing.fields.empty()) WriteFields(json, weighing.fields);
   json.EndObject();
 }

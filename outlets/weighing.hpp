@@ -25,9 +25,6 @@ struct Weighing {
   PrintOrigin origin = PrintOrigin::Terminal;
 };
 
-/// "terminal", "request", "client", "detection".
-std::string_view OriginName(PrintOrigin origin);
-
 /// The object that stands for a weighing wherever one appears.
 void WriteWeighing(JsonWriter& json, const Weighing& weighing);
 std::string WeighingJson(const Weighing& weighing);

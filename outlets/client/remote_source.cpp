@@ -111,9 +111,12 @@ void RemoteSource::TakeEvent(const EventStreamReader::Event& streamed) {
 /// The weights may be anything by now, so none stays that looks live.
 void RemoteSource::Lose(const HttpReply& reply) {
   const bool wasConnected = std::exchange(connected_, false);
-  trouble_ = wasConnected ? "it has ended or cannot be reached any more" : WordsOf(reply);
+  const bool hasReason = reply.status != 200 && reply.status != 0;
+  if (wasConnected && !hasReason)
+    trouble_ = "it has ended or cannot be reached any more";
+  else
+    trouble_ = reply.status == 200 ? "what answers there is no tarnscale" : WordsOf(reply);
   wantsToken_ = reply.status == 401;
-  hopeless_ = wantsToken_ || reply.status == 403 || reply.status == 404;
   for (auto& [number, state] : states_) {
     state.reading.quality = Quality::Error;
     state.reading.conditionWords = "no connection to the server: " + trouble_;

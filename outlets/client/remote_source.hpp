@@ -29,9 +29,6 @@ class RemoteSource final : public ScaleSource {
   const std::string& Trouble() const { return trouble_; }
   /// The scales are known, or the connection is lost.
   Event<> ConnectionChanged;
-  /// An answer that no later attempt will change: the token is refused, or nobody speaks this
-  /// language there.
-  bool IsHopeless() const { return hopeless_; }
   /// Whether the server wants a token, or another one.
   bool WantsToken() const { return wantsToken_; }
 
@@ -48,7 +45,6 @@ class RemoteSource final : public ScaleSource {
   std::map<int, ScaleState> states_;
   std::map<int, double> readAt_;  ///< by the loop's clock
   bool connected_ = false;
-  bool hopeless_ = false;
   bool wantsToken_ = false;
   std::string trouble_;
   std::int32_t pause_ = 0;  ///< seconds before the next attempt

@@ -44,7 +44,7 @@ std::string RecordCsv(const Weighing& weighing) {
   const Reading& r = weighing.reading;
   for (const std::string& text : {weighing.alias, r.gross, r.tare, r.net, r.units})
     AppendCsv(line, text);
-  AppendCsv(line, OriginName(weighing.origin));
+  AppendCsv(line, PrintOriginName(weighing.origin));
   AppendCsv(line, FieldsText(weighing.fields));
   return line + "\n";
 }

@@ -67,9 +67,6 @@ class NativeHttpOutlet final : public HttpOutlet {
 
   std::string Url() const override { return url_; }
   std::string TokenFile() const override { return tokenFile_; }
-  void Listen(int descriptor, Rights rights) override {
-    server_.Listen(descriptor, std::move(rights));
-  }
   void ListenLocally(const std::string& path) override {
     Rights rights{.checksHost = false};
     rights.commands.set();

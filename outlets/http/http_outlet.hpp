@@ -40,8 +40,6 @@ class HttpOutlet {
   virtual std::string Url() const = 0;
   /// The file of the token that readers must show; empty where they need none.
   virtual std::string TokenFile() const = 0;
-  /// Serves at one more listening descriptor, which is the outlet's from now on.
-  virtual void Listen(int descriptor, Rights rights) = 0;
   /// Serves this machine's programs of the same user, who may do everything, at a local socket.
   /// Errors as ListenLocally.
   virtual void ListenLocally(const std::string& path) = 0;

@@ -116,14 +116,6 @@ std::optional<WallTime> TimeOf(std::string_view text) {
   return time;
 }
 
-std::optional<PrintOrigin> OriginNamed(std::string_view name) {
-  for (const auto origin :
-       {PrintOrigin::Terminal, PrintOrigin::Request, PrintOrigin::Client, PrintOrigin::Detection}) {
-    if (OriginName(origin) == name) return origin;
-  }
-  return std::nullopt;
-}
-
 /// The number that a weight shows, for spreadsheets; empty where it shows none.
 std::string NumberText(const std::string& weight) {
   const auto number = ShownNumber(weight);
@@ -192,7 +184,7 @@ std::string JournalColumns(const Weighing& weighing) {
   for (const std::string& shown : {r.gross, r.tare, r.net, r.units}) text += "\t" + Escaped(shown);
   for (const std::string& shown : {r.gross, r.tare, r.net}) text += "\t" + NumberText(shown);
   text += "\t";
-  text += OriginName(weighing.origin);
+  text += PrintOriginName(weighing.origin);
   return text + "\t" + FieldsColumn(weighing.fields);
 }
 
@@ -207,7 +199,7 @@ std::optional<Weighing> WeighingOfColumns(std::string_view text) {
   const auto tare = Unescaped(columns[5]);
   const auto net = Unescaped(columns[6]);
   const auto unit = Unescaped(columns[7]);
-  const auto origin = OriginNamed(columns[11]);
+  const auto origin = PrintOriginNamed(columns[11]);
   const auto fields = FieldsOfColumn(columns[12]);
   if (!number || !time || !scale || !alias || !gross || !tare || !net || !unit || !origin ||
       !fields) {

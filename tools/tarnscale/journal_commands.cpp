@@ -43,7 +43,7 @@ std::string ListLine(const Weighing& weighing) {
       weighing.fields.empty() ? WeightsText(weighing.reading) : FieldsText(weighing.fields);
   return std::to_string(weighing.number) + "  " + LocalText(weighing.time) + "  " +
          ScaleTitle(weighing.scale, weighing.alias) + ": " + what + " (" +
-         std::string(OriginName(weighing.origin)) + ")\n";
+         std::string(PrintOriginName(weighing.origin)) + ")\n";
 }
 
 std::uint64_t NumberAfter(const std::string& text) {
